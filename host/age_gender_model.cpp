@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: Apache-2.0
+// Stands in for libQVFD_AgeGender. Its figures follow from the pixels and are no estimates of a person.
+#include "platform/age_gender_model.h"
+
+#include <algorithm>
+#include <cstring>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+#include "host/control.h"
+#include "host/face_measure.h"
+
+namespace {
+
+struct State {
+  int failing_inits = 0;
+  std::chrono::milliseconds delay{0};
+  std::function<host::AgeGenderAnswer(const host::AgeGenderCall&)> script;
+  std::string version = "host-1.0";
+  bool record = false;
+  std::vector<host::AgeGenderCall> calls;
+  host::AgeGenderCounts counts = {};
+};
+
+std::mutex g_mutex;
+State g_state;
+
+// Answers that stay inside what a model of faces would say: an age from the brightness of the face,
+// `prop` from its contrast and size, a gender score from its colour.
+host::AgeGenderAnswer Measure(const uint8_t* rgb, const host::AgeGenderCall& call) {
+  const host::FaceMeasure face =
+      host::MeasureFace(rgb, call.width, call.height, call.left, call.top, call.right, call.bottom);
+  return {5.0f + face.luma * 0.25f, std::clamp(face.contrast / 64.0f + face.area, 0.0f, 1.0f),
+          std::clamp(0.5f + (face.red - face.blue - 40.0f) / 100.0f, 0.0f, 1.0f)};
+}
+
+}  // namespace
+
+namespace host {
+
+void ResetAgeGender() {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  g_state = State();
+}
+
+void FailAgeGenderInit(int attempts) {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  g_state.failing_inits = attempts;
+}
+
+void SetAgeGenderDelay(std::chrono::milliseconds delay) {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  g_state.delay = delay;
+}
+
+void ScriptAgeGender(std::function<AgeGenderAnswer(const AgeGenderCall&)> script) {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  g_state.script = std::move(script);
+}
+
+void SetAgeGenderVersion(const std::string& bytes) {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  g_state.version = bytes;
+}
+
+void RecordAgeGender(bool record) {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  g_state.record = record;
+}
+
+std::vector<AgeGenderCall> AgeGenderCalls() {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  return g_state.calls;
+}
+
+AgeGenderCounts AgeGenderCounters() {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  return g_state.counts;
+}
+
+}  // namespace host
+
+extern "C" {
+
+int QVAG_Model_Init() {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  ++g_state.counts.inits;
+  if (g_state.failing_inits == 0) return 1;
+  if (g_state.failing_inits > 0) --g_state.failing_inits;
+  return 0;
+}
+
+QVAG_Version QVAG_GetVersion() {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  QVAG_Version version = {};
+  std::memcpy(version.text, g_state.version.data(),
+              std::min(g_state.version.size(), sizeof(version.text)));
+  return version;
+}
+
+QVAG_FaceResult QVAG_OneFaceAnalyze(const uint8_t* gray, const uint8_t* rgb, int width, int height,
+                                    int left, int top, int right, int bottom, float factor) {
+  host::AgeGenderCall call = {width, height, left, top, right, bottom, factor, 0, 0};
+  std::unique_lock<std::mutex> lock(g_mutex);
+  ++g_state.counts.analyses;
+  if (g_state.record || g_state.script) {
+    const size_t pixels = static_cast<size_t>(width) * static_cast<size_t>(height);
+    call.gray_digest = host::Digest(gray, pixels);
+    call.rgb_digest = host::Digest(rgb, 3 * pixels);
+  }
+  if (g_state.record) g_state.calls.push_back(call);
+  const auto script = g_state.script;
+  const auto delay = g_state.delay;
+  lock.unlock();
+  if (delay.count() > 0) std::this_thread::sleep_for(delay);
+  const host::AgeGenderAnswer answer = script ? script(call) : Measure(rgb, call);
+  return {answer.age, answer.prop, answer.gender, 0.0f};
+}
+
+void QVAG_Model_Clear() {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  ++g_state.counts.clears;
+}
+
+}  // extern "C"

@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: Apache-2.0
+// Stands in for libutils: the clock, and a view of who waits for what. The condition-variable functions
+// below stand before the C library's in the search order, note the event and pass it on.
+#include <dlfcn.h>
+#include <pthread.h>
+#include <time.h>
+
+#include <algorithm>
+#include <atomic>
+#include <iterator>
+#include <mutex>
+
+#include "host/control.h"
+#include "platform/android_clock.h"
+
+namespace {
+
+std::atomic<uint64_t> g_clock_reads{0};
+std::atomic<bool> g_clock_is_set{false};
+std::atomic<int64_t> g_set_time{0};
+
+int64_t RealTime() {
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return now.tv_sec * INT64_C(1'000'000'000) + now.tv_nsec;
+}
+
+// A condition variable that somebody created, and whether it was waited on since its last signal. Both
+// events happen under the mutex that belongs to it, so a resting worker has seen every signal.
+struct Watched {
+  std::atomic<const pthread_cond_t*> condition{nullptr};
+  std::atomic<bool> resting{false};
+};
+
+constexpr int kMaxWatched = 64;
+Watched g_watched[kMaxWatched];
+
+// Puts `to` where `from` stands; null stands for a free place.
+void Replace(const pthread_cond_t* from, const pthread_cond_t* to) {
+  static std::mutex mutex;
+  std::lock_guard<std::mutex> lock(mutex);
+  for (Watched& watched : g_watched) {
+    if (watched.condition.load() != from) continue;
+    watched.resting = false;
+    watched.condition = to;
+    return;
+  }
+}
+
+void Note(const pthread_cond_t* condition, bool resting) {
+  for (Watched& watched : g_watched) {
+    if (watched.condition.load() == condition) watched.resting = resting;
+  }
+}
+
+bool AllRest() {
+  return std::all_of(std::begin(g_watched), std::end(g_watched), [](const Watched& watched) {
+    return watched.condition.load() == nullptr || watched.resting.load();
+  });
+}
+
+template <typename Function>
+Function Next(const char* name) {
+  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+void host::SetClock(int64_t nanoseconds) {
+  g_set_time = nanoseconds;
+  g_clock_is_set = true;
+}
+
+void host::UseRealClock() { g_clock_is_set = false; }
+
+uint64_t host::ClockReads() { return g_clock_reads; }
+
+bool host::WaitForRestingWorkers(std::chrono::milliseconds timeout) {
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
+  while (!AllRest()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    const timespec pause = {0, 50'000};
+    nanosleep(&pause, nullptr);
+  }
+  return true;
+}
+
+extern "C" {
+
+int64_t systemTime(int) {
+  ++g_clock_reads;
+  return g_clock_is_set ? g_set_time.load() : RealTime();
+}
+
+int pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attributes) noexcept {
+  static const auto next = Next<decltype(&pthread_cond_init)>("pthread_cond_init");
+  const int result = next(condition, attributes);
+  if (result == 0) Replace(nullptr, condition);
+  return result;
+}
+
+int pthread_cond_destroy(pthread_cond_t* condition) noexcept {
+  static const auto next = Next<decltype(&pthread_cond_destroy)>("pthread_cond_destroy");
+  Replace(condition, nullptr);
+  return next(condition);
+}
+
+int pthread_cond_signal(pthread_cond_t* condition) noexcept {
+  static const auto next = Next<decltype(&pthread_cond_signal)>("pthread_cond_signal");
+  Note(condition, false);
+  return next(condition);
+}
+
+int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
+  static const auto next = Next<decltype(&pthread_cond_wait)>("pthread_cond_wait");
+  Note(condition, true);
+  return next(condition, mutex);
+}
+
+}  // extern "C"

@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: Apache-2.0
+// Stands in for libFaceGrade. Its figures follow from the pixels and are no judgement of a person.
+#include "platform/face_grade.h"
+
+#include <cstring>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+#include "host/control.h"
+#include "host/face_measure.h"
+
+namespace {
+
+struct State {
+  std::chrono::milliseconds delay{0};
+  std::function<host::FaceGradeAnswer(const host::FaceGradeCall&)> script;
+  bool skip_result = false;
+  bool record = false;
+  std::vector<host::FaceGradeCall> calls;
+  host::FaceGradeCounts counts = {};
+};
+
+std::mutex g_mutex;
+State g_state;
+
+struct Rect {
+  int x, y, width, height;
+};
+
+host::FaceGradeAnswer Measure(const uint8_t* rgb, const host::FaceGradeCall& call) {
+  const host::FaceMeasure face = host::MeasureFace(
+      rgb, call.width, call.height, call.x, call.y, call.x + call.face_width,
+      call.y + call.face_height);
+  return {45.0f + face.contrast + face.green * 0.1f, {face.blue, face.green, face.red}};
+}
+
+}  // namespace
+
+namespace host {
+
+void ResetFaceGrade() {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  g_state = State();
+}
+
+void SetFaceGradeDelay(std::chrono::milliseconds delay) {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  g_state.delay = delay;
+}
+
+void ScriptFaceGrade(std::function<FaceGradeAnswer(const FaceGradeCall&)> script) {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  g_state.script = std::move(script);
+}
+
+void SkipFaceGradeResult(bool skip) {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  g_state.skip_result = skip;
+}
+
+void RecordFaceGrade(bool record) {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  g_state.record = record;
+}
+
+std::vector<FaceGradeCall> FaceGradeCalls() {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  return g_state.calls;
+}
+
+FaceGradeCounts FaceGradeCounters() {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  return g_state.counts;
+}
+
+}  // namespace host
+
+FaceGradeResult::FaceGradeResult() : grade(0.0f), scores{}, reserved_{} {}
+
+FaceGradeInterface::FaceGradeInterface() : reserved_{} {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  ++g_state.counts.created;
+}
+
+FaceGradeInterface::~FaceGradeInterface() {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  ++g_state.counts.destroyed;
+}
+
+void FaceGradeInterface::setFaceRect(int x, int y, int width, int height) {
+  const Rect rect = {x, y, width, height};
+  static_assert(sizeof(rect) <= sizeof(reserved_));
+  std::memcpy(reserved_, &rect, sizeof(rect));
+}
+
+int FaceGradeInterface::process(const uint8_t* rgb, int width, int height, FaceGradeResult& result,
+                                bool flag) {
+  Rect rect;
+  std::memcpy(&rect, reserved_, sizeof(rect));
+  host::FaceGradeCall call = {rect.x, rect.y, rect.width, rect.height, width, height, flag, 0};
+  std::unique_lock<std::mutex> lock(g_mutex);
+  ++g_state.counts.processed;
+  if (g_state.record || g_state.script) {
+    call.rgb_digest =
+        host::Digest(rgb, static_cast<size_t>(width) * static_cast<size_t>(height) * 3);
+  }
+  if (g_state.record) g_state.calls.push_back(call);
+  if (g_state.skip_result) return 0;
+  const auto script = g_state.script;
+  const auto delay = g_state.delay;
+  lock.unlock();
+  if (delay.count() > 0) std::this_thread::sleep_for(delay);
+  const host::FaceGradeAnswer answer = script ? script(call) : Measure(rgb, call);
+  result.grade = answer.grade;
+  std::memcpy(result.scores, answer.scores, sizeof(result.scores));
+  return 0;
+}

@@ -1,0 +1,210 @@
+// SPDX-License-Identifier: Apache-2.0
+// The records that the camera framework and a node exchange. Only the members that the node, the
+// utility library and the stand-ins use are named; the rest is reserved space. Each record that
+// travels carries its own size in bytes first.
+#ifndef ZY_PLATFORM_CHI_NODE_H_
+#define ZY_PLATFORM_CHI_NODE_H_
+
+#include <cstddef>
+#include <cstdint>
+
+using ChiHandle = void*;
+
+using ChiResult = int32_t;
+inline constexpr ChiResult kChiSuccess = 0;
+inline constexpr ChiResult kChiFailed = 1;
+inline constexpr ChiResult kChiUnsupported = 2;
+inline constexpr ChiResult kChiInvalidPointer = 5;
+
+// ---- Metadata ---------------------------------------------------------------------------------
+
+// Element types of a tag.
+enum class ChiTagType : uint32_t { kByte = 0, kInt32 = 1, kFloat = 2, kInt64 = 3 };
+
+enum class ChiMetadataType : uint32_t { kInput = 2 };
+
+// Set in a tag's identifier when the request's input metadata is meant.
+inline constexpr uint32_t kChiInputMetadataBit = 0x08000000;
+
+// android.statistics.faceRectangles: int32, four per face: xmin, ymin, xmax, ymax in sensor pixels.
+inline constexpr uint32_t kChiFaceRectanglesTag = 0x00110006;
+
+struct ChiVendorTagData {
+  const char* pTagName;
+  ChiTagType type;
+  uint32_t count;
+};
+
+struct ChiVendorTagSectionData {
+  const char* pSectionName;
+  uint32_t firstVendorTag;
+  uint32_t numTags;
+  uint32_t visibility;
+  uint32_t reserved;
+  const ChiVendorTagData* pTags;
+};
+
+struct ChiVendorTagInfo {
+  const ChiVendorTagSectionData* pSections;
+  uint32_t numSections;
+  uint32_t reserved;
+};
+
+struct ChiQueryVendorTag {
+  uint32_t size;
+  uint32_t reserved;
+  const ChiVendorTagInfo* pVendorTagInfo;
+};
+
+// Question and answer: the identifier of a tag, 0 when it is unknown.
+struct ChiVendorTagBase {
+  uint32_t size;
+  uint32_t vendorTagBase;
+  const char* pComponentName;
+  const char* pTagName;
+};
+static_assert(sizeof(ChiVendorTagBase) == 24);
+
+// One value to publish; `count` is in elements of the tag's type.
+struct ChiTagData {
+  uint32_t size;
+  uint32_t reserved;
+  uint64_t requestId;
+  const void* pData;
+  uint64_t count;
+  uint64_t reserved2[2];
+};
+
+struct ChiMetadataSet {
+  uint32_t size;
+  uint32_t tagCount;
+  ChiHandle hChiSession;
+  const uint32_t* pTagList;
+  const ChiTagData* pTagData;
+};
+
+// One value to read; `pData` and `count` are the answer, null and 0 when the tag is absent.
+struct ChiMetadataGet {
+  uint32_t size;
+  uint32_t tag;
+  ChiMetadataType type;
+  uint32_t reserved;
+  ChiHandle hChiSession;
+  uint64_t requestId;
+  void* pData;
+  std::size_t count;
+};
+
+// What the framework offers to a node.
+struct ChiNodeInterface {
+  uint32_t size;
+  uint32_t majorVersion;
+  uint32_t minorVersion;
+  uint32_t reserved;
+  ChiResult (*pGetMetadata)(ChiMetadataGet*);
+  ChiResult (*pSetMetadata)(ChiMetadataSet*);
+  ChiResult (*pGetVendorTagBase)(ChiVendorTagBase*);
+  void* reserved2[10];
+};
+
+// ---- Images -----------------------------------------------------------------------------------
+
+inline constexpr uint32_t kChiMaxPlanes = 4;
+
+struct ChiImageFormat {
+  uint32_t width;
+  uint32_t height;
+  uint32_t format;
+  uint32_t reserved;
+};
+
+struct ChiImage {
+  uint32_t size;
+  uint32_t reserved;
+  uint8_t* pPlaneAddress[kChiMaxPlanes];
+};
+
+// What a buffer handle points to. The planes share the pitch `planeStride` (bytes).
+struct ChiNodeBuffer {
+  uint32_t size;
+  uint32_t numImages;
+  ChiImageFormat format;
+  uint32_t numPlanes;
+  uint32_t planeStride;
+  const ChiImage* pImages;
+};
+
+// ---- Node callbacks ---------------------------------------------------------------------------
+
+struct ChiNodeCapsInfo {
+  uint32_t size;
+  uint32_t nodeCapsMask;
+};
+
+struct ChiNodeCreateInfo {
+  uint32_t size;
+  uint32_t nodeId;
+  uint32_t nodeCapsMask;
+  uint32_t reserved;
+  ChiHandle hChiSession;
+  ChiHandle hNodeSession;
+  uint64_t reserved2[6];
+};
+static_assert(sizeof(ChiNodeCreateInfo) == 80);
+
+struct ChiNodedestroyInfo {
+  uint32_t size;
+  uint32_t reserved;
+  ChiHandle hNodeSession;
+};
+static_assert(sizeof(ChiNodedestroyInfo) == 16);
+
+struct ChiNodeQueryBufferInfo {
+  uint32_t size;
+  uint32_t reserved;
+  ChiHandle hNodeSession;
+  uint64_t reserved2[4];
+};
+static_assert(sizeof(ChiNodeQueryBufferInfo) == 48);
+
+struct ChiNodeSetBufferPropertiesInfo {
+  uint32_t size;
+  uint32_t portId;
+  ChiHandle hNodeSession;
+  const ChiImageFormat* pFormat;
+  uint64_t reserved;
+};
+static_assert(sizeof(ChiNodeSetBufferPropertiesInfo) == 32);
+
+struct ChiNodeProcessRequestInfo {
+  uint32_t size;
+  uint32_t reserved;
+  ChiHandle hNodeSession;
+  uint64_t frameNum;
+  uint32_t inputNum;
+  uint32_t outputNum;
+  ChiNodeBuffer** phInputBuffer;
+  ChiNodeBuffer** phOutputBuffer;
+  uint64_t reserved2[5];
+};
+static_assert(sizeof(ChiNodeProcessRequestInfo) == 88);
+
+struct ChiNodeCallbacks {
+  uint32_t size;
+  uint32_t majorVersion;
+  uint32_t minorVersion;
+  uint32_t reserved;
+  ChiResult (*pGetCapabilities)(ChiNodeCapsInfo*);
+  ChiResult (*pQueryVendorTag)(ChiQueryVendorTag*);
+  ChiResult (*pCreate)(ChiNodeCreateInfo*);
+  ChiResult (*pDestroy)(ChiNodedestroyInfo*);
+  ChiResult (*pQueryBufferInfo)(ChiNodeQueryBufferInfo*);
+  ChiResult (*pSetBufferInfo)(ChiNodeSetBufferPropertiesInfo*);
+  ChiResult (*pProcessRequest)(ChiNodeProcessRequestInfo*);
+  void (*pSetNodeInterface)(ChiNodeInterface*);
+  void (*pPostPipelineCreate)(ChiHandle hNodeSession);
+  void* reserved2[7];
+};
+static_assert(sizeof(ChiNodeCallbacks) == 144);
+
+#endif  // ZY_PLATFORM_CHI_NODE_H_
