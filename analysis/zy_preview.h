@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef ZY_ANALYSIS_ZY_PREVIEW_H_
+#define ZY_ANALYSIS_ZY_PREVIEW_H_
+
+#include <pthread.h>
+
+#include <atomic>
+#include <cstdint>
+
+#include "base/sync.h"
+#include "image/zy_image_buffer.h"
+
+class FaceGradeInterface;
+
+namespace android {
+
+// A face in full-frame pixels.
+struct _FaceLocation {  // NOLINT(bugprone-reserved-identifier): the name is shared with the node
+  int32_t x;
+  int32_t y;
+  int32_t w;
+  int32_t h;
+};
+
+// Faces that a frame can carry, and slots of each result array.
+inline constexpr int kMaxFaces = 3;
+
+// The face-analysis worker. It owns a thread that analyses one frame at a time; a frame that is offered
+// while another is pending or under analysis is dropped, never queued, so that the request thread never
+// waits for the models.
+//
+// Locks. mDataLock guards what a hand-over writes (the frame, its faces, the pacing counter) and the
+// publication of results. mFrameLock with mFrameCond guards the hand-over; the worker thread holds it
+// for the whole of a pass. The request thread takes mFrameLock inside mDataLock, the worker thread
+// mDataLock inside mFrameLock. The opposite orders cannot deadlock, because mIsAnalyzing keeps the two
+// apart: the request thread asks for mFrameLock only after it saw mIsAnalyzing false under mDataLock, and
+// the worker thread asks for mDataLock only while mIsAnalyzing is true. Only a hand-over, under both
+// locks, sets the flag; the worker thread clears it, as the last thing of a pass.
+//
+// mIsAnalyzing also owns the pixels: while it is false, mInputImage, mImageWidth, mImageHeight,
+// mAllocWidth, mAllocHeight, mOrientation and mFlip belong to the holder of mDataLock; while it is true,
+// to the worker thread. Release stores and acquire loads of the flag carry them over.
+//
+// Everything that two threads touch without a common lock is atomic; a reader of the result arrays may
+// see slots of two different passes, but no torn value.
+class ZYPreview {
+ public:
+  // Starts the thread. When a lock or the thread cannot be created, the worker lives on but takes no
+  // frame. Request thread.
+  ZYPreview();
+  // Waits for a running pass, stops the thread, releases the model and all buffers. No other thread may
+  // be in a call of this object. Request thread.
+  virtual ~ZYPreview();
+  ZYPreview(const ZYPreview&) = delete;
+  ZYPreview& operator=(const ZYPreview&) = delete;
+
+  // Offers a frame with `faceNum` faces (0 to 3; more count as 3) in its pixels. One frame in four that
+  // carry faces is considered; it is copied and analysed unless a pass is pending or running. A frame
+  // without faces empties the list of faces that getFaceIndex() looks through. `orientation` is in
+  // degrees (0, 90, 180, 270); `flip` 1 mirrors. `image` (format 1) and `faces` stay the caller's and are
+  // not used after the call. Returns 0 when `image` is null, else 1, also when the frame is not taken.
+  // Request thread; several may call at once.
+  int ProcessBuffer(const ZyImageBuffer* image, const _FaceLocation* faces, int faceNum,
+                    int orientation, int flip);
+
+  // The first slot (0 to 2) whose analysed rectangle has every edge nearer to the given one than three
+  // tenths of the given width, or -1. Edges are in full-frame pixels. With `requireFresh` a slot
+  // counts only when the model is ready and the last pass ended at most two seconds ago. Any thread
+  // while the worker exists.
+  int getFaceIndex(bool requireFresh, int left, int right, int top, int bottom) const;
+
+  // Results per face slot: the model's first output, the gender score, the age to use above and up to a
+  // gender score of 0.6, and the face grade (50 to 100, 0 for a face that is too small). Any thread
+  // may read.
+  std::atomic<float> mProp[kMaxFaces];
+  std::atomic<float> mGender[kMaxFaces];
+  std::atomic<float> mAgeWhenGenderHigh[kMaxFaces];
+  std::atomic<float> mAgeWhenGenderLow[kMaxFaces];
+  std::atomic<float> mFaceGrade[kMaxFaces];
+
+ private:
+  std::atomic<bool> mFaceInited{false};
+  std::atomic<bool> mAnalyzingEnabled{false};
+  int32_t mFrameSkipCount ZY_GUARDED_BY(mDataLock) = 3;
+  int32_t mOrientation = 0;
+  int32_t mFlip = 0;
+  int32_t mAllocWidth = 0;
+  int32_t mAllocHeight = 0;
+  base::Mutex mFrameLock;
+  base::ConditionVariable mFrameCond;
+  base::Mutex mDataLock;
+  pthread_t mThread = 0;
+  const bool mMultiFaceEnabled = true;
+  std::atomic<bool> mIsAnalyzing{false};
+  ZyImageBuffer mInputImage = {};
+  uint8_t* mRgbBuffer = nullptr;
+  int32_t mFaceRects[kMaxFaces][4] ZY_GUARDED_BY(mDataLock) = {};
+
+ public:
+  // The rectangles (left, top, right, bottom) to which the results belong, and the number of faces of
+  // the last frame taken. Any thread may read.
+  std::atomic<int32_t> mAnalyzedRects[kMaxFaces][4];
+  std::atomic<int32_t> mFaceAnalyzeNum{0};
+
+ private:
+  std::atomic<int64_t> mLastAnalyzeTime{0};
+  int32_t mImageWidth = 0;
+  int32_t mImageHeight = 0;
+
+ public:
+  // Which analyses a pass runs; written by the node, read by the worker thread.
+  std::atomic<bool> mFaceGenderAndAgeEnabled{false};
+  std::atomic<bool> mFaceScoreEnabled{false};
+
+ private:
+  friend class ZYPreviewPeer;  // tests
+
+  // What a pass found, kept from pass to pass: a slot that a pass does not write is published again.
+  struct PassResults {
+    int32_t rects[kMaxFaces][4];
+    float prop[kMaxFaces];
+    float gender[kMaxFaces];
+    float age_when_gender_high[kMaxFaces];
+    float age_when_gender_low[kMaxFaces];
+    float grade[kMaxFaces];
+  };
+  // The images of one pass, half the frame's size and turned upright.
+  struct PassImages {
+    const uint8_t* gray;
+    const uint8_t* rgb;
+    int width;
+    int height;
+  };
+  // A face in pixels of those images.
+  struct PassFace {
+    int left;
+    int top;
+    int right;
+    int bottom;
+    int width;
+    int height;
+    bool valid;
+  };
+
+  static constexpr char kLogTag[] = "ZYPreview";
+
+  static void* AnalyzeFrame(void* worker);
+  void StartAnalyzeThread();
+  void StopAnalyzeThread();
+  void ReleaseFaceGrade();
+
+  void StoreFaces(const _FaceLocation* faces, int faceNum) ZY_REQUIRES(mDataLock);
+  bool TakeFrame(const ZyImageBuffer& image) ZY_REQUIRES(mDataLock);
+
+  void AnalyzeCurrentFrame();
+  void InitModel();
+  bool HasFrame() const;
+  void AnalyzeOnePass(PassResults& results);
+  bool FitRgbBuffer();
+  void AnalyzePreparedFrame(uint8_t* gray, PassResults& results);
+  int SnapshotFaces(PassResults& results) ZY_EXCLUDES(mDataLock);
+  PassFace MapFace(const int32_t (&rect)[4]) const;
+  void EstimateAgeAndGender(const PassImages& images, const PassFace& face, int slot,
+                            PassResults& results);
+  void GradeFace(const PassImages& images, const PassFace& face, int slot, PassResults& results);
+  void Publish(const PassResults& results) ZY_EXCLUDES(mDataLock);
+
+  FaceGradeInterface* mFaceGradeInterface = nullptr;
+  // Set once by the constructor. Without locks there is no thread, and no frame is looked at.
+  bool mLocksReady = false;
+};
+
+}  // namespace android
+
+#endif  // ZY_ANALYSIS_ZY_PREVIEW_H_
