@@ -1,0 +1,169 @@
+// SPDX-License-Identifier: Apache-2.0
+// The path of one request through the node.
+#include <algorithm>
+
+#include "base/wrapping.h"
+#include "image/zy_image_buffer.h"
+#include "node/gender_age_node.h"
+#include "node/node_log.h"
+
+namespace {
+
+constexpr char kProcessRequest[] = "ProcessRequest";
+
+// Input buffers that one request describes; more are not looked at.
+constexpr uint32_t kMaxInputs = 12;
+
+// One request in six hands a frame over: 4, 10, 16 and so on.
+constexpr uint64_t kHandOverPeriod = 6;
+
+constexpr float kHighGenderAbove = 0.6f;
+
+// The record of a request without a face, and of a face without a result.
+constexpr float kDefaultAge = 20.0f;
+constexpr float kDefaultScore = 80.0f;
+constexpr float kNoFaceProp = 0.7f;
+
+const ChiNodeBuffer* BufferAt(ChiNodeBuffer* const* buffers, uint32_t count, uint32_t index) {
+  return buffers != nullptr && index < count ? buffers[index] : nullptr;
+}
+
+ChiImageFormat FormatOf(const ChiNodeBuffer* buffer) {
+  return buffer != nullptr ? buffer->format : ChiImageFormat{};
+}
+
+ZyImageBuffer Describe(const ChiNodeBuffer& buffer) {
+  ZyImageBuffer image = {};
+  image.format = kZyFormatYuv420SemiPlanar;
+  image.width = static_cast<int32_t>(buffer.format.width);
+  image.height = static_cast<int32_t>(buffer.format.height);
+  if (buffer.pImages == nullptr || buffer.numImages == 0) return image;
+  for (uint32_t plane = 0; plane < std::min(buffer.numPlanes, kChiMaxPlanes); ++plane) {
+    image.stride[plane] = static_cast<int32_t>(buffer.planeStride);
+    image.plane[plane] = buffer.pImages[0].pPlaneAddress[plane];
+  }
+  return image;
+}
+
+// Describes and logs up to kMaxInputs input buffers. Returns the first, the one that may be analysed; an
+// empty record when there is none.
+ZyImageBuffer DescribeInputs(const ChiNodeProcessRequestInfo& info) {
+  ZyImageBuffer first = {};
+  for (uint32_t i = 0; i < std::min(info.inputNum, kMaxInputs); ++i) {
+    const ChiNodeBuffer* buffer = BufferAt(info.phInputBuffer, info.inputNum, i);
+    if (buffer == nullptr) continue;
+    const ZyImageBuffer image = Describe(*buffer);
+    if (i == 0) first = image;
+    __android_log_print(kLogInfo, kNodeLogTag,
+                        "%s():%d ChiGenderAgeNode frameNum %lu, i %d, format: %d, width %d, "
+                        "height %d, planeStride: %d\n",
+                        kProcessRequest, 661, info.frameNum, static_cast<int>(i),
+                        static_cast<int>(buffer->format.format), image.width, image.height,
+                        static_cast<int>(buffer->planeStride));
+  }
+  return first;
+}
+
+// Whether both planes are there with rows as long as the picture is wide.
+bool HoldsPicture(const ZyImageBuffer& image) {
+  return image.plane[0] != nullptr && image.plane[1] != nullptr && image.stride[0] >= image.width;
+}
+
+bool IsHandOverFrame(uint64_t frame_number) { return (frame_number + 2) % kHandOverPeriod == 0; }
+
+}  // namespace
+
+int ChiGenderAgeNode::ProcessRequest(const ChiNodeProcessRequestInfo* info) {
+  const ChiImageFormat full = FormatOf(BufferAt(info->phInputBuffer, info->inputNum, 0));
+  m_fullWidth = full.width;
+  m_fullHeight = full.height;
+  getMetaData(info->frameNum);
+  m_faceInfoResult = {};
+  __android_log_print(kLogInfo, kNodeLogTag,
+                      "%s():%d ChiGenderAgeNode frameNum %lu, inputNum %d\n", kProcessRequest, 642,
+                      info->frameNum, static_cast<int>(info->inputNum));
+  if (m_cameraRoleFlag == 1 && (m_faceGenderAndAgeEnabled || m_faceScoreEnabled)) {
+    if (m_faceNum == 0) {
+      FillNoFace();
+    } else {
+      AnalyzeRequest(*info);
+    }
+  }
+  UpdateMetaData(info->frameNum);
+  return 0;
+}
+
+void ChiGenderAgeNode::FillNoFace() {
+  __android_log_print(kLogInfo, kNodeLogTag,
+                      "%s():%d ChiGenderAgeNode process m_faceNum %d line: %d\n", kProcessRequest,
+                      709, 0, 709);
+  std::fill_n(m_faceInfoResult.age, android::kMaxFaces, kDefaultAge);
+  std::fill_n(m_faceInfoResult.score, android::kMaxFaces, kDefaultScore);
+  std::fill_n(m_faceInfoResult.prop, android::kMaxFaces, kNoFaceProp);
+}
+
+void ChiGenderAgeNode::AnalyzeRequest(const ChiNodeProcessRequestInfo& info) {
+  const ZyImageBuffer image = DescribeInputs(info);
+  const ChiImageFormat output = FormatOf(BufferAt(info.phOutputBuffer, info.outputNum, 0));
+  __android_log_print(kLogInfo, kNodeLogTag, "%s():%d get face num: %d, size:%d, %d, full size %d %d\n",
+                      kProcessRequest, 673, m_faceNum, static_cast<int>(output.width),
+                      static_cast<int>(output.height), static_cast<int>(m_fullWidth),
+                      static_cast<int>(m_fullHeight));
+  if (m_pPreview == nullptr || !IsHandOverFrame(info.frameNum)) return;
+  if (HoldsPicture(image)) {
+    m_pPreview->ProcessBuffer(&image, m_faceLocation, FaceCount(), static_cast<int>(m_orientation),
+                              static_cast<int>(m_cameraRoleFlag));
+  }
+  CollectResults();
+}
+
+void ChiGenderAgeNode::CollectResults() {
+  m_faceInfoResult.faceNum = FaceCount();
+  __android_log_print(kLogInfo, kNodeLogTag, "%s():%d m_faceNum %d\n", kProcessRequest, 679,
+                      m_faceNum);
+  for (int i = 0; i < FaceCount(); ++i) {
+    const android::_FaceLocation& face = m_faceLocation[i];
+    const int index =
+        m_pPreview->getFaceIndex(false, face.x, base::WrappingSum(face.x, face.w), face.y,
+                                 base::WrappingSum(face.y, face.h));
+    // Only whether there is a match counts: the results of slot i are taken for face i, whichever slot
+    // matched.
+    if (index >= 0) {
+      FillFromWorker(i);
+    } else {
+      FillUnmatched(i);
+    }
+  }
+}
+
+void ChiGenderAgeNode::FillFromWorker(int slot) {
+  const android::ZYPreview& worker = *m_pPreview;
+  // Read once: a second read could belong to the next pass and pick the wrong age.
+  const float gender = worker.mGender[slot].load(std::memory_order_relaxed);
+  const auto& age = gender > kHighGenderAbove ? worker.mAgeWhenGenderHigh : worker.mAgeWhenGenderLow;
+  FaceInfoResult& result = m_faceInfoResult;
+  result.gender[slot] = gender;
+  result.age[slot] = age[slot].load(std::memory_order_relaxed);
+  result.score[slot] = worker.mFaceGrade[slot].load(std::memory_order_relaxed);
+  result.prop[slot] = worker.mProp[slot].load(std::memory_order_relaxed);
+  __android_log_print(kLogInfo, kNodeLogTag,
+                      "%s():%d ChiGenderAgeNode process face[%d] gender: %f, age: %f, score: %f, "
+                      "prop: %f [x %d y %d] line %d\n",
+                      kProcessRequest, 696, slot, result.gender[slot], result.age[slot],
+                      result.score[slot], result.prop[slot], m_faceLocation[slot].x,
+                      m_faceLocation[slot].y, 696);
+}
+
+void ChiGenderAgeNode::FillUnmatched(int slot) {
+  FaceInfoResult& result = m_faceInfoResult;
+  result.gender[slot] = 0.0f;
+  result.age[slot] = kDefaultAge;
+  result.score[slot] = kDefaultScore;
+  result.prop[slot] = 0.0f;
+  __android_log_print(kLogInfo, kNodeLogTag,
+                      "%s():%d ChiGenderAgeNode process face[%d] gender: %f, age: %f, score: %f, "
+                      "prop: %f [x %d y %d] line: %d\n",
+                      kProcessRequest, 704, slot, result.gender[slot], result.age[slot],
+                      result.score[slot], result.prop[slot], m_faceLocation[slot].x,
+                      m_faceLocation[slot].y, 704);
+}
