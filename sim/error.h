@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef ZY_SIM_ERROR_H_
+#define ZY_SIM_ERROR_H_
+
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace sim {
+
+// How the simulator's functions report trouble: everything that can fail returns a `Failure`. An
+// empty one is success; otherwise `message` is one line for a person, without a closing period or
+// line break. On failure the outputs hold nothing of use but may be assigned or destroyed.
+struct Error {
+  std::string message;
+};
+using Failure = std::optional<Error>;
+
+inline Failure Fail(std::string message) { return Error{std::move(message)}; }
+
+// The same failure with what it is about in front: "photo.png: the file is empty".
+inline Failure FailAbout(const std::string& subject, const Failure& failure) {
+  return Error{subject + ": " + failure->message};
+}
+
+}  // namespace sim
+
+#endif  // ZY_SIM_ERROR_H_

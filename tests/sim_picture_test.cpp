@@ -1,0 +1,646 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+#include <png.h>
+#include <turbojpeg.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <set>
+
+#include "sim/annotate.h"
+#include "sim/frame_source.h"
+#include "sim/scene.h"
+#include "sim/y4m.h"
+
+namespace sim {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+Bytes BytesOf(const std::string& text) { return Bytes(text.begin(), text.end()); }
+
+std::string MessageOf(const Failure& failure) { return failure ? failure->message : "success"; }
+
+bool IsOneLine(const Failure& failure) {
+  return failure && !failure->message.empty() && failure->message.find('\n') == std::string::npos;
+}
+
+Bytes EncodePng(const void* pixels, int width, int height, png_uint_32 format) {
+  png_image image = {};
+  image.version = PNG_IMAGE_VERSION;
+  image.width = static_cast<png_uint_32>(width);
+  image.height = static_cast<png_uint_32>(height);
+  image.format = format;
+  const png_color map[256] = {{1, 2, 3}, {40, 50, 60}};
+  image.colormap_entries = 2;
+  png_alloc_size_t size = 0;
+  EXPECT_NE(png_image_write_get_memory_size(image, size, 0, pixels, 0, map), 0);
+  Bytes bytes(size);
+  EXPECT_NE(png_image_write_to_memory(&image, bytes.data(), &size, 0, pixels, 0, map), 0);
+  bytes.resize(size);
+  return bytes;
+}
+
+// One gray pixel of 16 bits without any colour space information.
+Bytes EncodeGray16(uint16_t value) {
+  Bytes bytes;
+  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+  png_infop info = png_create_info_struct(png);
+  const auto append = [](png_structp from, png_bytep data, std::size_t size) {
+    auto* to = static_cast<Bytes*>(png_get_io_ptr(from));
+    to->insert(to->end(), data, data + size);
+  };
+  png_set_write_fn(png, &bytes, append, [](png_structp) {});
+  png_set_IHDR(png, info, 1, 1, 16, PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE,
+               PNG_COMPRESSION_TYPE_BASE, PNG_FILTER_TYPE_BASE);
+  png_write_info(png, info);
+  const uint8_t row[2] = {static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)};
+  png_write_row(png, row);
+  png_write_end(png, info);
+  png_destroy_write_struct(&png, &info);
+  return bytes;
+}
+
+Bytes EncodeJpeg(const Picture& picture, int flags) {
+  tjhandle encoder = tjInitCompress();
+  unsigned char* data = nullptr;
+  unsigned long size = 0;
+  EXPECT_EQ(0, tjCompress2(encoder, picture.rgb.data(), picture.width, 0, picture.height, TJPF_RGB,
+                           &data, &size, TJSAMP_420, 90, flags));
+  const Bytes bytes(data, data + size);
+  tjFree(data);
+  tjDestroy(encoder);
+  return bytes;
+}
+
+Bytes EncodePng(const Picture& picture) {
+  return EncodePng(picture.rgb.data(), picture.width, picture.height, PNG_FORMAT_RGB);
+}
+
+Failure Decode(const Bytes& bytes, Picture* picture) {
+  // An exact copy on the heap, so that the address sanitizer sees a read past its end.
+  const Bytes exact(bytes);
+  return DecodePicture(exact.data(), exact.size(), picture);
+}
+
+std::string TemporaryPath() { return testing::TempDir() + "zy_sim_" + std::to_string(getpid()); }
+
+void WriteFile(const std::string& path, const Bytes& bytes) {
+  std::FILE* file = std::fopen(path.c_str(), "wb");
+  ASSERT_NE(file, nullptr);
+  for (const uint8_t byte : bytes) std::fputc(byte, file);
+  std::fclose(file);
+}
+
+TEST(Picture, PngKeepsEveryPixel) {
+  const std::string path = TemporaryPath();
+  for (const auto& [width, height] : {std::pair(16, 16), std::pair(37, 19)}) {
+    const Picture written = DrawScene(width, height, 2, 5);
+    ASSERT_FALSE(WritePng(path, written));
+    Picture read;
+    ASSERT_EQ(MessageOf(ReadPicture(path, &read)), "success");
+    EXPECT_EQ(read.width, width);
+    EXPECT_EQ(read.height, height);
+    EXPECT_EQ(read.rgb, written.rgb);
+  }
+  unlink(path.c_str());
+}
+
+TEST(Picture, EveryKindOfPngBecomesRgb) {
+  const uint8_t gray[] = {7, 200};
+  const uint8_t map_indices[] = {1, 0};
+  const uint8_t rgba[] = {200, 100, 50, 255, 200, 100, 50, 0};
+  const std::pair<Bytes, Bytes> cases[] = {
+      {EncodePng(gray, 2, 1, PNG_FORMAT_GRAY), {7, 7, 7, 200, 200, 200}},
+      {EncodePng(map_indices, 2, 1, PNG_FORMAT_RGB_COLORMAP), {40, 50, 60, 1, 2, 3}},
+      {EncodePng(rgba, 2, 1, PNG_FORMAT_RGBA), {200, 100, 50, 0, 0, 0}},
+      {EncodeGray16(0x8080), {128, 128, 128}},
+  };
+  for (const auto& [file, expected] : cases) {
+    Picture picture;
+    ASSERT_EQ(MessageOf(Decode(file, &picture)), "success");
+    EXPECT_EQ(picture.rgb, expected);
+  }
+}
+
+TEST(Picture, JpegLooksLikeItsOriginal) {
+  const Picture original = DrawScene(64, 48, 1, 0);
+  for (const int flags : {0, TJFLAG_PROGRESSIVE}) {
+    Picture picture;
+    ASSERT_EQ(MessageOf(Decode(EncodeJpeg(original, flags), &picture)), "success");
+    ASSERT_EQ(picture.rgb.size(), original.rgb.size());
+    int64_t difference = 0;
+    for (std::size_t i = 0; i < original.rgb.size(); ++i) {
+      difference += std::abs(picture.rgb[i] - original.rgb[i]);
+    }
+    EXPECT_LT(difference, static_cast<int64_t>(original.rgb.size()) * 6);
+  }
+}
+
+TEST(Picture, EveryCutIsAFailureAndNoDamageCrashes) {
+  const Picture original = DrawScene(24, 17, 1, 0);
+  for (const Bytes& whole :
+       {EncodePng(original), EncodeJpeg(original, 0), EncodeJpeg(original, TJFLAG_PROGRESSIVE)}) {
+    Picture picture;
+    ASSERT_FALSE(Decode(whole, &picture));
+    for (std::size_t size = 0; size < whole.size(); ++size) {
+      const Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
+      EXPECT_TRUE(IsOneLine(Decode(cut, &picture))) << size;
+    }
+    for (std::size_t at = 0; at < whole.size(); ++at) {
+      Bytes damaged = whole;
+      damaged[at] = static_cast<uint8_t>(damaged[at] ^ (1 << at % 8));
+      const Failure failure = Decode(damaged, &picture);
+      EXPECT_TRUE(IsOneLine(failure) || IsUsableSize(picture.width, picture.height)) << at;
+    }
+  }
+}
+
+uint32_t Crc32(const uint8_t* bytes, std::size_t size) {
+  uint32_t crc = 0xffffffff;
+  for (std::size_t i = 0; i < size; ++i) {
+    crc ^= bytes[i];
+    for (int bit = 0; bit < 8; ++bit) crc = crc >> 1 ^ (crc & 1 ? 0xedb88320 : 0);
+  }
+  return ~crc;
+}
+
+void PutBigEndian32(uint32_t value, uint8_t* at) {
+  for (int i = 0; i < 4; ++i) at[i] = static_cast<uint8_t>(value >> (24 - 8 * i));
+}
+
+// A tiny PNG file that claims a size.
+Bytes PngClaiming(uint32_t width, uint32_t height) {
+  Bytes file = EncodePng(MakePicture(2, 2));
+  PutBigEndian32(width, &file[16]);
+  PutBigEndian32(height, &file[20]);
+  PutBigEndian32(Crc32(&file[12], 17), &file[29]);
+  return file;
+}
+
+TEST(Picture, ClaimedSizesAreCheckedBeforeMemoryIsTaken) {
+  Picture picture;
+  EXPECT_EQ(MessageOf(Decode(PngClaiming(16385, 1), &picture)), "unusable size 16385x1");
+  EXPECT_EQ(MessageOf(Decode(PngClaiming(16384, 16384), &picture)), "unusable size 16384x16384");
+  EXPECT_EQ(MessageOf(Decode(PngClaiming(8192, 8192), &picture)),
+            "damaged PNG: the file is cut short");
+  Bytes jpeg = EncodeJpeg(MakePicture(8, 8), 0);
+  const uint8_t frame_header[] = {0xff, 0xc0, 0, 17, 8};
+  const auto at = std::search(jpeg.begin(), jpeg.end(), frame_header, frame_header + 5);
+  ASSERT_NE(at, jpeg.end());
+  at[5] = at[7] = 0x40;
+  EXPECT_EQ(MessageOf(Decode(jpeg, &picture)), "unusable size 16392x16392");
+}
+
+TEST(Picture, FilesThatCannotBeReadOrWrittenGiveOneLine) {
+  const std::string path = TemporaryPath();
+  Picture picture;
+  EXPECT_EQ(MessageOf(ReadPicture("/", &picture)), "/: this is a directory");
+  EXPECT_EQ(MessageOf(ReadPicture(path, &picture)),
+            path + ": cannot open: No such file or directory");
+  WriteFile(path, {});
+  EXPECT_EQ(MessageOf(ReadPicture(path, &picture)), path + ": the file is empty");
+  WriteFile(path, BytesOf("GIF89a"));
+  EXPECT_EQ(MessageOf(ReadPicture(path, &picture)), path + ": neither PNG nor JPEG");
+  unlink(path.c_str());
+  EXPECT_TRUE(IsOneLine(WritePng("/dev/full", DrawScene(64, 64, 1, 0))));
+  EXPECT_EQ(access("/dev/full", F_OK), 0);
+  EXPECT_TRUE(IsOneLine(WritePng("/no/such/folder/a.png", MakePicture(1, 1))));
+  EXPECT_TRUE(IsOneLine(WritePng(path, Picture())));
+}
+
+TEST(ByteReader, TellsAFailedReadFromTheEndAndHoldsTheLimit) {
+  FileReader write_only(std::fopen("/dev/null", "wb"));
+  uint8_t byte = 0;
+  EXPECT_EQ(write_only.Peek(&byte, 1), 0U);
+  EXPECT_TRUE(IsOneLine(write_only.ReadFailure()));
+
+  const Bytes content(3'000'000, 9);
+  Bytes read;
+  MemoryReader enough(content.data(), content.size());
+  EXPECT_FALSE(ReadToEnd(enough, content.size(), &read));
+  EXPECT_EQ(read, content);
+  MemoryReader too_much(content.data(), content.size());
+  EXPECT_TRUE(IsOneLine(ReadToEnd(too_much, content.size() - 1, &read)));
+}
+
+Nv12Frame FlatFrame(Colour colour, int width, int height) {
+  Picture picture = MakePicture(width, height);
+  FillRectangle({0, 0, width, height}, colour, &picture);
+  Nv12Frame frame;
+  EXPECT_FALSE(PictureToNv12(picture, 0, &frame));
+  return frame;
+}
+
+TEST(Nv12, PrimariesHaveTheirBt601Codes) {
+  const std::pair<Colour, Bytes> cases[] = {
+      {{0, 0, 0}, {16, 128, 128}},   {{255, 255, 255}, {235, 128, 128}},
+      {{255, 0, 0}, {81, 90, 240}},  {{0, 255, 0}, {145, 54, 34}},
+      {{0, 0, 255}, {41, 240, 110}}, {{255, 255, 0}, {210, 16, 146}},
+  };
+  for (const auto& [colour, expected] : cases) {
+    const Nv12Frame frame = FlatFrame(colour, 2, 2);
+    EXPECT_EQ(Bytes({frame.Luma()[0], frame.Chroma()[0], frame.Chroma()[1]}), expected);
+  }
+}
+
+TEST(Nv12, FlatColoursComeBackWithinTwo) {
+  for (int code = 0; code < 18 * 18 * 18; ++code) {
+    const int rgb[3] = {code % 18 * 15, code / 18 % 18 * 15, code / 324 * 15};
+    const Colour colour = {static_cast<uint8_t>(rgb[0]), static_cast<uint8_t>(rgb[1]),
+                           static_cast<uint8_t>(rgb[2])};
+    const Picture back = Nv12ToPicture(FlatFrame(colour, 3, 1));
+    for (std::size_t i = 0; i < 9; ++i) ASSERT_NEAR(back.rgb[i], rgb[i % 3], 2) << code;
+  }
+}
+
+TEST(Nv12, ChromaIsThatOfTheBlocksMeanAndPaddingKeepsItsByte) {
+  Picture picture = MakePicture(3, 3);
+  for (int i = 0; i < 9; ++i) picture.Pixel(i % 3, i / 3)[0] = static_cast<uint8_t>(i * 24);
+  picture.Pixel(2, 2)[2] = 200;
+  Nv12Frame frame;
+  ASSERT_FALSE(PictureToNv12(picture, 6, &frame));
+  ASSERT_EQ(frame.bytes.size(), 6U * 5);
+  const uint8_t mean_red[] = {48, 84, 156};
+  for (std::size_t i = 0; i < 3; ++i) {
+    const Nv12Frame flat = FlatFrame({mean_red[i], 0, 0}, 2, 2);
+    const uint8_t* pair = frame.Chroma() + i / 2 * 6 + i % 2 * 2;
+    EXPECT_EQ(pair[0], flat.Chroma()[0]) << i;
+    EXPECT_EQ(pair[1], flat.Chroma()[1]) << i;
+  }
+  const Nv12Frame corner = FlatFrame({192, 0, 200}, 1, 1);
+  EXPECT_EQ(frame.Chroma()[8], corner.Chroma()[0]);
+  EXPECT_EQ(frame.Chroma()[9], corner.Chroma()[1]);
+  for (std::size_t y = 0; y < 5; ++y) {
+    for (std::size_t x = y < 3 ? 3 : 4; x < 6; ++x) {
+      EXPECT_EQ(frame.bytes[y * 6 + x], kPaddingByte);
+    }
+  }
+}
+
+TEST(Nv12, ShapesAreChecked) {
+  for (const int width : {1, 63, 64, 640}) EXPECT_GT(DefaultStride(width), width);
+  Nv12Frame frame;
+  EXPECT_FALSE(ShapeFrame(5, 5, 6, &frame));
+  EXPECT_TRUE(ShapeFrame(5, 5, 5, &frame));
+  EXPECT_TRUE(ShapeFrame(5, 5, -1, &frame));
+  EXPECT_TRUE(ShapeFrame(5, 5, kMaxStride + 1, &frame));
+  EXPECT_TRUE(ShapeFrame(0, 5, 64, &frame));
+  EXPECT_TRUE(ShapeFrame(kMaxSide, kMaxSide, 0, &frame));
+}
+
+Failure OpenBytes(const Bytes& bytes, const FrameSourceOptions& options,
+                  std::unique_ptr<FrameSource>* source) {
+  return OpenFrameSource(std::make_unique<MemoryReader>(bytes.data(), bytes.size()), options,
+                         source);
+}
+
+FrameSourceOptions Options(int width, int height, int stride) {
+  FrameSourceOptions options;
+  options.input = "in";
+  options.width = width;
+  options.height = height;
+  options.stride = stride;
+  return options;
+}
+
+struct Y4mCase {
+  const char* tags;
+  Bytes planes;
+  int stride;
+  Bytes frame;
+};
+
+TEST(Y4m, EveryLayoutGivesTheFrameWorkedOutByHand) {
+  constexpr uint8_t p = kPaddingByte;
+  const Bytes nv12_3x3 = {1, 2, 3, p, 4, 5, 6, p, 7, 8, 9, p, 11, 101, 12, 102, 13, 103, 14, 104};
+  const Bytes planes_3x3 = {1, 2, 3, 4, 5, 6, 7, 8, 9, 11, 12, 13, 14, 101, 102, 103, 104};
+  const Y4mCase cases[] = {
+      {"W3 H3", planes_3x3, 4, nv12_3x3},
+      {"W3 H3 F30:1 Ip A1:1 C420jpeg XYSCSS=420JPEG", planes_3x3, 4, nv12_3x3},
+      {"W3 H3 C420mpeg2 F0:0", planes_3x3, 4, nv12_3x3},
+      {"C420paldv H3 W3", planes_3x3, 4, nv12_3x3},
+      {"W2 H2 C420", {1, 2, 3, 4, 50, 60}, 3, {1, 2, p, 3, 4, p, 50, 60, p}},
+      {"W2 H2 C420", {1, 2, 3, 4, 50, 60}, 2, {1, 2, 3, 4, 50, 60}},
+      {"W2 H2 C422", {1, 2, 3, 4, 50, 53, 60, 62}, 2, {1, 2, 3, 4, 52, 61}},
+      {"W3 H3 C422",
+       {1, 2, 3, 4, 5, 6, 7, 8, 9, 0, 20, 31, 50, 60, 80, 100, 120, 131, 150, 160, 180},
+       4,
+       {1, 2, 3, p, 4, 5, 6, p, 7, 8, 9, p, 16, 116, 35, 135, 60, 160, 80, 180}},
+      {"W2 H2 C444", {1, 2, 3, 4, 10, 20, 30, 42, 0, 0, 0, 255}, 2, {1, 2, 3, 4, 26, 64}},
+      {"W3 H3 C444",
+       {1,  2,  3,  4,  5,   6,   7,   8,   9,   0,   10,  20,  30, 41,
+        50, 60, 70, 80, 100, 110, 120, 130, 141, 150, 160, 170, 180},
+       4,
+       {1, 2, 3, p, 4, 5, 6, p, 7, 8, 9, p, 20, 120, 35, 135, 65, 165, 80, 180}},
+      {"W1 H1 C444", {1, 2, 3}, 2, {1, p, 2, 3}},
+      {"W3 H1 Cmono", {1, 2, 3}, 4, {1, 2, 3, p, 128, 128, 128, 128}},
+  };
+  for (const Y4mCase& c : cases) {
+    Bytes file = BytesOf(std::string("YUV4MPEG2 ") + c.tags + "\nFRAME Ixyz\n");
+    file.insert(file.end(), c.planes.begin(), c.planes.end());
+    std::unique_ptr<FrameSource> source;
+    Nv12Frame frame;
+    bool at_end = true;
+    Failure failure = OpenBytes(file, Options(0, 0, c.stride), &source);
+    if (!failure) failure = source->Next(&frame, &at_end);
+    ASSERT_EQ(MessageOf(failure), "success") << c.tags;
+    EXPECT_FALSE(at_end);
+    EXPECT_EQ(frame.bytes, c.frame) << c.tags;
+    EXPECT_FALSE(source->Next(&frame, &at_end));
+    EXPECT_TRUE(at_end);
+  }
+}
+
+TEST(Y4m, BadHeadersAreFailures) {
+  const char* const headers[] = {
+      "YUV4MPEG2\n",
+      "YUV4MPEG2 W4\n",
+      "YUV4MPEG2 H4\n",
+      "YUV4MPEG2X W4 H4\n",
+      "YUV4MPEG2 W0 H4\n",
+      "YUV4MPEG2 W4 H-4\n",
+      "YUV4MPEG2 W-0 H4\n",
+      "YUV4MPEG2 W+4 H4\n",
+      "YUV4MPEG2 W H4\n",
+      "YUV4MPEG2 W4x H4\n",
+      "YUV4MPEG2 W4 W4 H4\n",
+      "YUV4MPEG2 W99999999999999999999 H4\n",
+      "YUV4MPEG2 W20000 H4\n",
+      "YUV4MPEG2 W16384 H16384\n",
+      "YUV4MPEG2 W4 H4 C\n",
+      "YUV4MPEG2 W4 H4 C420p10\n",
+      "YUV4MPEG2 W4 H4 F30\n",
+      "YUV4MPEG2 W4 H4 F30:x\n",
+      "YUV4MPEG2 W4 H4 F-30:1\n",
+      "YUV4MPEG2 W4 H4 A:\n",
+      "YUV4MPEG2 W4 H4 Q1\n",
+      "YUV4MPEG2 W4 H4 C420 C444\n",
+  };
+  for (const char* header : headers) {
+    const Bytes bytes = BytesOf(header);
+    MemoryReader reader(bytes.data(), bytes.size());
+    Y4mHeader parsed;
+    EXPECT_TRUE(IsOneLine(ReadY4mHeader(reader, &parsed))) << header;
+  }
+  std::unique_ptr<FrameSource> source;
+  const std::string start = "YUV4MPEG2 W4 H4 X";
+  const std::string longest = start + std::string(kMaxY4mLine - start.size(), 'x');
+  EXPECT_FALSE(OpenBytes(BytesOf(longest + "\n"), Options(0, 0, 0), &source));
+  EXPECT_TRUE(IsOneLine(OpenBytes(BytesOf(longest + "x\n"), Options(0, 0, 0), &source)));
+}
+
+// Reads all frames. Returns how many came, or -1 after a failure.
+int CountFrames(const Bytes& bytes, const FrameSourceOptions& options) {
+  std::unique_ptr<FrameSource> source;
+  if (OpenBytes(bytes, options, &source)) return -1;
+  Nv12Frame frame;
+  bool at_end = false;
+  for (int count = 0;; ++count) {
+    const Failure failure = source->Next(&frame, &at_end);
+    if (failure) return IsOneLine(failure) ? -1 : -2;
+    if (at_end) return count;
+  }
+}
+
+TEST(FrameSource, StreamsEndAtFrameBordersOnly) {
+  const std::string frame(DenseNv12Size(3, 3), 'x');
+  const std::string header = "YUV4MPEG2 W3 H3\n";
+  const std::string y4m = header + "FRAME\n" + frame + "FRAME\n" + frame;
+  const std::string raw = frame + frame;
+  const std::size_t y4m_frame = frame.size() + 6;
+  for (std::size_t size = 0; size <= y4m.size(); ++size) {
+    const bool at_border = size >= header.size() && (size - header.size()) % y4m_frame == 0;
+    const int expected = at_border ? static_cast<int>((size - header.size()) / y4m_frame) : -1;
+    EXPECT_EQ(CountFrames(BytesOf(y4m.substr(0, size)), Options(0, 0, 0)), expected) << size;
+  }
+  for (std::size_t size = 0; size <= raw.size(); ++size) {
+    const bool at_border = size != 0 && size % frame.size() == 0;
+    const int expected = at_border ? static_cast<int>(size / frame.size()) : -1;
+    EXPECT_EQ(CountFrames(BytesOf(raw.substr(0, size)), Options(3, 3, 0)), expected) << size;
+  }
+  EXPECT_EQ(CountFrames(BytesOf(header + "FRAMES\n" + frame), Options(0, 0, 0)), -1);
+}
+
+TEST(FrameSource, RawFramesAreDenseAndComeFromStandardInputToo) {
+  const std::string path = TemporaryPath();
+  WriteFile(path, {1, 2, 3, 4, 5, 6, 7, 8});
+  ASSERT_NE(std::freopen(path.c_str(), "rb", stdin), nullptr);
+  FrameSourceOptions options = Options(3, 1, 6);
+  for (const std::string& input : {path, std::string("-")}) {
+    options.input = input;
+    std::unique_ptr<FrameSource> source;
+    ASSERT_EQ(MessageOf(OpenFrameSource(options, &source)), "success");
+    Nv12Frame frame;
+    bool at_end = true;
+    ASSERT_FALSE(source->Next(&frame, &at_end));
+    constexpr uint8_t p = kPaddingByte;
+    EXPECT_EQ(frame.bytes, Bytes({1, 2, 3, p, p, p, 4, 5, 6, 7, p, p}));
+    EXPECT_EQ(MessageOf(source->Next(&frame, &at_end)),
+              (input == "-" ? "standard input" : path) + ": frame 1 is cut short: 1 of 7 bytes");
+  }
+  unlink(path.c_str());
+}
+
+TEST(FrameSource, PicturesRepeatAndOptionsMustSuitTheInput) {
+  const Picture picture = DrawScene(20, 18, 1, 0);
+  const Bytes png = EncodePng(picture);
+  Nv12Frame expected;
+  ASSERT_FALSE(PictureToNv12(picture, 32, &expected));
+  std::unique_ptr<FrameSource> source;
+  ASSERT_FALSE(OpenBytes(png, Options(0, 0, 32), &source));
+  for (int i = 0; i < 3; ++i) {
+    Nv12Frame frame;
+    bool at_end = true;
+    ASSERT_FALSE(source->Next(&frame, &at_end));
+    EXPECT_FALSE(at_end);
+    EXPECT_EQ(frame.bytes, expected.bytes);
+  }
+  const Bytes y4m = BytesOf("YUV4MPEG2 W4 H4\n");
+  const Bytes text = BytesOf("hello");
+  EXPECT_TRUE(IsOneLine(OpenBytes(png, Options(20, 18, 0), &source)));
+  EXPECT_TRUE(IsOneLine(OpenBytes(png, Options(0, 0, 19), &source)));
+  EXPECT_TRUE(IsOneLine(OpenBytes(y4m, Options(0, 0, 3), &source)));
+  EXPECT_TRUE(IsOneLine(OpenBytes(text, Options(0, 0, 0), &source)));
+  EXPECT_TRUE(IsOneLine(OpenBytes(text, Options(-4, 4, 0), &source)));
+  EXPECT_TRUE(IsOneLine(OpenBytes(text, Options(4, 0, 0), &source)));
+  EXPECT_TRUE(IsOneLine(OpenBytes({}, Options(4, 4, 0), &source)));
+  FrameSourceOptions scene;
+  EXPECT_FALSE(OpenFrameSource(scene, &source));
+  scene.scene_faces = kMaxSceneFaces + 1;
+  EXPECT_TRUE(IsOneLine(OpenFrameSource(scene, &source)));
+  scene.scene_faces = 1;
+  scene.width = scene.height = kMinSceneSide - 1;
+  EXPECT_TRUE(IsOneLine(OpenFrameSource(scene, &source)));
+}
+
+TEST(Scene, SourceShowsTheSceneFrameByFrame) {
+  FrameSourceOptions options;
+  options.width = 301;
+  options.height = 203;
+  options.scene_faces = 2;
+  std::unique_ptr<FrameSource> source;
+  ASSERT_FALSE(OpenFrameSource(options, &source));
+  std::set<Bytes> shown;
+  for (int i = 0; i < 8; ++i) {
+    Nv12Frame frame;
+    Nv12Frame expected;
+    bool at_end = true;
+    ASSERT_FALSE(source->Next(&frame, &at_end));
+    EXPECT_FALSE(at_end);
+    ASSERT_FALSE(PictureToNv12(DrawScene(301, 203, 2, i), 0, &expected));
+    EXPECT_EQ(frame.bytes, expected.bytes);
+    EXPECT_EQ(source->Faces(), SceneFaces(301, 203, 2, i));
+    shown.insert(frame.bytes);
+  }
+  EXPECT_GT(shown.size(), 3U);
+}
+
+TEST(Scene, FacesStayInsideAndApartAndMove) {
+  for (const auto& [width, height] : {std::pair(16, 16), std::pair(17, 200), std::pair(1280, 720),
+                                      std::pair(4000, 31), std::pair(16384, 16)}) {
+    for (int faces = 1; faces <= kMaxSceneFaces; ++faces) {
+      std::set<int> places;
+      for (int64_t index = 0; index < 1100; ++index) {
+        int column = 0;
+        for (const Rect& face : SceneFaces(width, height, faces, index)) {
+          ASSERT_TRUE(face.w >= 1 && face.h >= 1 && face.x >= column && face.y >= 0 &&
+                      face.x + face.w <= width && face.y + face.h <= height)
+              << width << "x" << height << " frame " << index;
+          column = face.x + face.w;
+        }
+        places.insert(column);
+      }
+      EXPECT_GT(places.size(), width >= 1280 ? 100U : 0U);
+    }
+  }
+}
+
+TEST(Scene, RectanglesFrameTheSkinAndDrawingEndsAtTheBorder) {
+  const Picture picture = DrawScene(1280, 720, 3, 77);
+  for (const Rect& face : SceneFaces(1280, 720, 3, 77)) {
+    const uint8_t* cheek = picture.Pixel(face.x + face.w / 2, face.y + face.h * 68 / 100);
+    const uint8_t* left = picture.Pixel(face.x + 3, face.y + face.h * 49 / 100);
+    const uint8_t* right = picture.Pixel(face.x + face.w - 4, face.y + face.h * 49 / 100);
+    for (const uint8_t* skin : {cheek, left, right}) EXPECT_GT(skin[0], skin[2] + 20);
+  }
+  // Here the blue shirt leaves the picture at its left border only; it must not come back at the
+  // right one.
+  const Picture leaning = DrawScene(300, 400, 1, 256);
+  EXPECT_GT(leaning.Pixel(0, 399)[2], leaning.Pixel(0, 399)[0] + 30);
+  for (int y = 0; y < 400; ++y) EXPECT_LT(leaning.Pixel(299, y)[2], leaning.Pixel(299, y)[0] + 30);
+}
+
+Picture GroundPicture(int width, int height) {
+  Picture picture = MakePicture(width, height);
+  FillRectangle({0, 0, width, height}, {1, 2, 3}, &picture);
+  return picture;
+}
+
+TEST(Annotate, ClippedDrawingIsTheCropOfTheWholeOne) {
+  constexpr int kSide = 20;
+  constexpr int kMargin = 80;
+  for (int at = 0; at < 40 * 40; ++at) {
+    const int x = at % 40 * 2 - 55;
+    const int y = at / 40 - 15;
+    Picture small = GroundPicture(kSide, kSide);
+    Picture large = GroundPicture(kSide + 2 * kMargin, kSide + 2 * kMargin);
+    DrawRectangle({x, y, 13, 9}, {200, 0, 0}, 2, &small);
+    DrawRectangle({x + kMargin, y + kMargin, 13, 9}, {200, 0, 0}, 2, &large);
+    DrawLabel(x, y + 5, "7%z", {0, 250, 0}, 2, &small);
+    DrawLabel(x + kMargin, y + 5 + kMargin, "7%z", {0, 250, 0}, 2, &large);
+    for (int row = 0; row < kSide; ++row) {
+      ASSERT_EQ(0, std::memcmp(small.Pixel(0, row), large.Pixel(kMargin, row + kMargin),
+                               std::size_t{kSide} * 3))
+          << x << "," << y;
+    }
+  }
+}
+
+TEST(Annotate, ExtremeCoordinatesAreHarmless) {
+  const Picture before = GroundPicture(8, 8);
+  Picture picture = before;
+  for (const int v : {INT_MIN, INT_MAX}) {
+    DrawRectangle({v, v, INT_MAX, INT_MAX}, {9, 9, 9}, INT_MAX, &picture);
+    DrawRectangle({2, 2, INT_MIN, v}, {9, 9, 9}, 1, &picture);
+    DrawLabel(v, v, "text", {9, 9, 9}, v, &picture);
+  }
+  EXPECT_EQ(picture.rgb, before.rgb);
+  DrawLabelledFace({INT_MAX, INT_MIN, INT_MAX, INT_MAX}, std::string(5000, 'w'), {9, 9, 9}, INT_MAX,
+                   &picture);
+  EXPECT_NE(picture.rgb, before.rgb);
+}
+
+// The white dots of a picture, a line of text a row.
+std::string DotsOf(const Picture& picture) {
+  std::string dots;
+  for (int y = 0; y < picture.height; ++y) {
+    for (int x = 0; x < picture.width; ++x) dots += picture.Pixel(x, y)[0] == 255 ? '#' : '.';
+    dots += '\n';
+  }
+  return dots;
+}
+
+std::string OutlineDots(Rect rect, int thickness) {
+  Picture picture = MakePicture(8, 6);
+  DrawRectangle(rect, {255, 255, 255}, thickness, &picture);
+  return DotsOf(picture);
+}
+
+TEST(Annotate, OutlinesGrowInwards) {
+  EXPECT_EQ(OutlineDots({1, 1, 6, 4}, 1),
+            "........\n.######.\n.#....#.\n.#....#.\n.######.\n........\n");
+  EXPECT_EQ(OutlineDots({1, 0, 7, 5}, 2),
+            ".#######\n.#######\n.##...##\n.#######\n.#######\n........\n");
+  EXPECT_EQ(OutlineDots({2, 2, 1, 3}, 9),
+            "........\n........\n..#.....\n..#.....\n..#.....\n........\n");
+  const std::string empty = OutlineDots({2, 2, 3, 3}, 0);
+  EXPECT_EQ(empty.find('#'), std::string::npos);
+  for (const Rect& rect : {Rect{4, 4, -3, 2}, Rect{4, 4, 2, -3}, Rect{4, 4, 0, 2}}) {
+    EXPECT_EQ(OutlineDots(rect, 2), empty);
+  }
+}
+
+// The dots of a label at scale 1.
+std::string DotsOf(const std::string& text) {
+  const Rect box = LabelBox(0, 0, text, 1);
+  Picture picture = MakePicture(box.w, box.h);
+  DrawLabel(0, 0, text, {255, 255, 255}, 1, &picture);
+  return DotsOf(picture);
+}
+
+TEST(Annotate, LabelsAreLegible) {
+  EXPECT_EQ(DotsOf("F:"),
+            ".............\n.#####.......\n.#......##...\n.#......##...\n.####........\n"
+            ".#......##...\n.#......##...\n.#...........\n.............\n");
+  const std::string characters =
+      "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz.,:-+=%/#[]() \x7f";
+  std::set<std::string> glyphs;
+  for (const char c : characters) glyphs.insert(DotsOf(std::string(1, c)));
+  EXPECT_EQ(glyphs.size(), characters.size());
+  EXPECT_EQ(DotsOf("\xff"), DotsOf("\x7f"));
+}
+
+TEST(Annotate, FaceLabelsStayInThePicture) {
+  const Rect box = LabelBox(0, 0, "ab", 1);
+  const std::pair<Rect, Rect> cases[] = {
+      {{10, 30, 20, 20}, {10, 30 - box.h, box.w, box.h}},
+      {{10, 2, 20, 20}, {10, 22, box.w, box.h}},
+      {{10, -5, 20, 80}, {10, 0, box.w, box.h}},
+      {{55, 30, 9, 9}, {64 - box.w, 30 - box.h, box.w, box.h}},
+  };
+  for (const auto& [face, label] : cases) {
+    Picture drawn = GroundPicture(64, 64);
+    DrawLabelledFace(face, "ab", {9, 9, 9}, 1, &drawn);
+    Picture expected = GroundPicture(64, 64);
+    DrawRectangle(face, {9, 9, 9}, 1, &expected);
+    DrawLabel(label.x, label.y, "ab", {9, 9, 9}, 1, &expected);
+    EXPECT_EQ(drawn.rgb, expected.rgb) << face.x << "," << face.y;
+  }
+}
+
+}  // namespace
+}  // namespace sim
