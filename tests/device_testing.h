@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the tests of the node and its worker share: a fresh pretend device for each test, and its log.
+#ifndef ZY_TESTS_DEVICE_TESTING_H_
+#define ZY_TESTS_DEVICE_TESTING_H_
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <map>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "host/control.h"
+#include "sim/nv12.h"
+
+namespace testing_support {
+
+// Collects the log, a list per thread: lines of one thread have an order, lines of two have none.
+// Each line reads "priority/tag/text".
+class LogCapture {
+ public:
+  LogCapture() {
+    host::SetLogSink([this](const host::LogLine& line) {
+      std::lock_guard<std::mutex> lock(mutex_);
+      lines_[std::this_thread::get_id()].push_back(std::to_string(line.priority) + "/" +
+                                                   (line.tag != nullptr ? line.tag : "") + "/" +
+                                                   line.text);
+    });
+  }
+  ~LogCapture() { host::SetLogSink(nullptr); }
+
+  // The lines of this thread, or of all others, since the last call for the same.
+  std::vector<std::string> TakeOwn() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return std::exchange(lines_[std::this_thread::get_id()], {});
+  }
+  std::vector<std::string> TakeOthers() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    std::vector<std::string> taken;
+    for (auto& [thread, lines] : lines_) {
+      if (thread == std::this_thread::get_id()) continue;
+      taken.insert(taken.end(), lines.begin(), lines.end());
+      lines.clear();
+    }
+    return taken;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::map<std::thread::id, std::vector<std::string>> lines_;
+};
+
+inline size_t CountContaining(const std::vector<std::string>& lines, const std::string& part) {
+  return static_cast<size_t>(std::count_if(lines.begin(), lines.end(), [&](const std::string& line) {
+    return line.find(part) != std::string::npos;
+  }));
+}
+
+class DeviceTest : public testing::Test {
+ protected:
+  DeviceTest() {
+    host::ResetAgeGender();
+    host::ResetFaceGrade();
+    host::ClearProperties();
+    host::UseRealClock();
+  }
+
+  static void AwaitWorkers() {
+    ASSERT_TRUE(host::WaitForRestingWorkers(std::chrono::seconds(60)));
+  }
+
+  LogCapture log_;
+};
+
+// A frame of the size with a pattern that differs everywhere.
+inline sim::Nv12Frame PatternFrame(int width, int height, int stride = 0) {
+  sim::Nv12Frame frame;
+  EXPECT_FALSE(sim::ShapeFrame(width, height, stride, &frame));
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      frame.Luma()[y * frame.stride + x] = static_cast<uint8_t>(x * 3 + y * 7);
+      if (y < sim::HalfUp(height)) {
+        frame.Chroma()[y * frame.stride + x] = static_cast<uint8_t>(60 + x * 5 + y * 11);
+      }
+    }
+  }
+  return frame;
+}
+
+}  // namespace testing_support
+
+#endif  // ZY_TESTS_DEVICE_TESTING_H_

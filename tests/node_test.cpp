@@ -1,0 +1,550 @@
+// SPDX-License-Identifier: Apache-2.0
+// The node through its callbacks: record checks, enablement, what it reads, what it publishes, and what a
+// hostile framework gets.
+#include <cmath>
+#include <cstring>
+
+#include "node/gender_age_node.h"
+#include "platform/chi_node.h"
+#include "sim/framework.h"
+#include "tests/device_testing.h"
+
+extern "C" void ChiNodeEntry(ChiNodeCallbacks*);
+
+class ChiGenderAgeNodePeer {
+ public:
+  static android::ZYPreview*& Worker(ChiHandle node) {
+    return static_cast<ChiGenderAgeNode*>(node)->m_pPreview;
+  }
+  static int FaceNum(ChiHandle node) { return static_cast<ChiGenderAgeNode*>(node)->m_faceNum; }
+};
+
+namespace {
+
+using testing_support::CountContaining;
+using testing_support::DeviceTest;
+using Lines = std::vector<std::string>;
+
+constexpr uint32_t kNoTag = 0;
+
+// A node in a pipeline of 1920x1440, on a sensor of 4000x3000.
+class NodeTest : public DeviceTest {
+ protected:
+  NodeTest() { EXPECT_FALSE(sim::Framework::Get().Start(ChiNodeEntry)); }
+
+  const ChiNodeCallbacks& Callbacks() { return sim::Framework::Get().Callbacks(); }
+
+  uint32_t Id(const char* section, const char* name) {
+    return sim::Framework::Get().Tags().Id(section, name);
+  }
+
+  void Start() {
+    ASSERT_FALSE(session_.Create(0, 1920, 1440));
+    session_.PostPipelineCreate();
+    AwaitWorkers();
+  }
+
+  void SetWords(const char* section, const char* name, const std::vector<uint32_t>& words) {
+    session_.Input().SetWords(Id(section, name), words);
+  }
+
+  void SetFaces(const std::vector<int32_t>& edges) {
+    session_.Input().SetWords(kChiFaceRectanglesTag, edges);
+  }
+
+  // Everything on, one face that is wide enough to be analysed.
+  void SetUsualMetadata() {
+    session_.Input().Clear();
+    SetWords("com.qti.chi.multicamerainfo", "MultiCameraIdRole", {0, 1, 0});
+    SetWords("brodax.faceGenderAndAge", "enabled", {1});
+    SetWords("brodax.faceScore", "enabled", {1});
+    SetWords("brodax.sensorSize", "size", {4000, 3000});
+    SetWords("brodax.device", "orientation", {270});
+    SetFaces({800, 600, 3199, 2999});
+  }
+
+  void Send(uint64_t frame_number) {
+    sim::CameraBuffer input(&frame_);
+    sim::CameraBuffer output(&frame_);
+    ASSERT_FALSE(session_.Process(frame_number, &input, &output));
+  }
+
+  // Sends a raw request record.
+  ChiResult Send(ChiNodeProcessRequestInfo info) {
+    info.size = sizeof(info);
+    info.hNodeSession = session_.node();
+    return Callbacks().pProcessRequest(&info);
+  }
+
+  // The rectangles that the node logs for a request with this metadata.
+  std::string LoggedRects(uint64_t frame_number) {
+    log_.TakeOwn();
+    Send(frame_number);
+    std::string rects;
+    for (const std::string& line : log_.TakeOwn()) {
+      const size_t at = line.find("(x,y,w,h)");
+      if (at != std::string::npos) rects += line.substr(at + 9, line.size() - at - 10);
+    }
+    return rects;
+  }
+
+  sim::Nv12Frame frame_ = testing_support::PatternFrame(1920, 1440);
+  sim::Session session_;
+};
+
+// ---- Entry and callbacks ----------------------------------------------------------------------------
+
+TEST_F(NodeTest, EntryLeavesAnUnsuitableTableUntouched) {
+  log_.TakeOwn();
+  ChiNodeEntry(nullptr);
+  struct Case {
+    uint32_t size, major;
+    const char* line;
+  };
+  for (const Case& test :
+       {Case{144, 1, "(1:9) vs (0:0)\n"}, Case{143, 0, "(0:9) vs (0:0)\n"}}) {
+    ChiNodeCallbacks table = {};
+    table.size = test.size;
+    table.majorVersion = test.major;
+    table.minorVersion = 9;
+    const ChiNodeCallbacks before = table;
+    ChiNodeEntry(&table);
+    EXPECT_EQ(std::memcmp(&table, &before, sizeof(table)), 0);
+  }
+  const Lines lines = log_.TakeOwn();
+  ASSERT_EQ(lines.size(), 3u);
+  EXPECT_EQ(lines[0].rfind("6/CHIGENDERAGE/ChiNodeEntry():495 FACE ANALYZE Invalid Argument: ", 0),
+            0u);
+  EXPECT_EQ(lines[1],
+            "6/CHIGENDERAGE/ChiNodeEntry():490 FACE ANALYZE Chi API major version doesn't match "
+            "(1:9) vs (0:0)\n");
+  EXPECT_EQ(lines[2],
+            "6/CHIGENDERAGE/ChiNodeEntry():490 FACE ANALYZE Chi API major version doesn't match "
+            "(0:9) vs (0:0)\n");
+}
+
+TEST_F(NodeTest, EntryFillsTheTableAndKeepsLaterMembers) {
+  ChiNodeCallbacks table;
+  std::memset(&table, 0x5a, sizeof(table));
+  table.size = 200;
+  table.majorVersion = 0;
+  ChiNodeEntry(&table);
+  EXPECT_EQ(table.minorVersion, 0u);
+  EXPECT_EQ(table.size, 200u);
+  EXPECT_EQ(table.pCreate, Callbacks().pCreate);
+  EXPECT_EQ(table.pPostPipelineCreate, Callbacks().pPostPipelineCreate);
+  ChiNodeCallbacks untouched;
+  std::memset(&untouched, 0x5a, sizeof(untouched));
+  EXPECT_EQ(std::memcmp(table.reserved2, untouched.reserved2, sizeof(table.reserved2)), 0);
+}
+
+// Sends null, a record without a session and one a byte too small.
+template <typename Record>
+void CheckBadRecords(ChiResult (*callback)(Record*), ChiHandle node, uint32_t size) {
+  EXPECT_EQ(callback(nullptr), kChiInvalidPointer);
+  Record record = {};
+  record.size = size;
+  EXPECT_EQ(callback(&record), kChiInvalidPointer);
+  record.hNodeSession = node;
+  record.size = size - 1;
+  EXPECT_EQ(callback(&record), kChiFailed);
+}
+
+TEST_F(NodeTest, BadRecordsGetTheirCodesAndLines) {
+  Start();
+  log_.TakeOwn();
+  const ChiNodeCallbacks& node = Callbacks();
+  EXPECT_EQ(node.pGetCapabilities(nullptr), kChiFailed);
+  EXPECT_EQ(node.pQueryVendorTag(nullptr), kChiInvalidPointer);
+  EXPECT_EQ(node.pCreate(nullptr), kChiInvalidPointer);
+  ChiNodeCreateInfo create = {};
+  create.size = 79;
+  EXPECT_EQ(node.pCreate(&create), kChiFailed);
+  EXPECT_EQ(create.hNodeSession, nullptr);
+  CheckBadRecords(node.pDestroy, session_.node(), 16);
+  CheckBadRecords(node.pQueryBufferInfo, session_.node(), 48);
+  CheckBadRecords(node.pSetBufferInfo, session_.node(), 32);
+  CheckBadRecords(node.pProcessRequest, session_.node(), 88);
+  ChiNodeSetBufferPropertiesInfo set = {sizeof(set), 0, session_.node(), nullptr, 0};
+  EXPECT_EQ(node.pSetBufferInfo(&set), kChiInvalidPointer);
+  node.pPostPipelineCreate(nullptr);
+  node.pSetNodeInterface(nullptr);
+
+  Lines expected;
+  const auto line = [&](const std::string& text) {
+    expected.push_back("6/CHIGENDERAGE/" + text + "\n");
+  };
+  line("GenderAgeNodeGetCaps():117 FACE ANALYZE Invalid argument: pCapsInfo is NULL");
+  line("GenderAgeNodeGetCaps():128 FACE ANALYZE CHINODECAPSINFO is smaller than expected");
+  expected.push_back("4/CHIGENDERAGE/GenderAgeNodeCreate():168 TPX GenderAgeNodeCreate\n");
+  line("GenderAgeNodeCreate():172 FACE ANALYZE Invalid argument: pTagTypeInfo is NULL");
+  expected.push_back("4/CHIGENDERAGE/GenderAgeNodeCreate():168 TPX GenderAgeNodeCreate\n");
+  line("GenderAgeNodeCreate():177 FACE ANALYZE CHINODECREATEINFO is smaller than expected");
+  for (int i = 0; i < 2; ++i) {
+    line("GenderAgeNodeDestroy():226 FACE ANALYZE Invalid argument: pDestroyInfo is NULL");
+  }
+  line("GenderAgeNodeDestroy():241 FACE ANALYZE CHINODEDESTROYINFO is smaller than expected");
+  for (int i = 0; i < 2; ++i) line("GenderAgeNodeQueryBufferInfo():266 FACE ANALYZE Invalid argument");
+  line("GenderAgeNodeQueryBufferInfo():278 FACE ANALYZE   CHINODEQUERYBUFFERINFO is smaller than "
+       "expected");
+  for (int i = 0; i < 2; ++i) line("GenderAgeNodeSetBufferInfo():303 FACE ANALYZE Invalid argument");
+  line("GenderAgeNodeSetBufferInfo():315 FACE ANALYZE CHINODESETBUFFERPROPERTIESINFO is smaller than "
+       "expected");
+  for (int i = 0; i < 2; ++i) line("GenderAgeNodeProcRequest():340 FACE ANALYZE Invalid argument");
+  line("GenderAgeNodeProcRequest():352 FACE ANALYZE CHINODEPROCESSREQUESTINFO is smaller than "
+       "expected");
+  line("GenderAgeNodeSetBufferInfo():303 FACE ANALYZE Invalid argument");
+  EXPECT_EQ(log_.TakeOwn(), expected);
+}
+
+TEST_F(NodeTest, CapabilitiesDecideOnNegotiation) {
+  for (const uint32_t caps : {0u, 1u, 2u, 3u, 4u, 5u}) {
+    sim::Session session;
+    const sim::Failure failure = session.Create(caps, 640, 480);
+    EXPECT_EQ(failure.has_value(), caps == 2 || caps == 4) << caps;
+    if (failure) {
+      EXPECT_EQ(failure->message, "query-buffer-info answered 2");
+    }
+  }
+  ChiNodeCapsInfo caps = {0, 0x1234};
+  EXPECT_EQ(Callbacks().pGetCapabilities(&caps), kChiSuccess);
+  EXPECT_EQ(caps.nodeCapsMask, 0x1234u);
+}
+
+TEST_F(NodeTest, DescribesItsVendorTags) {
+  ChiQueryVendorTag query = {sizeof(query), 0, nullptr};
+  ASSERT_EQ(Callbacks().pQueryVendorTag(&query), kChiSuccess);
+  ASSERT_EQ(query.pVendorTagInfo->numSections, 1u);
+  const ChiVendorTagSectionData& section = query.pVendorTagInfo->pSections[0];
+  EXPECT_STREQ(section.pSectionName, "com.qti.node.brodaxgenderage");
+  EXPECT_EQ(section.firstVendorTag, 0u);
+  EXPECT_EQ(section.visibility, 0xFFFFFFFF);
+  ASSERT_EQ(section.numTags, 4u);
+  std::string tags;
+  for (uint32_t i = 0; i < section.numTags; ++i) {
+    tags += std::string(section.pTags[i].pTagName) + ":" +
+            std::to_string(static_cast<uint32_t>(section.pTags[i].type)) + ":" +
+            std::to_string(section.pTags[i].count) + " ";
+  }
+  EXPECT_EQ(tags, "SupportedFeature:1:1 CurrentMode:0:1 ProcessedFrameNumber:3:1 FrameDimension:1:2 ");
+}
+
+TEST_F(NodeTest, PropertiesDecideWhetherAWorkerRuns) {
+  struct Case {
+    const char* text;
+    bool runs;
+    const char* logged;
+  };
+  for (const Case& test :
+       {Case{"0xFFFFFB", false, "fffffb"}, Case{"4", true, "4"}, Case{"fB", false, "fb"},
+        Case{" 0x4", true, "4"}, Case{"-1", true, "ffffffff"}, Case{"0xFFFFFFFF", true, "ffffffff"},
+        Case{"none", false, "0"}, Case{"", false, "0"}, Case{"0x", false, "0"}}) {
+    for (const char* property :
+         {"persist.vendor.camera.zynode_conf", "persist.vendor.camera.operationMask"}) {
+      host::ClearProperties();
+      host::SetProperty(property, test.text);
+      log_.TakeOwn();
+      sim::Session session;
+      ASSERT_FALSE(session.Create(0, 640, 480));
+      session.PostPipelineCreate();
+      EXPECT_EQ(ChiGenderAgeNodePeer::Worker(session.node()) != nullptr, test.runs) << test.text;
+      const Lines lines = log_.TakeOwn();
+      EXPECT_EQ(CountContaining(lines, "6/CHIGENDERAGE/PostPipelineCreate():529 "
+                                       "PostPipelineCreate:529: NOT-AVAILABLE \n"),
+                test.runs ? 0u : 1u);
+      const bool first = std::strstr(property, "conf") != nullptr;
+      EXPECT_EQ(CountContaining(lines, std::string("AvailableNodes=") +
+                                           (first ? test.logged : "ffffff") + ","),
+                1u)
+          << test.text;
+    }
+  }
+}
+
+// ---- What the node reads ----------------------------------------------------------------------------
+
+TEST_F(NodeTest, RectanglesScaleToTheFrame) {
+  Start();
+  struct Case {
+    std::vector<uint32_t> sensor;
+    int quad_cfa;  // below 0: absent
+    uint32_t camera;
+    std::vector<int32_t> edges;
+    const char* logged;
+  };
+  const std::vector<int32_t> usual = {800, 600, 1199, 999};
+  const char* halved = "[192,144,96,96]";
+  const char* whole = "[384,288,192,192]";
+  for (const Case& test : {
+           Case{{4000, 3000}, -1, 0, usual, halved},
+           Case{{4000, 3000}, 0, 0, usual, halved},
+           Case{{4000, 3000}, 1, 0, usual, whole},
+           Case{{4000, 3000}, 1, 7, usual, halved},
+           Case{{4000, 3000}, 0, 7, usual, halved},
+           // More faces than slots, and a last rectangle that is cut short.
+           Case{{4000, 3000}, -1, 0, {0, 0, 1, 1, 0, 0, 3, 3, 0, 0, 9, 9, 8, 8, 9, 9, 8, 8, 9, 9, 1},
+                "[0,0,1,1][0,0,1,1][0,0,2,2]"},
+           // A frame larger than the sensor in either direction, or no sensor: rectangles stay.
+           Case{{1919, 3000}, -1, 0, usual, ""},
+           Case{{4000, 1439}, -1, 0, usual, ""},
+           Case{{0, 3000}, -1, 0, usual, ""},
+           Case{{4000, 0}, -1, 0, usual, ""},
+           Case{{1920, 1440}, 1, 0, {-1, -8, 0, 0}, nullptr},
+           // Right of left, and products beyond 32 bits.
+           Case{{4000, 3000}, -1, 0, {1199, 999, 800, 600}, "[287,239,-94,-94]"},
+           Case{{1920, 1440}, 1, 0, {0, 0, 0x40000000, 0x40000000}, "[0,0,1,1]"}}) {
+    SetUsualMetadata();
+    session_.Input().SetWords(Id("com.qti.chi.multicamerainfo", "MultiCameraIdRole"),
+                              std::vector<uint32_t>{0, 1, test.camera});
+    SetWords("brodax.sensorSize", "size", test.sensor);
+    if (test.quad_cfa >= 0) {
+      const auto value = static_cast<uint8_t>(test.quad_cfa);
+      session_.Input().Set(Id("brodax.quadcfa", "enabled"), &value, 1, 1);
+    }
+    SetFaces(test.edges);
+    const std::string logged = LoggedRects(5);
+    if (test.logged != nullptr) {
+      EXPECT_EQ(logged, test.logged);
+    }
+    const int count = static_cast<int>(test.edges.size() / 4);
+    EXPECT_EQ(ChiGenderAgeNodePeer::FaceNum(session_.node()), std::min(count, 3));
+  }
+}
+
+TEST_F(NodeTest, QuadSensorCountsOnlyTogetherWithASensorSize) {
+  Start();
+  SetUsualMetadata();
+  Send(1);
+  session_.Input().Clear();
+  const uint8_t on = 1;
+  session_.Input().Set(Id("brodax.quadcfa", "enabled"), &on, 1, 1);
+  SetFaces({800, 600, 1199, 999});
+  EXPECT_EQ(LoggedRects(5), "[192,144,96,96]");  // the sensor's size was kept
+}
+
+TEST_F(NodeTest, FaceCountIsTruncatedToAByteAndBounded) {
+  Start();
+  SetUsualMetadata();
+  // 257 faces count as one.
+  SetFaces(std::vector<int32_t>(4 * 257, 100));
+  EXPECT_EQ(LoggedRects(4), "[24,24,1,1]");
+  EXPECT_EQ(session_.Result().face_count, 1);
+  // 256 count as none.
+  SetFaces(std::vector<int32_t>(4 * 256, 100));
+  Send(10);
+  EXPECT_EQ(session_.Result().face_count, 0);
+  EXPECT_EQ(session_.Result().age[2], 20.0f);
+}
+
+TEST_F(NodeTest, SwitchesWaitForAWorker) {
+  ASSERT_FALSE(session_.Create(0, 1920, 1440));
+  SetUsualMetadata();
+  Send(4);
+  EXPECT_EQ(session_.Result().score[0], 0.0f);  // both off: nothing but zeros
+  session_.PostPipelineCreate();
+  AwaitWorkers();
+  session_.Input().Clear();
+  SetFaces({800, 600, 3199, 2999});
+  Send(10);
+  EXPECT_EQ(session_.Result().score[0], 0.0f);
+  SetUsualMetadata();
+  Send(16);
+  EXPECT_EQ(session_.Result().score[0], 80.0f);
+  const auto& worker = *ChiGenderAgeNodePeer::Worker(session_.node());
+  EXPECT_TRUE(worker.mFaceGenderAndAgeEnabled);
+  EXPECT_TRUE(worker.mFaceScoreEnabled);
+  // Absent switches keep their state, present ones change it one by one.
+  session_.Input().Clear();
+  SetWords("brodax.faceScore", "enabled", {0});
+  Send(17);
+  EXPECT_TRUE(worker.mFaceGenderAndAgeEnabled);
+  EXPECT_FALSE(worker.mFaceScoreEnabled);
+  // A second worker replaces the first and takes over the switches.
+  session_.PostPipelineCreate();
+  const auto& second = *ChiGenderAgeNodePeer::Worker(session_.node());
+  EXPECT_TRUE(second.mFaceGenderAndAgeEnabled);
+  EXPECT_FALSE(second.mFaceScoreEnabled);
+  EXPECT_EQ(host::FaceGradeCounters().created - host::FaceGradeCounters().destroyed, 1u);
+}
+
+// ---- What the node publishes ------------------------------------------------------------------------
+
+TEST_F(NodeTest, PublishesItsOwnTags) {
+  ASSERT_FALSE(session_.Create(0x101, 1920, 1440));
+  session_.Input().Clear();
+  Send(1);
+  const auto bytes = [&](const char* name) {
+    const auto* value = session_.Output().Find(Id("com.qti.node.brodaxgenderage", name));
+    return value != nullptr ? value->bytes : std::vector<uint8_t>();
+  };
+  EXPECT_EQ(bytes("SupportedFeature"), (std::vector<uint8_t>{1, 0, 0, 0}));
+  EXPECT_EQ(bytes("CurrentMode"), (std::vector<uint8_t>{1}));
+  EXPECT_EQ(bytes("ProcessedFrameNumber"), std::vector<uint8_t>(8, 0));
+  EXPECT_EQ(bytes("FrameDimension"), (std::vector<uint8_t>{0x80, 7, 0, 0, 0xa0, 5, 0, 0}));
+  const auto* result = session_.Output().Find(Id("brodax.faceAnalyzeResult", "result"));
+  ASSERT_NE(result, nullptr);
+  EXPECT_EQ(result->bytes, std::vector<uint8_t>(52, 0));
+}
+
+TEST_F(NodeTest, HandsOverOneRequestInSix) {
+  Start();
+  SetUsualMetadata();
+  std::vector<uint64_t> with_faces;
+  for (uint64_t frame = 0; frame < 24; ++frame) {
+    Send(frame);
+    const sim::ResultRecord result = session_.Result();
+    if (result.face_count != 0) with_faces.push_back(frame);
+    if (result.face_count == 0) {
+      EXPECT_EQ(result.age[0], 0.0f);
+    }
+  }
+  EXPECT_EQ(with_faces, (std::vector<uint64_t>{4, 10, 16, 22}));
+}
+
+TEST_F(NodeTest, RecordsWithoutAnalysis) {
+  Start();
+  struct Case {
+    uint32_t role, gender_age, score;
+    bool faces;
+    float age, grade, prop;
+  };
+  for (const Case& test :
+       {Case{1, 1, 0, false, 20.0f, 80.0f, 0.7f}, Case{1, 0, 9, false, 20.0f, 80.0f, 0.7f},
+        Case{1, 0, 0, false, 0.0f, 0.0f, 0.0f}, Case{1, 0, 0, true, 0.0f, 0.0f, 0.0f},
+        Case{0, 1, 1, false, 0.0f, 0.0f, 0.0f}, Case{2, 1, 1, true, 0.0f, 0.0f, 0.0f}}) {
+    SetUsualMetadata();
+    SetWords("com.qti.chi.multicamerainfo", "MultiCameraIdRole", {1, test.role, 1});
+    SetWords("brodax.faceGenderAndAge", "enabled", {test.gender_age});
+    SetWords("brodax.faceScore", "enabled", {test.score});
+    if (!test.faces) SetFaces({});
+    Send(4);
+    const sim::ResultRecord result = session_.Result();
+    EXPECT_EQ(result.face_count, 0);
+    for (int slot = 0; slot < 3; ++slot) {
+      EXPECT_EQ(result.gender[slot], 0.0f);
+      EXPECT_EQ(result.age[slot], test.age);
+      EXPECT_EQ(result.score[slot], test.grade);
+      EXPECT_EQ(result.prop[slot], test.prop);
+    }
+  }
+}
+
+TEST_F(NodeTest, GenderChoosesTheAgeOfTheSlotWhicheverSlotMatched) {
+  Start();
+  SetUsualMetadata();
+  Send(1);
+  android::ZYPreview& worker = *ChiGenderAgeNodePeer::Worker(session_.node());
+  // The face of slot 0 lies where slot 2 was analysed.
+  Send(4);
+  AwaitWorkers();
+  for (int edge = 0; edge < 4; ++edge) {
+    worker.mAnalyzedRects[2][edge] = worker.mAnalyzedRects[0][edge].load();
+    worker.mAnalyzedRects[0][edge] = 0;
+  }
+  worker.mFaceAnalyzeNum = 3;
+  worker.mAgeWhenGenderHigh[0] = 41.0f;
+  worker.mAgeWhenGenderLow[0] = 17.0f;
+  uint64_t frame = 10;
+  for (const auto& [gender, age] :
+       std::vector<std::pair<float, float>>{{0.6f, 17.0f}, {0.61f, 41.0f}, {NAN, 17.0f}}) {
+    worker.mGender[0] = gender;
+    Send(frame);
+    EXPECT_EQ(session_.Result().age[0], age) << gender;
+    EXPECT_EQ(std::isnan(session_.Result().gender[0]), std::isnan(gender));
+    frame += 6;
+  }
+}
+
+TEST_F(NodeTest, UnknownResultTagLeavesTheOthers) {
+  Start();
+  sim::Framework::Get().Tags().Clear();
+  ChiNodeInterface interface = sim::Framework::Interface();
+  Callbacks().pSetNodeInterface(&interface);
+  log_.TakeOwn();
+  SetUsualMetadata();  // every identifier is 0 here: all tags go to identifier 0 of the platform
+  Send(4);
+  EXPECT_EQ(CountContaining(log_.TakeOwn(),
+                            "6/CHIGENDERAGE/UpdateMetaData():1016 get faceAnalyzeResult tagBase "
+                            "failed\n"),
+            1u);
+  EXPECT_EQ(session_.Output().Find(kNoTag), nullptr);
+  const auto& worker = *ChiGenderAgeNodePeer::Worker(session_.node());
+  EXPECT_FALSE(worker.mFaceScoreEnabled);  // an unknown tag counts as absent
+}
+
+// ---- A hostile framework ----------------------------------------------------------------------------
+
+TEST_F(NodeTest, OddRequestsStillPublish) {
+  Start();
+  SetUsualMetadata();
+  Send(4);
+  AwaitWorkers();
+  ChiImage image = {};
+  image.pPlaneAddress[0] = frame_.Luma();
+  ChiNodeBuffer buffer = *sim::CameraBuffer(&frame_).handle();
+  buffer.pImages = &image;
+  std::vector<ChiNodeBuffer*> many(40, &buffer), nulls(40, nullptr);
+  ChiNodeProcessRequestInfo info = {};
+  uint64_t sent = 0;
+  const auto send = [&](uint32_t inputs, ChiNodeBuffer** handles, uint32_t planes, uint32_t stride) {
+    buffer.numPlanes = planes;
+    buffer.planeStride = stride;
+    info.inputNum = inputs;
+    info.phInputBuffer = handles;
+    info.frameNum = 4;  // the session answers metadata of request 4
+    log_.TakeOwn();
+    EXPECT_EQ(Send(info), kChiSuccess);
+    EXPECT_EQ(session_.Result().face_count, 1);
+    ++sent;
+    const Lines lines = log_.TakeOwn();
+    EXPECT_EQ(CountContaining(lines, "UpdateMetaData():1019"), 1u);
+    EXPECT_EQ(CountContaining(lines, "ProcessBuffer"), 0u);
+    return CountContaining(lines, "ProcessRequest():661");
+  };
+  EXPECT_EQ(send(0, many.data(), 2, 1984), 0u);
+  EXPECT_EQ(send(1, nullptr, 2, 1984), 0u);
+  EXPECT_EQ(send(40, nulls.data(), 2, 1984), 0u);
+  EXPECT_EQ(send(40, many.data(), 1000, 1984), 12u);  // plane 1 is missing
+  image.pPlaneAddress[1] = frame_.Chroma();
+  EXPECT_EQ(send(1, many.data(), 1, 1984), 1u);
+  EXPECT_EQ(send(1, many.data(), 2, 1919), 1u);
+  EXPECT_EQ(send(1, many.data(), 2, 0x80000000), 1u);
+  image.pPlaneAddress[0] = nullptr;
+  EXPECT_EQ(send(1, many.data(), 2, 1984), 1u);
+  buffer.numImages = 0;
+  EXPECT_EQ(send(1, many.data(), 2, 1984), 1u);
+  buffer.pImages = nullptr;
+  EXPECT_EQ(send(1, many.data(), 2, 1984), 1u);
+}
+
+// A metadata answer that names faces without rectangles.
+ChiResult CountWithoutData(ChiMetadataGet* get) {
+  get->pData = nullptr;
+  get->count = 4 * 255;
+  return kChiSuccess;
+}
+
+TEST_F(NodeTest, CountWithoutRectanglesIsBoundedWhereItIsUsed) {
+  Start();
+  SetUsualMetadata();
+  Send(4);
+  AwaitWorkers();
+  ChiNodeInterface interface = sim::Framework::Interface();
+  interface.pGetMetadata = CountWithoutData;
+  Callbacks().pSetNodeInterface(&interface);
+  Send(10);
+  EXPECT_EQ(ChiGenderAgeNodePeer::FaceNum(session_.node()), 255);
+  EXPECT_EQ(session_.Result().face_count, 3);
+}
+
+TEST_F(NodeTest, AnInterfaceWithoutFunctionsIsHarmless) {
+  ChiNodeInterface interface = {};
+  interface.size = sizeof(interface);
+  Callbacks().pSetNodeInterface(&interface);
+  Start();
+  SetUsualMetadata();
+  Send(4);
+  EXPECT_EQ(session_.Output().Find(Id("brodax.faceAnalyzeResult", "result")), nullptr);
+}
+
+}  // namespace
