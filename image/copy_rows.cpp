@@ -1,0 +1,163 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "image/copy_rows.h"
+
+#include <algorithm>
+
+#include "base/neon.h"
+
+#if ZY_HAVE_NEON
+
+namespace {
+
+using std::ptrdiff_t;
+
+// Tiles whose side is as many elements as a register holds. A last tile that would reach past the
+// end is moved back onto elements that are done already.
+template <int kElementSize>
+constexpr ptrdiff_t kTileSide = 16 / kElementSize;
+
+// A strip of tiles is as wide as a cache line, so that a line is used up while it is at hand.
+template <int kElementSize>
+constexpr ptrdiff_t kStripColumns = 64 / kElementSize;
+
+template <int kElementSize>
+struct Tile {
+  uint8x16_t rows[kTileSide<kElementSize>];
+};
+
+template <int kElementSize>
+inline uint8x16_t InterleaveLow(uint8x16_t a, uint8x16_t b) {
+  if constexpr (kElementSize == 1) {
+    return vzip1q_u8(a, b);
+  } else {
+    return vreinterpretq_u8_u16(vzip1q_u16(vreinterpretq_u16_u8(a), vreinterpretq_u16_u8(b)));
+  }
+}
+
+template <int kElementSize>
+inline uint8x16_t InterleaveHigh(uint8x16_t a, uint8x16_t b) {
+  if constexpr (kElementSize == 1) {
+    return vzip2q_u8(a, b);
+  } else {
+    return vreinterpretq_u8_u16(vzip2q_u16(vreinterpretq_u16_u8(a), vreinterpretq_u16_u8(b)));
+  }
+}
+
+template <int kElementSize>
+inline uint8x16_t Reverse(uint8x16_t elements) {
+  uint8x16_t halves;
+  if constexpr (kElementSize == 1) {
+    halves = vrev64q_u8(elements);
+  } else {
+    halves = vreinterpretq_u8_u16(vrev64q_u16(vreinterpretq_u16_u8(elements)));
+  }
+  return vextq_u8(halves, halves, 8);
+}
+
+// Interleaves the upper half of the tile with the lower one, element by element.
+template <int kElementSize>
+inline Tile<kElementSize> Shuffle(const Tile<kElementSize>& tile) {
+  constexpr ptrdiff_t kHalf = kTileSide<kElementSize> / 2;
+  Tile<kElementSize> shuffled;
+  for (ptrdiff_t i = 0; i < kHalf; ++i) {
+    shuffled.rows[2 * i] = InterleaveLow<kElementSize>(tile.rows[i], tile.rows[i + kHalf]);
+    shuffled.rows[2 * i + 1] = InterleaveHigh<kElementSize>(tile.rows[i], tile.rows[i + kHalf]);
+  }
+  return shuffled;
+}
+
+// Each shuffle rotates the bits of an element's place, row bits before column bits, by one: as many
+// shuffles as a column has bits exchange rows and columns.
+template <int kElementSize>
+inline void TransposeTile(const uint8_t* source, ptrdiff_t source_pitch, uint8_t* destination,
+                          ptrdiff_t destination_pitch) {
+  constexpr ptrdiff_t kSide = kTileSide<kElementSize>;
+  Tile<kElementSize> tile;
+  for (ptrdiff_t i = 0; i < kSide; ++i) tile.rows[i] = vld1q_u8(source + i * source_pitch);
+  tile = Shuffle<kElementSize>(Shuffle<kElementSize>(Shuffle<kElementSize>(tile)));
+  if constexpr (kSide == 16) tile = Shuffle<kElementSize>(tile);
+  for (ptrdiff_t i = 0; i < kSide; ++i) vst1q_u8(destination + i * destination_pitch, tile.rows[i]);
+}
+
+template <int kElementSize>
+void TransposePlane(const PlaneCopy& plane) {
+  constexpr ptrdiff_t kSide = kTileSide<kElementSize>;
+  constexpr ptrdiff_t kStrip = kStripColumns<kElementSize>;
+  for (ptrdiff_t strip = 0; strip < plane.columns; strip += kStrip) {
+    const ptrdiff_t strip_end = std::min(strip + kStrip, plane.columns);
+    for (ptrdiff_t row = 0; row < plane.rows; row += kSide) {
+      const ptrdiff_t top = std::min(row, plane.rows - kSide);
+      for (ptrdiff_t column = strip; column < strip_end; column += kSide) {
+        const ptrdiff_t left = std::min(column, plane.columns - kSide);
+        TransposeTile<kElementSize>(
+            plane.source + top * plane.source_pitch + left * kElementSize, plane.source_pitch,
+            plane.destination + left * plane.destination_pitch + top * kElementSize,
+            plane.destination_pitch);
+      }
+    }
+  }
+}
+
+template <int kElementSize>
+inline void ReverseRow(const uint8_t* source, uint8_t* destination, ptrdiff_t row_bytes) {
+  constexpr ptrdiff_t kBlock = 16;
+  constexpr ptrdiff_t kBlocks = 4;
+  uint8_t* const end = destination + row_bytes;
+  ptrdiff_t done = 0;
+  for (; done + kBlocks * kBlock <= row_bytes; done += kBlocks * kBlock) {
+    for (ptrdiff_t i = done; i < done + kBlocks * kBlock; i += kBlock) {
+      vst1q_u8(end - kBlock - i, Reverse<kElementSize>(vld1q_u8(source + i)));
+    }
+  }
+  for (; done < row_bytes; done += kBlock) {
+    const ptrdiff_t i = std::min(done, row_bytes - kBlock);
+    vst1q_u8(end - kBlock - i, Reverse<kElementSize>(vld1q_u8(source + i)));
+  }
+}
+
+template <int kElementSize>
+void ReversePlane(const PlaneCopy& plane) {
+  for (ptrdiff_t row = 0; row < plane.rows; ++row) {
+    ReverseRow<kElementSize>(plane.source + row * plane.source_pitch,
+                             plane.destination + (plane.rows - 1 - row) * plane.destination_pitch,
+                             plane.columns * kElementSize);
+  }
+}
+
+}  // namespace
+
+template <int kElementSize>
+bool RotateInRegisters(const PlaneCopy& plane, int32_t rotation) {
+  constexpr ptrdiff_t kSide = kTileSide<kElementSize>;
+  if (plane.columns < kSide || (rotation != 180 && plane.rows < kSide)) return false;
+  PlaneCopy turned = plane;
+  switch (rotation) {
+    case 90:  // the transpose of the source taken upside down
+      turned.source += (plane.rows - 1) * plane.source_pitch;
+      turned.source_pitch = -plane.source_pitch;
+      TransposePlane<kElementSize>(turned);
+      return true;
+    case 180:
+      ReversePlane<kElementSize>(plane);
+      return true;
+    case 270:  // the transpose into the destination taken upside down
+      turned.destination += (plane.columns - 1) * plane.destination_pitch;
+      turned.destination_pitch = -plane.destination_pitch;
+      TransposePlane<kElementSize>(turned);
+      return true;
+    default:
+      return false;
+  }
+}
+
+#else
+
+template <int kElementSize>
+bool RotateInRegisters(const PlaneCopy&, int32_t) {
+  return false;
+}
+
+#endif
+
+template bool RotateInRegisters<1>(const PlaneCopy& plane, int32_t rotation);
+template bool RotateInRegisters<2>(const PlaneCopy& plane, int32_t rotation);
