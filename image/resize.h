@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+// Shrinking of an 8-bit plane by 2, 4 or 8 in both directions: every output byte is the mean,
+// rounded down, of a square block of source bytes.
+//
+// All functions take a source plane of `height` rows of `width` bytes, `stride` bytes apart (a
+// negative stride walks upwards in memory from `src`), and write output rows without gaps from
+// `dst` on, height / factor of them. Rows and columns that fill no block at the bottom and right
+// edge are dropped. The planes must not overlap. A null plane or a size below the stated minimum,
+// negative ones included, writes nothing. Any thread.
+#ifndef ZY_IMAGE_RESIZE_H_
+#define ZY_IMAGE_RESIZE_H_
+
+// Halves and quarters a plane of any width and height from 2 and 4 on. Written are (width / factor)
+// * (height / factor) bytes; of the first height / factor * factor source rows, each row's first
+// width / factor * factor bytes are read and no others.
+void resize_half(const unsigned char* src, unsigned char* dst, int width, int height, int stride);
+void resize_quarter(const unsigned char* src, unsigned char* dst, int width, int height,
+                    int stride);
+
+// The block downscalers work in blocks of source columns and are meant for widths that are
+// multiples of
+// 8. For those they write the same bytes as the functions above and touch the same source bytes.
+//
+// For every other width the picture drifts. They consume a fixed number of columns of every row:
+//   resize_halfUseNeon, resize_quarterUseNeon: width / 16 * 16, and 8 more when width % 16 is not
+//   0; resize_eighthUseNeon:                      width / 8 * 8;
+// an output row has consumed / factor bytes, and output row y takes its block of rows from
+//   src + y * (factor * stride + consumed - width),
+// so that every row starts consumed - width bytes further right (or left, when negative) than it
+// should. From each start, the first `consumed` bytes of `factor` rows, `stride` apart, are read:
+// when consumed is greater than width, that reaches past the row's end, and in the last block past
+// the end of the plane, by up to (height / factor) * (consumed - width) bytes. The caller provides
+// these bytes, and (consumed / factor) * (height / factor) destination bytes; no others are
+// touched.
+//
+// Minimum sizes: height at least the factor; width at least 16 for halfUseNeon and quarterUseNeon,
+// at least 8 for eighthUseNeon.
+void resize_halfUseNeon(const unsigned char* src, unsigned char* dst, int width, int height,
+                        int stride);
+void resize_quarterUseNeon(const unsigned char* src, unsigned char* dst, int width, int height,
+                           int stride);
+void resize_eighthUseNeon(const unsigned char* src, unsigned char* dst, int width, int height,
+                          int stride);
+
+#endif  // ZY_IMAGE_RESIZE_H_

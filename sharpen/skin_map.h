@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: Apache-2.0
+// Smoothing of a skin map, so that its values change gradually across a region's border.
+#ifndef ZY_SHARPEN_SKIN_MAP_H_
+#define ZY_SHARPEN_SKIN_MAP_H_
+
+// Smooths `map`, `height` rows of `width` bytes without gaps, in place with the 3x3 binomial kernel
+// (1 2 1; 2 4 2; 1 2 1) / 16, rounded down. Every result comes from the map as it was on entry.
+//
+// Written are rows 2 to height - 3, columns 2 to width - 3: the frame that keeps its values is two
+// samples wide on every side. Read are the bytes of the map and no others. A map of fewer than 5
+// rows or columns comes back unchanged.
+//
+// Each call allocates width * height 16-bit elements with new[], of which it touches three rows
+// only, and releases them on every way out. If that throws std::bad_alloc, the map is untouched. A
+// size of 0 or above INT_MAX (a negative number that was converted) and a null map return before
+// the allocation. Any thread; concurrent calls need different maps.
+void smoothSkinMapGaussian(unsigned char* map, unsigned int width, unsigned int height);
+
+#endif  // ZY_SHARPEN_SKIN_MAP_H_
