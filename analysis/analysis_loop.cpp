@@ -25,8 +25,8 @@ size_t HalfSizeBytes(int32_t width, int32_t height, int channels) {
   return static_cast<size_t>(std::max<int64_t>(bytes, 1));
 }
 
-// Edges of a face in full-size pixels of the upright image. 64 bits, because a hostile rectangle may
-// lie anywhere in the 32-bit plane.
+// Edges of a face in full-size pixels of the upright image. 64 bits, because a hostile rectangle
+// may lie anywhere in the 32-bit plane.
 struct UprightRect {
   int64_t x0, y0, x1, y1;
 };
@@ -90,8 +90,8 @@ void ZYPreview::AnalyzeCurrentFrame() {
     if (!mIsAnalyzing.load(std::memory_order_relaxed)) mFrameCond.Wait(mFrameLock);
     if (!mAnalyzingEnabled.load(std::memory_order_relaxed)) return;
     if (HasFrame()) AnalyzeOnePass(results);
-    // The only place that ends a pass, whatever became of it: a flag left true would stop analysis for
-    // good. mDataLock is not asked for after this.
+    // The only place that ends a pass, whatever became of it: a flag left true would stop analysis
+    // for good. mDataLock is not asked for after this.
     mIsAnalyzing.store(false, std::memory_order_release);
   }
 }
@@ -111,8 +111,8 @@ void ZYPreview::InitModel() {
   }
 }
 
-// Whether a wake-up brought a frame. The flag comes first: the sizes are this thread's only while it is
-// true.
+// Whether a wake-up brought a frame. The flag comes first: the sizes are this thread's only while
+// it is true.
 bool ZYPreview::HasFrame() const {
   return mIsAnalyzing.load(std::memory_order_acquire) && mImageWidth != 0 && mImageHeight != 0;
 }
@@ -192,19 +192,17 @@ void ZYPreview::EstimateAgeAndGender(const PassImages& images, const PassFace& f
   if (face.valid) {
     result = ZyFaceAgeAnalyze(images.gray, images.rgb, images.width, images.height, face.left,
                               face.top, face.right, face.bottom, 1.0f);
-    __android_log_print(kLogError, kLogTag,
-                        "%s %d: DoAgeGender ZyGender time: ms, result:%f, %f, %f, %f", kLoop, 207,
-                        result.prop, result.gender, result.ageWhenGenderHigh,
-                        result.ageWhenGenderLow);
+    __android_log_print(
+        kLogError, kLogTag, "%s %d: DoAgeGender ZyGender time: ms, result:%f, %f, %f, %f", kLoop,
+        207, result.prop, result.gender, result.ageWhenGenderHigh, result.ageWhenGenderLow);
   }
   results.prop[slot] = result.prop;
   results.gender[slot] = result.gender;
   results.age_when_gender_high[slot] = result.ageWhenGenderHigh;
   results.age_when_gender_low[slot] = result.ageWhenGenderLow;
-  __android_log_print(kLogError, kLogTag,
-                      "%s %d:  DoAgeGender ZyGender time: ms, result:%f, %f, %f, %f", kLoop, 215,
-                      result.prop, result.gender, result.ageWhenGenderHigh,
-                      result.ageWhenGenderLow);
+  __android_log_print(
+      kLogError, kLogTag, "%s %d:  DoAgeGender ZyGender time: ms, result:%f, %f, %f, %f", kLoop,
+      215, result.prop, result.gender, result.ageWhenGenderHigh, result.ageWhenGenderLow);
 }
 
 void ZYPreview::GradeFace(const PassImages& images, const PassFace& face, int slot,

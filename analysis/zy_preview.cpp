@@ -25,7 +25,8 @@ static_assert(sizeof(std::atomic<bool>) == sizeof(bool));
 // Results older than this are not fresh.
 constexpr int64_t kFreshNanoseconds = 2'000'000'000;
 
-// A frame that carries faces is considered when at least this many such frames came since the last one.
+// A frame that carries faces is considered when at least this many such frames came since the last
+// one.
 constexpr int32_t kSkippedFrames = 3;
 
 bool Near(int32_t a, int32_t b, int64_t tolerance) {
@@ -117,10 +118,9 @@ int ZYPreview::ProcessBuffer(const ZyImageBuffer* image, const _FaceLocation* fa
   // Acquire: when the flag is false, the pixels and sizes are this thread's from here on.
   const bool analyzing = mIsAnalyzing.load(std::memory_order_acquire);
   const bool enabled = mAnalyzingEnabled.load(std::memory_order_relaxed);
-  __android_log_print(kLogError, kLogTag,
-                      "%s++,   mAnalyzingEnabled:%d, mIsAnalyzing:%d, mFaceAnalyzeNum:%d",
-                      "ProcessBuffer", enabled, analyzing,
-                      mFaceAnalyzeNum.load(std::memory_order_relaxed));
+  __android_log_print(
+      kLogError, kLogTag, "%s++,   mAnalyzingEnabled:%d, mIsAnalyzing:%d, mFaceAnalyzeNum:%d",
+      "ProcessBuffer", enabled, analyzing, mFaceAnalyzeNum.load(std::memory_order_relaxed));
   if (!enabled || analyzing) return 1;
   StoreFaces(faces, std::min(faceNum, kMaxFaces));
   if (!TakeFrame(*image)) return 1;
@@ -144,8 +144,8 @@ void ZYPreview::StoreFaces(const _FaceLocation* faces, int faceNum) {
   }
 }
 
-// Copies the frame into mInputImage. The buffer is allocated anew until the worker thread has run a pass
-// at the frame's size, and whenever an earlier allocation failed. False when there is no copy.
+// Copies the frame into mInputImage. The buffer is allocated anew until the worker thread has run a
+// pass at the frame's size, and whenever an earlier allocation failed. False when there is no copy.
 bool ZYPreview::TakeFrame(const ZyImageBuffer& image) {
   const bool worker_agrees = image.width == mAllocWidth && image.height == mAllocHeight;
   const bool buffer_fits = mInputImage.plane[0] != nullptr && image.width == mInputImage.width &&

@@ -25,53 +25,54 @@ struct _FaceLocation {  // NOLINT(bugprone-reserved-identifier): the name is sha
 // Faces that a frame can carry, and slots of each result array.
 inline constexpr int kMaxFaces = 3;
 
-// The face-analysis worker. It owns a thread that analyses one frame at a time; a frame that is offered
-// while another is pending or under analysis is dropped, never queued, so that the request thread never
-// waits for the models.
+// The face-analysis worker. It owns a thread that analyses one frame at a time; a frame that is
+// offered while another is pending or under analysis is dropped, never queued, so that the request
+// thread never waits for the models.
 //
-// Locks. mDataLock guards what a hand-over writes (the frame, its faces, the pacing counter) and the
-// publication of results. mFrameLock with mFrameCond guards the hand-over; the worker thread holds it
-// for the whole of a pass. The request thread takes mFrameLock inside mDataLock, the worker thread
-// mDataLock inside mFrameLock. The opposite orders cannot deadlock, because mIsAnalyzing keeps the two
-// apart: the request thread asks for mFrameLock only after it saw mIsAnalyzing false under mDataLock, and
-// the worker thread asks for mDataLock only while mIsAnalyzing is true. Only a hand-over, under both
-// locks, sets the flag; the worker thread clears it, as the last thing of a pass.
+// Locks. mDataLock guards what a hand-over writes (the frame, its faces, the pacing counter) and
+// the publication of results. mFrameLock with mFrameCond guards the hand-over; the worker thread
+// holds it for the whole of a pass. The request thread takes mFrameLock inside mDataLock, the
+// worker thread mDataLock inside mFrameLock. The opposite orders cannot deadlock, because
+// mIsAnalyzing keeps the two apart: the request thread asks for mFrameLock only after it saw
+// mIsAnalyzing false under mDataLock, and the worker thread asks for mDataLock only while
+// mIsAnalyzing is true. Only a hand-over, under both locks, sets the flag; the worker thread clears
+// it, as the last thing of a pass.
 //
 // mIsAnalyzing also owns the pixels: while it is false, mInputImage, mImageWidth, mImageHeight,
-// mAllocWidth, mAllocHeight, mOrientation and mFlip belong to the holder of mDataLock; while it is true,
-// to the worker thread. Release stores and acquire loads of the flag carry them over.
+// mAllocWidth, mAllocHeight, mOrientation and mFlip belong to the holder of mDataLock; while it is
+// true, to the worker thread. Release stores and acquire loads of the flag carry them over.
 //
-// Everything that two threads touch without a common lock is atomic; a reader of the result arrays may
-// see slots of two different passes, but no torn value.
+// Everything that two threads touch without a common lock is atomic; a reader of the result arrays
+// may see slots of two different passes, but no torn value.
 class ZYPreview {
  public:
-  // Starts the thread. When a lock or the thread cannot be created, the worker lives on but takes no
-  // frame. Request thread.
+  // Starts the thread. When a lock or the thread cannot be created, the worker lives on but takes
+  // no frame. Request thread.
   ZYPreview();
-  // Waits for a running pass, stops the thread, releases the model and all buffers. No other thread may
-  // be in a call of this object. Request thread.
+  // Waits for a running pass, stops the thread, releases the model and all buffers. No other thread
+  // may be in a call of this object. Request thread.
   virtual ~ZYPreview();
   ZYPreview(const ZYPreview&) = delete;
   ZYPreview& operator=(const ZYPreview&) = delete;
 
-  // Offers a frame with `faceNum` faces (0 to 3; more count as 3) in its pixels. One frame in four that
-  // carry faces is considered; it is copied and analysed unless a pass is pending or running. A frame
-  // without faces empties the list of faces that getFaceIndex() looks through. `orientation` is in
-  // degrees (0, 90, 180, 270); `flip` 1 mirrors. `image` (format 1) and `faces` stay the caller's and are
-  // not used after the call. Returns 0 when `image` is null, else 1, also when the frame is not taken.
-  // Request thread; several may call at once.
+  // Offers a frame with `faceNum` faces (0 to 3; more count as 3) in its pixels. One frame in four
+  // that carry faces is considered; it is copied and analysed unless a pass is pending or running.
+  // A frame without faces empties the list of faces that getFaceIndex() looks through.
+  // `orientation` is in degrees (0, 90, 180, 270); `flip` 1 mirrors. `image` (format 1) and `faces`
+  // stay the caller's and are not used after the call. Returns 0 when `image` is null, else 1, also
+  // when the frame is not taken. Request thread; several may call at once.
   int ProcessBuffer(const ZyImageBuffer* image, const _FaceLocation* faces, int faceNum,
                     int orientation, int flip);
 
-  // The first slot (0 to 2) whose analysed rectangle has every edge nearer to the given one than three
-  // tenths of the given width, or -1. Edges are in full-frame pixels. With `requireFresh` a slot
-  // counts only when the model is ready and the last pass ended at most two seconds ago. Any thread
-  // while the worker exists.
+  // The first slot (0 to 2) whose analysed rectangle has every edge nearer to the given one than
+  // three tenths of the given width, or -1. Edges are in full-frame pixels. With `requireFresh` a
+  // slot counts only when the model is ready and the last pass ended at most two seconds ago. Any
+  // thread while the worker exists.
   int getFaceIndex(bool requireFresh, int left, int right, int top, int bottom) const;
 
-  // Results per face slot: the model's first output, the gender score, the age to use above and up to a
-  // gender score of 0.6, and the face grade (50 to 100, 0 for a face that is too small). Any thread
-  // may read.
+  // Results per face slot: the model's first output, the gender score, the age to use above and up
+  // to a gender score of 0.6, and the face grade (50 to 100, 0 for a face that is too small). Any
+  // thread may read.
   std::atomic<float> mProp[kMaxFaces];
   std::atomic<float> mGender[kMaxFaces];
   std::atomic<float> mAgeWhenGenderHigh[kMaxFaces];
@@ -90,15 +91,15 @@ class ZYPreview {
   base::ConditionVariable mFrameCond;
   base::Mutex mDataLock;
   pthread_t mThread = 0;
-  const bool mMultiFaceEnabled = true;
+  bool mMultiFaceEnabled = true;  // nothing changes it
   std::atomic<bool> mIsAnalyzing{false};
   ZyImageBuffer mInputImage = {};
   uint8_t* mRgbBuffer = nullptr;
   int32_t mFaceRects[kMaxFaces][4] ZY_GUARDED_BY(mDataLock) = {};
 
  public:
-  // The rectangles (left, top, right, bottom) to which the results belong, and the number of faces of
-  // the last frame taken. Any thread may read.
+  // The rectangles (left, top, right, bottom) to which the results belong, and the number of faces
+  // of the last frame taken. Any thread may read.
   std::atomic<int32_t> mAnalyzedRects[kMaxFaces][4];
   std::atomic<int32_t> mFaceAnalyzeNum{0};
 
@@ -115,7 +116,8 @@ class ZYPreview {
  private:
   friend class ZYPreviewPeer;  // tests
 
-  // What a pass found, kept from pass to pass: a slot that a pass does not write is published again.
+  // What a pass found, kept from pass to pass: a slot that a pass does not write is published
+  // again.
   struct PassResults {
     int32_t rects[kMaxFaces][4];
     float prop[kMaxFaces];

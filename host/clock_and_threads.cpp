@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Stands in for libutils: the clock, and a view of who waits for what. The condition-variable functions
-// below stand before the C library's in the search order, note the event and pass it on.
+// Stands in for libutils: the clock, and a view of who waits for what. The condition-variable
+// functions below stand before the C library's in the search order, note the event and pass it on.
 #include <dlfcn.h>
 #include <pthread.h>
 #include <time.h>
@@ -25,8 +25,8 @@ int64_t RealTime() {
   return now.tv_sec * INT64_C(1'000'000'000) + now.tv_nsec;
 }
 
-// A condition variable that somebody created, and whether it was waited on since its last signal. Both
-// events happen under the mutex that belongs to it, so a resting worker has seen every signal.
+// A condition variable that somebody created, and whether it was waited on since its last signal.
+// Both events happen under the mutex that belongs to it, so a resting worker has seen every signal.
 struct Watched {
   std::atomic<const pthread_cond_t*> condition{nullptr};
   std::atomic<bool> resting{false};

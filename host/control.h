@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The knobs of the pretend device: what its properties say, where its log goes, what its clock shows,
-// whether its workers rest, and how its two models answer, fail and dawdle. Every stand-in library
-// exports its own part of this header. All functions may be called from any thread.
+// The knobs of the pretend device: what its properties say, where its log goes, what its clock
+// shows, whether its workers rest, and how its two models answer, fail and dawdle. Every stand-in
+// library exports its own part of this header. All functions may be called from any thread.
 #ifndef ZY_HOST_CONTROL_H_
 #define ZY_HOST_CONTROL_H_
 
@@ -21,8 +21,8 @@ struct LogLine {
   const char* text;  // formatted; valid during the call only
 };
 
-// Sends every line to `sink`, one at a time; an empty sink drops lines unformatted, which is also how
-// the log starts.
+// Sends every line to `sink`, one at a time; an empty sink drops lines unformatted, which is also
+// how the log starts.
 void SetLogSink(std::function<void(const LogLine&)> sink);
 
 // ---- Properties (libcutils) ---------------------------------------------------------------------
@@ -38,11 +38,12 @@ void UseRealClock();
 // How often systemTime() was called. A worker reads the clock once at the end of each pass.
 uint64_t ClockReads();
 
-// Waits until every worker rests: until each condition variable that somebody created has been waited on
-// since it was last signalled. False after `timeout`.
+// Waits until every worker rests: until each condition variable that somebody created has been
+// waited on since it was last signalled. False after `timeout`.
 bool WaitForRestingWorkers(std::chrono::milliseconds timeout);
 
-// ---- Age and gender model (libQVFD_AgeGender) -----------------------------------------------------
+// ---- Age and gender model (libQVFD_AgeGender)
+// -----------------------------------------------------
 
 struct AgeGenderAnswer {
   float age;
@@ -79,7 +80,8 @@ void RecordAgeGender(bool record);
 std::vector<AgeGenderCall> AgeGenderCalls();
 AgeGenderCounts AgeGenderCounters();
 
-// ---- Face grade (libFaceGrade) ----------------------------------------------------------------------
+// ---- Face grade (libFaceGrade)
+// ----------------------------------------------------------------------
 
 struct FaceGradeAnswer {
   float grade;

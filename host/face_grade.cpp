@@ -29,9 +29,9 @@ struct Rect {
 };
 
 host::FaceGradeAnswer Measure(const uint8_t* rgb, const host::FaceGradeCall& call) {
-  const host::FaceMeasure face = host::MeasureFace(
-      rgb, call.width, call.height, call.x, call.y, call.x + call.face_width,
-      call.y + call.face_height);
+  const host::FaceMeasure face =
+      host::MeasureFace(rgb, call.width, call.height, call.x, call.y, call.x + call.face_width,
+                        call.y + call.face_height);
   return {45.0f + face.contrast + face.green * 0.1f, {face.blue, face.green, face.red}};
 }
 
@@ -76,7 +76,7 @@ FaceGradeCounts FaceGradeCounters() {
 
 }  // namespace host
 
-FaceGradeResult::FaceGradeResult() : grade(0.0f), scores{}, reserved_{} {}
+FaceGradeResult::FaceGradeResult() : grade(0.0f), scores{}, reserved{} {}
 
 FaceGradeInterface::FaceGradeInterface() : reserved_{} {
   std::lock_guard<std::mutex> lock(g_mutex);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the stand-ins of the two models look at: plain figures of the pixels inside the face's rectangle.
-// They depend on every input, so that a wrong crop, swapped channels or a stale rectangle show in the
-// results. They say nothing about a person.
+// What the stand-ins of the two models look at: plain figures of the pixels inside the face's
+// rectangle. They depend on every input, so that a wrong crop, swapped channels or a stale
+// rectangle show in the results. They say nothing about a person.
 #ifndef ZY_HOST_FACE_MEASURE_H_
 #define ZY_HOST_FACE_MEASURE_H_
 
@@ -52,8 +52,11 @@ inline FaceMeasure MeasureFace(const uint8_t* rgb, int width, int height, int le
   const auto per_pixel = [&](int64_t sum) {
     return static_cast<float>(static_cast<double>(sum) / static_cast<double>(pixels));
   };
-  return {per_pixel(sums[0]), per_pixel(sums[1]), per_pixel(sums[2]),
-          per_pixel(sums[0] + 2 * sums[1] + sums[2]) / 4, per_pixel(distance),
+  return {per_pixel(sums[0]),
+          per_pixel(sums[1]),
+          per_pixel(sums[2]),
+          per_pixel(sums[0] + 2 * sums[1] + sums[2]) / 4,
+          per_pixel(distance),
           static_cast<float>(static_cast<double>(pixels) / (double(width) * height))};
 }
 

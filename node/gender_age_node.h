@@ -26,16 +26,24 @@ extern uint32_t g_faceNumTag;
 inline constexpr char kNodeSection[] = "com.qti.node.brodaxgenderage";
 
 // The node's own vendor tags: tag k has the identifier g_vendorTagBase + k.
-enum OwnTag { kSupportedFeature, kCurrentMode, kProcessedFrameNumber, kFrameDimension, kOwnTagCount };
+enum OwnTag {
+  kSupportedFeature,
+  kCurrentMode,
+  kProcessedFrameNumber,
+  kFrameDimension,
+  kOwnTagCount
+};
 extern const ChiVendorTagData kOwnTags[kOwnTagCount];
 
 // Fills the globals above from the framework's interface. Request thread, before any request.
 void SetNodeInterface(ChiNodeInterface* pNodeInterface);
 
-// The identifier of a vendor tag, 0 when it is unknown or there is no interface to ask. Request thread.
+// The identifier of a vendor tag, 0 when it is unknown or there is no interface to ask. Request
+// thread.
 uint32_t QueryVendorTagBase(const char* section, const char* tag);
 
-// ---- The published record -------------------------------------------------------------------------
+// ---- The published record
+// -------------------------------------------------------------------------
 
 // The value of "brodax.faceAnalyzeResult"/"result". Slot i belongs to face i of the request.
 struct FaceInfoResult {
@@ -47,7 +55,8 @@ struct FaceInfoResult {
 };
 static_assert(sizeof(FaceInfoResult) == 52);
 
-// ---- The node ---------------------------------------------------------------------------------------
+// ---- The node
+// ---------------------------------------------------------------------------------------
 
 // One node of a pipeline: reads a request's metadata, offers its frame to the worker, publishes the
 // result record. It takes no lock; all its functions belong to the request thread.
@@ -63,11 +72,11 @@ class ChiGenderAgeNode final : public ZyNodeBase {
   uint32_t NodeCaps() const { return m_nodeCaps; }
   // Remembers the size (pixels) that the framework negotiated.
   void SetBufferSize(uint32_t width, uint32_t height);
-  // Creates the worker, in place of an earlier one; it takes over both switches. Without memory for it
-  // the node goes on answering requests, with no worker.
+  // Creates the worker, in place of an earlier one; it takes over both switches. Without memory for
+  // it the node goes on answering requests, with no worker.
   void StartPreview();
-  // Handles one request; never waits for analysis. `info` and what it points to stay the framework's.
-  // Returns 0.
+  // Handles one request; never waits for analysis. `info` and what it points to stay the
+  // framework's. Returns 0.
   int ProcessRequest(const ChiNodeProcessRequestInfo* info);
 
  private:

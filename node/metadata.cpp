@@ -11,8 +11,8 @@ namespace {
 
 constexpr uint32_t kPrimaryRole = 1;
 
-// With this value in the third word of MultiCameraIdRole, rectangles come at twice the sensor's size even
-// while the quad sensor is on.
+// With this value in the third word of MultiCameraIdRole, rectangles come at twice the sensor's
+// size even while the quad sensor is on.
 constexpr uint32_t kDoubledRectsCamera = 7;
 
 // A sensor coordinate in pixels of the frame, modulo 2^32 like the framework's own arithmetic.
@@ -95,8 +95,8 @@ uint32_t ChiGenderAgeNode::ReadCameraRole(uint64_t requestId) {
   return words[2];
 }
 
-// A switch changes only together with the worker's copy of it, so one that toggles before there is a
-// worker still counts as a change afterwards.
+// A switch changes only together with the worker's copy of it, so one that toggles before there is
+// a worker still counts as a change afterwards.
 void ChiGenderAgeNode::ReadSwitches(uint64_t requestId) {
   uint32_t value = 0;
   if (ReadTag(requestId, g_faceGenderAndAgeEnabledTag, &value) && m_pPreview != nullptr) {
@@ -177,9 +177,8 @@ void ChiGenderAgeNode::UpdateMetaData(uint64_t requestId) {
     LogNodeFailure("UpdateMetaData", 1016, "get faceAnalyzeResult tagBase failed\n");
   }
   const FaceInfoResult& result = m_faceInfoResult;
-  __android_log_print(kLogInfo, kNodeLogTag,
-                      "%s():%d set m_faceInfoResult faceNum: %d gender %f age %f prop %f\n",
-                      "UpdateMetaData", 1019, result.faceNum, result.gender[0], result.age[0],
-                      result.prop[0]);
+  __android_log_print(
+      kLogInfo, kNodeLogTag, "%s():%d set m_faceInfoResult faceNum: %d gender %f age %f prop %f\n",
+      "UpdateMetaData", 1019, result.faceNum, result.gender[0], result.age[0], result.prop[0]);
   tags.Publish(m_hChiSession);
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The library's only export and the callbacks that it hands to the framework. They check the records,
-// log what is wrong with them and forward to the node. All of them run on the request thread.
+// The library's only export and the callbacks that it hands to the framework. They check the
+// records, log what is wrong with them and forward to the node. All of them run on the request
+// thread.
 #include <new>
 
 #include "node/gender_age_node.h"
@@ -115,9 +116,9 @@ ChiResult GenderAgeNodeSetBufferInfo(ChiNodeSetBufferPropertiesInfo* pInfo) {
 }
 
 ChiResult GenderAgeNodeProcRequest(ChiNodeProcessRequestInfo* pInfo) {
-  const ChiResult check = CheckRecord(
-      pInfo, {"GenderAgeNodeProcRequest", 340, "FACE ANALYZE Invalid argument\n", 352,
-              "FACE ANALYZE CHINODEPROCESSREQUESTINFO is smaller than expected\n"});
+  const ChiResult check =
+      CheckRecord(pInfo, {"GenderAgeNodeProcRequest", 340, "FACE ANALYZE Invalid argument\n", 352,
+                          "FACE ANALYZE CHINODEPROCESSREQUESTINFO is smaller than expected\n"});
   if (check != kChiSuccess) return check;
   NodeOf(pInfo->hNodeSession)->ProcessRequest(pInfo);
   return kChiSuccess;
@@ -141,8 +142,8 @@ void GenderAgeNodePipelineCreated(ChiHandle hNodeSession) {
 
 }  // namespace
 
-// Fills the framework's callback table; members after the known ones stay the framework's. A null table,
-// another major version or a smaller table is logged and left untouched. Request thread.
+// Fills the framework's callback table; members after the known ones stay the framework's. A null
+// table, another major version or a smaller table is logged and left untouched. Request thread.
 extern "C" __attribute__((visibility("default"))) void ChiNodeEntry(ChiNodeCallbacks* pCallbacks) {
   constexpr char kFunction[] = "ChiNodeEntry";
   if (pCallbacks == nullptr) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// How the node logs: tag "CHIGENDERAGE", and lines that begin "%s():%d ", the reporting function and a
-// number that names the line for good, wherever the code moves. Readers filter logs by both.
+// How the node logs: tag "CHIGENDERAGE", and lines that begin "%s():%d ", the reporting function
+// and a number that names the line for good, wherever the code moves. Readers filter logs by both.
 #ifndef ZY_NODE_NODE_LOG_H_
 #define ZY_NODE_NODE_LOG_H_
 

@@ -45,8 +45,8 @@ ZyImageBuffer Describe(const ChiNodeBuffer& buffer) {
   return image;
 }
 
-// Describes and logs up to kMaxInputs input buffers. Returns the first, the one that may be analysed; an
-// empty record when there is none.
+// Describes and logs up to kMaxInputs input buffers. Returns the first, the one that may be
+// analysed; an empty record when there is none.
 ZyImageBuffer DescribeInputs(const ChiNodeProcessRequestInfo& info) {
   ZyImageBuffer first = {};
   for (uint32_t i = 0; i < std::min(info.inputNum, kMaxInputs); ++i) {
@@ -79,9 +79,8 @@ int ChiGenderAgeNode::ProcessRequest(const ChiNodeProcessRequestInfo* info) {
   m_fullHeight = full.height;
   getMetaData(info->frameNum);
   m_faceInfoResult = {};
-  __android_log_print(kLogInfo, kNodeLogTag,
-                      "%s():%d ChiGenderAgeNode frameNum %lu, inputNum %d\n", kProcessRequest, 642,
-                      info->frameNum, static_cast<int>(info->inputNum));
+  __android_log_print(kLogInfo, kNodeLogTag, "%s():%d ChiGenderAgeNode frameNum %lu, inputNum %d\n",
+                      kProcessRequest, 642, info->frameNum, static_cast<int>(info->inputNum));
   if (m_cameraRoleFlag == 1 && (m_faceGenderAndAgeEnabled || m_faceScoreEnabled)) {
     if (m_faceNum == 0) {
       FillNoFace();
@@ -105,8 +104,9 @@ void ChiGenderAgeNode::FillNoFace() {
 void ChiGenderAgeNode::AnalyzeRequest(const ChiNodeProcessRequestInfo& info) {
   const ZyImageBuffer image = DescribeInputs(info);
   const ChiImageFormat output = FormatOf(BufferAt(info.phOutputBuffer, info.outputNum, 0));
-  __android_log_print(kLogInfo, kNodeLogTag, "%s():%d get face num: %d, size:%d, %d, full size %d %d\n",
-                      kProcessRequest, 673, m_faceNum, static_cast<int>(output.width),
+  __android_log_print(kLogInfo, kNodeLogTag,
+                      "%s():%d get face num: %d, size:%d, %d, full size %d %d\n", kProcessRequest,
+                      673, m_faceNum, static_cast<int>(output.width),
                       static_cast<int>(output.height), static_cast<int>(m_fullWidth),
                       static_cast<int>(m_fullHeight));
   if (m_pPreview == nullptr || !IsHandOverFrame(info.frameNum)) return;
@@ -123,11 +123,10 @@ void ChiGenderAgeNode::CollectResults() {
                       m_faceNum);
   for (int i = 0; i < FaceCount(); ++i) {
     const android::_FaceLocation& face = m_faceLocation[i];
-    const int index =
-        m_pPreview->getFaceIndex(false, face.x, base::WrappingSum(face.x, face.w), face.y,
-                                 base::WrappingSum(face.y, face.h));
-    // Only whether there is a match counts: the results of slot i are taken for face i, whichever slot
-    // matched.
+    const int index = m_pPreview->getFaceIndex(false, face.x, base::WrappingSum(face.x, face.w),
+                                               face.y, base::WrappingSum(face.y, face.h));
+    // Only whether there is a match counts: the results of slot i are taken for face i, whichever
+    // slot matched.
     if (index >= 0) {
       FillFromWorker(i);
     } else {
@@ -140,7 +139,8 @@ void ChiGenderAgeNode::FillFromWorker(int slot) {
   const android::ZYPreview& worker = *m_pPreview;
   // Read once: a second read could belong to the next pass and pick the wrong age.
   const float gender = worker.mGender[slot].load(std::memory_order_relaxed);
-  const auto& age = gender > kHighGenderAbove ? worker.mAgeWhenGenderHigh : worker.mAgeWhenGenderLow;
+  const auto& age =
+      gender > kHighGenderAbove ? worker.mAgeWhenGenderHigh : worker.mAgeWhenGenderLow;
   FaceInfoResult& result = m_faceInfoResult;
   result.gender[slot] = gender;
   result.age[slot] = age[slot].load(std::memory_order_relaxed);

@@ -5,7 +5,8 @@
 #include <cstdint>
 
 // What the camera nodes of this family share: whether the device lets a node of their type run. Two
-// system properties hold bit masks of node types, in hexadecimal; a node runs when both have its bit.
+// system properties hold bit masks of node types, in hexadecimal; a node runs when both have its
+// bit.
 class ZyNodeBase {
  protected:
   // Protected: only the derived node is ever deleted.
@@ -23,6 +24,7 @@ class ZyNodeBase {
  protected:
   // Reads the two properties; both default to all types.
   ZyNodeBase();
+
  private:
   uint32_t m_availableNodes;
   uint32_t m_operationMask;

@@ -24,8 +24,8 @@ extern "C" {
 // Loads the model. Bit 0 of the result is set when it is ready.
 int QVAG_Model_Init();
 QVAG_Version QVAG_GetVersion();
-// `gray` has width x height bytes, `rgb` three times as many (blue, green, red); the face's edges are
-// pixels of that image.
+// `gray` has width x height bytes, `rgb` three times as many (blue, green, red); the face's edges
+// are pixels of that image.
 QVAG_FaceResult QVAG_OneFaceAnalyze(const uint8_t* gray, const uint8_t* rgb, int width, int height,
                                     int left, int top, int right, int bottom, float factor);
 void QVAG_Model_Clear();

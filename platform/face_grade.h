@@ -12,9 +12,7 @@ class FaceGradeResult {
 
   float grade;
   float scores[3];
-
- private:
-  uint8_t reserved_[48];
+  uint8_t reserved[48];
 };
 
 class FaceGradeInterface {

@@ -23,8 +23,8 @@ namespace {
 
 constexpr std::chrono::minutes kRestTimeout{5};
 
-// Prints log lines as logcat does, and learns from them what became of a frame that was offered: the
-// node says that it hands over, and the worker that it considers the frame.
+// Prints log lines as logcat does, and learns from them what became of a frame that was offered:
+// the node says that it hands over, and the worker that it considers the frame.
 class LogWatch {
  public:
   explicit LogWatch(LogLevel level) : level_(level) {
@@ -45,8 +45,7 @@ class LogWatch {
                            &enabled, &analyzing) == 2) {
       outcome_ = enabled == 1 && analyzing == 0 ? Outcome::kTaken : Outcome::kDropped;
     }
-    if (level_ == LogLevel::kInfo ||
-        (level_ == LogLevel::kError && line.priority >= kLogError)) {
+    if (level_ == LogLevel::kInfo || (level_ == LogLevel::kError && line.priority >= kLogError)) {
       Print(line);
     }
   }

@@ -170,7 +170,8 @@ CameraBuffer::CameraBuffer(Nv12Frame* frame) {
   image_.pPlaneAddress[1] = frame->Chroma();
   buffer_.size = sizeof(buffer_);
   buffer_.numImages = 1;
-  buffer_.format = {static_cast<uint32_t>(frame->width), static_cast<uint32_t>(frame->height), 0, 0};
+  buffer_.format = {static_cast<uint32_t>(frame->width), static_cast<uint32_t>(frame->height), 0,
+                    0};
   buffer_.numPlanes = 2;
   buffer_.planeStride = static_cast<uint32_t>(frame->stride);
   buffer_.pImages = &image_;
@@ -255,8 +256,7 @@ ChiResult Session::SetMetadata(ChiMetadataSet* set) {
     std::size_t element_bytes = 0;
     uint32_t count = 0;
     if (!Framework::Get().Tags().Describe(set->pTagList[i], &element_bytes, &count) ||
-        data.count != count || data.size < sizeof(data) ||
-        data.requestId != session->request_id_) {
+        data.count != count || data.size < sizeof(data) || data.requestId != session->request_id_) {
       return kChiFailed;
     }
     session->output_.Set(set->pTagList[i], data.pData, count * element_bytes, count);

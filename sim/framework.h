@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The camera framework's side of the node interface: vendor tags, metadata, buffers, and the calls in the
-// order in which a pipeline makes them. It knows the node by its callback table alone.
+// The camera framework's side of the node interface: vendor tags, metadata, buffers, and the calls
+// in the order in which a pipeline makes them. It knows the node by its callback table alone.
 #ifndef ZY_SIM_FRAMEWORK_H_
 #define ZY_SIM_FRAMEWORK_H_
 
@@ -15,7 +15,8 @@
 
 namespace sim {
 
-// ---- Metadata -------------------------------------------------------------------------------------
+// ---- Metadata
+// -------------------------------------------------------------------------------------
 
 // Values by tag identifier. Memory is kept from request to request. One thread at a time.
 class Metadata {
@@ -67,20 +68,21 @@ class VendorTags {
   std::vector<Section> sections_;
 };
 
-// ---- The framework --------------------------------------------------------------------------------
+// ---- The framework
+// --------------------------------------------------------------------------------
 
 using NodeEntry = void (*)(ChiNodeCallbacks*);
 
-// The one framework of the process: the platform's interface carries no context with which there could
-// be two. One thread at a time, except that sessions run side by side.
+// The one framework of the process: the platform's interface carries no context with which there
+// could be two. One thread at a time, except that sessions run side by side.
 class Framework {
  public:
   static Framework& Get();
 
   // Loads a node library and starts it.
   Failure Load(const std::string& path);
-  // Starts a node by its entry: fetches its callbacks, registers the platform's and the node's vendor
-  // tags, and hands over the framework's interface.
+  // Starts a node by its entry: fetches its callbacks, registers the platform's and the node's
+  // vendor tags, and hands over the framework's interface.
   Failure Start(NodeEntry entry);
 
   const ChiNodeCallbacks& Callbacks() const { return callbacks_; }

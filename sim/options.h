@@ -23,9 +23,9 @@ enum class LogLevel { kNone, kError, kInfo };
 
 // What camsim's command line says.
 struct Options {
-  std::string node;          // the library's path
+  std::string node;           // the library's path
   FrameSourceOptions source;  // where the frames come from
-  std::vector<Rect> faces;   // in picture pixels; empty takes those that the source knows
+  std::vector<Rect> faces;    // in picture pixels; empty takes those that the source knows
   int requests = 60;
   int orientation = 270;
   Size sensor;  // 0x0 chooses one that holds the frame
@@ -47,8 +47,8 @@ struct Options {
   LogLevel log = LogLevel::kNone;
 };
 
-// Reads the command line. Returns true to go on; otherwise everything is said, and `exit_code` is what
-// the program ends with.
+// Reads the command line. Returns true to go on; otherwise everything is said, and `exit_code` is
+// what the program ends with.
 bool ParseOptions(int argc, char** argv, Options* options, int* exit_code);
 
 }  // namespace sim

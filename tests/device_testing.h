@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the tests of the node and its worker share: a fresh pretend device for each test, and its log.
+// What the tests of the node and its worker share: a fresh pretend device for each test, and its
+// log.
 #ifndef ZY_TESTS_DEVICE_TESTING_H_
 #define ZY_TESTS_DEVICE_TESTING_H_
 
@@ -54,9 +55,9 @@ class LogCapture {
 };
 
 inline size_t CountContaining(const std::vector<std::string>& lines, const std::string& part) {
-  return static_cast<size_t>(std::count_if(lines.begin(), lines.end(), [&](const std::string& line) {
-    return line.find(part) != std::string::npos;
-  }));
+  return static_cast<size_t>(
+      std::count_if(lines.begin(), lines.end(),
+                    [&](const std::string& line) { return line.find(part) != std::string::npos; }));
 }
 
 class DeviceTest : public testing::Test {
@@ -68,9 +69,7 @@ class DeviceTest : public testing::Test {
     host::UseRealClock();
   }
 
-  static void AwaitWorkers() {
-    ASSERT_TRUE(host::WaitForRestingWorkers(std::chrono::seconds(60)));
-  }
+  static void AwaitWorkers() { ASSERT_TRUE(host::WaitForRestingWorkers(std::chrono::seconds(60))); }
 
   LogCapture log_;
 };

@@ -17,8 +17,8 @@
 
 namespace testing_support {
 
-// `size` bytes whose last one is followed by an unreadable page, and whose page before the first one is
-// unreadable as well when `size` is a multiple of the page.
+// `size` bytes whose last one is followed by an unreadable page, and whose page before the first
+// one is unreadable as well when `size` is a multiple of the page.
 class GuardedBytes {
  public:
   explicit GuardedBytes(std::size_t size) : size_(size) {
@@ -54,9 +54,9 @@ inline void FillRandom(GuardedBytes& bytes, Bias bias, std::mt19937& random) {
   for (std::size_t i = 0; i < bytes.size(); ++i) {
     const auto value = static_cast<uint8_t>(random());
     const auto near_end = static_cast<uint8_t>(value & 7);
-    bytes.data()[i] = bias == Bias::kUniform  ? value
-                      : bias == Bias::kDark ? near_end
-                                            : static_cast<uint8_t>(255 - near_end);
+    bytes.data()[i] = bias == Bias::kUniform ? value
+                      : bias == Bias::kDark  ? near_end
+                                             : static_cast<uint8_t>(255 - near_end);
   }
 }
 

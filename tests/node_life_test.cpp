@@ -18,7 +18,8 @@ class NodeLifeTest : public DeviceTest {
     sim::VendorTags& tags = sim::Framework::Get().Tags();
     sim::Metadata& input = session_.Input();
     input.Clear();
-    input.SetWords<uint32_t>(tags.Id("com.qti.chi.multicamerainfo", "MultiCameraIdRole"), {0, 1, 0});
+    input.SetWords<uint32_t>(tags.Id("com.qti.chi.multicamerainfo", "MultiCameraIdRole"),
+                             {0, 1, 0});
     input.SetWords<uint32_t>(tags.Id("brodax.faceGenderAndAge", "enabled"), {1});
     input.SetWords<uint32_t>(tags.Id("brodax.faceScore", "enabled"), {1});
     input.SetWords<uint32_t>(tags.Id("brodax.sensorSize", "size"), {4000, 3000});
@@ -67,7 +68,8 @@ TEST_F(NodeLifeTest, EveryLineOfALife) {
       "4/CHIGENDERAGE/getMetaData():916 getMetaData GenderAge face "
       "info[0](x,y,w,h)[192,144,576,576]\n",
       "4/CHIGENDERAGE/ProcessRequest():642 ChiGenderAgeNode frameNum 4, inputNum 1\n",
-      "4/CHIGENDERAGE/ProcessRequest():661 ChiGenderAgeNode frameNum 4, i 0, format: 0, width 1920, "
+      "4/CHIGENDERAGE/ProcessRequest():661 ChiGenderAgeNode frameNum 4, i 0, format: 0, width "
+      "1920, "
       "height 1440, planeStride: 2048\n",
       "4/CHIGENDERAGE/ProcessRequest():673 get face num: 1, size:640, 480, full size 1920 1440\n"};
   Lines expected = before_hand_over;
@@ -75,7 +77,8 @@ TEST_F(NodeLifeTest, EveryLineOfALife) {
       expected.end(),
       {"6/ZYPreview/ProcessBuffer++,   mAnalyzingEnabled:1, mIsAnalyzing:0, mFaceAnalyzeNum:0",
        "4/CHIGENDERAGE/ProcessRequest():679 m_faceNum 1\n",
-       "4/CHIGENDERAGE/ProcessRequest():704 ChiGenderAgeNode process face[0] gender: 0.000000, age: "
+       "4/CHIGENDERAGE/ProcessRequest():704 ChiGenderAgeNode process face[0] gender: 0.000000, "
+       "age: "
        "20.000000, score: 80.000000, prop: 0.000000 [x 192 y 144] line: 704\n",
        "4/CHIGENDERAGE/UpdateMetaData():1019 set m_faceInfoResult faceNum: 1 gender 0.000000 age "
        "20.000000 prop 0.000000\n"});
@@ -84,17 +87,18 @@ TEST_F(NodeLifeTest, EveryLineOfALife) {
   Send(4);
   host::SetAgeGenderDelay(std::chrono::milliseconds(0));
   EXPECT_EQ(log_.TakeOwn(), expected);
-  EXPECT_EQ(log_.TakeOthers(),
-            Lines({"6/ZYPreview/AnalyzeCurrentFrame: size changed, re-alloc memory 0*0 -> 1920*1440",
-                   "6/ZYPreview/checkValidFaceSize, check res:1",
-                   "6/ZYPreview/AnalyzeCurrentFrame 207: DoAgeGender ZyGender time: ms, "
-                   "result:0.250000, 0.750000, 31.500000, 31.500000",
-                   "6/ZYPreview/AnalyzeCurrentFrame 215:  DoAgeGender ZyGender time: ms, "
-                   "result:0.250000, 0.750000, 31.500000, 31.500000",
-                   "6/ZYPreview/checkValidFaceSize, check res:1",
-                   "6/ZYPreview/AnalyzeCurrentFrame:  DoFaceBeautyRank face grade:130.000000 "
-                   "(1.000000, 2.000000, 3.000000)",
-                   "6/ZYPreview/AnalyzeCurrentFrame:  time:, face grade result:100.000000"}));
+  EXPECT_EQ(
+      log_.TakeOthers(),
+      Lines({"6/ZYPreview/AnalyzeCurrentFrame: size changed, re-alloc memory 0*0 -> 1920*1440",
+             "6/ZYPreview/checkValidFaceSize, check res:1",
+             "6/ZYPreview/AnalyzeCurrentFrame 207: DoAgeGender ZyGender time: ms, "
+             "result:0.250000, 0.750000, 31.500000, 31.500000",
+             "6/ZYPreview/AnalyzeCurrentFrame 215:  DoAgeGender ZyGender time: ms, "
+             "result:0.250000, 0.750000, 31.500000, 31.500000",
+             "6/ZYPreview/checkValidFaceSize, check res:1",
+             "6/ZYPreview/AnalyzeCurrentFrame:  DoFaceBeautyRank face grade:130.000000 "
+             "(1.000000, 2.000000, 3.000000)",
+             "6/ZYPreview/AnalyzeCurrentFrame:  time:, face grade result:100.000000"}));
 
   Send(10);
   Lines matched = before_hand_over;
@@ -105,7 +109,8 @@ TEST_F(NodeLifeTest, EveryLineOfALife) {
   matched.insert(
       matched.end(),
       {"4/CHIGENDERAGE/ProcessRequest():679 m_faceNum 1\n",
-       "4/CHIGENDERAGE/ProcessRequest():696 ChiGenderAgeNode process face[0] gender: 0.750000, age: "
+       "4/CHIGENDERAGE/ProcessRequest():696 ChiGenderAgeNode process face[0] gender: 0.750000, "
+       "age: "
        "31.500000, score: 100.000000, prop: 0.250000 [x 192 y 144] line 696\n",
        "4/CHIGENDERAGE/UpdateMetaData():1019 set m_faceInfoResult faceNum: 1 gender 0.750000 age "
        "31.500000 prop 0.250000\n"});

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The node through its callbacks: record checks, enablement, what it reads, what it publishes, and what a
-// hostile framework gets.
+// The node through its callbacks: record checks, enablement, what it reads, what it publishes, and
+// what a hostile framework gets.
 #include <cmath>
 #include <cstring>
 
@@ -92,7 +92,8 @@ class NodeTest : public DeviceTest {
   sim::Session session_;
 };
 
-// ---- Entry and callbacks ----------------------------------------------------------------------------
+// ---- Entry and callbacks
+// ----------------------------------------------------------------------------
 
 TEST_F(NodeTest, EntryLeavesAnUnsuitableTableUntouched) {
   log_.TakeOwn();
@@ -101,8 +102,7 @@ TEST_F(NodeTest, EntryLeavesAnUnsuitableTableUntouched) {
     uint32_t size, major;
     const char* line;
   };
-  for (const Case& test :
-       {Case{144, 1, "(1:9) vs (0:0)\n"}, Case{143, 0, "(0:9) vs (0:0)\n"}}) {
+  for (const Case& test : {Case{144, 1, "(1:9) vs (0:0)\n"}, Case{143, 0, "(0:9) vs (0:0)\n"}}) {
     ChiNodeCallbacks table = {};
     table.size = test.size;
     table.majorVersion = test.major;
@@ -184,15 +184,21 @@ TEST_F(NodeTest, BadRecordsGetTheirCodesAndLines) {
     line("GenderAgeNodeDestroy():226 FACE ANALYZE Invalid argument: pDestroyInfo is NULL");
   }
   line("GenderAgeNodeDestroy():241 FACE ANALYZE CHINODEDESTROYINFO is smaller than expected");
-  for (int i = 0; i < 2; ++i) line("GenderAgeNodeQueryBufferInfo():266 FACE ANALYZE Invalid argument");
-  line("GenderAgeNodeQueryBufferInfo():278 FACE ANALYZE   CHINODEQUERYBUFFERINFO is smaller than "
-       "expected");
-  for (int i = 0; i < 2; ++i) line("GenderAgeNodeSetBufferInfo():303 FACE ANALYZE Invalid argument");
-  line("GenderAgeNodeSetBufferInfo():315 FACE ANALYZE CHINODESETBUFFERPROPERTIESINFO is smaller than "
-       "expected");
+  for (int i = 0; i < 2; ++i)
+    line("GenderAgeNodeQueryBufferInfo():266 FACE ANALYZE Invalid argument");
+  line(
+      "GenderAgeNodeQueryBufferInfo():278 FACE ANALYZE   CHINODEQUERYBUFFERINFO is smaller than "
+      "expected");
+  for (int i = 0; i < 2; ++i)
+    line("GenderAgeNodeSetBufferInfo():303 FACE ANALYZE Invalid argument");
+  line(
+      "GenderAgeNodeSetBufferInfo():315 FACE ANALYZE CHINODESETBUFFERPROPERTIESINFO is smaller "
+      "than "
+      "expected");
   for (int i = 0; i < 2; ++i) line("GenderAgeNodeProcRequest():340 FACE ANALYZE Invalid argument");
-  line("GenderAgeNodeProcRequest():352 FACE ANALYZE CHINODEPROCESSREQUESTINFO is smaller than "
-       "expected");
+  line(
+      "GenderAgeNodeProcRequest():352 FACE ANALYZE CHINODEPROCESSREQUESTINFO is smaller than "
+      "expected");
   line("GenderAgeNodeSetBufferInfo():303 FACE ANALYZE Invalid argument");
   EXPECT_EQ(log_.TakeOwn(), expected);
 }
@@ -226,7 +232,8 @@ TEST_F(NodeTest, DescribesItsVendorTags) {
             std::to_string(static_cast<uint32_t>(section.pTags[i].type)) + ":" +
             std::to_string(section.pTags[i].count) + " ";
   }
-  EXPECT_EQ(tags, "SupportedFeature:1:1 CurrentMode:0:1 ProcessedFrameNumber:3:1 FrameDimension:1:2 ");
+  EXPECT_EQ(tags,
+            "SupportedFeature:1:1 CurrentMode:0:1 ProcessedFrameNumber:3:1 FrameDimension:1:2 ");
 }
 
 TEST_F(NodeTest, PropertiesDecideWhetherAWorkerRuns) {
@@ -249,19 +256,21 @@ TEST_F(NodeTest, PropertiesDecideWhetherAWorkerRuns) {
       session.PostPipelineCreate();
       EXPECT_EQ(ChiGenderAgeNodePeer::Worker(session.node()) != nullptr, test.runs) << test.text;
       const Lines lines = log_.TakeOwn();
-      EXPECT_EQ(CountContaining(lines, "6/CHIGENDERAGE/PostPipelineCreate():529 "
-                                       "PostPipelineCreate:529: NOT-AVAILABLE \n"),
+      EXPECT_EQ(CountContaining(lines,
+                                "6/CHIGENDERAGE/PostPipelineCreate():529 "
+                                "PostPipelineCreate:529: NOT-AVAILABLE \n"),
                 test.runs ? 0u : 1u);
       const bool first = std::strstr(property, "conf") != nullptr;
-      EXPECT_EQ(CountContaining(lines, std::string("AvailableNodes=") +
-                                           (first ? test.logged : "ffffff") + ","),
+      EXPECT_EQ(CountContaining(
+                    lines, std::string("AvailableNodes=") + (first ? test.logged : "ffffff") + ","),
                 1u)
           << test.text;
     }
   }
 }
 
-// ---- What the node reads ----------------------------------------------------------------------------
+// ---- What the node reads
+// ----------------------------------------------------------------------------
 
 TEST_F(NodeTest, RectanglesScaleToTheFrame) {
   Start();
@@ -275,24 +284,23 @@ TEST_F(NodeTest, RectanglesScaleToTheFrame) {
   const std::vector<int32_t> usual = {800, 600, 1199, 999};
   const char* halved = "[192,144,96,96]";
   const char* whole = "[384,288,192,192]";
-  for (const Case& test : {
-           Case{{4000, 3000}, -1, 0, usual, halved},
-           Case{{4000, 3000}, 0, 0, usual, halved},
-           Case{{4000, 3000}, 1, 0, usual, whole},
-           Case{{4000, 3000}, 1, 7, usual, halved},
-           Case{{4000, 3000}, 0, 7, usual, halved},
-           // More faces than slots, and a last rectangle that is cut short.
-           Case{{4000, 3000}, -1, 0, {0, 0, 1, 1, 0, 0, 3, 3, 0, 0, 9, 9, 8, 8, 9, 9, 8, 8, 9, 9, 1},
-                "[0,0,1,1][0,0,1,1][0,0,2,2]"},
-           // A frame larger than the sensor in either direction, or no sensor: rectangles stay.
-           Case{{1919, 3000}, -1, 0, usual, ""},
-           Case{{4000, 1439}, -1, 0, usual, ""},
-           Case{{0, 3000}, -1, 0, usual, ""},
-           Case{{4000, 0}, -1, 0, usual, ""},
-           Case{{1920, 1440}, 1, 0, {-1, -8, 0, 0}, nullptr},
-           // Right of left, and products beyond 32 bits.
-           Case{{4000, 3000}, -1, 0, {1199, 999, 800, 600}, "[287,239,-94,-94]"},
-           Case{{1920, 1440}, 1, 0, {0, 0, 0x40000000, 0x40000000}, "[0,0,1,1]"}}) {
+  for (const Case& test :
+       {Case{{4000, 3000}, -1, 0, usual, halved}, Case{{4000, 3000}, 0, 0, usual, halved},
+        Case{{4000, 3000}, 1, 0, usual, whole}, Case{{4000, 3000}, 1, 7, usual, halved},
+        Case{{4000, 3000}, 0, 7, usual, halved},
+        // More faces than slots, and a last rectangle that is cut short.
+        Case{{4000, 3000},
+             -1,
+             0,
+             {0, 0, 1, 1, 0, 0, 3, 3, 0, 0, 9, 9, 8, 8, 9, 9, 8, 8, 9, 9, 1},
+             "[0,0,1,1][0,0,1,1][0,0,2,2]"},
+        // A frame larger than the sensor in either direction, or no sensor: rectangles stay.
+        Case{{1919, 3000}, -1, 0, usual, ""}, Case{{4000, 1439}, -1, 0, usual, ""},
+        Case{{0, 3000}, -1, 0, usual, ""}, Case{{4000, 0}, -1, 0, usual, ""},
+        Case{{1920, 1440}, 1, 0, {-1, -8, 0, 0}, nullptr},
+        // Right of left, and products beyond 32 bits.
+        Case{{4000, 3000}, -1, 0, {1199, 999, 800, 600}, "[287,239,-94,-94]"},
+        Case{{1920, 1440}, 1, 0, {0, 0, 0x40000000, 0x40000000}, "[0,0,1,1]"}}) {
     SetUsualMetadata();
     session_.Input().SetWords(Id("com.qti.chi.multicamerainfo", "MultiCameraIdRole"),
                               std::vector<uint32_t>{0, 1, test.camera});
@@ -367,7 +375,8 @@ TEST_F(NodeTest, SwitchesWaitForAWorker) {
   EXPECT_EQ(host::FaceGradeCounters().created - host::FaceGradeCounters().destroyed, 1u);
 }
 
-// ---- What the node publishes ------------------------------------------------------------------------
+// ---- What the node publishes
+// ------------------------------------------------------------------------
 
 TEST_F(NodeTest, PublishesItsOwnTags) {
   ASSERT_FALSE(session_.Create(0x101, 1920, 1440));
@@ -472,7 +481,25 @@ TEST_F(NodeTest, UnknownResultTagLeavesTheOthers) {
   EXPECT_FALSE(worker.mFaceScoreEnabled);  // an unknown tag counts as absent
 }
 
-// ---- A hostile framework ----------------------------------------------------------------------------
+TEST_F(NodeTest, ASlowModelNeverHoldsARequestUp) {
+  Start();
+  SetUsualMetadata();
+  host::SetAgeGenderDelay(std::chrono::milliseconds(500));
+  std::chrono::duration<double> longest{0};
+  for (uint64_t frame = 4; frame < 400; frame += 6) {
+    const auto start = std::chrono::steady_clock::now();
+    Send(frame);
+    longest =
+        std::max<std::chrono::duration<double>>(longest, std::chrono::steady_clock::now() - start);
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  EXPECT_LT(longest.count(), 0.1);
+  EXPECT_GE(host::AgeGenderCounters().analyses, 1u);
+  RecordProperty("longest_request_us", static_cast<int>(longest.count() * 1e6));
+}
+
+// ---- A hostile framework
+// ----------------------------------------------------------------------------
 
 TEST_F(NodeTest, OddRequestsStillPublish) {
   Start();
@@ -486,7 +513,8 @@ TEST_F(NodeTest, OddRequestsStillPublish) {
   std::vector<ChiNodeBuffer*> many(40, &buffer), nulls(40, nullptr);
   ChiNodeProcessRequestInfo info = {};
   uint64_t sent = 0;
-  const auto send = [&](uint32_t inputs, ChiNodeBuffer** handles, uint32_t planes, uint32_t stride) {
+  const auto send = [&](uint32_t inputs, ChiNodeBuffer** handles, uint32_t planes,
+                        uint32_t stride) {
     buffer.numPlanes = planes;
     buffer.planeStride = stride;
     info.inputNum = inputs;

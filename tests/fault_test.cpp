@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: Apache-2.0
+// Starves the node: every allocation and every creation of a thread, a lock or a condition variable
+// fails once, in turn. Also counts what a steady stream allocates: nothing. The linker routes those
+// calls of this program through the wrappers below.
+#include <atomic>
+#include <new>
+
+#include "platform/chi_node.h"
+#include "sim/framework.h"
+#include "tests/device_testing.h"
+
+extern "C" void ChiNodeEntry(ChiNodeCallbacks*);
+
+namespace {
+
+std::atomic<int> g_calls{0};
+std::atomic<int> g_failing_call{-1};
+std::atomic<bool> g_worker_is_off{false};  // a fault kept the worker's thread from starting
+thread_local int t_calls = 0;
+
+bool ThisCallFails() {
+  ++t_calls;
+  return g_calls++ == g_failing_call;
+}
+
+// What a pthread function returns when this call of it fails, else 0.
+int ThreadCallFailure(int error) {
+  if (!ThisCallFails()) return 0;
+  g_worker_is_off = true;
+  return error;
+}
+
+}  // namespace
+
+extern "C" {
+
+void* __real_malloc(size_t size);
+void* __wrap_malloc(size_t size) { return ThisCallFails() ? nullptr : __real_malloc(size); }
+
+// operator new(size_t, nothrow)
+void* __real__ZnwmRKSt9nothrow_t(size_t size, const std::nothrow_t& tag);
+void* __wrap__ZnwmRKSt9nothrow_t(size_t size, const std::nothrow_t& tag) {
+  return ThisCallFails() ? nullptr : __real__ZnwmRKSt9nothrow_t(size, tag);
+}
+
+int __real_pthread_create(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
+int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
+                          void* (*function)(void*), void* argument) {
+  const int error = ThreadCallFailure(EAGAIN);
+  return error != 0 ? error : __real_pthread_create(thread, attributes, function, argument);
+}
+
+int __real_pthread_mutex_init(pthread_mutex_t*, const pthread_mutexattr_t*);
+int __wrap_pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes) {
+  const int error = ThreadCallFailure(ENOMEM);
+  return error != 0 ? error : __real_pthread_mutex_init(mutex, attributes);
+}
+
+int __real_pthread_condattr_init(pthread_condattr_t*);
+int __wrap_pthread_condattr_init(pthread_condattr_t* attributes) {
+  const int error = ThreadCallFailure(ENOMEM);
+  return error != 0 ? error : __real_pthread_condattr_init(attributes);
+}
+
+int __real_pthread_cond_init(pthread_cond_t*, const pthread_condattr_t*);
+int __wrap_pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attributes) {
+  const int error = ThreadCallFailure(ENOMEM);
+  return error != 0 ? error : __real_pthread_cond_init(condition, attributes);
+}
+
+}  // extern "C"
+
+namespace {
+
+using testing_support::DeviceTest;
+
+class FaultTest : public DeviceTest {
+ protected:
+  FaultTest() {
+    host::SetLogSink(nullptr);
+    EXPECT_FALSE(sim::Framework::Get().Start(ChiNodeEntry));
+  }
+  ~FaultTest() override { g_failing_call = -1; }
+
+  static uint32_t ResultTag() {
+    return sim::Framework::Get().Tags().Id("brodax.faceAnalyzeResult", "result");
+  }
+
+  static void FillInput(sim::Metadata& input) {
+    const sim::VendorTags& tags = sim::Framework::Get().Tags();
+    input.SetWords<uint32_t>(tags.Id("com.qti.chi.multicamerainfo", "MultiCameraIdRole"),
+                             {0, 1, 0});
+    input.SetWords<uint32_t>(tags.Id("brodax.faceGenderAndAge", "enabled"), {1});
+    input.SetWords<uint32_t>(tags.Id("brodax.sensorSize", "size"), {640, 480});
+    input.SetWords<uint32_t>(tags.Id("brodax.device", "orientation"), {270});
+    input.SetWords<int32_t>(kChiFaceRectanglesTag, {0, 0, 160, 160});
+  }
+
+  static void AwaitPass() {
+    if (!g_worker_is_off) AwaitWorkers();
+  }
+
+  // Sends every sixth request, so that each is handed over, and awaits its pass.
+  void Send(sim::Session& session, sim::Nv12Frame& frame, int count) {
+    for (int i = 0; i < count; ++i) {
+      sim::CameraBuffer buffer(&frame);
+      ASSERT_FALSE(session.Process(frame_number_ += 6, &buffer, &buffer));
+      ASSERT_NE(session.Output().Find(ResultTag()), nullptr);
+      AwaitPass();
+    }
+  }
+
+  uint64_t frame_number_ = 4;
+  sim::Nv12Frame large_ = testing_support::PatternFrame(160, 120);
+  sim::Nv12Frame small_ = testing_support::PatternFrame(80, 60);
+};
+
+TEST_F(FaultTest, AfterEveryFaultAGoodFrameIsAnalysedOrTheNodeIsCleanlyOff) {
+  int faults = 0, off = 0;
+  for (bool failed = true; failed; ++faults) {
+    host::ResetAgeGender();
+    g_calls = 0;
+    g_worker_is_off = false;
+    g_failing_call = faults;
+    {
+      sim::Session session;
+      if (!session.Create(0, 160, 120)) {
+        session.PostPipelineCreate();
+        AwaitPass();
+        FillInput(session.Input());
+        for (sim::Nv12Frame* frame : {&large_, &small_, &large_}) Send(session, *frame, 8);
+        const uint64_t passes = host::AgeGenderCounters().analyses;
+        EXPECT_TRUE(passes == 0 || passes >= 5) << "fault " << faults << ": " << passes;
+        off += passes == 0;
+      }
+      failed = g_calls > faults;
+    }
+    EXPECT_EQ(host::FaceGradeCounters().created, host::FaceGradeCounters().destroyed);
+  }
+  // The worker, its three locks with their attributes, the grader and the thread switch analysis
+  // off.
+  EXPECT_EQ(off, 7);
+  EXPECT_GT(faults, 20);  // those, the node, and the buffers of every size
+}
+
+TEST_F(FaultTest, ASteadyStreamAllocatesNothingOnTheRequestThread) {
+  sim::Session session;
+  ASSERT_FALSE(session.Create(0, 160, 120));
+  session.PostPipelineCreate();
+  AwaitWorkers();
+  FillInput(session.Input());
+  Send(session, large_, 8);  // buffers find their sizes
+  const uint64_t passes = host::AgeGenderCounters().analyses;
+  const int before = t_calls;
+  Send(session, large_, 400);
+  EXPECT_EQ(t_calls, before);
+  EXPECT_EQ(host::AgeGenderCounters().analyses, passes + 100);
+}
+
+}  // namespace
