@@ -27,12 +27,15 @@ struct State {
 std::mutex g_mutex;
 State g_state;
 
-// Answers that stay inside what a model of faces would say: an age from the brightness of the face,
-// `prop` from its contrast and size, a gender score from its colour.
-host::AgeGenderAnswer Measure(const uint8_t* rgb, const host::AgeGenderCall& call) {
-  const host::FaceMeasure face =
-      host::MeasureFace(rgb, call.width, call.height, call.left, call.top, call.right, call.bottom);
-  return {5.0f + face.luma * 0.25f, std::clamp(face.contrast / 64.0f + face.area, 0.0f, 1.0f),
+// Answers that stay inside what a model of faces would say: an age from the brightness of the luma
+// image, `prop` from contrast, light from above and size, a gender score from the colour.
+host::AgeGenderAnswer Measure(const uint8_t* gray, const uint8_t* rgb,
+                              const host::AgeGenderCall& call) {
+  const host::ClippedRect rect(call.width, call.height, call.left, call.top, call.right,
+                               call.bottom);
+  const host::FaceMeasure face = host::MeasureFace(rgb, call.width, call.height, rect);
+  return {5.0f + host::MeanLuma(gray, call.width, rect) * 0.25f,
+          std::clamp(face.contrast / 64.0f + face.slope / 128.0f + face.area, 0.0f, 1.0f),
           std::clamp(0.5f + (face.red - face.blue - 40.0f) / 100.0f, 0.0f, 1.0f)};
 }
 
@@ -115,7 +118,7 @@ QVAG_FaceResult QVAG_OneFaceAnalyze(const uint8_t* gray, const uint8_t* rgb, int
   const auto delay = g_state.delay;
   lock.unlock();
   if (delay.count() > 0) std::this_thread::sleep_for(delay);
-  const host::AgeGenderAnswer answer = script ? script(call) : Measure(rgb, call);
+  const host::AgeGenderAnswer answer = script ? script(call) : Measure(gray, rgb, call);
   return {answer.age, answer.prop, answer.gender, 0.0f};
 }
 

@@ -29,10 +29,11 @@ struct Rect {
 };
 
 host::FaceGradeAnswer Measure(const uint8_t* rgb, const host::FaceGradeCall& call) {
-  const host::FaceMeasure face =
-      host::MeasureFace(rgb, call.width, call.height, call.x, call.y, call.x + call.face_width,
-                        call.y + call.face_height);
-  return {45.0f + face.contrast + face.green * 0.1f, {face.blue, face.green, face.red}};
+  const host::ClippedRect rect(call.width, call.height, call.x, call.y, call.x + call.face_width,
+                               call.y + call.face_height);
+  const host::FaceMeasure face = host::MeasureFace(rgb, call.width, call.height, rect);
+  return {45.0f + face.contrast + face.slope * 0.2f + face.green * 0.1f,
+          {face.blue, face.green, face.red}};
 }
 
 }  // namespace

@@ -146,6 +146,7 @@ class Simulation {
       }
       Report(report);
     }
+    if (summary_.sent == 0) return Say(Fail("the input has no frames"), kExitUnreadableInput);
     return kExitOk;
   }
 
@@ -178,13 +179,10 @@ class Simulation {
     summary_.analysed = host::ClockReads();
     std::FILE* const to = jsonl_.get() == stdout ? stderr : stdout;
     PrintSummary(summary_, to);
-    if (summary_.sent > 0) {
-      if (Failure failure =
-              WriteAnnotated(options_.annotated, annotated_frame_, annotated_report_)) {
-        return Say(failure, kExitFailure);
-      }
-      std::fprintf(to, "annotated picture: %s\n", options_.annotated.c_str());
+    if (Failure failure = WriteAnnotated(options_.annotated, annotated_frame_, annotated_report_)) {
+      return Say(failure, kExitFailure);
     }
+    std::fprintf(to, "annotated picture: %s\n", options_.annotated.c_str());
     if (std::fflush(stdout) != 0) return Say(Fail("standard output: write failed"), kExitFailure);
     if (jsonl_ != nullptr && std::fflush(jsonl_.get()) != 0) {
       return Say(Fail(options_.jsonl + ": write failed"), kExitFailure);

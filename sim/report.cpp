@@ -96,6 +96,8 @@ Failure WriteAnnotated(const std::string& path, const Nv12Frame& frame,
                      has_result ? Label(report.result, slot) : "no result", kFaceColours[slot],
                      scale, &picture);
   }
+  DrawLabel(0, picture.height - 8 * scale, "stand-in figures, no estimates of a person",
+            {200, 200, 200}, scale, &picture);
   return WritePng(path, picture);
 }
 

@@ -191,9 +191,10 @@ TEST_F(WorkerTest, TurnsFacesUprightTogetherWithTheirPixels) {
               (std::vector<int>{test.width, test.height, test.left, test.top,
                                 test.right - test.left, test.bottom - test.top}));
     EXPECT_FALSE(grade.flag);
-    // Every pixel inside the rectangle is of the patch: (200 - 16) * 1.164 = 214.
-    EXPECT_EQ(worker_->mAgeWhenGenderLow[0], 5.0f + 214.0f * 0.25f)
+    // Every pixel inside the rectangle is of the patch, of luma 200 and colour (200 - 16) * 1.164.
+    EXPECT_EQ(worker_->mAgeWhenGenderLow[0], 5.0f + 200.0f * 0.25f)
         << test.orientation << " " << test.flip;
+    EXPECT_EQ(worker_->mFaceGrade[0], 45.0f + 214.0f * 0.1f);
   }
 }
 

@@ -1,0 +1,119 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+# Runs camsim as a person would: the same input gives the same bytes, other inputs other numbers, and bad
+# input a line and an exit status.
+# usage: camsim_test.sh CAMSIM...   (the program, with an emulator before it where there is one)
+set -euo pipefail
+camsim=("$@")
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+failed=0
+picture=annotated.png
+
+fail() {
+  echo "FAIL $*"
+  failed=1
+}
+
+# Runs camsim; standard output to out, standard error to err; expects an exit status.
+run() {
+  local expected=$1 status=0
+  shift
+  "${camsim[@]}" --annotated "$picture" "$@" >out 2>err || status=$?
+  [ "$status" -eq "$expected" ] || fail "exit status $status, not $expected: $* ($(head -n 1 err))"
+}
+
+# Bad input: the status, and one line that begins with the program's name.
+run_bad() {
+  run "$@"
+  [ "$(wc -l <err)" -eq 1 ] && grep -q '^camsim: ' err || fail "no one-line error: $* ($(cat err))"
+}
+
+results() { grep -o '"faceNum".*' "$1" || true; }
+
+# ---- The built-in scene --------------------------------------------------------------------------------
+run 0
+grep -q '60 requests sent, 10 handed over: 3 taken, 0 dropped, 7 skipped' out || fail "summary: $(tail -n 2 out)"
+grep -q '; 3 analysed$' out || fail "analysed"
+grep -q '^annotated picture: annotated.png$' out || fail "no path of the annotated picture"
+[ "$(head -c 4 annotated.png | tail -c 3)" = PNG ] || fail "the annotated picture is no PNG"
+cp out first
+cp annotated.png first.png
+run 0
+cmp -s out first && cmp -s annotated.png first.png || fail "two runs differ"
+[ ! -s err ] || fail "unasked lines on standard error"
+
+# ---- What changes the numbers --------------------------------------------------------------------------
+run 0 --requests 10 --jsonl base.jsonl
+[ "$(wc -l <base.jsonl)" -eq 10 ] || fail "one JSON object per request"
+grep -q '"request":4,.*"outcome":"taken","faceNum":3' base.jsonl || fail "request 4: $(sed -n 4p base.jsonl)"
+for options in "--orientation 0" "--orientation 90" "--orientation 180" "--size 1278x718" \
+  "--face 100,100,300,300" "--role 2" "--no-score" "--no-gender-age" "--zynode-conf fffffb" \
+  "--operation-mask 0" "--sensor 640x480" "--failing-inits -1 --no-gender-age"; do
+  # shellcheck disable=SC2086
+  run 0 --requests 10 --jsonl other.jsonl $options
+  [ "$(results base.jsonl)" != "$(results other.jsonl)" ] || fail "$options changes nothing"
+done
+# The quad sensor and the doubled rectangles cancel out in what the node finds.
+for options in "--quad-cfa" "--quad-cfa --camera 7" "--sensor 5000x4000" "--stride 1600" "--buffer 640x480"; do
+  # shellcheck disable=SC2086
+  run 0 --requests 10 --jsonl other.jsonl $options
+  [ "$(results base.jsonl)" = "$(results other.jsonl)" ] || fail "$options changes the results"
+done
+
+# ---- Logs, pacing, slow models -------------------------------------------------------------------------
+run 0 --requests 4 --log info --jsonl -
+[ "$(wc -l <out)" -eq 4 ] || fail "--jsonl - leaves standard output to the objects"
+grep -q '^I/CHIGENDERAGE: ProcessRequest():642 ChiGenderAgeNode frameNum 4, inputNum 1$' err || fail "info log"
+grep -q '^E/ZYPreview: ProcessBuffer++,   mAnalyzingEnabled:1, mIsAnalyzing:0' err || fail "error log"
+run 0 --requests 4 --log error
+if grep -q '^I/' err; then fail "info lines at level error"; fi
+run 0 --requests 60 --realtime --fps 200 --model-delay 2000
+grep -Eq '1 taken, 2 dropped, 7 skipped' out || fail "frames drop in real time: $(tail -n 2 out)"
+
+# ---- Streams and pictures ------------------------------------------------------------------------------
+y4m() { # frames
+  printf 'YUV4MPEG2 W64 H48 F30:1 C420jpeg\n'
+  for _ in $(seq "$1"); do
+    printf 'FRAME\n'
+    head -c 4608 /dev/zero | tr '\0' '\200'
+  done
+}
+y4m 12 >clip.y4m
+run 0 --input clip.y4m --face 8,8,30,30
+grep -q '^12 requests sent, 2 handed over' out || fail "a clip of 12 frames: $(tail -n 2 out)"
+cp out from_file
+"${camsim[@]}" --annotated annotated.png --input - --face 8,8,30,30 <clip.y4m >out || fail "from a pipe"
+cmp -s out from_file || fail "a pipe and a file differ"
+run 0 --input first.png --face 100,100,300,300 --requests 10
+tail -c 9216 clip.y4m | tr 'F' '_' >raw.nv12
+run 0 --input raw.nv12 --size 64x48
+run_bad 3 --input missing.png
+run_bad 3 --input .
+head -c 2000 first.png >cut.png
+run_bad 3 --input cut.png
+head -c 5000 clip.y4m >cut.y4m
+run_bad 3 --input cut.y4m
+y4m 0 >empty.y4m
+run_bad 3 --input empty.y4m
+: >empty
+run_bad 3 --input empty
+run_bad 3 --input raw.nv12 --size 66x48
+run_bad 1 --node missing.so
+run_bad 1 --jsonl missing/out.jsonl
+picture=missing/out.png
+run_bad 1
+picture=annotated.png
+
+# ---- Usage ---------------------------------------------------------------------------------------------
+run 0 --help
+grep -q 'no estimates of a person' out || fail "--help does not say what the figures are"
+grep -q 'yuv4mpegpipe' out || fail "--help has no example"
+for options in --nonsense "--face 1,2,3" "--face 1,2,0,4" "--size 0x5" "--requests 0" "--log loud" "--fps 0"; do
+  # shellcheck disable=SC2086
+  run 2 $options
+done
+
+[ "$failed" -eq 0 ] && echo "camsim does what it says"
+exit "$failed"

@@ -1,0 +1,37 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+# Holds the line between the folders: each may include only what its row names.
+# usage: layers_test.sh SOURCE_DIRECTORY
+set -euo pipefail
+cd "$1"
+failed=0
+
+# folder, what its #include "..." may begin with
+check() {
+  local folder=$1 allowed=$2 found
+  [ -n "$(ls "$folder"/*.cpp "$folder"/*.h 2>/dev/null)" ] || { echo "FAIL no sources in $folder"; failed=1; }
+  found=$(grep -nHE '^#include "' "$folder"/*.h "$folder"/*.cpp 2>/dev/null | grep -vE "#include \"($allowed)" || true)
+  [ -z "$found" ] && return
+  printf 'FAIL %s may include only %s:\n%s\n' "$folder" "$allowed" "$found"
+  failed=1
+}
+
+check base 'base/'
+check platform 'platform/'
+check image 'image/|base/'
+check sharpen 'sharpen/|base/'
+check analysis 'analysis/|image/|base/|platform/'
+check node 'node/|analysis/zy_preview\.h|image/zy_image_buffer\.h|base/|platform/'
+check host 'host/|platform/'
+check sim 'sim/|platform/|host/control\.h|image/|sharpen/'
+
+# Only the kits' own program may look into the kits.
+kits=$(grep -lE '^#include "(image|sharpen)/' sim/* | grep -v '^sim/camkit' || true)
+[ -z "$kits" ] || { echo "FAIL the simulator knows the node by its entry alone: $kits"; failed=1; }
+
+# One file chooses the vector header.
+vector=$(grep -lE '#include <(simde/|arm_neon)' -r base platform image sharpen analysis node | grep -v '^base/neon\.h$' || true)
+[ -z "$vector" ] || { echo "FAIL vector headers are chosen by base/neon.h alone: $vector"; failed=1; }
+
+[ "$failed" -eq 0 ] && echo "the folders keep to themselves"
+exit "$failed"

@@ -1,0 +1,54 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+# Reads the shared library that ships: what leaves it, what it needs, how it is to be mapped.
+# usage: library_test.sh LIBRARY STRIPPED_LIBRARY
+set -euo pipefail
+library=$1
+stripped=$2
+failed=0
+
+expect() { # what, expected, actual
+  [ "$2" = "$3" ] && return
+  printf 'FAIL %s\n expected: %s\n actual:   %s\n' "$1" "$2" "$3"
+  failed=1
+}
+
+dynamic() { readelf -dW "$1" | sed -n "s/.*($2).*\[\(.*\)\]/\1/p"; }
+
+for file in "$library" "$stripped"; do
+  expect "exports" ChiNodeEntry "$(nm -D --defined-only "$file" | awk '{print $3}')"
+  expect "soname" com.qti.node.brodaxgenderage.so "$(dynamic "$file" SONAME)"
+  expect "needed" "libFaceGrade.so libQVFD_AgeGender.so libchinodeutils.so libcutils.so liblog.so libutils.so" \
+    "$(dynamic "$file" NEEDED | grep -vE '^(libstdc\+\+|libgcc_s|libc|libm|ld-linux[a-z0-9-]*)\.so' | LC_ALL=C sort | xargs)"
+  expect "no search path" "" "$(dynamic "$file" 'RUNPATH|RPATH')"
+  flags=$(readelf -dW "$file")
+  for flag in NOW NODELETE; do
+    expect "$flag" 1 "$(grep FLAGS_1 <<<"$flags" | grep -cw "$flag")"
+  done
+  expect "text relocations" 0 "$(grep -cw TEXTREL <<<"$flags")"
+  segments=$(readelf -lW "$file")
+  expect "alignment of LOAD segments" 0x4000 "$(awk '$1 == "LOAD" {print $NF}' <<<"$segments" | sort -u)"
+  expect "RELRO" 1 "$(grep -c GNU_RELRO <<<"$segments")"
+  expect "stack" RW "$(awk '$1 == "GNU_STACK" {print $7}' <<<"$segments")"
+  expect "build id" 1 "$(readelf -nW "$file" | grep -c 'Build ID')"
+done
+
+# The kits are in the library although no path of the node calls them.
+names=$(nm -C "$library")
+for kit in resize_half resize_halfUseNeon resize_quarter resize_quarterUseNeon resize_eighthUseNeon \
+  ZyCopyBuffer allocD2 allocD3 convertU1ToU2 convertU1ToU3 freeD2 freeD3 freeConvertedU2 \
+  freeConvertedU3 filterCorr3x3s8_v2 filterCorr3x3s8_v2WithskinMap smoothSkinMapGaussian sharpenY \
+  sharpenYWithSkinMap now_ms; do
+  grep -q " t $kit(" <<<"$names" || expect "kit function $kit" present missing
+done
+expect "symbols of the stripped file" 0 "$(nm "$stripped" 2>/dev/null | wc -l)"
+
+# On Arm our own code guards its entries and return addresses.
+if readelf -hW "$library" | grep -q AArch64; then
+  code=$(objdump -d --no-show-raw-insn "$library" 2>/dev/null || aarch64-linux-gnu-objdump -d --no-show-raw-insn "$library")
+  for instruction in bti paciasp autiasp; do
+    grep -qw "$instruction" <<<"$code" || expect "$instruction instructions" some none
+  done
+fi
+[ "$failed" -eq 0 ] && echo "the library is as it should be"
+exit "$failed"
