@@ -213,7 +213,7 @@ inline Tile LoadTile(const uint8_t* at, ptrdiff_t step) {
 // Puts the bytes of even places before those of odd ones.
 inline Tile Unzip(const Tile& tile) {
   Tile unzipped;
-  for (int i = 0; i < 8; ++i) {
+  for (ptrdiff_t i = 0; i < 8; ++i) {
     unzipped.rows[i] = vuzp1q_u8(tile.rows[2 * i], tile.rows[2 * i + 1]);
     unzipped.rows[i + 8] = vuzp2q_u8(tile.rows[2 * i], tile.rows[2 * i + 1]);
   }
@@ -230,7 +230,7 @@ constexpr ptrdiff_t kTileRows = 8;
 void TurnLuma(const uint8_t* at, ptrdiff_t step, Run* runs) {
   for (const Run* end = runs + kBandRows; runs != end; runs += kTileRows, at += 2 * kTileRows) {
     const Tile tile = Transpose(LoadTile(at, step));
-    for (int i = 0; i < kTileRows; ++i) runs[i].luma = tile.rows[2 * i];
+    for (ptrdiff_t i = 0; i < kTileRows; ++i) runs[i].luma = tile.rows[2 * i];
   }
 }
 
@@ -238,7 +238,7 @@ void TurnChroma(const uint8_t* at, ptrdiff_t step, bool v_first, Run* runs) {
   const int u = v_first ? 1 : 0;
   for (const Run* end = runs + kBandRows; runs != end; runs += kTileRows, at += 2 * kTileRows) {
     const Tile tile = Transpose(LoadTile(at, step));
-    for (int i = 0; i < kTileRows; ++i) {
+    for (ptrdiff_t i = 0; i < kTileRows; ++i) {
       runs[i].chroma[u] = tile.rows[2 * i];
       runs[i].chroma[1 - u] = tile.rows[2 * i + 1];
     }

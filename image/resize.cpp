@@ -62,7 +62,8 @@ uint16x8_t EightSums(const uint8_t* src, std::ptrdiff_t stride) {
     return sums;
   } else {
     const uint16x8_t left = EightSums<kRows, kColumns / 2>(src, stride);
-    const uint16x8_t right = EightSums<kRows, kColumns / 2>(src + 4 * kColumns, stride);
+    const uint16x8_t right =
+        EightSums<kRows, kColumns / 2>(src + std::ptrdiff_t{4} * kColumns, stride);
     return vpaddq_u16(left, right);
   }
 }
@@ -86,7 +87,8 @@ void VectorRow(const uint8_t* src, std::ptrdiff_t stride, uint8_t* dst, std::ptr
   for (; x + 16 <= outputs; x += 16) {
     const uint8_t* block = src + kFactor * x;
     const uint16x8_t low = EightSums<kFactor, kFactor>(block, stride);
-    const uint16x8_t high = EightSums<kFactor, kFactor>(block + 8 * kFactor, stride);
+    const uint16x8_t high =
+        EightSums<kFactor, kFactor>(block + std::ptrdiff_t{8} * kFactor, stride);
     vst1q_u8(dst + x, vshrn_high_n_u16(vshrn_n_u16(low, kShift), high, kShift));
   }
   for (; x < outputs; x += 8 / kFactor) VectorBlock<kFactor>(src + kFactor * x, stride, dst + x);
