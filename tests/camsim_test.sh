@@ -45,32 +45,37 @@ cmp -s out first && cmp -s annotated.png first.png || fail "two runs differ"
 [ ! -s err ] || fail "unasked lines on standard error"
 
 # ---- What changes the numbers --------------------------------------------------------------------------
-run 0 --requests 10 --jsonl base.jsonl
+small() {
+  run 0 --requests 10 --size 320x240 "$@"
+}
+small --jsonl base.jsonl
 [ "$(wc -l <base.jsonl)" -eq 10 ] || fail "one JSON object per request"
 grep -q '"request":4,.*"outcome":"taken","faceNum":3' base.jsonl || fail "request 4: $(sed -n 4p base.jsonl)"
-for options in "--orientation 0" "--orientation 90" "--orientation 180" "--size 1278x718" \
-  "--face 100,100,300,300" "--role 2" "--no-score" "--no-gender-age" "--zynode-conf fffffb" \
-  "--operation-mask 0" "--sensor 640x480" "--failing-inits -1 --no-gender-age"; do
+for options in "--orientation 0" "--orientation 90" "--orientation 180" \
+  "--face 40,40,120,120" "--role 2" "--no-score" "--no-gender-age" "--zynode-conf fffffb" \
+  "--operation-mask 0" "--sensor 160x120" "--failing-inits -1 --no-gender-age"; do
   # shellcheck disable=SC2086
-  run 0 --requests 10 --jsonl other.jsonl $options
+  small --jsonl other.jsonl $options
   [ "$(results base.jsonl)" != "$(results other.jsonl)" ] || fail "$options changes nothing"
 done
+run 0 --requests 10 --size 318x238 --jsonl other.jsonl
+[ "$(results base.jsonl)" != "$(results other.jsonl)" ] || fail "the size changes nothing"
 # The quad sensor and the doubled rectangles cancel out in what the node finds.
-for options in "--quad-cfa" "--quad-cfa --camera 7" "--sensor 5000x4000" "--stride 1600" "--buffer 640x480"; do
+for options in "--quad-cfa" "--quad-cfa --camera 7" "--sensor 5000x4000" "--stride 400" "--buffer 64x48"; do
   # shellcheck disable=SC2086
-  run 0 --requests 10 --jsonl other.jsonl $options
+  small --jsonl other.jsonl $options
   [ "$(results base.jsonl)" = "$(results other.jsonl)" ] || fail "$options changes the results"
 done
 
 # ---- Logs, pacing, slow models -------------------------------------------------------------------------
-run 0 --requests 4 --log info --jsonl -
+run 0 --requests 4 --size 320x240 --log info --jsonl -
 [ "$(wc -l <out)" -eq 4 ] || fail "--jsonl - leaves standard output to the objects"
 grep -q '^I/CHIGENDERAGE: ProcessRequest():642 ChiGenderAgeNode frameNum 4, inputNum 1$' err || fail "info log"
 grep -q '^E/ZYPreview: ProcessBuffer++,   mAnalyzingEnabled:1, mIsAnalyzing:0' err || fail "error log"
-run 0 --requests 4 --log error
+run 0 --requests 4 --size 320x240 --log error
 if grep -q '^I/' err; then fail "info lines at level error"; fi
-run 0 --requests 60 --realtime --fps 200 --model-delay 2000
-grep -Eq '1 taken, 2 dropped, 7 skipped' out || fail "frames drop in real time: $(tail -n 2 out)"
+run 0 --requests 60 --size 64x64 --realtime --fps 500 --model-delay 1000
+grep -Eq '[12] taken, [12] dropped, 7 skipped' out || fail "frames drop in real time: $(tail -n 2 out)"
 
 # ---- Streams and pictures ------------------------------------------------------------------------------
 y4m() { # frames

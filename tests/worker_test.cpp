@@ -3,6 +3,7 @@
 // life.
 #include <atomic>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -381,15 +382,15 @@ TEST_F(WorkerTest, CopiesVersionsOfUpToNineteenCharacters) {
 using WorkerDeathTest = WorkerTest;
 
 TEST_F(WorkerDeathTest, LongerVersionsEndTheProcess) {
-  worker_.reset();
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  worker_.reset();  // leaves one thread, so that a plain fork will do; an emulator cannot exec
   for (const size_t length : {20u, 56u}) {
     EXPECT_DEATH(
         {
           host::SetAgeGenderVersion(std::string(length, 'v'));
+          std::fputs("the version is set", stderr);
           ZyFaceAgeGetVersion();
         },
-        "");
+        "the version is set");
   }
 }
 
