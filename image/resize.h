@@ -18,13 +18,13 @@ void resize_quarter(const unsigned char* src, unsigned char* dst, int width, int
                     int stride);
 
 // The block downscalers work in blocks of source columns and are meant for widths that are
-// multiples of
-// 8. For those they write the same bytes as the functions above and touch the same source bytes.
+// multiples of 8. For those they write the same bytes as the functions above and touch the same
+// source bytes.
 //
 // For every other width the picture drifts. They consume a fixed number of columns of every row:
-//   resize_halfUseNeon, resize_quarterUseNeon: width / 16 * 16, and 8 more when width % 16 is not
-//   0; resize_eighthUseNeon:                      width / 8 * 8;
-// an output row has consumed / factor bytes, and output row y takes its block of rows from
+// halfUseNeon and quarterUseNeon width / 16 * 16, and 8 more when width % 16 is not 0;
+// eighthUseNeon width / 8 * 8. An output row has consumed / factor bytes, and output row y takes
+// its block of rows from
 //   src + y * (factor * stride + consumed - width),
 // so that every row starts consumed - width bytes further right (or left, when negative) than it
 // should. From each start, the first `consumed` bytes of `factor` rows, `stride` apart, are read:
