@@ -9,6 +9,7 @@
 #include <atomic>
 #include <iterator>
 #include <mutex>
+#include <utility>
 
 #include "host/control.h"
 #include "platform/android_clock.h"
@@ -28,21 +29,27 @@ int64_t RealTime() {
 // A condition variable that somebody created, and whether it was waited on since its last signal.
 // Both events happen under the mutex that belongs to it, so a resting worker has seen every signal.
 struct Watched {
-  std::atomic<const pthread_cond_t*> condition{nullptr};
+  std::atomic<pthread_cond_t*> condition{nullptr};
   std::atomic<bool> resting{false};
+  bool is_signal_held = false;  // under g_hold_mutex
 };
 
 constexpr int kMaxWatched = 64;
 Watched g_watched[kMaxWatched];
 
+std::mutex g_hold_mutex;
+bool g_holding = false;  // under g_hold_mutex
+
 // Puts `to` where `from` stands; null stands for a free place.
-void Replace(const pthread_cond_t* from, const pthread_cond_t* to) {
+void Replace(const pthread_cond_t* from, pthread_cond_t* to) {
   static std::mutex mutex;
   std::lock_guard<std::mutex> lock(mutex);
   for (Watched& watched : g_watched) {
     if (watched.condition.load() != from) continue;
     watched.resting = false;
     watched.condition = to;
+    std::lock_guard<std::mutex> hold_lock(g_hold_mutex);
+    watched.is_signal_held = false;
     return;
   }
 }
@@ -51,6 +58,16 @@ void Note(const pthread_cond_t* condition, bool resting) {
   for (Watched& watched : g_watched) {
     if (watched.condition.load() == condition) watched.resting = resting;
   }
+}
+
+// Whether a signal is to wait; then it is kept.
+bool HoldSignal(const pthread_cond_t* condition) {
+  std::lock_guard<std::mutex> lock(g_hold_mutex);
+  if (!g_holding) return false;
+  for (Watched& watched : g_watched) {
+    if (watched.condition.load() == condition) return watched.is_signal_held = true;
+  }
+  return false;
 }
 
 bool AllRest() {
@@ -69,6 +86,15 @@ Function Next(std::atomic<Function>* found, const char* name) {
     found->store(function);
   }
   return function;
+}
+
+using InitFunction = int (*)(pthread_cond_t*, const pthread_condattr_t*);
+using ConditionFunction = int (*)(pthread_cond_t*);
+using WaitFunction = int (*)(pthread_cond_t*, pthread_mutex_t*);
+
+int PassSignalOn(pthread_cond_t* condition) {
+  static std::atomic<ConditionFunction> next{nullptr};
+  return Next(&next, "pthread_cond_signal")(condition);
 }
 
 }  // namespace
@@ -92,6 +118,17 @@ bool host::WaitForRestingWorkers(std::chrono::milliseconds timeout) {
   return true;
 }
 
+void host::HoldSignals(bool hold) {
+  std::lock_guard<std::mutex> lock(g_hold_mutex);
+  g_holding = hold;
+  if (hold) return;
+  for (Watched& watched : g_watched) {
+    if (!std::exchange(watched.is_signal_held, false)) continue;
+    pthread_cond_t* const condition = watched.condition;
+    if (condition != nullptr) PassSignalOn(condition);
+  }
+}
+
 extern "C" {
 
 int64_t systemTime(int) {
@@ -100,26 +137,25 @@ int64_t systemTime(int) {
 }
 
 int pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attributes) noexcept {
-  static std::atomic<decltype(&pthread_cond_init)> next{nullptr};
+  static std::atomic<InitFunction> next{nullptr};
   const int result = Next(&next, "pthread_cond_init")(condition, attributes);
   if (result == 0) Replace(nullptr, condition);
   return result;
 }
 
 int pthread_cond_destroy(pthread_cond_t* condition) noexcept {
-  static std::atomic<decltype(&pthread_cond_destroy)> next{nullptr};
+  static std::atomic<ConditionFunction> next{nullptr};
   Replace(condition, nullptr);
   return Next(&next, "pthread_cond_destroy")(condition);
 }
 
 int pthread_cond_signal(pthread_cond_t* condition) noexcept {
-  static std::atomic<decltype(&pthread_cond_signal)> next{nullptr};
   Note(condition, false);
-  return Next(&next, "pthread_cond_signal")(condition);
+  return HoldSignal(condition) ? 0 : PassSignalOn(condition);
 }
 
 int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
-  static std::atomic<decltype(&pthread_cond_wait)> next{nullptr};
+  static std::atomic<WaitFunction> next{nullptr};
   Note(condition, true);
   return Next(&next, "pthread_cond_wait")(condition, mutex);
 }

@@ -42,6 +42,11 @@ uint64_t ClockReads();
 // waited on since it was last signalled. False after `timeout`.
 bool WaitForRestingWorkers(std::chrono::milliseconds timeout);
 
+// While on, signals to those condition variables wait; switching it off passes them on. A request
+// that is sent meanwhile is over before the worker begins with its frame. Not to be left on while a
+// worker is destroyed: it would wait for its own end.
+void HoldSignals(bool hold);
+
 // ---- Age and gender model (libQVFD_AgeGender)
 // -----------------------------------------------------
 

@@ -11,9 +11,6 @@
 
 namespace sim {
 
-// What a program of the simulator ends with.
-enum ExitCode { kExitOk = 0, kExitFailure = 1, kExitUsage = 2, kExitUnreadableInput = 3 };
-
 struct Size {
   int width = 0;
   int height = 0;

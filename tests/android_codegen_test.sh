@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Compiles the shipping folders for Android's machine, calling conventions and C++ dialect. The headers are
-# those of the Arm cross compiler, because Android's own cannot be had here: this shows that the code is
+# Compiles the shipping folders for Android's machine and calling conventions. The headers are those
+# of the Arm cross compiler, because Android's own cannot be had here: this shows that the code is
 # accepted and that machine code comes out, not that the device's C library offers what it calls.
 # usage: android_codegen_test.sh SOURCE_DIRECTORY
 set -euo pipefail

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# The Arm camsim with the Arm library prints the same bytes as this machine's pair: the table, the JSON lines
-# and the annotated picture, whose file both machines compress with the same version of the same library.
-# usage: arm64_same_bytes_test.sh HOST_CAMSIM ARM_CAMSIM...   (the latter with an emulator before it)
+# The Arm camsim with the Arm library prints the same bytes as this machine's pair: the table, the
+# JSON lines and the annotated picture, whose file both machines compress with the same version of
+# the same library.
+# usage: arm64_same_bytes_test.sh HOST_CAMSIM ARM_CAMSIM...   (the emulator before the latter)
 set -euo pipefail
 host=("$1")
 arm=("${@:2}")

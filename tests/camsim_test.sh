@@ -105,17 +105,30 @@ run_bad 3 --input empty.y4m
 : >empty
 run_bad 3 --input empty
 run_bad 3 --input raw.nv12 --size 66x48
+run_bad 2 --input clip.y4m --size 64x48
+run_bad 2 --input clip.y4m --stride 60
+run_bad 2 --input clip.y4m --face 64,0,8,8
+run_bad 1 --jsonl /dev/full
 run_bad 1 --node missing.so
 run_bad 1 --jsonl missing/out.jsonl
 picture=missing/out.png
 run_bad 1
+picture=both.out
+run_bad 1 --jsonl both.out
+cp clip.y4m kept.y4m
+run_bad 1 --input kept.y4m --jsonl kept.y4m
+cmp -s clip.y4m kept.y4m || fail "the input was overwritten"
 picture=annotated.png
+
+# A closed stream does not end up in another file.
+"${camsim[@]}" --annotated annotated.png --requests 6 --size 64x64 --jsonl apart.jsonl >&- 2>err && fail "a closed standard output goes unnoticed"
+[ "$(grep -vc '^{' apart.jsonl)" -eq 0 ] || fail "the table went into the JSON lines"
 
 # ---- Usage ---------------------------------------------------------------------------------------------
 run 0 --help
 grep -q 'no estimates of a person' out || fail "--help does not say what the figures are"
 grep -q 'yuv4mpegpipe' out || fail "--help has no example"
-for options in --nonsense "--face 1,2,3" "--face 1,2,0,4" "--size 0x5" "--requests 0" "--log loud" "--fps 0"; do
+for options in --nonsense "--face 1,2,3" "--face 1,2,0,4" "--size 0x5" "--requests 0" "--log loud" "--fps 0" "--fps nan" "--input="; do
   # shellcheck disable=SC2086
   run 2 $options
 done

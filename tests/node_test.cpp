@@ -498,6 +498,27 @@ TEST_F(NodeTest, ASlowModelNeverHoldsARequestUp) {
   RecordProperty("longest_request_us", static_cast<int>(longest.count() * 1e6));
 }
 
+// Knows all tags but those of the node's own section.
+ChiResult HideOwnSection(ChiVendorTagBase* query) {
+  const bool own = std::strcmp(query->pComponentName, "com.qti.node.brodaxgenderage") == 0;
+  if (own) return kChiFailed;
+  return sim::Framework::Interface().pGetVendorTagBase(query);
+}
+
+TEST_F(NodeTest, AnUnknownOwnSectionDoesNotTakeTheRecordAlong) {
+  // A fresh base, which the failing look-up leaves at 0.
+  const uint32_t base = std::exchange(g_vendorTagBase, 0u);
+  ChiNodeInterface interface = sim::Framework::Interface();
+  interface.pGetVendorTagBase = HideOwnSection;
+  Callbacks().pSetNodeInterface(&interface);
+  ASSERT_EQ(g_vendorTagBase, 0u);
+  Start();
+  SetUsualMetadata();
+  Send(4);
+  EXPECT_EQ(session_.Result().face_count, 1);
+  g_vendorTagBase = base;
+}
+
 // ---- A hostile framework
 // ----------------------------------------------------------------------------
 

@@ -224,6 +224,17 @@ TEST_F(WorkerTest, AFaceMustBeWiderThanASixthOfTheShorterSide) {
   }
 }
 
+TEST_F(WorkerTest, TheModelsNeverSeeAnEmptyImage) {
+  for (const auto& [width, height] : std::vector<std::pair<int, int>>{{1, 40}, {40, 1}, {1, 1}}) {
+    for (const int orientation : {0, 90, 180, 270}) {
+      sim::Nv12Frame thin = testing_support::PatternFrame(width, height);
+      EXPECT_EQ(OfferUntilSeen(Describe(thin), {{0, 0, 40, 40}}, orientation), Fate::kTaken);
+      EXPECT_EQ(worker_->mFaceGrade[0], 0.0f);  // too small
+    }
+  }
+  EXPECT_EQ(host::AgeGenderCounters().analyses, 0u);
+}
+
 TEST_F(WorkerTest, RectanglesAnywhereInTheIntegerPlaneAreHarmless) {
   constexpr int kMin = std::numeric_limits<int>::min(), kMax = std::numeric_limits<int>::max();
   for (const int orientation : {0, 90, 180, 270}) {
