@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // camsim: runs the node library on pictures, without a phone.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -10,13 +11,16 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "host/control.h"
 #include "platform/android_log.h"
+#include "sim/exit_code.h"
 #include "sim/framework.h"
 #include "sim/options.h"
 #include "sim/report.h"
 #include "sim/sensor.h"
+#include "sim/standard_streams.h"
 
 namespace sim {
 namespace {
@@ -69,6 +73,12 @@ struct CloseFile {
 };
 using File = std::unique_ptr<std::FILE, CloseFile>;
 
+bool IsSameFile(const std::string& a, const std::string& b) {
+  struct stat first = {}, second = {};
+  return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 && S_ISREG(first.st_mode) &&
+         first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+}
+
 class Simulation {
  public:
   explicit Simulation(const Options& options) : options_(options), log_(options.log) {}
@@ -77,6 +87,7 @@ class Simulation {
     if (Failure failure = OpenFrameSource(options_.source, &source_)) {
       return Say(failure, kExitUnreadableInput);
     }
+    if (Failure failure = CheckFaces()) return Say(failure, kExitUsage);
     if (Failure failure = OpenOutputs()) return Say(failure, kExitFailure);
     SetUpDevice();
     if (Failure failure = StartNode()) return Say(failure, kExitFailure);
@@ -87,13 +98,28 @@ class Simulation {
   }
 
  private:
-  static int Say(const Failure& failure, int exit_code) {
+  int Say(const Failure& failure, int exit_code) {
+    EndProgress();
     std::fprintf(stderr, "camsim: %s\n", failure->message.c_str());
-    return exit_code;
+    return failure->is_usage ? kExitUsage : exit_code;
+  }
+
+  Failure CheckFaces() const {
+    const int width = source_->Width(), height = source_->Height();
+    for (const Rect& face : options_.faces) {
+      if (face.x < width && face.y < height) continue;
+      return Fail("--face " + std::to_string(face.x) + "," + std::to_string(face.y) +
+                  " lies outside the " + std::to_string(width) + "x" + std::to_string(height) +
+                  " picture");
+    }
+    return std::nullopt;
   }
 
   Failure OpenOutputs() {
     if (options_.jsonl.empty()) return std::nullopt;
+    if (IsSameFile(options_.jsonl, options_.source.input)) {
+      return Fail(options_.jsonl + ": is the input as well");
+    }
     jsonl_.reset(options_.jsonl == "-" ? stdout : std::fopen(options_.jsonl.c_str(), "w"));
     if (jsonl_ != nullptr) return std::nullopt;
     return Fail(options_.jsonl + ": " + std::strerror(errno));
@@ -131,23 +157,23 @@ class Simulation {
 
   int SendRequests() {
     if (jsonl_.get() != stdout) PrintTableHead(stdout);
-    auto due = std::chrono::steady_clock::now();
+    const auto period = std::chrono::duration<double>(1.0 / options_.fps);
+    const auto start = std::chrono::steady_clock::now();
     for (int i = 1; i <= options_.requests; ++i) {
       bool at_end = false;
       if (Failure failure = source_->Next(&frame_, &at_end)) {
         return Say(failure, kExitUnreadableInput);
       }
       if (at_end) break;
-      if (options_.realtime) std::this_thread::sleep_until(due);
-      due += std::chrono::nanoseconds(static_cast<int64_t>(1e9 / options_.fps));
+      if (options_.realtime) std::this_thread::sleep_until(start + (i - 1) * period);
       RequestReport report;
       if (Failure failure = SendRequest(static_cast<uint64_t>(i), &report)) {
         return Say(failure, kExitFailure);
       }
-      Report(report);
+      if (Failure failure = Report(report)) return Say(failure, kExitFailure);
     }
-    if (summary_.sent == 0) return Say(Fail("the input has no frames"), kExitUnreadableInput);
-    return kExitOk;
+    if (summary_.sent != 0) return kExitOk;
+    return Say(Fail(options_.source.input + ": has no frames"), kExitUnreadableInput);
   }
 
   Failure SendRequest(uint64_t frame_number, RequestReport* report) {
@@ -156,13 +182,18 @@ class Simulation {
     SetRequestMetadata(options_, {frame_.width, frame_.height}, report->faces, &session_.Input());
     CameraBuffer input(&frame_);
     CameraBuffer output(&output_frame_);
-    if (Failure failure = session_.Process(frame_number, &input, &output)) return failure;
+    // The worker could be done before the node collects the results; which it is must not depend on
+    // the machine.
+    host::HoldSignals(!options_.realtime);
+    const Failure failure = session_.Process(frame_number, &input, &output);
+    host::HoldSignals(false);
+    if (failure) return failure;
     report->result = session_.Result();
     report->outcome = log_.Take();
     return AwaitWorker();
   }
 
-  void Report(const RequestReport& report) {
+  Failure Report(const RequestReport& report) {
     summary_.Count(report.outcome);
     if (jsonl_.get() != stdout) PrintTableRow(report, stdout);
     if (jsonl_ != nullptr) std::fputs(JsonLine(report).c_str(), jsonl_.get());
@@ -170,23 +201,40 @@ class Simulation {
       annotated_report_ = report;
       annotated_frame_ = frame_;
     }
-    if (isatty(STDERR_FILENO) != 0 && isatty(STDOUT_FILENO) == 0) {
+    if (shows_progress_) {
       std::fprintf(stderr, "\rrequest %" PRIu64 " of %d ", report.frame_number, options_.requests);
     }
+    return CheckOutputs();
+  }
+
+  void EndProgress() {
+    if (std::exchange(shows_progress_, false)) std::fputs("\r\033[K", stderr);
+  }
+
+  // A stream that lost bytes once stays marked, even when later writes succeed.
+  Failure CheckOutputs() const {
+    if (std::ferror(stdout) != 0) return Fail("standard output: write failed");
+    if (jsonl_ != nullptr && std::ferror(jsonl_.get()) != 0) {
+      return Fail(options_.jsonl + ": write failed");
+    }
+    return std::nullopt;
   }
 
   int Finish() {
+    EndProgress();
     summary_.analysed = host::ClockReads();
     std::FILE* const to = jsonl_.get() == stdout ? stderr : stdout;
     PrintSummary(summary_, to);
+    if (IsSameFile(options_.annotated, options_.jsonl)) {
+      return Say(Fail(options_.annotated + ": holds the JSON lines already"), kExitFailure);
+    }
     if (Failure failure = WriteAnnotated(options_.annotated, annotated_frame_, annotated_report_)) {
       return Say(failure, kExitFailure);
     }
     std::fprintf(to, "annotated picture: %s\n", options_.annotated.c_str());
-    if (std::fflush(stdout) != 0) return Say(Fail("standard output: write failed"), kExitFailure);
-    if (jsonl_ != nullptr && std::fflush(jsonl_.get()) != 0) {
-      return Say(Fail(options_.jsonl + ": write failed"), kExitFailure);
-    }
+    std::fflush(stdout);
+    if (jsonl_ != nullptr) std::fflush(jsonl_.get());
+    if (Failure failure = CheckOutputs()) return Say(failure, kExitFailure);
     return kExitOk;
   }
 
@@ -200,12 +248,14 @@ class Simulation {
   Summary summary_;
   Nv12Frame annotated_frame_;
   RequestReport annotated_report_;
+  bool shows_progress_ = isatty(STDERR_FILENO) != 0 && isatty(STDOUT_FILENO) == 0;
 };
 
 }  // namespace
 }  // namespace sim
 
 int main(int argc, char** argv) {
+  sim::KeepStandardStreamsApart();
   sim::Options options;
   int exit_code = sim::kExitOk;
   if (!sim::ParseOptions(argc, argv, &options, &exit_code)) return exit_code;

@@ -13,14 +13,16 @@ namespace sim {
 // line break. On failure the outputs hold nothing of use but may be assigned or destroyed.
 struct Error {
   std::string message;
+  bool is_usage = false;  // the command line is at fault, not the input
 };
 using Failure = std::optional<Error>;
 
-inline Failure Fail(std::string message) { return Error{std::move(message)}; }
+inline Failure Fail(std::string message) { return Error{std::move(message), false}; }
+inline Failure FailUsage(std::string message) { return Error{std::move(message), true}; }
 
 // The same failure with what it is about in front: "photo.png: the file is empty".
 inline Failure FailAbout(const std::string& subject, const Failure& failure) {
-  return Error{subject + ": " + failure->message};
+  return Error{subject + ": " + failure->message, failure->is_usage};
 }
 
 }  // namespace sim

@@ -158,7 +158,7 @@ Failure OpenByContent(std::unique_ptr<ByteReader> reader, const FrameSourceOptio
     if (has_size) return OpenRaw(std::move(reader), options, source);
     return Fail("neither PNG, JPEG nor Y4M; raw NV12 needs a size");
   }
-  if (has_size) return Fail("carries its own size; a size goes with raw NV12 only");
+  if (has_size) return FailUsage("carries its own size; a size goes with raw NV12 only");
   if (format == Format::kY4m) return OpenY4m(std::move(reader), options, source);
   return OpenPicture(*reader, options.stride, source);
 }

@@ -109,8 +109,8 @@ void FillNeutral(Nv12Frame* frame) {
 Failure CheckFrameShape(int width, int height, int stride) {
   if (!IsUsableSize(width, height)) return UnusableSize(width, height);
   if (stride != 0 && (stride < 2 * HalfUp(width) || stride > kMaxStride)) {
-    return Fail("stride " + std::to_string(stride) + " does not suit width " +
-                std::to_string(width));
+    return FailUsage("stride " + std::to_string(stride) + " does not suit width " +
+                     std::to_string(width));
   }
   return std::nullopt;
 }

@@ -6,6 +6,8 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 
+#include "sim/exit_code.h"
+
 namespace sim {
 namespace {
 
@@ -28,6 +30,14 @@ std::string NodeBesideProgram() {
   const ssize_t length = readlink("/proc/self/exe", path, sizeof(path));
   const std::string program(path, length > 0 ? static_cast<size_t>(length) : 0);
   return program.substr(0, program.rfind('/') + 1) + "com.qti.node.brodaxgenderage.so";
+}
+
+// What an unset shell variable leaves of a file's name.
+std::string NotEmpty(const std::string& text) { return text.empty() ? "must not be empty" : ""; }
+
+// Not a number and infinity would pass a range.
+std::string PlainNumber(const std::string& text) {
+  return text.find_first_not_of("0123456789.") == std::string::npos ? "" : "is no number";
 }
 
 bool ParseSize(const std::string& text, Size* size) {
@@ -56,7 +66,8 @@ void AddSize(CLI::App* app, const std::string& name, Size* size, const std::stri
 void AddInput(CLI::App* app, Options* options, Size* size) {
   app->add_option("--input", options->source.input,
                   "PNG, JPEG, Y4M or raw NV12; - is standard input; without it, a built-in scene")
-      ->type_name("FILE|-");
+      ->type_name("FILE|-")
+      ->check(NotEmpty);
   AddSize(app, "--size", size, "size of raw NV12 input, or of the scene (1280x720)");
   app->add_option("--stride", options->source.stride,
                   "row pitch of the camera buffers in bytes (the multiple of 64 above the width)")
@@ -104,16 +115,20 @@ void AddRun(CLI::App* app, Options* options) {
   app->add_flag("--realtime", options->realtime,
                 "pace requests at --fps and let frames drop; by default each hand-over is awaited");
   app->add_option("--fps", options->fps, "requests a second with --realtime (30)")
+      ->check(PlainNumber)
       ->check(CLI::Range(0.1, 1000.0));
   app->add_option("--jsonl", options->jsonl, "one JSON object per request, to a file or -")
-      ->type_name("FILE|-");
+      ->type_name("FILE|-")
+      ->check(NotEmpty);
   app->add_option("--annotated", options->annotated,
-                  "PNG of the last analysed frame with its results (camsim.png)");
+                  "PNG of the last analysed frame with its results (camsim.png)")
+      ->check(NotEmpty);
   app->add_option("--log", options->log, "log lines to standard error: error, info or none (none)")
       ->type_name("LEVEL")
       ->transform(CLI::Transformer(std::map<std::string, LogLevel>{
           {"none", LogLevel::kNone}, {"error", LogLevel::kError}, {"info", LogLevel::kInfo}}));
-  app->add_option("--node", options->node, "the node library (the one beside this program)");
+  app->add_option("--node", options->node, "the node library (the one beside this program)")
+      ->check(NotEmpty);
 }
 
 }  // namespace
