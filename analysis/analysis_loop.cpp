@@ -152,7 +152,9 @@ void ZYPreview::AnalyzePreparedFrame(uint8_t* gray, PassResults& results) {
                              (turned ? mImageWidth : mImageHeight) / 2};
   const int count = SnapshotFaces(results);
   for (int slot = 0; slot < count; ++slot) {
-    const PassFace face = MapFace(results.rects[slot]);
+    PassFace face = MapFace(results.rects[slot]);
+    // A frame one pixel wide or high leaves nothing to look at.
+    if (images.width == 0 || images.height == 0) face.valid = false;
     if (mFaceGradeInterface == nullptr) continue;
     if (mFaceGenderAndAgeEnabled.load(std::memory_order_relaxed)) {
       EstimateAgeAndGender(images, face, slot, results);

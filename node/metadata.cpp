@@ -39,7 +39,7 @@ class OutgoingTags {
   }
 
   void Publish(ChiHandle session) const {
-    if (g_ChiNodeInterface.pSetMetadata == nullptr) return;
+    if (g_ChiNodeInterface.pSetMetadata == nullptr || count_ == 0) return;
     ChiMetadataSet set = {};
     set.size = sizeof(set);
     set.hChiSession = session;
@@ -167,7 +167,9 @@ void ChiGenderAgeNode::UpdateMetaData(uint64_t requestId) {
   const void* own_values[kOwnTagCount] = {&supported_feature, &m_nodeCaps, &m_processedFrame,
                                           dimension};
   OutgoingTags tags(requestId);
-  for (uint32_t i = 0; i < kOwnTagCount; ++i) {
+  // Without a base the identifiers would be those of the platform's first tags, and the framework
+  // would refuse the record together with them.
+  for (uint32_t i = 0; i < kOwnTagCount && g_vendorTagBase != 0; ++i) {
     tags.Add(g_vendorTagBase + i, own_values[i], kOwnTags[i].count);
   }
   const uint32_t result_tag = QueryVendorTagBase("brodax.faceAnalyzeResult", "result");
