@@ -34,6 +34,17 @@ bool Near(int32_t a, int32_t b, int64_t tolerance) {
   return std::max(difference, -difference) < tolerance;
 }
 
+// Null without memory, and when the closed library throws: its exceptions must not reach the
+// framework's C interface.
+FaceGradeInterface* CreateFaceGrade() {
+  base::MutexLock lock(ModelLibraryLock());
+  try {
+    return new (std::nothrow) FaceGradeInterface;
+  } catch (...) {
+    return nullptr;
+  }
+}
+
 void Fill(std::atomic<float> (&slots)[kMaxFaces], float value) {
   for (std::atomic<float>& slot : slots) slot.store(value, std::memory_order_relaxed);
 }
@@ -52,10 +63,7 @@ ZYPreview::ZYPreview() {
   }
   mLocksReady = mDataLock.Init() && frame_lock_ready;
   ZyFaceAgeAttach();
-  {
-    base::MutexLock lock(ModelLibraryLock());
-    mFaceGradeInterface = new (std::nothrow) FaceGradeInterface;
-  }
+  mFaceGradeInterface = CreateFaceGrade();
   if (mLocksReady) StartAnalyzeThread();
 }
 

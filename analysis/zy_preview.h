@@ -36,7 +36,7 @@ inline constexpr int kMaxFaces = 3;
 // mIsAnalyzing keeps the two apart: the request thread asks for mFrameLock only after it saw
 // mIsAnalyzing false under mDataLock, and the worker thread asks for mDataLock only while
 // mIsAnalyzing is true. Only a hand-over, under both locks, sets the flag; the worker thread clears
-// it, as the last thing of a pass.
+// it, as the last thing of a pass, and so does the destructor, when nobody offers frames any more.
 //
 // mIsAnalyzing also owns the pixels: while it is false, mInputImage, mImageWidth, mImageHeight,
 // mAllocWidth, mAllocHeight, mOrientation and mFlip belong to the holder of mDataLock; while it is
@@ -71,8 +71,8 @@ class ZYPreview {
   int getFaceIndex(bool requireFresh, int left, int right, int top, int bottom) const;
 
   // Results per face slot: the model's first output, the gender score, the age to use above and up
-  // to a gender score of 0.6, and the face grade (50 to 100, 0 for a face that is too small). Any
-  // thread may read.
+  // to a gender score of 0.6, and the face grade (50 to 100 or NaN when graded, 0 when a pass
+  // left it out). Any thread may read.
   std::atomic<float> mProp[kMaxFaces];
   std::atomic<float> mGender[kMaxFaces];
   std::atomic<float> mAgeWhenGenderHigh[kMaxFaces];
@@ -99,7 +99,7 @@ class ZYPreview {
 
  public:
   // The rectangles (left, top, right, bottom) to which the results belong, and the number of faces
-  // of the last frame taken. Any thread may read.
+  // that came with the last frame considered, 0 after one without faces. Any thread may read.
   std::atomic<int32_t> mAnalyzedRects[kMaxFaces][4];
   std::atomic<int32_t> mFaceAnalyzeNum{0};
 

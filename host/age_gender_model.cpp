@@ -11,6 +11,7 @@
 
 #include "host/control.h"
 #include "host/face_measure.h"
+#include "host/overlap.h"
 
 namespace {
 
@@ -80,7 +81,9 @@ std::vector<AgeGenderCall> AgeGenderCalls() {
 
 AgeGenderCounts AgeGenderCounters() {
   std::lock_guard<std::mutex> lock(g_mutex);
-  return g_state.counts;
+  AgeGenderCounts counts = g_state.counts;
+  counts.overlaps = CallInLibrary::Overlaps();
+  return counts;
 }
 
 }  // namespace host
@@ -88,6 +91,7 @@ AgeGenderCounts AgeGenderCounters() {
 extern "C" {
 
 int QVAG_Model_Init() {
+  const host::CallInLibrary call;
   std::lock_guard<std::mutex> lock(g_mutex);
   ++g_state.counts.inits;
   if (g_state.failing_inits == 0) return 1;
@@ -96,6 +100,7 @@ int QVAG_Model_Init() {
 }
 
 QVAG_Version QVAG_GetVersion() {
+  const host::CallInLibrary call;
   std::lock_guard<std::mutex> lock(g_mutex);
   QVAG_Version version = {};
   std::memcpy(version.text, g_state.version.data(),
@@ -105,6 +110,7 @@ QVAG_Version QVAG_GetVersion() {
 
 QVAG_FaceResult QVAG_OneFaceAnalyze(const uint8_t* gray, const uint8_t* rgb, int width, int height,
                                     int left, int top, int right, int bottom, float factor) {
+  const host::CallInLibrary call_in_library;
   host::AgeGenderCall call = {width, height, left, top, right, bottom, factor, 0, 0};
   std::unique_lock<std::mutex> lock(g_mutex);
   ++g_state.counts.analyses;
@@ -123,6 +129,7 @@ QVAG_FaceResult QVAG_OneFaceAnalyze(const uint8_t* gray, const uint8_t* rgb, int
 }
 
 void QVAG_Model_Clear() {
+  const host::CallInLibrary call;
   std::lock_guard<std::mutex> lock(g_mutex);
   ++g_state.counts.clears;
 }

@@ -2,6 +2,18 @@
 // Stands in for the framework's utility library.
 #include "platform/chi_node_utils.h"
 
+#include <atomic>
+
+#include "host/control.h"
+
+namespace {
+
+std::atomic<uint64_t> g_negotiations{0};
+
+}  // namespace
+
+uint64_t host::BufferNegotiations() { return g_negotiations; }
+
 ChiResult ChiNodeUtils::SetNodeInterface(ChiNodeInterface* pNodeInterface, const char* pSection,
                                          ChiNodeInterface* pCopy, uint32_t* pVendorTagBase) {
   if (pNodeInterface == nullptr || pNodeInterface->size < sizeof(ChiNodeInterface)) {
@@ -23,6 +35,7 @@ ChiResult ChiNodeUtils::QueryVendorTag(ChiQueryVendorTag* pQuery, const ChiVendo
 }
 
 ChiResult ChiNodeUtils::DefaultBufferNegotiation(ChiNodeQueryBufferInfo* pQuery) {
+  ++g_negotiations;
   return pQuery != nullptr ? kChiSuccess : kChiInvalidPointer;
 }
 

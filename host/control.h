@@ -47,6 +47,15 @@ bool WaitForRestingWorkers(std::chrono::milliseconds timeout);
 // worker is destroyed: it would wait for its own end.
 void HoldSignals(bool hold);
 
+// Wakes every waiting worker without a reason, as a system may.
+void WakeWorkersSpuriously();
+
+// ---- Utilities of the framework (libchinodeutils)
+// ------------------------------------------------
+
+// How often buffers were negotiated.
+uint64_t BufferNegotiations();
+
 // ---- Age and gender model (libQVFD_AgeGender)
 // -----------------------------------------------------
 
@@ -68,6 +77,7 @@ struct AgeGenderCounts {
   uint64_t inits;
   uint64_t analyses;
   uint64_t clears;
+  uint64_t overlaps;  // calls that began while another one ran; the library is not thread-safe
 };
 
 // Back to the built-in answer, no delay, no failures, no recording, counts at zero.
@@ -105,11 +115,14 @@ struct FaceGradeCounts {
   uint64_t created;
   uint64_t destroyed;
   uint64_t processed;
+  uint64_t overlaps;
 };
 
 void ResetFaceGrade();
 void SetFaceGradeDelay(std::chrono::milliseconds delay);
 void ScriptFaceGrade(std::function<FaceGradeAnswer(const FaceGradeCall&)> script);
+// Makes the construction of a FaceGradeInterface throw.
+void ThrowFromFaceGrade(bool throws);
 // Makes process() return without touching its result.
 void SkipFaceGradeResult(bool skip);
 void RecordFaceGrade(bool record);

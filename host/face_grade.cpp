@@ -4,17 +4,20 @@
 
 #include <cstring>
 #include <mutex>
+#include <stdexcept>
 #include <thread>
 #include <utility>
 
 #include "host/control.h"
 #include "host/face_measure.h"
+#include "host/overlap.h"
 
 namespace {
 
 struct State {
   std::chrono::milliseconds delay{0};
   std::function<host::FaceGradeAnswer(const host::FaceGradeCall&)> script;
+  bool throws = false;
   bool skip_result = false;
   bool record = false;
   std::vector<host::FaceGradeCall> calls;
@@ -55,6 +58,11 @@ void ScriptFaceGrade(std::function<FaceGradeAnswer(const FaceGradeCall&)> script
   g_state.script = std::move(script);
 }
 
+void ThrowFromFaceGrade(bool throws) {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  g_state.throws = throws;
+}
+
 void SkipFaceGradeResult(bool skip) {
   std::lock_guard<std::mutex> lock(g_mutex);
   g_state.skip_result = skip;
@@ -72,7 +80,9 @@ std::vector<FaceGradeCall> FaceGradeCalls() {
 
 FaceGradeCounts FaceGradeCounters() {
   std::lock_guard<std::mutex> lock(g_mutex);
-  return g_state.counts;
+  FaceGradeCounts counts = g_state.counts;
+  counts.overlaps = CallInLibrary::Overlaps();
+  return counts;
 }
 
 }  // namespace host
@@ -80,11 +90,14 @@ FaceGradeCounts FaceGradeCounters() {
 FaceGradeResult::FaceGradeResult() : grade(0.0f), scores{}, reserved{} {}
 
 FaceGradeInterface::FaceGradeInterface() : reserved_{} {
+  const host::CallInLibrary call;
   std::lock_guard<std::mutex> lock(g_mutex);
+  if (g_state.throws) throw std::runtime_error("no grader");
   ++g_state.counts.created;
 }
 
 FaceGradeInterface::~FaceGradeInterface() {
+  const host::CallInLibrary call;
   std::lock_guard<std::mutex> lock(g_mutex);
   ++g_state.counts.destroyed;
 }
@@ -97,6 +110,7 @@ void FaceGradeInterface::setFaceRect(int x, int y, int width, int height) {
 
 int FaceGradeInterface::process(const uint8_t* rgb, int width, int height, FaceGradeResult& result,
                                 bool flag) {
+  const host::CallInLibrary call_in_library;
   Rect rect;
   std::memcpy(&rect, reserved_, sizeof(rect));
   host::FaceGradeCall call = {rect.x, rect.y, rect.width, rect.height, width, height, flag, 0};

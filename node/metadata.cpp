@@ -9,11 +9,12 @@
 
 namespace {
 
-constexpr uint32_t kPrimaryRole = 1;
+// The second word of MultiCameraIdRole with which the node works.
+constexpr uint32_t kWorkingRole = 1;
 
-// With this value in the third word of MultiCameraIdRole, rectangles come at twice the sensor's
-// size even while the quad sensor is on.
-constexpr uint32_t kDoubledRectsCamera = 7;
+// With this third word of MultiCameraIdRole, rectangles are halved even while the quad sensor is
+// on.
+constexpr uint32_t kAlwaysHalvedCamera = 7;
 
 // A sensor coordinate in pixels of the frame, modulo 2^32 like the framework's own arithmetic.
 uint32_t Scale(uint32_t position, uint32_t full, uint32_t sensor) {
@@ -83,14 +84,14 @@ void ChiGenderAgeNode::getMetaData(uint64_t requestId) {
   const bool quad_cfa = ReadSensorSize(requestId);
   ReadTag(requestId, g_orientationTag, &m_orientation);
   FindTag(requestId, g_faceAnalyzeResultTag);  // looked up for the framework's trace only
-  ReadFaces(requestId, !quad_cfa || camera == kDoubledRectsCamera);
+  ReadFaces(requestId, !quad_cfa || camera == kAlwaysHalvedCamera);
 }
 
 // Returns the third word of the role, 0 when there is none.
 uint32_t ChiGenderAgeNode::ReadCameraRole(uint64_t requestId) {
   uint32_t words[3] = {};
   if (ReadTag(requestId, g_multiCameraIdRoleTag, &words)) {
-    m_cameraRoleFlag = words[1] == kPrimaryRole ? 1 : 0;
+    m_cameraRoleFlag = words[1] == kWorkingRole ? 1 : 0;
   }
   return words[2];
 }

@@ -45,6 +45,7 @@ std::size_t ElementBytes(ChiTagType type) {
 }
 
 ChiResult GetVendorTagBase(ChiVendorTagBase* query) {
+  if (query->size != sizeof(*query)) return kChiFailed;
   const char* name = query->pTagName != nullptr ? query->pTagName : "";
   query->vendorTagBase = Framework::Get().Tags().Id(query->pComponentName, name);
   return query->vendorTagBase != 0 ? kChiSuccess : kChiFailed;
@@ -238,7 +239,10 @@ ChiResult Session::GetMetadata(ChiMetadataGet* get) {
   auto* session = static_cast<Session*>(get->hChiSession);
   get->pData = nullptr;
   get->count = 0;
-  if (session == nullptr || get->requestId != session->request_id_) return kChiFailed;
+  if (session == nullptr || get->type != ChiMetadataType::kInput ||
+      get->requestId != session->request_id_) {
+    return kChiFailed;
+  }
   Metadata& metadata = get->tag & kChiInputMetadataBit ? session->input_ : session->output_;
   Metadata::Value* value = metadata.Find(get->tag & ~kChiInputMetadataBit);
   if (value == nullptr) return kChiFailed;

@@ -8,8 +8,8 @@
 namespace sim {
 namespace {
 
-// With this camera the statistics keep twice the sensor's size even while the quad sensor is on.
-constexpr uint32_t kDoubledRectsCamera = 7;
+// With this camera the node halves rectangles even while the quad sensor is on.
+constexpr uint32_t kAlwaysHalvedCamera = 7;
 
 // The smallest sensor coordinate that scales down to `position`.
 int32_t ToSensor(int position, int frame, int sensor) {
@@ -26,7 +26,7 @@ Size SensorSize(const Options& options, Size frame) {
 std::vector<int32_t> SensorRects(const Options& options, Size frame,
                                  const std::vector<Rect>& faces) {
   const Size sensor = SensorSize(options, frame);
-  const int factor = options.quad_cfa && options.camera != kDoubledRectsCamera ? 1 : 2;
+  const int factor = options.quad_cfa && options.camera != kAlwaysHalvedCamera ? 1 : 2;
   std::vector<int32_t> rects;
   for (const Rect& face : faces) {
     rects.push_back(factor * ToSensor(face.x, frame.width, sensor.width));

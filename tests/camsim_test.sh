@@ -53,7 +53,7 @@ small --jsonl base.jsonl
 grep -q '"request":4,.*"outcome":"taken","faceNum":3' base.jsonl || fail "request 4: $(sed -n 4p base.jsonl)"
 for options in "--orientation 0" "--orientation 90" "--orientation 180" \
   "--face 40,40,120,120" "--role 2" "--no-score" "--no-gender-age" "--zynode-conf fffffb" \
-  "--operation-mask 0" "--sensor 160x120" "--failing-inits -1 --no-gender-age"; do
+  "--operation-mask 0" "--sensor 160x120"; do
   # shellcheck disable=SC2086
   small --jsonl other.jsonl $options
   [ "$(results base.jsonl)" != "$(results other.jsonl)" ] || fail "$options changes nothing"
@@ -72,7 +72,8 @@ run 0 --requests 4 --size 320x240 --log info --jsonl -
 [ "$(wc -l <out)" -eq 4 ] || fail "--jsonl - leaves standard output to the objects"
 grep -q '^I/CHIGENDERAGE: ProcessRequest():642 ChiGenderAgeNode frameNum 4, inputNum 1$' err || fail "info log"
 grep -q '^E/ZYPreview: ProcessBuffer++,   mAnalyzingEnabled:1, mIsAnalyzing:0' err || fail "error log"
-run 0 --requests 4 --size 320x240 --log error
+run 0 --requests 4 --size 320x240 --log error --failing-inits 2
+[ "$(grep -c '^E/ZYPreview: AnalyzeCurrentFrame: FaceInit failed$' err)" -eq 2 ] || fail "failing set-ups of the model"
 if grep -q '^I/' err; then fail "info lines at level error"; fi
 run 0 --requests 60 --size 64x64 --realtime --fps 500 --model-delay 1000
 grep -Eq '[12] taken, [12] dropped, 7 skipped' out || fail "frames drop in real time: $(tail -n 2 out)"
@@ -128,7 +129,7 @@ picture=annotated.png
 run 0 --help
 grep -q 'no estimates of a person' out || fail "--help does not say what the figures are"
 grep -q 'yuv4mpegpipe' out || fail "--help has no example"
-for options in --nonsense "--face 1,2,3" "--face 1,2,0,4" "--size 0x5" "--requests 0" "--log loud" "--fps 0" "--fps nan" "--input="; do
+for options in --nonsense "--face 1,2,3" "--face 1,2,0,4" "--size 0x5" "--requests 0" "--log loud" "--fps 0" "--fps nan" "--input=" "--size 8x8"; do
   # shellcheck disable=SC2086
   run 2 $options
 done

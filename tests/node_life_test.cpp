@@ -13,7 +13,7 @@ using Lines = std::vector<std::string>;
 
 class NodeLifeTest : public DeviceTest {
  protected:
-  // Sends a request that carries one face 96 pixels wide and high at (192, 144) of 1920x1440.
+  // Sends a request that carries the faces.
   void Send(uint64_t frame_number) {
     sim::VendorTags& tags = sim::Framework::Get().Tags();
     sim::Metadata& input = session_.Input();
@@ -24,15 +24,18 @@ class NodeLifeTest : public DeviceTest {
     input.SetWords<uint32_t>(tags.Id("brodax.faceScore", "enabled"), {1});
     input.SetWords<uint32_t>(tags.Id("brodax.sensorSize", "size"), {4000, 3000});
     input.SetWords<uint32_t>(tags.Id("brodax.device", "orientation"), {270});
-    input.SetWords<int32_t>(kChiFaceRectanglesTag, {800, 600, 1199 + 2000, 999 + 2000});
+    input.SetWords(kChiFaceRectanglesTag, faces_);
     sim::CameraBuffer buffer(&frame_);
     sim::CameraBuffer output(&output_);
+    host::HoldSignals(true);  // until the request has looked at the results
     ASSERT_FALSE(session_.Process(frame_number, &buffer, &output));
+    host::HoldSignals(false);
     AwaitWorkers();
   }
 
   sim::Nv12Frame frame_ = testing_support::PatternFrame(1920, 1440, 2048);
   sim::Nv12Frame output_ = testing_support::PatternFrame(640, 480);
+  std::vector<int32_t> faces_ = {800, 600, 3199, 2999};
   sim::Session session_;
 };
 
@@ -82,10 +85,7 @@ TEST_F(NodeLifeTest, EveryLineOfALife) {
        "20.000000, score: 80.000000, prop: 0.000000 [x 192 y 144] line: 704\n",
        "4/CHIGENDERAGE/UpdateMetaData():1019 set m_faceInfoResult faceNum: 1 gender 0.000000 age "
        "20.000000 prop 0.000000\n"});
-  // Hold the pass back until the request has looked at the results.
-  host::SetAgeGenderDelay(std::chrono::milliseconds(200));
   Send(4);
-  host::SetAgeGenderDelay(std::chrono::milliseconds(0));
   EXPECT_EQ(log_.TakeOwn(), expected);
   EXPECT_EQ(
       log_.TakeOthers(),
@@ -118,6 +118,27 @@ TEST_F(NodeLifeTest, EveryLineOfALife) {
   const sim::ResultRecord result = session_.Result();
   EXPECT_EQ(result.face_count, 1);
   EXPECT_EQ(result.score[0], 100.0f);
+
+  faces_ = {};
+  Send(16);
+  EXPECT_EQ(log_.TakeOwn(),
+            Lines({"4/CHIGENDERAGE/ProcessRequest():642 ChiGenderAgeNode frameNum 16, inputNum 1\n",
+                   "4/CHIGENDERAGE/ProcessRequest():709 ChiGenderAgeNode process m_faceNum 0 line: "
+                   "709\n",
+                   "4/CHIGENDERAGE/UpdateMetaData():1019 set m_faceInfoResult faceNum: 0 gender "
+                   "0.000000 age 20.000000 prop 0.700000\n"}));
+
+  faces_ = {800, 600, 1199, 999};  // 96 pixels wide, where 240 is too small
+  for (const uint64_t frame : {22, 28}) Send(frame);
+  EXPECT_EQ(log_.TakeOthers(), Lines());
+  Send(34);
+  EXPECT_EQ(log_.TakeOthers(),
+            Lines({"6/ZYPreview/checkValidFaceSize, check res:0",
+                   "6/ZYPreview/AnalyzeCurrentFrame 215:  DoAgeGender ZyGender time: ms, "
+                   "result:0.000000, 0.000000, 0.000000, 0.000000",
+                   "6/ZYPreview/checkValidFaceSize, check res:0",
+                   "6/ZYPreview/AnalyzeCurrentFrame:  time:, face grade result:0.000000"}));
+  log_.TakeOwn();
 
   ASSERT_FALSE(session_.Destroy());
   EXPECT_EQ(log_.TakeOwn(), Lines({"6//~ZyNodeBase: [Eeee] CurrentNodeType=4"}));

@@ -92,6 +92,15 @@ class NodeTest : public DeviceTest {
   sim::Session session_;
 };
 
+// A framework that may turn hostile after it has handed its interface over.
+bool g_hides_result_tag = false;
+
+ChiResult TagBaseOf(ChiVendorTagBase* query) {
+  const bool result = query->pTagName != nullptr && std::strcmp(query->pTagName, "result") == 0;
+  if (g_hides_result_tag && result) return kChiFailed;
+  return sim::Framework::Interface().pGetVendorTagBase(query);
+}
+
 // ---- Entry and callbacks
 // ----------------------------------------------------------------------------
 
@@ -206,8 +215,10 @@ TEST_F(NodeTest, BadRecordsGetTheirCodesAndLines) {
 TEST_F(NodeTest, CapabilitiesDecideOnNegotiation) {
   for (const uint32_t caps : {0u, 1u, 2u, 3u, 4u, 5u}) {
     sim::Session session;
+    const uint64_t before = host::BufferNegotiations();
     const sim::Failure failure = session.Create(caps, 640, 480);
     EXPECT_EQ(failure.has_value(), caps == 2 || caps == 4) << caps;
+    EXPECT_EQ(host::BufferNegotiations() - before, failure ? 0u : 1u);
     if (failure) {
       EXPECT_EQ(failure->message, "query-buffer-info answered 2");
     }
@@ -375,6 +386,46 @@ TEST_F(NodeTest, SwitchesWaitForAWorker) {
   EXPECT_EQ(host::FaceGradeCounters().created - host::FaceGradeCounters().destroyed, 1u);
 }
 
+TEST_F(NodeTest, ReadsValuesAtAnyAddress) {
+  Start();
+  SetUsualMetadata();
+  static char bytes[1 + 4 * sizeof(int32_t)];
+  const int32_t edges[4] = {800, 600, 1199, 999};
+  std::memcpy(bytes + 1, edges, sizeof(edges));
+  ChiNodeInterface interface = sim::Framework::Interface();
+  interface.pGetMetadata = [](ChiMetadataGet* get) {
+    const ChiResult result = sim::Framework::Interface().pGetMetadata(get);
+    if ((get->tag & ~kChiInputMetadataBit) == kChiFaceRectanglesTag) get->pData = bytes + 1;
+    return result;
+  };
+  Callbacks().pSetNodeInterface(&interface);
+  SetFaces({0, 0, 0, 0});
+  EXPECT_EQ(LoggedRects(5), "[192,144,96,96]");
+}
+
+TEST_F(NodeTest, DestroyClearsTheSessionInItsRecord) {
+  ASSERT_FALSE(session_.Create(0, 64, 48));
+  ChiNodeCreateInfo create = {};
+  create.size = sizeof(create);
+  ASSERT_EQ(Callbacks().pCreate(&create), kChiSuccess);
+  ChiNodedestroyInfo destroy = {8, 0, create.hNodeSession};
+  EXPECT_EQ(Callbacks().pDestroy(&destroy), kChiFailed);
+  EXPECT_EQ(destroy.hNodeSession, create.hNodeSession);
+  destroy.size = sizeof(destroy);
+  EXPECT_EQ(Callbacks().pDestroy(&destroy), kChiSuccess);
+  EXPECT_EQ(destroy.hNodeSession, nullptr);
+}
+
+TEST_F(NodeTest, AGraderThatThrowsLeavesTheNodeWithoutAnalysis) {
+  host::ThrowFromFaceGrade(true);
+  Start();
+  SetUsualMetadata();
+  Send(4);
+  AwaitWorkers();
+  EXPECT_EQ(session_.Result().face_count, 1);
+  EXPECT_EQ(host::AgeGenderCounters().analyses, 0u);
+}
+
 // ---- What the node publishes
 // ------------------------------------------------------------------------
 
@@ -408,6 +459,12 @@ TEST_F(NodeTest, HandsOverOneRequestInSix) {
     }
   }
   EXPECT_EQ(with_faces, (std::vector<uint64_t>{4, 10, 16, 22}));
+  // The arithmetic is that of 64 bits: the last frame of all is 2 before a multiple of 6.
+  for (const auto& [frame, count] : std::vector<std::pair<uint64_t, int>>{
+           {(uint64_t{1} << 32) + 4, 0}, {(uint64_t{1} << 32), 1}, {~uint64_t{1}, 1}}) {
+    Send(frame);
+    EXPECT_EQ(session_.Result().face_count, count) << frame;
+  }
 }
 
 TEST_F(NodeTest, RecordsWithoutAnalysis) {
@@ -464,7 +521,96 @@ TEST_F(NodeTest, GenderChoosesTheAgeOfTheSlotWhicheverSlotMatched) {
   }
 }
 
-TEST_F(NodeTest, UnknownResultTagLeavesTheOthers) {
+TEST_F(NodeTest, EveryFaceGetsTheResultsOfItsSlot) {
+  host::ScriptAgeGender([](const host::AgeGenderCall& call) {
+    const auto left = static_cast<float>(call.left);
+    return host::AgeGenderAnswer{left, left + 0.25f, left + 0.5f};
+  });
+  host::ScriptFaceGrade([](const host::FaceGradeCall& call) {
+    return host::FaceGradeAnswer{50.0f + static_cast<float>(call.x) / 100.0f, {}};
+  });
+  Start();
+  SetUsualMetadata();
+  SetWords("brodax.sensorSize", "size", {1920, 1440});
+  SetFaces({0, 0, 1199, 1199, 1200, 0, 2399, 1199, 2400, 1200, 3599, 2399});
+  Send(4);
+  AwaitWorkers();
+  // The second face has gone elsewhere since.
+  SetFaces({0, 0, 1199, 1199, 1200, 1200, 2399, 2399, 2400, 1200, 3599, 2399});
+  Send(10);
+  const sim::ResultRecord result = session_.Result();
+  EXPECT_EQ(result.face_count, 3);
+  const float lefts[3] = {0.0f, 0.0f, 600.0f};
+  for (const int slot : {0, 2}) {
+    EXPECT_EQ(result.age[slot], lefts[slot]);
+    EXPECT_EQ(result.prop[slot], lefts[slot] + 0.25f);
+    EXPECT_EQ(result.gender[slot], lefts[slot] + 0.5f);
+    EXPECT_EQ(result.score[slot], 50.0f + lefts[slot] / 100.0f);
+  }
+  EXPECT_EQ(result.gender[1], 0.0f);
+  EXPECT_EQ(result.age[1], 20.0f);
+  EXPECT_EQ(result.score[1], 80.0f);
+  EXPECT_EQ(result.prop[1], 0.0f);
+}
+
+TEST_F(NodeTest, TheRoleIsTheMirrorFlagAndOutlivesAnAbsentTag) {
+  host::RecordAgeGender(true);
+  Start();
+  SetUsualMetadata();
+  SetWords("brodax.device", "orientation", {0});
+  Send(1);
+  session_.Input().Clear();  // role, switches, sensor size and orientation stay
+  SetFaces({800, 600, 3199, 2999});
+  Send(4);
+  AwaitWorkers();
+  ASSERT_EQ(host::AgeGenderCalls().size(), 1u);
+  const host::AgeGenderCall call = host::AgeGenderCalls()[0];
+  EXPECT_EQ((std::vector<int>{call.left, call.top, call.right, call.bottom}),
+            (std::vector<int>{360, 576, 648, 864}));
+}
+
+TEST_F(NodeTest, AnalysesTheFirstOfSeveralInputs) {
+  host::RecordAgeGender(true);
+  Start();
+  SetUsualMetadata();
+  Send(4);
+  AwaitWorkers();
+  sim::Nv12Frame other = testing_support::PatternFrame(1920, 1440);
+  std::fill(other.bytes.begin(), other.bytes.end(), uint8_t{77});
+  sim::CameraBuffer first(&frame_), second(&other);
+  ChiNodeBuffer* inputs[] = {first.handle(), second.handle()};
+  ChiNodeProcessRequestInfo info = {};
+  info.inputNum = 2;
+  info.phInputBuffer = inputs;
+  info.frameNum = 4;
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(Send(info), kChiSuccess);
+  AwaitWorkers();
+  ASSERT_EQ(host::AgeGenderCalls().size(), 2u);
+  EXPECT_EQ(host::AgeGenderCalls()[0].rgb_digest, host::AgeGenderCalls()[1].rgb_digest);
+}
+
+TEST_F(NodeTest, AResultTagThatIsGoneLeavesTheOwnTags) {
+  ChiNodeInterface interface = sim::Framework::Interface();
+  interface.pGetVendorTagBase = TagBaseOf;
+  Callbacks().pSetNodeInterface(&interface);
+  Start();
+  SetUsualMetadata();
+  g_hides_result_tag = true;
+  log_.TakeOwn();
+  Send(4);
+  g_hides_result_tag = false;
+  EXPECT_EQ(CountContaining(log_.TakeOwn(),
+                            "6/CHIGENDERAGE/UpdateMetaData():1016 get faceAnalyzeResult tagBase "
+                            "failed\n"),
+            1u);
+  EXPECT_EQ(session_.Output().Find(Id("brodax.faceAnalyzeResult", "result")), nullptr);
+  for (const char* name :
+       {"SupportedFeature", "CurrentMode", "ProcessedFrameNumber", "FrameDimension"}) {
+    EXPECT_NE(session_.Output().Find(Id("com.qti.node.brodaxgenderage", name)), nullptr) << name;
+  }
+}
+
+TEST_F(NodeTest, AFrameworkThatKnowsNoTagIsHarmless) {
   Start();
   sim::Framework::Get().Tags().Clear();
   ChiNodeInterface interface = sim::Framework::Interface();
@@ -472,10 +618,6 @@ TEST_F(NodeTest, UnknownResultTagLeavesTheOthers) {
   log_.TakeOwn();
   SetUsualMetadata();  // every identifier is 0 here: all tags go to identifier 0 of the platform
   Send(4);
-  EXPECT_EQ(CountContaining(log_.TakeOwn(),
-                            "6/CHIGENDERAGE/UpdateMetaData():1016 get faceAnalyzeResult tagBase "
-                            "failed\n"),
-            1u);
   EXPECT_EQ(session_.Output().Find(kNoTag), nullptr);
   const auto& worker = *ChiGenderAgeNodePeer::Worker(session_.node());
   EXPECT_FALSE(worker.mFaceScoreEnabled);  // an unknown tag counts as absent

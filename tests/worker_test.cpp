@@ -121,15 +121,16 @@ TEST_F(WorkerTest, RefusesWhatItCannotCopyAndThenTakesAGoodFrame) {
 }
 
 TEST_F(WorkerTest, KeepsItsOwnCopyOfTheFrame) {
-  host::SetAgeGenderDelay(std::chrono::milliseconds(50));
-  OfferUntilSeen(image_, {face_[0], face_[0]});
-  EXPECT_EQ(Offer(image_, face_), Fate::kUnseen);
+  OfferUntilSeen(image_, face_);
   const auto calls = host::AgeGenderCalls();
-  ASSERT_EQ(calls.size(), 2u);
-  for (int i = 0; i < 2; ++i) Offer(image_, face_);
+  ASSERT_EQ(calls.size(), 1u);
+  for (int i = 0; i < 3; ++i) Offer(image_, face_);
+  host::HoldSignals(true);
   ASSERT_EQ(Offer(image_, face_), Fate::kTaken);
   std::fill(frame_.bytes.begin(), frame_.bytes.end(), uint8_t{0});
+  host::HoldSignals(false);
   AwaitWorkers();
+  ASSERT_EQ(host::AgeGenderCalls().size(), 2u);
   EXPECT_EQ(host::AgeGenderCalls().back().rgb_digest, calls[0].rgb_digest);
 }
 
@@ -154,6 +155,18 @@ TEST_F(WorkerTest, FollowsTheFrameSize) {
   EXPECT_EQ(CountContaining(lines, "re-alloc memory 64*48 -> 120*90"), 1u);
   const auto calls = host::AgeGenderCalls();
   EXPECT_EQ(calls[0].rgb_digest, calls[3].rgb_digest);
+}
+
+TEST_F(WorkerTest, AWakeUpWithoutAFrameIsNoPass) {
+  host::FailAgeGenderInit(-1);
+  worker_ = std::make_unique<ZYPreview>();
+  AwaitWorkers();
+  OfferUntilSeen(image_, face_);
+  const uint64_t passes = host::ClockReads();
+  const uint64_t attempts = host::AgeGenderCounters().inits;
+  host::WakeWorkersSpuriously();
+  while (host::AgeGenderCounters().inits < attempts + 3) std::this_thread::yield();
+  EXPECT_EQ(host::ClockReads(), passes);
 }
 
 // ---- Faces upright
@@ -344,7 +357,12 @@ TEST_F(WorkerTest, NarrowRectanglesNeverMatch) {
 }
 
 TEST_F(WorkerTest, FreshResultsAreAtMostTwoSecondsOld) {
-  host::SetClock(5'000'000'000);
+  // The age counts from the end of the pass.
+  host::ScriptAgeGender([](const host::AgeGenderCall&) {
+    host::SetClock(5'000'000'000);
+    return host::AgeGenderAnswer{};
+  });
+  host::SetClock(1'000'000'000);
   OfferUntilSeen(image_, {{10, 10, 40, 40}});
   for (const auto& [now, slot] : std::vector<std::pair<int64_t, int>>{
            {7'000'000'000, 0}, {7'000'000'001, -1}, {5'000'000'000, 0}}) {
