@@ -12,41 +12,17 @@
 
 #include "image/variants.h"
 #include "image/zy_copy_buffer.h"
+#include "tests/kernel_oracles.h"
 #include "tests/kernel_testing.h"
 
 namespace {
 
 using std::ptrdiff_t;
+using testing_support::CopyNaively;
 using testing_support::GuardedBytes;
 
 constexpr int32_t kFormat = kZyFormatYuv420SemiPlanar;
 constexpr int kRotations[] = {0, 90, 180, 270, 360, 450, -90, -180, -270, -360};
-
-// Element by element, in the order that overlapping memory shows.
-void CopyPlaneNaively(const uint8_t* source, ptrdiff_t source_pitch, uint8_t* destination,
-                      ptrdiff_t destination_pitch, int columns, int rows, int size, int rotation) {
-  for (int i = 0; i < rows; ++i) {
-    for (int j = 0; j < columns; ++j) {
-      ptrdiff_t to = i * destination_pitch;
-      if (rotation % 360 == 0) to = i * destination_pitch + j * size;
-      if (rotation % 360 == 90) to = j * destination_pitch + (rows - 1 - i) * size;
-      if (rotation % 360 == 180) {
-        to = (rows - 1 - i) * destination_pitch + (columns - 1 - j) * size;
-      }
-      if (rotation % 360 == 270) to = (columns - 1 - j) * destination_pitch + i * size;
-      uint8_t element[2];
-      std::memcpy(element, source + i * source_pitch + j * size, static_cast<std::size_t>(size));
-      std::memcpy(destination + to, element, static_cast<std::size_t>(size));
-    }
-  }
-}
-
-void CopyNaively(const ZyImageBuffer& dst, const ZyImageBuffer& src, int rotation) {
-  for (int p = 0; p < 2; ++p) {
-    CopyPlaneNaively(src.plane[p], src.stride[p], dst.plane[p], dst.stride[p], src.width >> p,
-                     src.height >> p, p + 1, rotation);
-  }
-}
 
 // An image whose planes end with the last byte of their last row, at unreadable memory. Ahead of
 // them are some bytes that nobody may write to.

@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // Races: threads that offer frames to one worker, and nodes that share the models. The thread
-// sanitizer judges; ZY_RACE_ROUNDS makes it longer.
+// sanitizer judges; ZY_RACE_ROUNDS makes it longer (./dev races).
+#include <cstdio>
 #include <cstdlib>
 #include <memory>
 
 #include "analysis/zy_preview.h"
+#include "sim/framework.h"
 #include "tests/device_testing.h"
+
+extern "C" void ChiNodeEntry(ChiNodeCallbacks*);
 
 namespace {
 
@@ -31,7 +35,7 @@ void Offer(ZYPreview& worker, int seed, int offers) {
                                  {frame.Luma(), frame.Chroma(), nullptr, nullptr}};
     worker.mFaceGenderAndAgeEnabled = i % 5 != 0;
     worker.mFaceScoreEnabled = i % 7 != 0;
-    worker.ProcessBuffer(&image, faces, i % 13 == 0 ? 0 : 1 + i % 3, i % 4 * 90, i % 2);
+    worker.ProcessBuffer(&image, faces, i % 512 == 511 ? 0 : 1 + i % 3, i % 4 * 90, i % 2);
     const int slot = worker.getFaceIndex(i % 2 == 0, 0, 30, 0, 30);
     if (i % 16 == 0) std::this_thread::sleep_for(std::chrono::microseconds(20));
     if (slot >= 0) sum += worker.mProp[slot] + worker.mGender[slot] + worker.mFaceGrade[slot];
@@ -39,11 +43,38 @@ void Offer(ZYPreview& worker, int seed, int offers) {
   EXPECT_GE(sum, 0.0f);
 }
 
-class RaceTest : public testing_support::DeviceTest {};
+// Lives of a node, from its creation to its destruction, with requests that all hand a frame over.
+void Live(int seed, int lives, int requests) {
+  const sim::VendorTags& tags = sim::Framework::Get().Tags();
+  const auto id = [&](const char* section, const char* tag) { return tags.Id(section, tag); };
+  sim::Nv12Frame frames[2] = {testing_support::PatternFrame(64 + 2 * seed, 48),
+                              testing_support::PatternFrame(48, 64 + 2 * seed)};
+  for (int life = 0; life < lives; ++life) {
+    sim::Session session;
+    ASSERT_FALSE(session.Create(0, 64, 48));
+    session.PostPipelineCreate();
+    sim::Metadata& input = session.Input();
+    input.SetWords<uint32_t>(id("com.qti.chi.multicamerainfo", "MultiCameraIdRole"), {0, 1, 0});
+    input.SetWords<uint32_t>(id("brodax.sensorSize", "size"), {96, 96});
+    input.SetWords<int32_t>(kChiFaceRectanglesTag, {0, 0, 90, 90, 9, 9, 96, 96});
+    for (uint32_t i = 0; i < static_cast<uint32_t>(requests); ++i) {
+      input.SetWords<uint32_t>(id("brodax.faceGenderAndAge", "enabled"), {i % 5 != 0});
+      input.SetWords<uint32_t>(id("brodax.faceScore", "enabled"), {i % 7 != 0});
+      input.SetWords<uint32_t>(id("brodax.device", "orientation"), {i % 4 * 90});
+      sim::CameraBuffer buffer(&frames[i / 32 % 2]);
+      ASSERT_FALSE(session.Process(4 + uint64_t{6} * i, &buffer, &buffer));
+      if (i % 16 == 0) std::this_thread::sleep_for(std::chrono::microseconds(20));
+    }
+  }
+}
+
+class RaceTest : public testing_support::DeviceTest {
+ protected:
+  RaceTest() { host::SetLogSink(nullptr); }
+};
 
 TEST_F(RaceTest, TwoThreadsOfferToOneWorkerThatIsDestroyedInTheMiddleOfAPass) {
   constexpr int kOffers = 2000;
-  host::SetLogSink(nullptr);
   for (int round = 0; round < Rounds(); ++round) {
     auto worker = std::make_unique<ZYPreview>();
     std::thread other([&] { Offer(*worker, 1, kOffers); });
@@ -51,24 +82,28 @@ TEST_F(RaceTest, TwoThreadsOfferToOneWorkerThatIsDestroyedInTheMiddleOfAPass) {
     other.join();
     worker.reset();
   }
-  EXPECT_GT(host::AgeGenderCounters().analyses, 0u);
+  std::printf("%d offers, %d analyses\n", Rounds() * 2 * kOffers,
+              static_cast<int>(host::AgeGenderCounters().analyses));
+  EXPECT_GT(host::AgeGenderCounters().analyses, 100u);
+  EXPECT_EQ(host::AgeGenderCounters().overlaps, 0u);
 }
 
-TEST_F(RaceTest, WorkersThatShareTheModelsComeAndGo) {
-  constexpr int kLives = 10;
-  host::SetLogSink(nullptr);
-  const auto live = [](int seed) {
-    for (int i = 0; i < kLives; ++i) {
-      ZYPreview worker;
-      Offer(worker, seed, 40);
-    }
-  };
+TEST_F(RaceTest, NodesThatShareTheModelsComeAndGo) {
+  constexpr int kLives = 10, kRequests = 100;
+  ASSERT_FALSE(sim::Framework::Get().Start(ChiNodeEntry));
   for (int round = 0; round < Rounds(); ++round) {
-    std::thread other(live, 1);
-    live(2);
+    std::thread other([] { Live(1, kLives, kRequests); });
+    Live(2, kLives, kRequests);
     other.join();
   }
-  EXPECT_EQ(host::FaceGradeCounters().created, host::FaceGradeCounters().destroyed);
+  const host::FaceGradeCounts graders = host::FaceGradeCounters();
+  std::printf("%d requests in %d lives, %d analyses\n", Rounds() * 2 * kLives * kRequests,
+              static_cast<int>(graders.created), static_cast<int>(graders.processed));
+  EXPECT_EQ(graders.created, static_cast<uint64_t>(Rounds() * 2 * kLives));
+  EXPECT_EQ(graders.created, graders.destroyed);
+  EXPECT_GT(graders.processed, 100u);
+  EXPECT_EQ(graders.overlaps, 0u);
+  EXPECT_EQ(host::AgeGenderCounters().overlaps, 0u);
 }
 
 }  // namespace

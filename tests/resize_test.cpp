@@ -8,94 +8,31 @@
 #include <string>
 #include <vector>
 
-#include "image/variants.h"
+#include "tests/kernel_oracles.h"
 #include "tests/kernel_testing.h"
 
 namespace {
 
 using testing_support::Bias;
+using testing_support::Downscaler;
 using testing_support::FillRandom;
 using testing_support::GuardedBytes;
-
-using Resize = void(const unsigned char*, unsigned char*, int, int, int);
-
-struct Downscaler {
-  const char* name;
-  Resize* run;
-  int factor;
-  int min_width;
-  int block;  // source columns in a block; 0 for the plain loops
-};
-
-template <auto kFunction, KernelVariant kVariant>
-void Rows(const unsigned char* src, unsigned char* dst, int width, int height, int stride) {
-  kFunction(kVariant, src, dst, width, height, stride);
-}
-
-constexpr auto kScalar = KernelVariant::kScalar;
-constexpr auto kVector = KernelVariant::kVector;
-
-const Downscaler kDownscalers[] = {
-    {"half", resize_half, 2, 2, 0},
-    {"quarter", resize_quarter, 4, 4, 0},
-    {"half blocks", resize_halfUseNeon, 2, 16, 16},
-    {"quarter blocks", resize_quarterUseNeon, 4, 16, 16},
-    {"eighth blocks", resize_eighthUseNeon, 8, 8, 8},
-    {"half blocks, vector", Rows<resize_halfUseNeonVariant, kVector>, 2, 16, 16},
-    {"quarter blocks, vector", Rows<resize_quarterUseNeonVariant, kVector>, 4, 16, 16},
-    {"eighth blocks, vector", Rows<resize_eighthUseNeonVariant, kVector>, 8, 8, 8},
-    {"half blocks, scalar", Rows<resize_halfUseNeonVariant, kScalar>, 2, 16, 16},
-    {"quarter blocks, scalar", Rows<resize_quarterUseNeonVariant, kScalar>, 4, 16, 16},
-    {"eighth blocks, scalar", Rows<resize_eighthUseNeonVariant, kScalar>, 8, 8, 8},
-};
+using testing_support::kDownscalers;
 
 class Downscalers : public testing::TestWithParam<Downscaler> {};
-
-// Where output row y looks for its source rows, and what it takes from each.
-struct Walk {
-  int rows;
-  int columns;
-  std::ptrdiff_t advance;
-};
-
-Walk WalkOf(const Downscaler& d, int width, int height, int stride) {
-  if (width < d.min_width || height < d.factor) return {0, 0, 0};
-  if (d.block == 0) return {height / d.factor, width / d.factor * d.factor, d.factor * stride};
-  int columns = width - width % d.block;
-  if (d.block == 16 && columns != width) columns += 8;
-  return {height / d.factor, columns, d.factor * stride + columns - width};
-}
 
 // The source and destination end at the last byte that the walk touches, and at a guard page.
 void CompareWithMeans(const Downscaler& d, int width, int height, int stride, Bias bias,
                       std::mt19937& random) {
   constexpr int kMargin = 16;
-  const Walk walk = WalkOf(d, width, height, stride);
-  std::ptrdiff_t lowest = 0;
-  std::ptrdiff_t end = 0;
-  for (int y = 0; y < walk.rows; ++y) {
-    for (int r = 0; r < d.factor; ++r) {
-      const std::ptrdiff_t start = y * walk.advance + r * std::ptrdiff_t{stride};
-      lowest = std::min(lowest, start);
-      end = std::max(end, start + walk.columns);
-    }
-  }
-  GuardedBytes source(static_cast<size_t>(end - lowest));
+  const testing_support::ResizeWalk walk = WalkOf(d, width, height, stride);
+  GuardedBytes source(walk.Source().Bytes());
   FillRandom(source, bias, random);
-  const uint8_t* src = source.data() - lowest;
-  const int outputs = walk.columns / d.factor;
-  GuardedBytes destination(static_cast<size_t>(kMargin + outputs * walk.rows));
+  const uint8_t* src = source.data() - walk.Source().lowest;
+  GuardedBytes destination(kMargin + walk.OutputBytes());
   for (const uint8_t before : {uint8_t{0}, uint8_t{255}}) {
     std::vector<uint8_t> expected(destination.size(), before);
-    for (int i = 0; i < outputs * walk.rows; ++i) {
-      const uint8_t* block = src + i / outputs * walk.advance + i % outputs * d.factor;
-      int sum = 0;
-      for (int p = 0; p < d.factor * d.factor; ++p) {
-        sum += block[p / d.factor * std::ptrdiff_t{stride} + p % d.factor];
-      }
-      expected[static_cast<size_t>(kMargin + i)] =
-          static_cast<uint8_t>(sum / (d.factor * d.factor));
-    }
+    ShrinkNaively(walk, src, expected.data() + kMargin);
     destination.Fill(before);
     d.run(src, destination.data() + kMargin, width, height, stride);
     ASSERT_TRUE(std::equal(expected.begin(), expected.end(), destination.data()))

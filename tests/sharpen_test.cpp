@@ -13,16 +13,19 @@
 #include "sharpen/filter_corr3x3.h"
 #include "sharpen/sharpen_y.h"
 #include "sharpen/skin_map.h"
-#include "sharpen/variants.h"
+#include "tests/kernel_oracles.h"
 #include "tests/kernel_testing.h"
 
 namespace {
 
 using testing_support::Bias;
 using testing_support::FillRandom;
+using testing_support::FilterCall;
+using testing_support::FilterRoutine;
 using testing_support::GuardedBytes;
-
-constexpr KernelVariant kVariants[] = {KernelVariant::kScalar, KernelVariant::kVector};
+using testing_support::kFilterRoutines;
+using testing_support::kSharpen;
+using testing_support::Weights;
 
 struct Clock {
   timeval now{2, 500};
@@ -60,31 +63,6 @@ void operator delete[](void* block, std::size_t) noexcept { operator delete[](bl
 
 namespace {
 
-struct Weights {
-  int corner;
-  int centre;
-  int edge;
-};
-
-constexpr Weights kSharpen{-3, 76, -12};
-
-// The value at `pixel`, whose rows are `stride` bytes apart.
-uint8_t Filtered(const uint8_t* pixel, std::ptrdiff_t stride, const Weights& w) {
-  const uint8_t* above = pixel - stride;
-  const uint8_t* below = pixel + stride;
-  const int sum = w.corner * (above[-1] + above[1] + below[-1] + below[1]) +
-                  w.edge * (above[0] + below[0] + pixel[-1] + pixel[1]) + w.centre * pixel[0];
-  return static_cast<uint8_t>(std::clamp(sum, 0, 4080) / 16);
-}
-
-void Filter(KernelVariant variant, const uint8_t* src, uint8_t* dst, int width, int height,
-            const Weights& w, int stride) {
-  filterCorr3x3s8_v2Variant(variant, src, dst, static_cast<unsigned>(width),
-                            static_cast<unsigned>(height), static_cast<signed char>(w.corner),
-                            static_cast<signed char>(w.centre), static_cast<signed char>(w.edge),
-                            stride);
-}
-
 // `height` rows of `width` bytes, `stride` apart in either direction, that end at a guard page.
 class Plane {
  public:
@@ -99,36 +77,37 @@ class Plane {
   const uint8_t* origin_;
 };
 
-// A destination that ends at the guard page with its last byte that may be written.
+// Runs a routine and the formula on destinations that end with the last byte that may be written.
 class Destination {
  public:
   Destination(int width, int height)
-      : bytes_(width < 3 || height < 3 ? 0 : static_cast<std::size_t>((height - 1) * width - 1)) {}
+      : bytes_(width < 3 || height < 3 ? 0 : static_cast<std::size_t>((height - 1) * width - 1)),
+        expected_(static_cast<std::size_t>(width * height)) {}
 
-  template <class Run>
-  void ExpectAfter(const Run& run, const std::vector<int>& expected) {  // -1: left alone
+  void ExpectFormula(const FilterRoutine& routine, FilterCall call) {
     for (const uint8_t before : {uint8_t{0}, uint8_t{255}}) {
       bytes_.Fill(before);
-      run(bytes_.data());
-      for (std::size_t i = 0; i < bytes_.size(); ++i) {
-        ASSERT_EQ(bytes_.data()[i], expected[i] < 0 ? before : expected[i]) << "byte " << i;
-      }
+      call.dst = bytes_.data();
+      routine.run(call);
+      std::fill(expected_.begin(), expected_.end(), before);
+      call.dst = expected_.data();
+      routine.naive(call);
+      ASSERT_TRUE(std::equal(bytes_.data(), bytes_.data() + bytes_.size(), expected_.begin()));
     }
   }
 
  private:
   GuardedBytes bytes_;
+  std::vector<uint8_t> expected_;
 };
 
-std::vector<int> ExpectedInterior(const uint8_t* src, int width, int height, const Weights& w,
-                                  int stride) {
-  std::vector<int> expected(static_cast<std::size_t>(width * height), -1);
-  for (int y = 1; y < height - 1; ++y) {
-    for (int x = 1; x < width - 1; ++x) {
-      expected[static_cast<std::size_t>(y * width + x)] = Filtered(src + y * stride + x, stride, w);
-    }
+// The routines that filter the whole interior.
+template <class Visit>
+void ForEachFilter(const Weights& w, const Visit& visit) {
+  for (const FilterRoutine& routine : kFilterRoutines) {
+    const bool is_meant = routine.takes_weights || w.centre == kSharpen.centre;
+    if (routine.naive == testing_support::FilterNaively && is_meant) visit(routine);
   }
-  return expected;
 }
 
 // sharpenY runs beside the general filter when the weights are its own.
@@ -137,28 +116,18 @@ TEST(FilterCorr3x3, EveryPixelOfTheInteriorIsTheWeightedSum) {
                               {-128, 127, 127}, {127, -128, -128}, {-128, -128, -128}};
   std::mt19937 random(1);
   unsigned turn = 0;
-  const auto compare = [&](int width, int height, const Weights& w, int stride) {
-    Plane source(width, height, stride);
-    FillRandom(source.bytes(), static_cast<Bias>(random() % 3), random);
-    const uint8_t* src = source.origin();
-    const auto expected = ExpectedInterior(src, width, height, w, stride);
-    Destination destination(width, height);
-    for (const KernelVariant variant : kVariants) {
-      const auto filter = [&](uint8_t* dst) {
-        Filter(variant, src, dst, width, height, w, stride);
-      };
-      const auto sharpen = [&](uint8_t* dst) {
-        sharpenYVariant(variant, src, dst, width, height, stride);
-      };
-      destination.ExpectAfter(filter, expected);
-      if (w.centre == kSharpen.centre) destination.ExpectAfter(sharpen, expected);
-    }
-  };
   for (int width = 1; width <= 70; ++width) {
     for (int height = 1; height <= 20; ++height) {
       const int strides[] = {width, width + 3, 96, -width, -width - 7};
       for (const Weights& w : kWeights) {
-        compare(width, height, w, strides[turn++ % 5]);
+        const int stride = strides[turn++ % 5];
+        Plane source(width, height, stride);
+        FillRandom(source.bytes(), static_cast<Bias>(random() % 3), random);
+        Destination destination(width, height);
+        ForEachFilter(w, [&](const FilterRoutine& routine) {
+          destination.ExpectFormula(routine,
+                                    {source.origin(), nullptr, nullptr, width, height, stride, w});
+        });
         ASSERT_FALSE(HasFatalFailure()) << width << "x" << height << ", centre " << w.centre;
       }
     }
@@ -178,10 +147,8 @@ TEST(FilterCorr3x3, ExactOnBothSidesOfSixteenBits) {
     }
     for (int i = 0; i < 9 * 9 * 256; ++i) {
       const Weights w{i / 256 % 9 * 8 - 32, i % 256 - 128, i / 256 / 9 * 8 - 32};
-      const auto run = [&](uint8_t* dst) {
-        Filter(KernelVariant::kVector, source.data(), dst, kWidth, 3, w, kWidth);
-      };
-      destination.ExpectAfter(run, ExpectedInterior(source.data(), kWidth, 3, w, kWidth));
+      const FilterCall call = {source.data(), nullptr, nullptr, kWidth, 3, kWidth, w};
+      destination.ExpectFormula(kFilterRoutines[0], call);
       ASSERT_FALSE(HasFatalFailure()) << w.corner << " " << w.centre << " " << w.edge;
     }
   }
@@ -205,16 +172,16 @@ TEST(MaskedFilter, OnlyMarkedBlocksInsideTheRingChange) {
       FillRandom(mask, Bias::kUniform, random);
       for (std::size_t i = 0; i < mask.size(); i += 1 + i % 3) mask.data()[i] = 0;
       destination.Fill(static_cast<uint8_t>(height));
-      sharpenYWithSkinMap(source.data(), destination.data(), mask.data(), width, height, stride);
-      for (int i = 0; i < static_cast<int>(destination.size()); ++i) {
-        const int y = i / width;
-        const int x = i % width;
-        const bool inside = y >= 2 && y < 2 * half_height - 2 && x >= 2 && x < 2 * half_width - 2;
-        const bool marked = inside && mask.data()[y / 2 * half_width + x / 2] != 0;
-        const uint8_t* pixel = source.data() + y * stride + x;
-        ASSERT_EQ(destination.data()[i], marked ? Filtered(pixel, stride, kSharpen) : height)
-            << width << "x" << height << " at " << x << ", " << y;
-      }
+      std::vector<uint8_t> expected(static_cast<std::size_t>(width * height),
+                                    static_cast<uint8_t>(height));
+      FilterCall call = {source.data(), mask.data(), destination.data(), width, height,
+                         stride,        kSharpen};
+      testing_support::RunMarkedSharpen(call);
+      call.dst = expected.data();
+      testing_support::FilterMarkedNaively(call);
+      ASSERT_TRUE(
+          std::equal(destination.data(), destination.data() + destination.size(), expected.begin()))
+          << width << "x" << height;
     }
   }
 }
@@ -268,21 +235,13 @@ TEST(SmoothSkinMap, EveryPixelInsideTheFrameIsTheBinomialMean) {
         FillRandom(map, bias, random);
         const std::vector<uint8_t> entry(map.data(), map.data() + map.size());
         std::vector<uint8_t> expected = entry;
-        for (int y = 2; y < height - 2; ++y) {
-          for (int x = 2; x < width - 2; ++x) {
-            int sum = 0;
-            for (int i = 0; i < 9; ++i) {
-              const int weight = (i / 3 == 1 ? 2 : 1) * (i % 3 == 1 ? 2 : 1);
-              sum +=
-                  weight * entry[static_cast<std::size_t>((y + i / 3 - 1) * width + x + i % 3 - 1)];
-            }
-            expected[static_cast<std::size_t>(y * width + x)] = static_cast<uint8_t>(sum / 16);
-          }
-        }
-        for (const KernelVariant variant : kVariants) {
+        FilterCall call = {nullptr, nullptr, expected.data(), width, height, width, kSharpen};
+        testing_support::SmoothNaively(call);
+        call.dst = map.data();
+        for (const FilterRoutine& routine : kFilterRoutines) {
+          if (routine.naive != testing_support::SmoothNaively) continue;
           std::copy(entry.begin(), entry.end(), map.data());
-          smoothSkinMapGaussianVariant(variant, map.data(), static_cast<unsigned>(width),
-                                       static_cast<unsigned>(height));
+          routine.run(call);
           ASSERT_TRUE(std::equal(expected.begin(), expected.end(), map.data()))
               << width << "x" << height;
         }

@@ -1,0 +1,329 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "bench/kernel_tasks.h"
+
+#include <algorithm>
+#include <cstring>
+#include <random>
+#include <utility>
+
+#include "analysis/variants.h"
+#include "bench/peers.h"
+#include "image/resize.h"
+#include "image/variants.h"
+#include "image/zy_image_buffer.h"
+#include "sharpen/filter_corr3x3.h"
+#include "sharpen/sharpen_y.h"
+#include "sharpen/variants.h"
+
+namespace bench {
+namespace {
+
+constexpr std::size_t kPage = 4096;
+constexpr int kPadding = 64;
+
+void FillWithNoise(const Block& block, unsigned seed) {
+  std::minstd_rand random(seed);
+  std::generate_n(block.data(), block.size(), [&] { return static_cast<uint8_t>(random() >> 8); });
+}
+
+// Marks whole regions, as skin is: one block of 32 x 32 mask bytes in four.
+void FillMask(const Workspace& space) {
+  const int columns = space.width / 2;
+  for (int y = 0; y < space.height / 2; ++y) {
+    for (int x = 0; x < columns; ++x) {
+      space.mask.data()[y * columns + x] = x / 32 % 2 == 0 && y / 32 % 2 == 0 ? 255 : 0;
+    }
+  }
+}
+
+ZyImageBuffer Describe(uint8_t* bytes, int width, int height, int pitch) {
+  ZyImageBuffer image = {};
+  image.format = kZyFormatYuv420SemiPlanar;
+  image.width = width;
+  image.height = height;
+  image.stride[0] = image.stride[1] = pitch;
+  image.plane[0] = bytes;
+  image.plane[1] = bytes + static_cast<std::ptrdiff_t>(pitch) * height;
+  return image;
+}
+
+void Copy(KernelVariant variant, const ZyImageBuffer& src, ZyImageBuffer dst, int rotation) {
+  ZyCopyBufferVariant(variant, &dst, &src, rotation);
+}
+
+// "vector" and "scalar" of a function that takes the variant.
+template <typename Run>
+std::vector<Contender> BothVariants(Run run) {
+  return {{"vector", [run] { run(KernelVariant::kVector); }},
+          {"scalar", [run] { run(KernelVariant::kScalar); }}};
+}
+
+// A plane to be worked on.
+struct Plane {
+  const uint8_t* from;
+  uint8_t* to;
+  const uint8_t* mask;
+  int width;
+  int height;
+
+  unsigned columns() const { return static_cast<unsigned>(width); }
+  unsigned rows() const { return static_cast<unsigned>(height); }
+};
+
+class TaskMaker {
+ public:
+  explicit TaskMaker(const Workspace& space)
+      : space_(space),
+        plane_{space.source.data(), space.destination.data(), space.mask.data(), space.width,
+               space.height} {}
+
+  std::vector<Task> Make() {
+    AddCopy(0, 0.20, {kMemcpy, 1.05});
+    AddPaddedCopy();
+    AddCopy(90, 0.90, {});
+    AddCopy(180, 0.50, {kLibyuv, 0.85});
+    AddCopy(270, 0.90, {});
+    AddShrinks();
+    AddCrop("270", 270, 0, 1.15);
+    AddCrop("90", 90, 0, 1.29);
+    AddCrop("0", 0, 0, 1.50);
+    AddCrop("0, mirrored", 0, 1, 1.50);
+    AddCrop("180", 180, 0, 1.50);
+    AddCrop("180, mirrored", 180, 1, 1.50);
+    AddSharpenY();
+    AddCorrelation("filterCorr3x3s8_v2, weights within 16 bits", 2.60, 1, 20, -2);
+    AddCorrelation("filterCorr3x3s8_v2, any weights", 3.90, -128, 127, 127);
+    AddMasked();
+    AddSmooth();
+    return std::move(tasks_);
+  }
+
+ private:
+  Task& Add(std::string name, Work work, int parameter, double instruction_target) {
+    tasks_.push_back({std::move(name),
+                      work,
+                      parameter,
+                      false,
+                      instruction_target,
+                      {},
+                      space_.pixels(),
+                      {},
+                      {},
+                      {}});
+    return tasks_.back();
+  }
+
+  void AddCopy(int rotation, double instruction_target, HostTarget host_target) {
+    const bool turned = rotation % 180 != 0;
+    const int columns = turned ? space_.height : space_.width;
+    const int rows = turned ? space_.width : space_.height;
+    const ZyImageBuffer src =
+        Describe(space_.source.data(), space_.width, space_.height, space_.width);
+    const ZyImageBuffer dst = Describe(plane_.to, columns, rows, columns);
+    Task& task = Add("ZyCopyBuffer, rotation " + std::to_string(rotation), Work::kCopy, rotation,
+                     instruction_target);
+    task.host_target = std::move(host_target);
+    task.source_bytes = space_.pixels() * 3 / 2;
+    task.variants = BothVariants(
+        [src, dst, rotation](KernelVariant variant) { Copy(variant, src, dst, rotation); });
+    if (rotation == 0) task.variants = {{"rows", task.variants.front().run}};
+    task.outputs = {{plane_.to, columns, rows * 3 / 2, columns, 0}};
+  }
+
+  void AddPaddedCopy() {
+    const int pitch = space_.padded_pitch;
+    const ZyImageBuffer src =
+        Describe(space_.padded_source.data(), space_.width, space_.height, pitch);
+    const ZyImageBuffer dst =
+        Describe(space_.padded_destination.data(), space_.width, space_.height, pitch);
+    Task& task = Add("ZyCopyBuffer, rotation 0, padded rows", Work::kCopyPadded, 0, 0);
+    task.host_target = {kMemcpy, 1.5};
+    task.source_bytes = space_.pixels() * 3 / 2;
+    task.variants = {{"rows", [src, dst] { Copy(kBestVariant, src, dst, 0); }}};
+    task.outputs = {{dst.plane[0], space_.width, space_.height * 3 / 2, pitch, 0}};
+  }
+
+  void AddShrinks() {
+    AddShrink("resize_half", 2, 0.21, PlainShrink(resize_half));
+    AddShrink("resize_halfUseNeon", 2, 0.21, ShrinkVariants(resize_halfUseNeonVariant));
+    AddShrink("resize_quarter", 4, 0.17, PlainShrink(resize_quarter));
+    AddShrink("resize_quarterUseNeon", 4, 0.17, ShrinkVariants(resize_quarterUseNeonVariant));
+    AddShrink("resize_eighthUseNeon", 8, 0.13, ShrinkVariants(resize_eighthUseNeonVariant));
+    tasks_.back().host_target = {kLibyuv, 0.7};
+  }
+
+  template <typename Function>
+  std::vector<Contender> PlainShrink(Function function) const {
+    return {
+        {"plain", [p = plane_, function] { function(p.from, p.to, p.width, p.height, p.width); }}};
+  }
+
+  template <typename Function>
+  std::vector<Contender> ShrinkVariants(Function function) const {
+    return BothVariants([p = plane_, function](KernelVariant variant) {
+      function(variant, p.from, p.to, p.width, p.height, p.width);
+    });
+  }
+
+  void AddShrink(const char* name, int factor, double instruction_target,
+                 std::vector<Contender> variants) {
+    const int columns = space_.width / factor;
+    Task& task = Add(name, Work::kShrink, factor, instruction_target);
+    task.variants = std::move(variants);
+    task.outputs = {{plane_.to, columns, space_.height / factor, columns, 0}};
+  }
+
+  void AddCrop(const char* name, int orientation, int flip, double instruction_target) {
+    Task& task =
+        Add(std::string("crop, orientation ") + name, Work::kCrop, orientation, instruction_target);
+    task.mirrored = flip == 1;
+    task.source_bytes = space_.pixels() * 3 / 2;
+    task.variants = BothVariants(
+        [p = plane_, pixels = space_.pixels(), orientation, flip](KernelVariant variant) {
+          android::prepareDataForFaceAnalyseVariant(variant, p.from, p.from + pixels, p.to,
+                                                    p.to + pixels / 4, p.width, p.height,
+                                                    orientation, flip);
+        });
+    task.outputs = WholePlane(0);
+  }
+
+  void AddSharpenY() {
+    Task& task = Add("sharpenY", Work::kSharpen, 0, 1.62);
+    task.host_target = {kOpenCv, 0.4};
+    task.variants = BothVariants([p = plane_](KernelVariant variant) {
+      sharpenYVariant(variant, p.from, p.to, p.width, p.height, p.width);
+    });
+    task.outputs = WholePlane(1);
+  }
+
+  void AddCorrelation(const char* name, double instruction_target, signed char corner,
+                      signed char centre, signed char edge) {
+    Task& task = Add(name, Work::kCorrelate, 0, instruction_target);
+    task.variants = BothVariants([p = plane_, corner, centre, edge](KernelVariant variant) {
+      filterCorr3x3s8_v2Variant(variant, p.from, p.to, p.columns(), p.rows(), corner, centre, edge,
+                                p.width);
+    });
+    task.outputs = WholePlane(1);
+  }
+
+  void AddMasked() {
+    Task& filter = Add("filterCorr3x3s8_v2WithskinMap, a quarter marked", Work::kMasked, 0, 0);
+    filter.variants = {{"scalar", [p = plane_] {
+                          filterCorr3x3s8_v2WithskinMap(p.from, p.mask, p.to, p.columns(), p.rows(),
+                                                        1, 20, -2, p.width);
+                        }}};
+    Task& sharpen = Add("sharpenYWithSkinMap, a quarter marked", Work::kMasked, 0, 0);
+    sharpen.variants = {{"scalar", [p = plane_] {
+                           sharpenYWithSkinMap(p.from, p.to, p.mask, p.width, p.height, p.width);
+                         }}};
+  }
+
+  void AddSmooth() {
+    Task& task = Add("smoothSkinMapGaussian", Work::kSmooth, 0, 1.90);
+    task.host_target = {kOpenCv, 0.65};
+    task.variants = BothVariants([p = plane_](KernelVariant variant) {
+      smoothSkinMapGaussianVariant(variant, p.to, p.columns(), p.rows());
+    });
+    task.outputs = WholePlane(2);
+  }
+
+  std::vector<Output> WholePlane(int margin) const {
+    return {{plane_.to, space_.width, space_.height, space_.width, margin}};
+  }
+
+  const Workspace& space_;
+  Plane plane_;
+  std::vector<Task> tasks_;
+};
+
+// The pixels of a task's outputs, edges left out.
+std::vector<uint8_t> Gather(const Task& task) {
+  std::vector<uint8_t> pixels;
+  for (const Output& output : task.outputs) {
+    for (int y = output.margin; y < output.rows - output.margin; ++y) {
+      const uint8_t* row = output.data + static_cast<std::ptrdiff_t>(y) * output.pitch;
+      pixels.insert(pixels.end(), row + output.margin, row + output.row_bytes - output.margin);
+    }
+  }
+  return pixels;
+}
+
+// Runs a contender on a destination without traces of another one. Smoothing works in place, on the
+// picture that its peers take from the source.
+std::vector<uint8_t> RunOnFreshMemory(const Workspace& space, const Task& task,
+                                      const Contender& contender) {
+  std::memset(space.padded_destination.data(), 0, space.padded_destination.size());
+  std::memset(space.destination.data(), 0, space.destination.size());
+  if (task.work == Work::kSmooth) {
+    std::memcpy(space.destination.data(), space.source.data(), space.pixels());
+  }
+  contender.run();
+  return Gather(task);
+}
+
+}  // namespace
+
+Block::Block(std::size_t size)
+    : size_((size + kPage - 1) / kPage * kPage),
+      bytes_(static_cast<uint8_t*>(std::aligned_alloc(kPage, size_))) {
+  if (bytes_ == nullptr) std::abort();
+  std::memset(bytes_.get(), 0, size_);
+}
+
+Workspace::Workspace(int frame_width, int frame_height)
+    : width(frame_width),
+      height(frame_height),
+      padded_pitch(frame_width + kPadding),
+      source(pixels() * 3 / 2),
+      destination(pixels() * 3 / 2),
+      padded_source(PlaneSize(padded_pitch) * 3 / 2),
+      padded_destination(PlaneSize(padded_pitch) * 3 / 2),
+      scratch(pixels() * 3),
+      mask(pixels() / 4) {
+  FillWithNoise(source, 1);
+  FillWithNoise(padded_source, 3);
+  FillWithNoise(destination, 2);
+  FillMask(*this);
+}
+
+std::vector<Task> MakeTasks(const Workspace& space, bool with_peers) {
+  std::vector<Task> tasks = TaskMaker(space).Make();
+  if (!with_peers) return tasks;
+  for ([[maybe_unused]] Task& task : tasks) {
+#if ZY_BENCH_LIBYUV
+    AddLibyuvPeers(space, &task);
+#endif
+#if ZY_BENCH_OPENCV
+    AddOpenCvPeers(space, &task);
+#endif
+  }
+  return tasks;
+}
+
+int LargestDifference(const Workspace& space, const Task& task, const Contender& contender) {
+  const std::vector<uint8_t> expected = RunOnFreshMemory(space, task, task.variants.front());
+  const std::vector<uint8_t> actual = RunOnFreshMemory(space, task, contender);
+  int largest = 0;
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    largest = std::max(largest, std::abs(int{expected[i]} - int{actual[i]}));
+  }
+  return largest;
+}
+
+std::string DescribePeers() {
+  std::string line;
+#if ZY_BENCH_LIBYUV
+  line += LibyuvVersion();
+#else
+  line += "libyuv is not installed";
+#endif
+  line += ", ";
+#if ZY_BENCH_OPENCV
+  line += OpenCvVersion();
+#else
+  line += "OpenCV is not installed";
+#endif
+  return line;
+}
+
+}  // namespace bench

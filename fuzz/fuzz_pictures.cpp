@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+// Whatever camsim reads (Y4M, NV12, PNG, JPEG) gives frames or a message; the JSON that it writes.
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+#include "fuzz/script.h"
+#include "sim/frame_source.h"
+#include "sim/picture.h"
+#include "sim/report.h"
+
+using fuzz::Require;
+
+// Puts right the checksums of a PNG's chunks, without which the decoder reads nothing.
+static void MendChecksums(std::vector<uint8_t>* png) {
+  for (std::size_t at = 8; at + 12 <= png->size();) {
+    const uint8_t* chunk = png->data() + at;
+    const std::size_t body = chunk[2] * 256u + chunk[3];  // longer ones are left alone
+    if (body > png->size() - at - 12) return;
+    uint32_t sum = ~0u;
+    for (std::size_t i = 4; i < 8 + body; ++i) {
+      sum ^= chunk[i];
+      for (int bit = 0; bit < 8; ++bit) sum = sum >> 1 ^ (sum % 2 != 0 ? 0xedb88320u : 0u);
+    }
+    for (std::size_t i = 0; i < 4; ++i) {
+      (*png)[at + 8 + body + i] = static_cast<uint8_t>(~sum >> (24 - 8 * i));
+    }
+    at += 12 + body;
+  }
+}
+
+static void ReadFrames(fuzz::Script& script) {
+  sim::FrameSourceOptions options;
+  options.input = "input";
+  if (script.OneIn(2)) {
+    options.width = script.Between(-1, 70);
+    options.height = script.Between(-1, 70);
+  }
+  options.stride = script.OneIn(4) ? script.Between(-1, 300) : 0;
+  std::vector<uint8_t> bytes = script.Rest();
+  if (sim::DetectPictureFormat(bytes.data(), bytes.size()) == sim::PictureFormat::kPng) {
+    MendChecksums(&bytes);
+  }
+  std::unique_ptr<sim::FrameSource> source;
+  auto reader = std::make_unique<sim::MemoryReader>(bytes.data(), bytes.size());
+  sim::Failure failure = sim::OpenFrameSource(std::move(reader), options, &source);
+  bool at_end = false;
+  for (int i = 0; i < 3 && !failure && !at_end; ++i) {
+    sim::Nv12Frame frame;
+    failure = source->Next(&frame, &at_end);
+    if (failure || at_end) continue;
+    Require(frame.width == source->Width() && frame.height == source->Height(), "frames fit");
+    Require(frame.bytes.size() == frame.LumaSize() + frame.ChromaSize(), "planes are whole");
+    if (frame.bytes.size() < 50'000) Require(!sim::Nv12ToPicture(frame).rgb.empty(), "a picture");
+  }
+  const bool is_line = !failure || failure->message.find('\n') == std::string::npos;
+  Require(is_line, "a failure is told in a line");
+}
+
+static void WriteJson(fuzz::Script& script) {
+  sim::RequestReport report;
+  report.frame_number = script.Raw<uint64_t>();
+  report.faces.resize(script.Byte() % 4, {script.Raw<int32_t>(), 0, script.Raw<int32_t>(), 0});
+  report.outcome = script.Pick(std::array{sim::Outcome::kTaken, sim::Outcome::kSkipped});
+  report.result = script.Raw<sim::ResultRecord>();
+  const nlohmann::json json = nlohmann::json::parse(sim::JsonLine(report));
+  Require(json["request"] == report.frame_number, "the number of the request");
+  Require(json["faces"].size() == report.faces.size(), "each face");
+  for (const char* name : {"gender", "age", "score", "prop"}) Require(json[name].size() == 3, name);
+  const float age = report.result.age[2];
+  Require(std::isfinite(age) ? json["age"][2] == age : json["age"][2].is_null(), "each age");
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, std::size_t size) {
+  fuzz::Script script(bytes, size);
+  script.OneIn(16) ? WriteJson(script) : ReadFrames(script);
+  return 0;
+}

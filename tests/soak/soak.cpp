@@ -1,0 +1,187 @@
+// SPDX-License-Identifier: Apache-2.0
+// Runs nodes for very long: many requests, spread over many lives, one node after the other. Every
+// request must get its record, what becomes of the frames must add up in every life, and memory,
+// threads and descriptors must stay as they are.
+// usage: soak [REQUESTS] [LIVES] [KIB]   (resident memory may grow by so much after a warm-up)
+#include <atomic>
+#include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "host/control.h"
+#include "sim/framework.h"
+
+extern "C" void ChiNodeEntry(ChiNodeCallbacks*);
+
+namespace {
+
+// What became of the frames of one life, or of all.
+struct Fates {
+  uint64_t requests = 0;
+  uint64_t offered = 0;
+  uint64_t skipped = 0;
+  uint64_t dropped = 0;
+  uint64_t taken = 0;
+  uint64_t analysed = 0;
+  uint64_t abandoned = 0;  // pending when the node was destroyed
+
+  void Add(const Fates& life) {
+    requests += life.requests;
+    offered += life.offered;
+    skipped += life.skipped;
+    dropped += life.dropped;
+    taken += life.taken;
+    analysed += life.analysed;
+    abandoned += life.abandoned;
+  }
+};
+
+struct Footprint {
+  int64_t resident_kib;
+  int64_t threads;
+  int64_t descriptors;
+};
+
+uint64_t g_taken = 0;  // of this life, by the worker's own words; request thread
+uint64_t g_dropped = 0;
+
+void Require(bool holds, const char* promise, uint64_t life) {
+  if (holds) return;
+  std::fprintf(stderr, "soak: broken in life %" PRIu64 ": %s\n", life, promise);
+  std::exit(1);
+}
+
+void CountFates(const host::LogLine& line) {
+  if (std::strncmp(line.text, "ProcessBuffer++", 15) != 0) return;
+  const bool analysing = std::strstr(line.text, "mIsAnalyzing:1") != nullptr;
+  ++(analysing ? g_dropped : g_taken);
+}
+
+int64_t CountEntries(const char* directory) {
+  const std::filesystem::directory_iterator entries(directory);
+  return std::distance(begin(entries), end(entries));
+}
+
+Footprint Measure() {
+  int64_t size = 0, resident_pages = 0;
+  std::ifstream("/proc/self/statm") >> size >> resident_pages;
+  return {resident_pages * 4, CountEntries("/proc/self/task"), CountEntries("/proc/self/fd")};
+}
+
+sim::Nv12Frame Frame(int width, int height) {
+  sim::Nv12Frame frame;
+  if (sim::ShapeFrame(width, height, 0, &frame)) std::abort();
+  for (std::size_t i = 0; i < frame.bytes.size(); ++i) {
+    frame.bytes[i] = static_cast<uint8_t>(i * 37 % 251);
+  }
+  return frame;
+}
+
+class Soak {
+ public:
+  // A life of so many requests. Sizes, faces and switches change on the way. In every other life
+  // the frames come as a camera's do, one in six for the worker, which gets the time that it needs;
+  // in the others all are for the worker, faster than it takes them.
+  Fates Live(uint64_t life, uint64_t requests) {
+    const bool is_hurried = life % 2 != 0;
+    const uint64_t passes = host::ClockReads();
+    Fates fates;
+    g_taken = g_dropped = 0;
+    {
+      sim::Session session;
+      Require(!session.Create(0, 64, 48), "a node is created", life);
+      session.PostPipelineCreate();
+      for (uint64_t i = 0; i < requests; ++i) {
+        const bool offered = Send(session, 4 + i * (is_hurried ? 6 : 1), i / 64, life);
+        fates.offered += offered;
+        if (offered && !is_hurried) host::WaitForRestingWorkers(std::chrono::seconds(60));
+      }
+    }
+    fates.requests = requests;
+    fates.dropped = g_dropped;
+    fates.taken = g_taken;
+    fates.skipped = fates.offered - fates.offered / 4 - (fates.offered % 4 != 0);
+    fates.analysed = host::ClockReads() - passes;
+    fates.abandoned = fates.taken - fates.analysed;
+    Require(fates.offered == fates.skipped + fates.dropped + fates.taken, "fates add up", life);
+    Require(fates.abandoned <= 1, "a worker abandons one frame at most", life);
+    return fates;
+  }
+
+ private:
+  // Returns whether the request offered a frame to the worker.
+  bool Send(sim::Session& session, uint64_t number, uint64_t scene, uint64_t life) {
+    const auto faces = static_cast<std::size_t>(scene % 4);
+    sim::Metadata& input = session.Input();
+    input.SetWords<uint32_t>(role_, {0, 1, 0});
+    input.SetWords<uint32_t>(age_switch_, {scene % 3 != 0});
+    input.SetWords<uint32_t>(score_switch_, {scene % 3 != 1});
+    input.SetWords<uint32_t>(sensor_, {128, 128});
+    input.SetWords<uint32_t>(orientation_, {static_cast<uint32_t>(scene % 4 * 90)});
+    input.SetWords<int32_t>(kChiFaceRectanglesTag, std::vector<int32_t>(faces * 4, 160));
+    sim::CameraBuffer buffer(&frames_[scene / 4 % 2]);
+    Require(!session.Process(number, &buffer, &buffer), "a request succeeds", life);
+    const bool hands_over = number % 6 == 4;
+    const auto expected = static_cast<int32_t>(hands_over ? faces : 0);
+    Require(session.Output().Find(result_) != nullptr, "a request gets its record", life);
+    Require(session.Result().face_count == expected, "the record tells of its faces", life);
+    return hands_over && faces != 0;
+  }
+
+  static uint32_t Tag(const char* section, const char* name) {
+    return sim::Framework::Get().Tags().Id(section, name);
+  }
+
+  sim::Nv12Frame frames_[2] = {Frame(64, 48), Frame(48, 66)};
+  const uint32_t role_ = Tag("com.qti.chi.multicamerainfo", "MultiCameraIdRole");
+  const uint32_t age_switch_ = Tag("brodax.faceGenderAndAge", "enabled");
+  const uint32_t score_switch_ = Tag("brodax.faceScore", "enabled");
+  const uint32_t sensor_ = Tag("brodax.sensorSize", "size");
+  const uint32_t orientation_ = Tag("brodax.device", "orientation");
+  const uint32_t result_ = Tag("brodax.faceAnalyzeResult", "result");
+};
+
+void Print(const Fates& all, const Footprint& now) {
+  std::printf("%11" PRIu64 " %9" PRIu64 " %9" PRIu64 " %8" PRIu64 " %8" PRIu64 " %9" PRIu64
+              " %9" PRIu64 " %9" PRId64 " %7" PRId64 " %11" PRId64 "\n",
+              all.requests, all.offered, all.skipped, all.dropped, all.taken, all.analysed,
+              all.abandoned, now.resident_kib, now.threads, now.descriptors);
+  std::fflush(stdout);
+}
+
+uint64_t Argument(int count, char** values, int index, uint64_t otherwise) {
+  return index < count ? std::strtoull(values[index], nullptr, 10) : otherwise;
+}
+
+}  // namespace
+
+int main(int count, char** values) {
+  const uint64_t requests = Argument(count, values, 1, 10'000'000);
+  const uint64_t lives = std::max<uint64_t>(10, Argument(count, values, 2, 10'000));
+  const auto growth = static_cast<int64_t>(Argument(count, values, 3, 1024));
+  host::SetLogSink(CountFates);
+  Require(!sim::Framework::Get().Start(ChiNodeEntry), "the library starts", 0);
+  std::printf(
+      "   requests   offered   skipped  dropped    taken  analysed abandoned       KiB "
+      "threads descriptors\n");
+  Soak soak;
+  Fates all;
+  Footprint warm = {};
+  for (uint64_t life = 0; life < lives; ++life) {
+    all.Add(soak.Live(life, (life + 1) * requests / lives - life * requests / lives));
+    if ((life + 1) % (lives / 10) != 0) continue;
+    const Footprint now = Measure();
+    if (warm.threads == 0) warm = now;
+    Print(all, now);
+    Require(now.resident_kib <= warm.resident_kib + growth, "resident memory stays flat", life);
+    Require(now.threads == warm.threads, "no thread stays behind", life);
+    Require(now.descriptors == warm.descriptors, "no descriptor stays open", life);
+  }
+  const host::FaceGradeCounts graders = host::FaceGradeCounters();
+  Require(graders.created == lives && graders.destroyed == lives, "a grader per life", lives);
+  Require(host::AgeGenderCounters().clears == lives, "the model is released per life", lives);
+  return 0;
+}
