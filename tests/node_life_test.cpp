@@ -129,7 +129,7 @@ TEST_F(NodeLifeTest, EveryLineOfALife) {
                    "0.000000 age 20.000000 prop 0.700000\n"}));
 
   faces_ = {800, 600, 1199, 999};  // 96 pixels wide, where 240 is too small
-  for (const uint64_t frame : {22, 28}) Send(frame);
+  for (const uint64_t frame : {22u, 28u}) Send(frame);
   EXPECT_EQ(log_.TakeOthers(), Lines());
   Send(34);
   EXPECT_EQ(log_.TakeOthers(),
