@@ -50,6 +50,8 @@ static void ReadFrames(fuzz::Script& script) {
     if (failure || at_end) continue;
     Require(frame.width == source->Width() && frame.height == source->Height(), "frames fit");
     Require(frame.bytes.size() == frame.LumaSize() + frame.ChromaSize(), "planes are whole");
+    const auto pixels = static_cast<std::size_t>(frame.width * frame.height);
+    Require(pixels <= bytes.size() * 8256, "a small file is no large picture");
     if (frame.bytes.size() < 50'000) Require(!sim::Nv12ToPicture(frame).rgb.empty(), "a picture");
   }
   const bool is_line = !failure || failure->message.find('\n') == std::string::npos;

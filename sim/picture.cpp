@@ -41,10 +41,36 @@ bool HasEveryPngChunk(const uint8_t* bytes, std::size_t size) {
   return false;
 }
 
-// Deflate yields at most 1032 bytes from one, and a byte holds at most 8 pixels. What promises more
-// is damaged, and the check keeps a tiny file from claiming a large allocation.
-bool CanHoldPixels(std::size_t file_size, int64_t pixels) {
-  return static_cast<int64_t>(file_size) * 1032 * 8 >= pixels;
+// Deflate yields at most 1032 bytes from one, and a byte holds at most 8 pixels.
+constexpr int64_t kPngPixelsPerByte = 1032 * 8;
+
+// Huffman coding takes a bit at least for each block of 64 pixels.
+constexpr int64_t kJpegPixelsPerByte = 64 * 8;
+
+// What promises more pixels than its bytes can hold is damaged, and the check keeps a tiny file
+// from claiming a large allocation.
+bool CanHoldPixels(std::size_t file_size, int64_t pixels_per_byte, int64_t pixels) {
+  return static_cast<int64_t>(file_size) * pixels_per_byte >= pixels;
+}
+
+// Whether a JPEG's frame header names arithmetic coding. The decoder of that fills in what is
+// missing without a warning.
+bool IsArithmeticJpeg(const uint8_t* bytes, std::size_t size) {
+  std::size_t at = 2;
+  while (at + 4 <= size && bytes[at] == 0xff) {
+    const uint8_t marker = bytes[at + 1];
+    if (marker == 0xff) {
+      ++at;
+    } else if (marker == 0x01 || (marker >= 0xd0 && marker <= 0xd7)) {
+      at += 2;
+    } else if (marker >= 0xc9 && marker <= 0xcf && marker != 0xcc) {
+      return true;
+    } else {
+      at += 2 + std::size_t{bytes[at + 2]} * 256 + bytes[at + 3];
+    }
+    if (marker == 0xda) return false;
+  }
+  return false;
 }
 
 struct PngImage : png_image {
@@ -62,7 +88,7 @@ Failure DecodePng(const uint8_t* bytes, std::size_t size, Picture* picture) {
   if (png_image_begin_read_from_memory(&image, bytes, size) == 0) return image.Failed(kDoing);
   if (!IsUsableSize(image.width, image.height)) return UnusableSize(image.width, image.height);
   if (!HasEveryPngChunk(bytes, size) ||
-      !CanHoldPixels(size, int64_t{image.width} * int64_t{image.height})) {
+      !CanHoldPixels(size, kPngPixelsPerByte, int64_t{image.width} * int64_t{image.height})) {
     return Fail("damaged PNG: the file is cut short");
   }
   image.format = PNG_FORMAT_RGB;
@@ -76,6 +102,7 @@ Failure DecodePng(const uint8_t* bytes, std::size_t size, Picture* picture) {
 }
 
 Failure DecodeJpeg(const uint8_t* bytes, std::size_t size, Picture* picture) {
+  if (IsArithmeticJpeg(bytes, size)) return Fail("JPEG with arithmetic coding is not supported");
   const auto close = [](void* handle) { tjDestroy(handle); };
   const std::unique_ptr<void, decltype(close)> decoder(tjInitDecompress(), close);
   if (decoder == nullptr) return Fail("no JPEG decoder");
@@ -91,6 +118,9 @@ Failure DecodeJpeg(const uint8_t* bytes, std::size_t size, Picture* picture) {
     return damaged();
   }
   if (!IsUsableSize(width, height)) return UnusableSize(width, height);
+  if (!CanHoldPixels(size, kJpegPixelsPerByte, int64_t{width} * height)) {
+    return Fail("damaged JPEG: the file is cut short");
+  }
   *picture = MakePicture(width, height);
   if (tjDecompress2(decoder.get(), bytes, size, picture->rgb.data(), width, 0, height, TJPF_RGB,
                     TJFLAG_STOPONWARNING | TJFLAG_LIMITSCANS) != 0) {

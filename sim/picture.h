@@ -47,7 +47,7 @@ Picture MakePicture(int width, int height);
 
 // Decodes a whole PNG or JPEG file held in memory. PNGs of every kind come out as 8-bit sRGB, with
 // transparent parts over black. Cut or damaged data is a failure, even where a decoder would fill
-// in the rest. Any thread.
+// in the rest; so is a JPEG with arithmetic coding, whose decoder does so unseen. Any thread.
 Failure DecodePicture(const uint8_t* bytes, std::size_t size, Picture* picture);
 
 // Reads a PNG or JPEG file; the message begins with the path. Any thread.

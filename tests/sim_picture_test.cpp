@@ -193,6 +193,10 @@ TEST(Picture, ClaimedSizesAreCheckedBeforeMemoryIsTaken) {
   ASSERT_NE(at, jpeg.end());
   at[5] = at[7] = 0x40;
   EXPECT_EQ(MessageOf(Decode(jpeg, &picture)), "unusable size 16392x16392");
+  at[5] = at[7] = 0x10;
+  EXPECT_EQ(MessageOf(Decode(jpeg, &picture)), "damaged JPEG: the file is cut short");
+  at[1] = 0xc9;
+  EXPECT_EQ(MessageOf(Decode(jpeg, &picture)), "JPEG with arithmetic coding is not supported");
 }
 
 TEST(Picture, FilesThatCannotBeReadOrWrittenGiveOneLine) {
