@@ -49,6 +49,11 @@ if readelf -hW "$library" | grep -q AArch64; then
   for instruction in bti paciasp autiasp; do
     grep -qw "$instruction" <<<"$code" || expect "$instruction instructions" some none
   done
+  # The start files of the C library carry no such note, so the linked file cannot; our objects do.
+  for archive in "$(dirname "$library")"/libzy_*.a; do
+    expect "notes of $(basename "$archive")" "$(readelf -hW "$archive" | grep -c '^File:')" \
+      "$(readelf -nW "$archive" | grep -c 'AArch64 feature: BTI, PAC')"
+  done
 fi
 [ "$failed" -eq 0 ] && echo "the library is as it should be"
 exit "$failed"
