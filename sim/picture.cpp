@@ -42,10 +42,10 @@ bool HasEveryPngChunk(const uint8_t* bytes, std::size_t size) {
 }
 
 // Deflate yields at most 1032 bytes from one, and a byte holds at most 8 pixels.
-constexpr int64_t kPngPixelsPerByte = 1032 * 8;
+constexpr int64_t kPngPixelsPerByte = int64_t{1032} * 8;
 
 // Huffman coding takes a bit at least for each block of 64 pixels.
-constexpr int64_t kJpegPixelsPerByte = 64 * 8;
+constexpr int64_t kJpegPixelsPerByte = int64_t{64} * 8;
 
 // What promises more pixels than its bytes can hold is damaged, and the check keeps a tiny file
 // from claiming a large allocation.
