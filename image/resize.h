@@ -18,20 +18,22 @@ void resize_quarter(const unsigned char* src, unsigned char* dst, int width, int
                     int stride);
 
 // The block downscalers work in blocks of source columns and are meant for widths that are
-// multiples of 8. For those they write the same bytes as the functions above and touch the same
-// source bytes.
+// multiples of 8. For those, from their minimum sizes on, halfUseNeon and quarterUseNeon write the
+// same bytes as the functions above and touch the same source bytes; eighthUseNeon writes the means
+// of 8x8 blocks, width / 8 a row.
 //
 // For every other width the picture drifts. They consume a fixed number of columns of every row:
 // halfUseNeon and quarterUseNeon width / 16 * 16, and 8 more when width % 16 is not 0;
 // eighthUseNeon width / 8 * 8. An output row has consumed / factor bytes, and output row y takes
 // its block of rows from
 //   src + y * (factor * stride + consumed - width),
-// so that every row starts consumed - width bytes further right (or left, when negative) than it
-// should. From each start, the first `consumed` bytes of `factor` rows, `stride` apart, are read:
-// when consumed is greater than width, that reaches past the row's end, and in the last block past
-// the end of the plane, by up to (height / factor) * (consumed - width) bytes. The caller provides
-// these bytes, and (consumed / factor) * (height / factor) destination bytes; no others are
-// touched.
+// so that it starts y * (consumed - width) bytes to the right of its true place (to the left, when
+// negative). From each start, the first `consumed` bytes of `factor` rows, `stride` apart, are
+// read. With a positive stride and consumed above width, that reaches past each row's end, and past
+// the plane's by up to (height / factor) * (consumed - width) bytes; with a negative stride and
+// consumed below width, it begins up to (height / factor - 1) * (width - consumed) bytes before the
+// lowest row. The caller provides these bytes, and (consumed / factor) * (height / factor)
+// destination bytes; no others are touched.
 //
 // Minimum sizes: height at least the factor; width at least 16 for halfUseNeon and quarterUseNeon,
 // at least 8 for eighthUseNeon.
