@@ -4,21 +4,29 @@
 
 usage: mutate.py SOURCE_DIRECTORY WORK_DIRECTORY [SAMPLE [SEED]]
 
-A mutant that compiles and leaves the program's bytes as they were is equivalent and does not count.
+The tests that know a folder best run first, all the others only on a mutant that those let live.
+A mutant whose objects have the original's bytes is equivalent and does not count.
 Prints a line per mutant, the survivors again at the end, and the share of the others that was killed.
 SAMPLE 0 runs all of them.
 """
+import concurrent.futures
 import hashlib
+import os
 import pathlib
+import queue
 import random
 import re
+import resource
 import shutil
 import subprocess
 import sys
 
-FOLDERS = ["node", "analysis", "image", "sharpen"]
-PROGRAMS = ["node_test", "worker_test", "fault_test", "race_test", "image_test", "crop_test",
-            "sharpen_test", "array_helpers_test"]
+PROGRAMS = {
+    "node": ["node_test", "fault_test", "race_test"],
+    "analysis": ["worker_test", "crop_test", "node_test", "fault_test", "race_test"],
+    "image": ["image_test", "crop_test", "worker_test"],
+    "sharpen": ["sharpen_test", "array_helpers_test"],
+}
 RULES = [  # pattern, replacement
     (r"(?<![<>=!-])<(?= )", "<="), (r"(?<= )<=(?= )", "<"), (r"(?<= )>(?= )", ">="),
     (r"(?<= )>=(?= )", ">"), (r" == ", " != "), (r" != ", " == "), (r" && ", " || "),
@@ -28,79 +36,103 @@ RULES = [  # pattern, replacement
     (r"^(\s+)[\w:.>-]+\([^;{}]*\);$", r"\1;"), (r"^(\s+)return [^;]*;$", r"\1{}"),
     (r"\b(\w+)\((\w+), (\w+)(?=[,)])", r"\1(\3, \2"),
 ]
+VERDICTS = ["killed", "survived", "equivalent", "no build"]
 
 
 def mutants(source):
-    for folder in FOLDERS:
-        for path in sorted(source.glob(f"{folder}/*.cpp")):
+    for folder in PROGRAMS:
+        for path in sorted(source.glob(f"{folder}/*.cpp")) + sorted(source.glob(f"{folder}/*.h")):
             for number, line in enumerate(path.read_text().splitlines()):
                 code = line.split("//")[0].rstrip()
                 if not code.strip() or code.lstrip().startswith(("#", "static_assert", '"')):
                     continue
-                for pattern, replacement in RULES:
-                    for match in re.finditer(pattern, code):
-                        changed = code[:match.start()] + match.expand(replacement) + code[match.end():]
-                        if changed != code:
-                            yield path.relative_to(source), number, changed
+                forms = {code[:match.start()] + match.expand(new) + code[match.end():]
+                         for old, new in RULES for match in re.finditer(old, code)}
+                for changed in sorted(forms - {code}):
+                    yield path.relative_to(source), number, changed
 
 
 def run(*command, **options):
-    return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, **options)
+    """Whether the command succeeds, in 60 seconds and 4 GiB."""
+    limit = lambda: resource.setrlimit(resource.RLIMIT_AS, (4 << 30, 4 << 30))
+    try:
+        return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                              preexec_fn=limit, timeout=60, **options).returncode == 0
+    except subprocess.TimeoutExpired:
+        return False
 
 
-def fingerprint(build):
-    files = ["libzy_node.a", "libzy_analysis.a", "libzy_image.a", "libzy_sharpen.a"]
-    objects = [subprocess.run(["objdump", "-dsr", build / f],
-                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL).stdout for f in files]
-    return hashlib.sha256(b"".join(objects)).hexdigest()
+class Bench:
+    """A copy of the sources with a build of its own."""
 
+    def __init__(self, source, work):
+        self.source, self.build = work / "source", work / "build"
+        shutil.rmtree(work, ignore_errors=True)
+        shutil.copytree(source, self.source, ignore=shutil.ignore_patterns("build", ".git"))
+        # Warnings are off: a mutant that only warns must be killed by a test. No debug information,
+        # so that equal code has equal bytes.
+        subprocess.run(["cmake", "--preset", "host", "-B", self.build, "-DZY_WERROR=OFF",
+                        "-DCMAKE_BUILD_TYPE=Release"], cwd=self.source, check=True, stdout=subprocess.DEVNULL)
+        subprocess.run(["ninja", "-C", self.build], check=True, stdout=subprocess.DEVNULL)
+        self.original = self.fingerprint()
 
-def survives(build):
-    for program in PROGRAMS:
+    def fingerprint(self):
+        libraries = [self.build / f"libzy_{folder}.a" for folder in PROGRAMS]
+        return hashlib.sha256(b"".join(file.read_bytes() for file in libraries)).hexdigest()
+
+    def make(self, *targets):
+        return run("ninja", "-C", self.build, *targets)
+
+    def judge(self, path, number, changed):
+        file = self.source / path
+        text = file.read_text()
+        lines = text.splitlines()
+        lines[number] = changed
+        file.write_text("\n".join(lines) + "\n")
         try:
-            if run(build / program, "--gtest_brief=1", timeout=120).returncode != 0:
-                return False
-        except subprocess.TimeoutExpired:
-            return False
-    return True
+            return self.verdict(path.parts[0])
+        finally:
+            file.write_text(text)
+
+    def verdict(self, folder):
+        if not self.make(*(f"libzy_{folder}.a" for folder in PROGRAMS)):
+            return "no build"
+        if self.fingerprint() == self.original:
+            return "equivalent"
+        for program in PROGRAMS[folder]:
+            if not self.make(program) or not run(self.build / program, "--gtest_brief=1", "--gtest_fail_fast"):
+                return "killed"
+        everything = self.make() and run("ctest", "--test-dir", self.build, "--stop-on-failure")
+        return "survived" if everything else "killed"
 
 
 def main():
     source, work = pathlib.Path(sys.argv[1]).resolve(), pathlib.Path(sys.argv[2]).resolve()
     sample, seed = int(sys.argv[3]) if len(sys.argv) > 3 else 40, int(sys.argv[4]) if len(sys.argv) > 4 else 1
-    copy, build = work / "source", work / "build"
-    shutil.rmtree(copy, ignore_errors=True)
-    shutil.copytree(source, copy, ignore=shutil.ignore_patterns("build", ".git"))
-    ninja = ["ninja", "-C", build, *PROGRAMS]
-    # Warnings are off: a mutant that only warns must be killed by a test. No debug information, so that
-    # equal code has equal bytes.
-    run("cmake", "--preset", "host", "-B", build, "-DZY_WERROR=OFF", "-DCMAKE_BUILD_TYPE=Release",
-        cwd=copy, check=True)
-    run(*ninja, check=True)
-    original = fingerprint(build)
-    chosen = list(mutants(copy))
+    benches = queue.SimpleQueue()
+    for index in range(os.cpu_count()):
+        benches.put(Bench(source, work / str(index)))
+    chosen = list(mutants(source))
     if 0 < sample < len(chosen):
         chosen = random.Random(seed).sample(chosen, sample)
-    counts, survivors = {"killed": 0, "survived": 0, "equivalent": 0, "no build": 0}, []
-    for path, number, changed in chosen:
-        file = copy / path
-        text = file.read_text()
-        lines = text.splitlines()
-        what = f"{path}:{number + 1}: {lines[number].strip()}  ->  {changed.strip()}"
-        lines[number] = changed
-        file.write_text("\n".join(lines) + "\n")
-        if run(*ninja).returncode != 0:
-            verdict = "no build"
-        elif fingerprint(build) == original:
-            verdict = "equivalent"
-        else:
-            verdict = "survived" if survives(build) else "killed"
-        file.write_text(text)
-        counts[verdict] += 1
-        print(f"{verdict:10} {what}", flush=True)
-        if verdict == "survived":
-            survivors.append(what)
-    print(*["survivors:"] + survivors, sep="\n  ")
+
+    def judge(mutant):
+        bench = benches.get()
+        try:
+            return bench.judge(*mutant)
+        finally:
+            benches.put(bench)
+
+    counts, survivors = dict.fromkeys(VERDICTS, 0), []
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        for (path, number, changed), verdict in zip(chosen, pool.map(judge, chosen)):
+            line = (source / path).read_text().splitlines()[number].strip()
+            what = f"{path}:{number + 1}: {line}  ->  {changed.strip()}"
+            counts[verdict] += 1
+            print(f"{verdict:10} {what}", flush=True)
+            if verdict == "survived":
+                survivors.append(what)
+    print("survivors:", *survivors, sep="\n  ")
     judged = counts["killed"] + counts["survived"]
     print(", ".join(f"{n} {verdict}" for verdict, n in counts.items()))
     print(f"killed {counts['killed']} of {judged}: {100 * counts['killed'] / max(judged, 1):.1f} percent")
