@@ -26,7 +26,7 @@ int32_t ZyAllocBuffer(ZyImageBuffer* buffer, int32_t width, int32_t height, int3
   buffer->stride[1] = width;
   buffer->width = width;
   buffer->height = height;
-  buffer->plane[1] = buffer->plane[0] + std::ptrdiff_t{width} * height;
+  buffer->plane[1] = buffer->plane[0] + static_cast<std::ptrdiff_t>(width) * height;
   buffer->format = format;
   return 1;
 }

@@ -31,7 +31,6 @@ class OutgoingTags {
 
   void Add(uint32_t tag, const void* value, uint32_t count) {
     tags_[count_] = tag;
-    data_[count_] = {};
     data_[count_].size = sizeof(ChiTagData);
     data_[count_].requestId = request_id_;
     data_[count_].pData = value;
@@ -55,8 +54,8 @@ class OutgoingTags {
 
   uint64_t request_id_;
   uint32_t count_ = 0;
-  uint32_t tags_[kCapacity];
-  ChiTagData data_[kCapacity];
+  uint32_t tags_[kCapacity] = {};
+  ChiTagData data_[kCapacity] = {};
 };
 
 }  // namespace

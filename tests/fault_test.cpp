@@ -3,6 +3,7 @@
 // fails once, in turn. Also counts what a steady stream allocates: nothing. The linker routes those
 // calls of this program through the wrappers below.
 #include <atomic>
+#include <cstring>
 #include <new>
 #include <utility>
 
@@ -76,10 +77,23 @@ int __wrap_pthread_condattr_init(pthread_condattr_t* attributes) {
   return error != 0 ? error : __real_pthread_condattr_init(attributes);
 }
 
+int __real_pthread_condattr_setclock(pthread_condattr_t*, clockid_t);
+int __wrap_pthread_condattr_setclock(pthread_condattr_t* attributes, clockid_t clock) {
+  const int error = ThreadCallFailure(EINVAL);
+  return error != 0 ? error : __real_pthread_condattr_setclock(attributes, clock);
+}
+
 int __real_pthread_cond_init(pthread_cond_t*, const pthread_condattr_t*);
 int __wrap_pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attributes) {
   const int error = ThreadCallFailure(ENOMEM);
   return error != 0 ? error : __real_pthread_cond_init(condition, attributes);
+}
+
+// A join that fails finds the thread gone already.
+int __real_pthread_join(pthread_t, void**);
+int __wrap_pthread_join(pthread_t thread, void** result) {
+  const int error = __real_pthread_join(thread, result);
+  return ThisCallFails() ? ESRCH : error;
 }
 
 }  // extern "C"
@@ -99,7 +113,12 @@ ChiResult Uncounted(Record* record) {
 
 class FaultTest : public DeviceTest {
  protected:
-  FaultTest() { host::SetLogSink(nullptr); }
+  // Counts instead of collecting, because a list of lines would allocate.
+  FaultTest() {
+    host::SetLogSink([this](const host::LogLine& line) {
+      failed_joins_ += std::strstr(line.text, "pthread dead already") != nullptr;
+    });
+  }
   ~FaultTest() override { g_failing_call = -1; }
 
   static void FillInput(sim::Metadata& input) {
@@ -129,6 +148,7 @@ class FaultTest : public DeviceTest {
   const bool started_ = !sim::Framework::Get().Start(ChiNodeEntry);
   const uint32_t result_tag_ =
       sim::Framework::Get().Tags().Id("brodax.faceAnalyzeResult", "result");
+  int failed_joins_ = 0;  // this thread's log alone says so
   uint64_t frame_number_ = 4;
   sim::Nv12Frame large_ = testing_support::PatternFrame(160, 120);
   sim::Nv12Frame small_ = testing_support::PatternFrame(80, 60);
@@ -147,18 +167,19 @@ TEST_F(FaultTest, AfterEveryFaultAGoodFrameIsAnalysedOrTheNodeIsCleanlyOff) {
         session.PostPipelineCreate();
         AwaitPass();
         FillInput(session.Input());
-        for (sim::Nv12Frame* frame : {&large_, &small_, &large_}) Send(session, *frame, 8);
+        for (sim::Nv12Frame* frame : {&large_, &small_, &large_}) Send(session, *frame, 10);
         const uint64_t passes = host::AgeGenderCounters().analyses;
-        EXPECT_TRUE(passes == 0 || passes >= 5) << "fault " << faults << ": " << passes;
+        EXPECT_TRUE(passes == 0 || passes >= 7) << "fault " << faults << ": " << passes;
         off += passes == 0;
       }
       failed = g_calls > faults;
     }
     EXPECT_EQ(host::FaceGradeCounters().created, host::FaceGradeCounters().destroyed);
   }
-  // The worker, its three locks with their attributes, the grader and the thread switch analysis
-  // off.
-  EXPECT_EQ(off, 7);
+  // The worker, its two locks, the condition with its attributes and clock, the grader and the
+  // thread switch analysis off.
+  EXPECT_EQ(off, 8);
+  EXPECT_EQ(failed_joins_, 1);
   EXPECT_GT(faults, 20);  // those, the node, and the buffers of every size
 }
 
