@@ -26,8 +26,7 @@
 #include "sim/framework.h"
 #include "sim/nv12.h"
 
-// ---- Allocations of this program and of what it loads
-// --------------------------------------------
+// ---- Allocations of this program and of what it loads -------------------------------------------
 
 namespace {
 thread_local uint64_t t_allocations = 0;
@@ -70,8 +69,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::minutes kRestTimeout{5};
 
-// ---- The node's callback and the framework's functions, with measures around them
-// -----------------
+// ---- The node's callback and the framework's functions, with measures around them ---------------
 
 // What is measured. kLeadUp only leads to another kind.
 enum Kind { kOffCadence, kPaced, kDropped, kTaken, kStraightCopy, kLeadUp };
@@ -158,8 +156,7 @@ void MeasuredEntry(ChiNodeCallbacks* callbacks) {
   callbacks->pProcessRequest = MeasuredProcessRequest;
 }
 
-// ---- Requests
-// -------------------------------------------------------------------------------------
+// ---- Requests -----------------------------------------------------------------------------------
 
 [[noreturn]] void Die(const std::string& message) {
   std::fprintf(stderr, "request_bench: %s\n", message.c_str());
@@ -317,8 +314,7 @@ class Stream {
   int offers_ = 3;  // since the last one that the worker considered; it considers the first
 };
 
-// ---- The table
-// -----------------------------------------------------------------------------------
+// ---- The table ----------------------------------------------------------------------------------
 
 using Measures = std::vector<Measure>;
 

@@ -50,14 +50,12 @@ void HoldSignals(bool hold);
 // Wakes every waiting worker without a reason, as a system may.
 void WakeWorkersSpuriously();
 
-// ---- Utilities of the framework (libchinodeutils)
-// ------------------------------------------------
+// ---- Utilities of the framework (libchinodeutils) -----------------------------------------------
 
 // How often buffers were negotiated.
 uint64_t BufferNegotiations();
 
-// ---- Age and gender model (libQVFD_AgeGender)
-// -----------------------------------------------------
+// ---- Age and gender model (libQVFD_AgeGender) ---------------------------------------------------
 
 struct AgeGenderAnswer {
   float age;
@@ -95,8 +93,7 @@ void RecordAgeGender(bool record);
 std::vector<AgeGenderCall> AgeGenderCalls();
 AgeGenderCounts AgeGenderCounters();
 
-// ---- Face grade (libFaceGrade)
-// ----------------------------------------------------------------------
+// ---- Face grade (libFaceGrade) ------------------------------------------------------------------
 
 struct FaceGradeAnswer {
   float grade;

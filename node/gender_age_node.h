@@ -42,8 +42,7 @@ void SetNodeInterface(ChiNodeInterface* pNodeInterface);
 // thread.
 uint32_t QueryVendorTagBase(const char* section, const char* tag);
 
-// ---- The published record
-// -------------------------------------------------------------------------
+// ---- The published record -----------------------------------------------------------------------
 
 // The value of "brodax.faceAnalyzeResult"/"result". Slot i belongs to face i of the request.
 struct FaceInfoResult {
@@ -55,8 +54,7 @@ struct FaceInfoResult {
 };
 static_assert(sizeof(FaceInfoResult) == 52);
 
-// ---- The node
-// ---------------------------------------------------------------------------------------
+// ---- The node -----------------------------------------------------------------------------------
 
 // One node of a pipeline: reads a request's metadata, offers its frame to the worker, publishes the
 // result record. It takes no lock; all its functions belong to the request thread.

@@ -16,7 +16,7 @@ inline constexpr ChiResult kChiFailed = 1;
 inline constexpr ChiResult kChiUnsupported = 2;
 inline constexpr ChiResult kChiInvalidPointer = 5;
 
-// ---- Metadata ---------------------------------------------------------------------------------
+// ---- Metadata -----------------------------------------------------------------------------------
 
 // Element types of a tag.
 enum class ChiTagType : uint32_t { kByte = 0, kInt32 = 1, kFloat = 2, kInt64 = 3 };
@@ -107,7 +107,7 @@ struct ChiNodeInterface {
   void* reserved2[10];
 };
 
-// ---- Images -----------------------------------------------------------------------------------
+// ---- Images -------------------------------------------------------------------------------------
 
 inline constexpr uint32_t kChiMaxPlanes = 4;
 
@@ -134,7 +134,7 @@ struct ChiNodeBuffer {
   const ChiImage* pImages;
 };
 
-// ---- Node callbacks ---------------------------------------------------------------------------
+// ---- Node callbacks -----------------------------------------------------------------------------
 
 struct ChiNodeCapsInfo {
   uint32_t size;

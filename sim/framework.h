@@ -15,8 +15,7 @@
 
 namespace sim {
 
-// ---- Metadata
-// -------------------------------------------------------------------------------------
+// ---- Metadata -----------------------------------------------------------------------------------
 
 // Values by tag identifier. Memory is kept from request to request. One thread at a time.
 class Metadata {
@@ -68,8 +67,7 @@ class VendorTags {
   std::vector<Section> sections_;
 };
 
-// ---- The framework
-// --------------------------------------------------------------------------------
+// ---- The framework ------------------------------------------------------------------------------
 
 using NodeEntry = void (*)(ChiNodeCallbacks*);
 

@@ -7,17 +7,15 @@
 #include <new>
 #include <utility>
 
-#include "platform/chi_node.h"
-#include "sim/framework.h"
 #include "tests/device_testing.h"
-
-extern "C" void ChiNodeEntry(ChiNodeCallbacks*);
+#include "tests/node_testing.h"
 
 namespace {
 
 std::atomic<int> g_calls{0};
 std::atomic<int> g_failing_call{-1};
 std::atomic<bool> g_worker_is_off{false};  // a fault kept the worker's thread from starting
+std::atomic<size_t> g_bytes{0};            // of malloc
 thread_local int t_calls = 0;
 thread_local bool t_in_framework = false;
 
@@ -38,7 +36,10 @@ int ThreadCallFailure(int error) {
 extern "C" {
 
 void* __real_malloc(size_t size);
-void* __wrap_malloc(size_t size) { return ThisCallFails() ? nullptr : __real_malloc(size); }
+void* __wrap_malloc(size_t size) {
+  g_bytes += size;
+  return ThisCallFails() ? nullptr : __real_malloc(size);
+}
 
 // operator new and new[]: the framework of this program uses them, the node may not.
 void* __real__Znwm(size_t size);
@@ -122,13 +123,7 @@ class FaultTest : public DeviceTest {
   ~FaultTest() override { g_failing_call = -1; }
 
   static void FillInput(sim::Metadata& input) {
-    const sim::VendorTags& tags = sim::Framework::Get().Tags();
-    input.SetWords<uint32_t>(tags.Id("com.qti.chi.multicamerainfo", "MultiCameraIdRole"),
-                             {0, 1, 0});
-    input.SetWords<uint32_t>(tags.Id("brodax.faceGenderAndAge", "enabled"), {1});
-    input.SetWords<uint32_t>(tags.Id("brodax.sensorSize", "size"), {640, 480});
-    input.SetWords<uint32_t>(tags.Id("brodax.device", "orientation"), {270});
-    input.SetWords<int32_t>(kChiFaceRectanglesTag, {0, 0, 160, 160});
+    testing_support::SetUsualMetadata(input, {640, 480}, {0, 0, 160, 160});
   }
 
   static void AwaitPass() {
@@ -146,8 +141,7 @@ class FaultTest : public DeviceTest {
   }
 
   const bool started_ = !sim::Framework::Get().Start(ChiNodeEntry);
-  const uint32_t result_tag_ =
-      sim::Framework::Get().Tags().Id("brodax.faceAnalyzeResult", "result");
+  const uint32_t result_tag_ = testing_support::TagId("brodax.faceAnalyzeResult", "result");
   int failed_joins_ = 0;  // this thread's log alone says so
   uint64_t frame_number_ = 4;
   sim::Nv12Frame large_ = testing_support::PatternFrame(160, 120);
@@ -183,7 +177,7 @@ TEST_F(FaultTest, AfterEveryFaultAGoodFrameIsAnalysedOrTheNodeIsCleanlyOff) {
   EXPECT_GT(faults, 20);  // those, the node, and the buffers of every size
 }
 
-TEST_F(FaultTest, ASteadyStreamAllocatesNothingOnTheRequestThread) {
+TEST_F(FaultTest, ASteadyStreamAllocatesAGrayImagePerPassAndNothingOnTheRequestThread) {
   ChiNodeInterface interface = sim::Framework::Interface();
   interface.pGetMetadata = Uncounted<&ChiNodeInterface::pGetMetadata>;
   interface.pSetMetadata = Uncounted<&ChiNodeInterface::pSetMetadata>;
@@ -194,11 +188,15 @@ TEST_F(FaultTest, ASteadyStreamAllocatesNothingOnTheRequestThread) {
   session.PostPipelineCreate();
   AwaitWorkers();
   FillInput(session.Input());
-  Send(session, large_, 8);  // buffers find their sizes
+  g_bytes = 0;
+  Send(session, large_, 8);  // two passes: the frame, its colour image, a gray image for each
+  EXPECT_EQ(g_bytes, size_t{160} * 120 * 3 / 2 + 80 * 60 * (3 + 2));
   const uint64_t passes = host::AgeGenderCounters().analyses;
   const int before = t_calls;
+  g_bytes = 0;
   Send(session, large_, 400);
   EXPECT_EQ(t_calls, before);
+  EXPECT_EQ(g_bytes, size_t{100} * 80 * 60);  // on the worker thread, a gray image per pass
   EXPECT_EQ(host::AgeGenderCounters().analyses, passes + 100);
 }
 

@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The whole life of a node through its callbacks, with every line that it and its worker log.
-#include "platform/chi_node.h"
-#include "sim/framework.h"
 #include "tests/device_testing.h"
-
-extern "C" void ChiNodeEntry(ChiNodeCallbacks*);
+#include "tests/node_testing.h"
 
 namespace {
 
@@ -15,16 +12,7 @@ class NodeLifeTest : public DeviceTest {
  protected:
   // Sends a request that carries the faces.
   void Send(uint64_t frame_number) {
-    sim::VendorTags& tags = sim::Framework::Get().Tags();
-    sim::Metadata& input = session_.Input();
-    input.Clear();
-    input.SetWords<uint32_t>(tags.Id("com.qti.chi.multicamerainfo", "MultiCameraIdRole"),
-                             {0, 1, 0});
-    input.SetWords<uint32_t>(tags.Id("brodax.faceGenderAndAge", "enabled"), {1});
-    input.SetWords<uint32_t>(tags.Id("brodax.faceScore", "enabled"), {1});
-    input.SetWords<uint32_t>(tags.Id("brodax.sensorSize", "size"), {4000, 3000});
-    input.SetWords<uint32_t>(tags.Id("brodax.device", "orientation"), {270});
-    input.SetWords(kChiFaceRectanglesTag, faces_);
+    testing_support::SetUsualMetadata(session_.Input(), {4000, 3000}, faces_);
     sim::CameraBuffer buffer(&frame_);
     sim::CameraBuffer output(&output_);
     host::HoldSignals(true);  // until the request has looked at the results

@@ -4,12 +4,11 @@
 #include <cmath>
 #include <cstring>
 
-#include "node/gender_age_node.h"
-#include "platform/chi_node.h"
-#include "sim/framework.h"
-#include "tests/device_testing.h"
+#include <sys/mman.h>
 
-extern "C" void ChiNodeEntry(ChiNodeCallbacks*);
+#include "node/gender_age_node.h"
+#include "tests/device_testing.h"
+#include "tests/node_testing.h"
 
 class ChiGenderAgeNodePeer {
  public:
@@ -23,6 +22,7 @@ namespace {
 
 using testing_support::CountContaining;
 using testing_support::DeviceTest;
+using testing_support::TagId;
 using Lines = std::vector<std::string>;
 
 constexpr uint32_t kNoTag = 0;
@@ -34,10 +34,6 @@ class NodeTest : public DeviceTest {
 
   const ChiNodeCallbacks& Callbacks() { return sim::Framework::Get().Callbacks(); }
 
-  uint32_t Id(const char* section, const char* name) {
-    return sim::Framework::Get().Tags().Id(section, name);
-  }
-
   void Start() {
     ASSERT_FALSE(session_.Create(0, 1920, 1440));
     session_.PostPipelineCreate();
@@ -45,7 +41,7 @@ class NodeTest : public DeviceTest {
   }
 
   void SetWords(const char* section, const char* name, const std::vector<uint32_t>& words) {
-    session_.Input().SetWords(Id(section, name), words);
+    testing_support::SetWords(session_.Input(), section, name, words);
   }
 
   void SetFaces(const std::vector<int32_t>& edges) {
@@ -55,12 +51,7 @@ class NodeTest : public DeviceTest {
   // Everything on, one face that is wide enough to be analysed.
   void SetUsualMetadata() {
     session_.Input().Clear();
-    SetWords("com.qti.chi.multicamerainfo", "MultiCameraIdRole", {0, 1, 0});
-    SetWords("brodax.faceGenderAndAge", "enabled", {1});
-    SetWords("brodax.faceScore", "enabled", {1});
-    SetWords("brodax.sensorSize", "size", {4000, 3000});
-    SetWords("brodax.device", "orientation", {270});
-    SetFaces({800, 600, 3199, 2999});
+    testing_support::SetUsualMetadata(session_.Input(), {4000, 3000}, {800, 600, 3199, 2999});
   }
 
   void Send(uint64_t frame_number) {
@@ -76,6 +67,12 @@ class NodeTest : public DeviceTest {
     return Callbacks().pProcessRequest(&info);
   }
 
+  // The published value of a tag of the node's own.
+  std::vector<uint8_t> OwnTag(const char* name) {
+    const auto* value = session_.Output().Find(TagId("com.qti.node.brodaxgenderage", name));
+    return value != nullptr ? value->bytes : std::vector<uint8_t>();
+  }
+
   // The rectangles that the node logs for a request with this metadata.
   std::string LoggedRects(uint64_t frame_number) {
     log_.TakeOwn();
@@ -88,7 +85,7 @@ class NodeTest : public DeviceTest {
     return rects;
   }
 
-  sim::Nv12Frame frame_ = testing_support::PatternFrame(1920, 1440);
+  sim::Nv12Frame frame_ = testing_support::PatternFrame(1920, 1440, 1920);
   sim::Session session_;
 };
 
@@ -101,8 +98,7 @@ ChiResult TagBaseOf(ChiVendorTagBase* query) {
   return sim::Framework::Interface().pGetVendorTagBase(query);
 }
 
-// ---- Entry and callbacks
-// ----------------------------------------------------------------------------
+// ---- Entry and callbacks ------------------------------------------------------------------------
 
 TEST_F(NodeTest, EntryLeavesAnUnsuitableTableUntouched) {
   log_.TakeOwn();
@@ -236,6 +232,7 @@ TEST_F(NodeTest, DescribesItsVendorTags) {
   EXPECT_STREQ(section.pSectionName, "com.qti.node.brodaxgenderage");
   EXPECT_EQ(section.firstVendorTag, 0u);
   EXPECT_EQ(section.visibility, 0xFFFFFFFF);
+  EXPECT_EQ(section.reserved + query.pVendorTagInfo->reserved, 0u);
   ASSERT_EQ(section.numTags, 4u);
   std::string tags;
   for (uint32_t i = 0; i < section.numTags; ++i) {
@@ -280,8 +277,7 @@ TEST_F(NodeTest, PropertiesDecideWhetherAWorkerRuns) {
   }
 }
 
-// ---- What the node reads
-// ----------------------------------------------------------------------------
+// ---- What the node reads ------------------------------------------------------------------------
 
 TEST_F(NodeTest, RectanglesScaleToTheFrame) {
   Start();
@@ -313,12 +309,11 @@ TEST_F(NodeTest, RectanglesScaleToTheFrame) {
         Case{{4000, 3000}, -1, 0, {1199, 999, 800, 600}, "[287,239,-94,-94]"},
         Case{{1920, 1440}, 1, 0, {0, 0, 0x40000000, 0x40000000}, "[0,0,1,1]"}}) {
     SetUsualMetadata();
-    session_.Input().SetWords(Id("com.qti.chi.multicamerainfo", "MultiCameraIdRole"),
-                              std::vector<uint32_t>{0, 1, test.camera});
+    SetWords("com.qti.chi.multicamerainfo", "MultiCameraIdRole", {0, 1, test.camera});
     SetWords("brodax.sensorSize", "size", test.sensor);
     if (test.quad_cfa >= 0) {
       const auto value = static_cast<uint8_t>(test.quad_cfa);
-      session_.Input().Set(Id("brodax.quadcfa", "enabled"), &value, 1, 1);
+      session_.Input().Set(TagId("brodax.quadcfa", "enabled"), &value, 1, 1);
     }
     SetFaces(test.edges);
     const std::string logged = LoggedRects(5);
@@ -330,13 +325,70 @@ TEST_F(NodeTest, RectanglesScaleToTheFrame) {
   }
 }
 
+// Writes down what the node asks for.
+Lines g_asked;
+
+ChiResult NoteTagBase(ChiVendorTagBase* query) {
+  const char* tag = query->pTagName != nullptr ? query->pTagName : "";
+  g_asked.push_back(std::string(query->pComponentName) + "/" + tag);
+  return sim::Framework::Interface().pGetVendorTagBase(query);
+}
+
+ChiResult NoteMetadata(ChiMetadataGet* get) {
+  g_asked.push_back(std::to_string(get->tag & ~kChiInputMetadataBit) + " of " +
+                    std::to_string(get->requestId));
+  return sim::Framework::Interface().pGetMetadata(get);
+}
+
+TEST_F(NodeTest, AsksTheSameQuestionsInTheSameOrderForEveryRequest) {
+  ChiNodeInterface interface = sim::Framework::Interface();
+  interface.pGetVendorTagBase = NoteTagBase;
+  interface.pGetMetadata = NoteMetadata;
+  Callbacks().pSetNodeInterface(&interface);
+  Start();
+  Lines expected = {"com.qti.node.brodaxgenderage/SupportedFeature"};
+  for (const auto& [section, tag] : std::vector<std::pair<const char*, const char*>>{
+           {"com.qti.chi.multicamerainfo", "MultiCameraIdRole"},
+           {"brodax.faceGenderAndAge", "enabled"},
+           {"brodax.faceScore", "enabled"},
+           {"brodax.sensorSize", "size"},
+           {"brodax.quadcfa", "enabled"},
+           {"brodax.device", "orientation"},
+           {"brodax.faceAnalyzeResult", "result"}}) {
+    expected.push_back(std::to_string(TagId(section, tag)) + " of 7");
+  }
+  expected.push_back(std::to_string(kChiFaceRectanglesTag) + " of 7");
+  expected.push_back("brodax.faceAnalyzeResult/result");
+  SetUsualMetadata();
+  g_asked.clear();
+  Send(7);
+  EXPECT_EQ(g_asked, expected);
+}
+
+TEST_F(NodeTest, WithoutARoleNothingIsAnalysedAndWithoutAnOrientationTheImageLies) {
+  host::RecordAgeGender(true);
+  Start();
+  SetUsualMetadata();
+  sim::Metadata& input = session_.Input();
+  const uint32_t role = TagId("com.qti.chi.multicamerainfo", "MultiCameraIdRole");
+  input.Find(TagId("brodax.device", "orientation"))->present = false;
+  input.Find(role)->present = false;
+  Send(4);
+  EXPECT_EQ(session_.Result().face_count, 0);
+  input.SetWords<uint32_t>(role, {0, 1, 0});
+  Send(10);
+  AwaitWorkers();
+  ASSERT_EQ(host::AgeGenderCalls().size(), 1u);
+  EXPECT_EQ(host::AgeGenderCalls()[0].width, 720);
+}
+
 TEST_F(NodeTest, QuadSensorCountsOnlyTogetherWithASensorSize) {
   Start();
   SetUsualMetadata();
   Send(1);
   session_.Input().Clear();
   const uint8_t on = 1;
-  session_.Input().Set(Id("brodax.quadcfa", "enabled"), &on, 1, 1);
+  session_.Input().Set(TagId("brodax.quadcfa", "enabled"), &on, 1, 1);
   SetFaces({800, 600, 1199, 999});
   EXPECT_EQ(LoggedRects(5), "[192,144,96,96]");  // the sensor's size was kept
 }
@@ -379,41 +431,75 @@ TEST_F(NodeTest, SwitchesWaitForAWorker) {
   EXPECT_TRUE(worker.mFaceGenderAndAgeEnabled);
   EXPECT_FALSE(worker.mFaceScoreEnabled);
   // A second worker replaces the first and takes over the switches.
-  session_.PostPipelineCreate();
-  const auto& second = *ChiGenderAgeNodePeer::Worker(session_.node());
-  EXPECT_TRUE(second.mFaceGenderAndAgeEnabled);
-  EXPECT_FALSE(second.mFaceScoreEnabled);
+  for (const uint32_t score : {0u, 1u}) {
+    SetWords("brodax.faceGenderAndAge", "enabled", {1 - score});
+    SetWords("brodax.faceScore", "enabled", {score});
+    Send(18);
+    session_.PostPipelineCreate();
+    const auto& second = *ChiGenderAgeNodePeer::Worker(session_.node());
+    EXPECT_EQ(second.mFaceGenderAndAgeEnabled, score == 0);
+    EXPECT_EQ(second.mFaceScoreEnabled, score == 1);
+  }
   EXPECT_EQ(host::FaceGradeCounters().created - host::FaceGradeCounters().destroyed, 1u);
 }
 
-TEST_F(NodeTest, ReadsValuesAtAnyAddress) {
-  Start();
-  SetUsualMetadata();
-  static char bytes[1 + 4 * sizeof(int32_t)];
-  const int32_t edges[4] = {800, 600, 1199, 999};
-  std::memcpy(bytes + 1, edges, sizeof(edges));
-  ChiNodeInterface interface = sim::Framework::Interface();
-  interface.pGetMetadata = [](ChiMetadataGet* get) {
-    const ChiResult result = sim::Framework::Interface().pGetMetadata(get);
-    if ((get->tag & ~kChiInputMetadataBit) == kChiFaceRectanglesTag) get->pData = bytes + 1;
-    return result;
-  };
-  Callbacks().pSetNodeInterface(&interface);
-  SetFaces({0, 0, 0, 0});
-  EXPECT_EQ(LoggedRects(5), "[192,144,96,96]");
+// Answers with the value so that it ends `g_gap` bytes before memory that nobody may touch.
+constexpr size_t kPage = 65536;  // at least
+std::byte* g_page = nullptr;
+size_t g_gap = 0;
+
+ChiResult ValueAtTheEndOfMemory(ChiMetadataGet* get) {
+  const ChiResult result = sim::Framework::Interface().pGetMetadata(get);
+  const auto* session = static_cast<sim::Session*>(get->hChiSession);
+  if (result != kChiSuccess || get->pData == nullptr) return result;
+  const size_t size = const_cast<sim::Session*>(session)
+                          ->Input()
+                          .Find(get->tag & ~kChiInputMetadataBit)
+                          ->bytes.size();
+  void* const place = g_page + kPage - g_gap - size;
+  get->pData = std::memcpy(place, get->pData, size);
+  return result;
 }
 
-TEST_F(NodeTest, DestroyClearsTheSessionInItsRecord) {
+TEST_F(NodeTest, ReadsValuesAtAnyAddressAndNothingBehindThem) {
+  void* const pages =
+      mmap(nullptr, 2 * kPage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(pages, MAP_FAILED);
+  g_page = static_cast<std::byte*>(pages);
+  ASSERT_EQ(mprotect(g_page + kPage, kPage, PROT_NONE), 0);
+  ChiNodeInterface interface = sim::Framework::Interface();
+  interface.pGetMetadata = ValueAtTheEndOfMemory;
+  Callbacks().pSetNodeInterface(&interface);
+  Start();
+  SetUsualMetadata();
+  const uint8_t off = 0;
+  session_.Input().Set(TagId("brodax.quadcfa", "enabled"), &off, 1, 1);
+  for (g_gap = 0; g_gap < 4; ++g_gap) EXPECT_EQ(LoggedRects(5), "[192,144,576,576]");
+  munmap(pages, 2 * kPage);
+}
+
+TEST_F(NodeTest, ANodeThatWasToldNothingAnswersAndIsDestroyed) {
   ASSERT_FALSE(session_.Create(0, 64, 48));
+  session_.Input().Clear();
+  Send(4);
   ChiNodeCreateInfo create = {};
   create.size = sizeof(create);
+  create.hChiSession = &session_;
   ASSERT_EQ(Callbacks().pCreate(&create), kChiSuccess);
+  ChiNodeProcessRequestInfo info = {};
+  info.size = sizeof(info);
+  info.hNodeSession = create.hNodeSession;
+  info.frameNum = 4;
+  ASSERT_EQ(Callbacks().pProcessRequest(&info), kChiSuccess);
+  EXPECT_EQ(OwnTag("FrameDimension"), std::vector<uint8_t>(8, 0));
   ChiNodedestroyInfo destroy = {8, 0, create.hNodeSession};
   EXPECT_EQ(Callbacks().pDestroy(&destroy), kChiFailed);
   EXPECT_EQ(destroy.hNodeSession, create.hNodeSession);
   destroy.size = sizeof(destroy);
+  log_.TakeOwn();
   EXPECT_EQ(Callbacks().pDestroy(&destroy), kChiSuccess);
   EXPECT_EQ(destroy.hNodeSession, nullptr);
+  EXPECT_EQ(log_.TakeOwn(), Lines({"6//~ZyNodeBase: [Eeee] CurrentNodeType=0"}));
 }
 
 TEST_F(NodeTest, AGraderThatThrowsLeavesTheNodeWithoutAnalysis) {
@@ -426,22 +512,17 @@ TEST_F(NodeTest, AGraderThatThrowsLeavesTheNodeWithoutAnalysis) {
   EXPECT_EQ(host::AgeGenderCounters().analyses, 0u);
 }
 
-// ---- What the node publishes
-// ------------------------------------------------------------------------
+// ---- What the node publishes --------------------------------------------------------------------
 
 TEST_F(NodeTest, PublishesItsOwnTags) {
   ASSERT_FALSE(session_.Create(0x101, 1920, 1440));
   session_.Input().Clear();
   Send(1);
-  const auto bytes = [&](const char* name) {
-    const auto* value = session_.Output().Find(Id("com.qti.node.brodaxgenderage", name));
-    return value != nullptr ? value->bytes : std::vector<uint8_t>();
-  };
-  EXPECT_EQ(bytes("SupportedFeature"), (std::vector<uint8_t>{1, 0, 0, 0}));
-  EXPECT_EQ(bytes("CurrentMode"), (std::vector<uint8_t>{1}));
-  EXPECT_EQ(bytes("ProcessedFrameNumber"), std::vector<uint8_t>(8, 0));
-  EXPECT_EQ(bytes("FrameDimension"), (std::vector<uint8_t>{0x80, 7, 0, 0, 0xa0, 5, 0, 0}));
-  const auto* result = session_.Output().Find(Id("brodax.faceAnalyzeResult", "result"));
+  EXPECT_EQ(OwnTag("SupportedFeature"), (std::vector<uint8_t>{1, 0, 0, 0}));
+  EXPECT_EQ(OwnTag("CurrentMode"), (std::vector<uint8_t>{1}));
+  EXPECT_EQ(OwnTag("ProcessedFrameNumber"), std::vector<uint8_t>(8, 0));
+  EXPECT_EQ(OwnTag("FrameDimension"), (std::vector<uint8_t>{0x80, 7, 0, 0, 0xa0, 5, 0, 0}));
+  const auto* result = session_.Output().Find(TagId("brodax.faceAnalyzeResult", "result"));
   ASSERT_NE(result, nullptr);
   EXPECT_EQ(result->bytes, std::vector<uint8_t>(52, 0));
 }
@@ -603,10 +684,10 @@ TEST_F(NodeTest, AResultTagThatIsGoneLeavesTheOwnTags) {
                             "6/CHIGENDERAGE/UpdateMetaData():1016 get faceAnalyzeResult tagBase "
                             "failed\n"),
             1u);
-  EXPECT_EQ(session_.Output().Find(Id("brodax.faceAnalyzeResult", "result")), nullptr);
+  EXPECT_EQ(session_.Output().Find(TagId("brodax.faceAnalyzeResult", "result")), nullptr);
   for (const char* name :
        {"SupportedFeature", "CurrentMode", "ProcessedFrameNumber", "FrameDimension"}) {
-    EXPECT_NE(session_.Output().Find(Id("com.qti.node.brodaxgenderage", name)), nullptr) << name;
+    EXPECT_NE(session_.Output().Find(TagId("com.qti.node.brodaxgenderage", name)), nullptr) << name;
   }
 }
 
@@ -661,8 +742,7 @@ TEST_F(NodeTest, AnUnknownOwnSectionDoesNotTakeTheRecordAlong) {
   g_vendorTagBase = base;
 }
 
-// ---- A hostile framework
-// ----------------------------------------------------------------------------
+// ---- A hostile framework ------------------------------------------------------------------------
 
 TEST_F(NodeTest, OddRequestsStillPublish) {
   Start();
@@ -675,7 +755,6 @@ TEST_F(NodeTest, OddRequestsStillPublish) {
   buffer.pImages = &image;
   std::vector<ChiNodeBuffer*> many(40, &buffer), nulls(40, nullptr);
   ChiNodeProcessRequestInfo info = {};
-  uint64_t sent = 0;
   const auto send = [&](uint32_t inputs, ChiNodeBuffer** handles, uint32_t planes,
                         uint32_t stride) {
     buffer.numPlanes = planes;
@@ -684,15 +763,17 @@ TEST_F(NodeTest, OddRequestsStillPublish) {
     info.phInputBuffer = handles;
     info.frameNum = 4;  // the session answers metadata of request 4
     log_.TakeOwn();
-    EXPECT_EQ(Send(info), kChiSuccess);
+    for (int i = 0; i < 4; ++i)
+      EXPECT_EQ(Send(info), kChiSuccess);  // the worker looks at one in four
     EXPECT_EQ(session_.Result().face_count, 1);
-    ++sent;
     const Lines lines = log_.TakeOwn();
-    EXPECT_EQ(CountContaining(lines, "UpdateMetaData():1019"), 1u);
+    EXPECT_EQ(CountContaining(lines, "UpdateMetaData():1019"), 4u);
     EXPECT_EQ(CountContaining(lines, "ProcessBuffer"), 0u);
-    return CountContaining(lines, "ProcessRequest():661");
+    return CountContaining(lines, "ProcessRequest():661") / 4;
   };
-  EXPECT_EQ(send(0, many.data(), 2, 1984), 0u);
+  ChiNodeBuffer* wild = reinterpret_cast<ChiNodeBuffer*>(1);
+  info.phOutputBuffer = &wild;
+  EXPECT_EQ(send(0, &wild, 2, 1984), 0u);
   EXPECT_EQ(send(1, nullptr, 2, 1984), 0u);
   EXPECT_EQ(send(40, nulls.data(), 2, 1984), 0u);
   EXPECT_EQ(send(40, many.data(), 1000, 1984), 12u);  // plane 1 is missing
@@ -700,12 +781,28 @@ TEST_F(NodeTest, OddRequestsStillPublish) {
   EXPECT_EQ(send(1, many.data(), 1, 1984), 1u);
   EXPECT_EQ(send(1, many.data(), 2, 1919), 1u);
   EXPECT_EQ(send(1, many.data(), 2, 0x80000000), 1u);
-  image.pPlaneAddress[0] = nullptr;
-  EXPECT_EQ(send(1, many.data(), 2, 1984), 1u);
   buffer.numImages = 0;
   EXPECT_EQ(send(1, many.data(), 2, 1984), 1u);
+  buffer.numImages = 1;
   buffer.pImages = nullptr;
   EXPECT_EQ(send(1, many.data(), 2, 1984), 1u);
+  buffer.pImages = &image;
+  image.pPlaneAddress[0] = nullptr;
+  EXPECT_EQ(send(1, many.data(), 2, 1984), 1u);
+}
+
+TEST_F(NodeTest, ARequestWithoutInputsOnASensorOfUnknownSize) {
+  Start();
+  SetUsualMetadata();
+  for (const auto& [width, height] :
+       std::vector<std::pair<uint32_t, uint32_t>>{{0, 0}, {0, 9}, {9, 0}}) {
+    SetWords("brodax.sensorSize", "size", {width, height});
+    ChiNodeProcessRequestInfo info = {};
+    info.frameNum = 4;
+    log_.TakeOwn();
+    EXPECT_EQ(Send(info), kChiSuccess);
+    EXPECT_EQ(CountContaining(log_.TakeOwn(), "(x,y,w,h)"), 0u);
+  }
 }
 
 // A metadata answer that names faces without rectangles.
@@ -728,14 +825,19 @@ TEST_F(NodeTest, CountWithoutRectanglesIsBoundedWhereItIsUsed) {
   EXPECT_EQ(session_.Result().face_count, 3);
 }
 
-TEST_F(NodeTest, AnInterfaceWithoutFunctionsIsHarmless) {
-  ChiNodeInterface interface = {};
-  interface.size = sizeof(interface);
-  Callbacks().pSetNodeInterface(&interface);
+TEST_F(NodeTest, AnInterfaceThatLacksFunctionsIsHarmless) {
   Start();
-  SetUsualMetadata();
-  Send(4);
-  EXPECT_EQ(session_.Output().Find(Id("brodax.faceAnalyzeResult", "result")), nullptr);
+  ChiNodeInterface none = {}, no_tags = sim::Framework::Interface();
+  none.size = sizeof(none);
+  no_tags.pGetVendorTagBase = nullptr;
+  for (ChiNodeInterface* interface : {&none, &no_tags}) {
+    Callbacks().pSetNodeInterface(interface);
+    SetUsualMetadata();
+    log_.TakeOwn();
+    Send(4);
+    EXPECT_EQ(session_.Output().Find(TagId("brodax.faceAnalyzeResult", "result")), nullptr);
+    EXPECT_EQ(CountContaining(log_.TakeOwn(), "get faceAnalyzeResult tagBase failed"), 1u);
+  }
 }
 
 }  // namespace

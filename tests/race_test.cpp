@@ -6,14 +6,13 @@
 #include <memory>
 
 #include "analysis/zy_preview.h"
-#include "sim/framework.h"
 #include "tests/device_testing.h"
-
-extern "C" void ChiNodeEntry(ChiNodeCallbacks*);
+#include "tests/node_testing.h"
 
 namespace {
 
 using android::ZYPreview;
+using testing_support::SetWords;
 
 int Rounds() {
   const char* rounds = std::getenv("ZY_RACE_ROUNDS");
@@ -45,8 +44,6 @@ void Offer(ZYPreview& worker, int seed, int offers) {
 
 // Lives of a node, from its creation to its destruction, with requests that all hand a frame over.
 void Live(int seed, int lives, int requests) {
-  const sim::VendorTags& tags = sim::Framework::Get().Tags();
-  const auto id = [&](const char* section, const char* tag) { return tags.Id(section, tag); };
   sim::Nv12Frame frames[2] = {testing_support::PatternFrame(64 + 2 * seed, 48),
                               testing_support::PatternFrame(48, 64 + 2 * seed)};
   for (int life = 0; life < lives; ++life) {
@@ -54,13 +51,11 @@ void Live(int seed, int lives, int requests) {
     ASSERT_FALSE(session.Create(0, 64, 48));
     session.PostPipelineCreate();
     sim::Metadata& input = session.Input();
-    input.SetWords<uint32_t>(id("com.qti.chi.multicamerainfo", "MultiCameraIdRole"), {0, 1, 0});
-    input.SetWords<uint32_t>(id("brodax.sensorSize", "size"), {96, 96});
-    input.SetWords<int32_t>(kChiFaceRectanglesTag, {0, 0, 90, 90, 9, 9, 96, 96});
+    testing_support::SetUsualMetadata(input, {96, 96}, {0, 0, 90, 90, 9, 9, 96, 96});
     for (uint32_t i = 0; i < static_cast<uint32_t>(requests); ++i) {
-      input.SetWords<uint32_t>(id("brodax.faceGenderAndAge", "enabled"), {i % 5 != 0});
-      input.SetWords<uint32_t>(id("brodax.faceScore", "enabled"), {i % 7 != 0});
-      input.SetWords<uint32_t>(id("brodax.device", "orientation"), {i % 4 * 90});
+      SetWords(input, "brodax.faceGenderAndAge", "enabled", {i % 5 != 0});
+      SetWords(input, "brodax.faceScore", "enabled", {i % 7 != 0});
+      SetWords(input, "brodax.device", "orientation", {i % 4 * 90});
       sim::CameraBuffer buffer(&frames[i / 32 % 2]);
       ASSERT_FALSE(session.Process(4 + uint64_t{6} * i, &buffer, &buffer));
       if (i % 16 == 0) std::this_thread::sleep_for(std::chrono::microseconds(20));

@@ -76,8 +76,7 @@ class WorkerTest : public DeviceTest {
   std::unique_ptr<ZYPreview> worker_;
 };
 
-// ---- Hand-over
-// --------------------------------------------------------------------------------------
+// ---- Hand-over ----------------------------------------------------------------------------------
 
 TEST_F(WorkerTest, TakesTheFirstFrameWithFacesAndOneInFourAfterwards) {
   std::string fates;
@@ -169,8 +168,7 @@ TEST_F(WorkerTest, AWakeUpWithoutAFrameIsNoPass) {
   EXPECT_EQ(host::ClockReads(), passes);
 }
 
-// ---- Faces upright
-// ----------------------------------------------------------------------------------
+// ---- Faces upright ------------------------------------------------------------------------------
 
 TEST_F(WorkerTest, TurnsFacesUprightTogetherWithTheirPixels) {
   // A bright patch where the face is, on a dark frame of 160x120.
@@ -262,8 +260,7 @@ TEST_F(WorkerTest, RectanglesAnywhereInTheIntegerPlaneAreHarmless) {
   EXPECT_EQ(worker_->getFaceIndex(false, 20, 80, 20, 70), 0);
 }
 
-// ---- Results
-// ----------------------------------------------------------------------------------------
+// ---- Results ------------------------------------------------------------------------------------
 
 TEST_F(WorkerTest, StartsWithDefaults) {
   for (int slot = 0; slot < 3; ++slot) {
@@ -328,8 +325,7 @@ TEST_F(WorkerTest, GradesAreLimited) {
   EXPECT_EQ(worker_->mFaceGrade[0], 50.0f);  // the result's default is 0
 }
 
-// ---- Matching
-// ---------------------------------------------------------------------------------------
+// ---- Matching -----------------------------------------------------------------------------------
 
 TEST_F(WorkerTest, MatchesEdgesNearerThanThreeTenthsOfTheWidth) {
   OfferUntilSeen(image_, {{10, 10, 40, 40}, {60, 10, 20, 40}, {60, 10, 40, 40}});
@@ -372,8 +368,7 @@ TEST_F(WorkerTest, FreshResultsAreAtMostTwoSecondsOld) {
   }
 }
 
-// ---- The model
-// --------------------------------------------------------------------------------------
+// ---- The model ----------------------------------------------------------------------------------
 
 TEST_F(WorkerTest, TriesTheModelThreeTimesPerPassUntilItIsReady) {
   host::FailAgeGenderInit(7);
@@ -423,8 +418,7 @@ TEST_F(WorkerDeathTest, LongerVersionsEndTheProcess) {
   }
 }
 
-// ---- Stop
-// -------------------------------------------------------------------------------------------
+// ---- Stop ---------------------------------------------------------------------------------------
 
 TEST_F(WorkerTest, DestructionWaitsForARunningPassAndNoLonger) {
   host::SetAgeGenderDelay(std::chrono::milliseconds(200));

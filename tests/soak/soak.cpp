@@ -12,11 +12,12 @@
 #include <fstream>
 
 #include "host/control.h"
-#include "sim/framework.h"
-
-extern "C" void ChiNodeEntry(ChiNodeCallbacks*);
+#include "tests/node_testing.h"
 
 namespace {
+
+using testing_support::SetUsualMetadata;
+using testing_support::SetWords;
 
 // What became of the frames of one life, or of all.
 struct Fates {
@@ -116,12 +117,10 @@ class Soak {
   bool Send(sim::Session& session, uint64_t number, uint64_t scene, uint64_t life) {
     const auto faces = static_cast<std::size_t>(scene % 4);
     sim::Metadata& input = session.Input();
-    input.SetWords<uint32_t>(role_, {0, 1, 0});
-    input.SetWords<uint32_t>(age_switch_, {scene % 3 != 0});
-    input.SetWords<uint32_t>(score_switch_, {scene % 3 != 1});
-    input.SetWords<uint32_t>(sensor_, {128, 128});
-    input.SetWords<uint32_t>(orientation_, {static_cast<uint32_t>(scene % 4 * 90)});
-    input.SetWords<int32_t>(kChiFaceRectanglesTag, std::vector<int32_t>(faces * 4, 160));
+    SetUsualMetadata(input, {128, 128}, std::vector<int32_t>(faces * 4, 160));
+    SetWords(input, "brodax.faceGenderAndAge", "enabled", {scene % 3 != 0});
+    SetWords(input, "brodax.faceScore", "enabled", {scene % 3 != 1});
+    SetWords(input, "brodax.device", "orientation", {static_cast<uint32_t>(scene % 4 * 90)});
     sim::CameraBuffer buffer(&frames_[scene / 4 % 2]);
     Require(!session.Process(number, &buffer, &buffer), "a request succeeds", life);
     const bool hands_over = number % 6 == 4;
@@ -131,17 +130,8 @@ class Soak {
     return hands_over && faces != 0;
   }
 
-  static uint32_t Tag(const char* section, const char* name) {
-    return sim::Framework::Get().Tags().Id(section, name);
-  }
-
   sim::Nv12Frame frames_[2] = {Frame(64, 48), Frame(48, 66)};
-  const uint32_t role_ = Tag("com.qti.chi.multicamerainfo", "MultiCameraIdRole");
-  const uint32_t age_switch_ = Tag("brodax.faceGenderAndAge", "enabled");
-  const uint32_t score_switch_ = Tag("brodax.faceScore", "enabled");
-  const uint32_t sensor_ = Tag("brodax.sensorSize", "size");
-  const uint32_t orientation_ = Tag("brodax.device", "orientation");
-  const uint32_t result_ = Tag("brodax.faceAnalyzeResult", "result");
+  const uint32_t result_ = testing_support::TagId("brodax.faceAnalyzeResult", "result");
 };
 
 void Print(const Fates& all, const Footprint& now) {
