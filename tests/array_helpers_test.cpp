@@ -153,6 +153,7 @@ TEST(ArrayShapes, CountsThatMakeNoSizeAndNullGiveNull) {
     EXPECT_EQ(allocD3(INT_MAX, INT_MAX, 1), nullptr);
     EXPECT_EQ(allocD3(1, 1 << 16, 1 << 16), nullptr);  // 0 in 32 bits
     EXPECT_EQ(convertU1ToU3(image, INT_MAX, INT_MAX, INT_MAX), nullptr);
+    EXPECT_EQ(convertU1ToU3(image, INT_MAX, INT_MAX, 0), nullptr);  // no element, but rows
     EXPECT_EQ(convertU1ToU2(nullptr, 3, 4), nullptr);
     EXPECT_EQ(convertU1ToU3(nullptr, 2, 3, 4), nullptr);
   });

@@ -16,6 +16,7 @@ std::atomic<int> g_calls{0};
 std::atomic<int> g_failing_call{-1};
 std::atomic<bool> g_worker_is_off{false};  // a fault kept the worker's thread from starting
 std::atomic<size_t> g_bytes{0};            // of malloc
+std::atomic<int> g_blocks{0};              // of malloc, not yet freed
 thread_local int t_calls = 0;
 thread_local bool t_in_framework = false;
 
@@ -37,8 +38,15 @@ extern "C" {
 
 void* __real_malloc(size_t size);
 void* __wrap_malloc(size_t size) {
+  if (ThisCallFails()) return nullptr;
   g_bytes += size;
-  return ThisCallFails() ? nullptr : __real_malloc(size);
+  ++g_blocks;
+  return __real_malloc(size);
+}
+void __real_free(void* block);
+void __wrap_free(void* block) {
+  g_blocks -= block != nullptr;
+  __real_free(block);
 }
 
 // operator new and new[]: the framework of this program uses them, the node may not.
@@ -168,6 +176,7 @@ TEST_F(FaultTest, AfterEveryFaultAGoodFrameIsAnalysedOrTheNodeIsCleanlyOff) {
       }
       failed = g_calls > faults;
     }
+    EXPECT_EQ(g_blocks, 0) << "fault " << faults;
     EXPECT_EQ(host::FaceGradeCounters().created, host::FaceGradeCounters().destroyed);
   }
   // The worker, its two locks, the condition with its attributes and clock, the grader and the

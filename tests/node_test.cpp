@@ -721,6 +721,8 @@ TEST_F(NodeTest, ASlowModelNeverHoldsARequestUp) {
   RecordProperty("longest_request_us", static_cast<int>(longest.count() * 1e6));
 }
 
+const uint32_t kBaseAtLoad = g_vendorTagBase;
+
 // Knows all tags but those of the node's own section.
 ChiResult HideOwnSection(ChiVendorTagBase* query) {
   const bool own = std::strcmp(query->pComponentName, "com.qti.node.brodaxgenderage") == 0;
@@ -729,7 +731,7 @@ ChiResult HideOwnSection(ChiVendorTagBase* query) {
 }
 
 TEST_F(NodeTest, AnUnknownOwnSectionDoesNotTakeTheRecordAlong) {
-  // A fresh base, which the failing look-up leaves at 0.
+  EXPECT_EQ(kBaseAtLoad, 0u);  // the failing look-up leaves it so
   const uint32_t base = std::exchange(g_vendorTagBase, 0u);
   ChiNodeInterface interface = sim::Framework::Interface();
   interface.pGetVendorTagBase = HideOwnSection;
@@ -794,6 +796,7 @@ TEST_F(NodeTest, OddRequestsStillPublish) {
 TEST_F(NodeTest, ARequestWithoutInputsOnASensorOfUnknownSize) {
   Start();
   SetUsualMetadata();
+  Send(4);
   for (const auto& [width, height] :
        std::vector<std::pair<uint32_t, uint32_t>>{{0, 0}, {0, 9}, {9, 0}}) {
     SetWords("brodax.sensorSize", "size", {width, height});

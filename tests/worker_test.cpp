@@ -239,7 +239,9 @@ TEST_F(WorkerTest, TheModelsNeverSeeAnEmptyImage) {
   for (const auto& [width, height] : std::vector<std::pair<int, int>>{{1, 40}, {40, 1}, {1, 1}}) {
     for (const int orientation : {0, 90, 180, 270}) {
       sim::Nv12Frame thin = testing_support::PatternFrame(width, height);
+      const uint64_t passes = host::ClockReads();
       EXPECT_EQ(OfferUntilSeen(Describe(thin), {{0, 0, 40, 40}}, orientation), Fate::kTaken);
+      EXPECT_EQ(host::ClockReads(), passes + 1);
       EXPECT_EQ(worker_->mFaceGrade[0], 0.0f);  // too small
     }
   }
@@ -282,6 +284,9 @@ TEST_F(WorkerTest, SlotsThatAPassDoesNotWriteKeepTheirValues) {
   worker_->mFaceScoreEnabled = false;
   host::ScriptFaceGrade([](const host::FaceGradeCall&) { return host::FaceGradeAnswer{99, {}}; });
   const float grade = worker_->mFaceGrade[0];
+  ZyImageBuffer bad = image_;
+  bad.format = 2;
+  OfferUntilSeen(bad, Faces(3, {7, 7, 40, 40}));  // leaves rectangles behind, but is no pass
   OfferUntilSeen(image_, {{0, 20, 40, 40}, {40, 20, 40, 40}});
   EXPECT_EQ(worker_->mGender[0], 5.0f);
   EXPECT_EQ(worker_->mAgeWhenGenderHigh[1], 60.0f);
@@ -290,6 +295,10 @@ TEST_F(WorkerTest, SlotsThatAPassDoesNotWriteKeepTheirValues) {
   EXPECT_EQ(worker_->mFaceGrade[0], grade);
   EXPECT_EQ(worker_->mAnalyzedRects[1][1], 20);
   EXPECT_EQ(worker_->mAnalyzedRects[2][1], 0);
+  worker_->mFaceGenderAndAgeEnabled = false;
+  OfferUntilSeen(image_, Faces(3, face_[0]));
+  EXPECT_EQ(worker_->mProp[0], 0.5f);
+  EXPECT_EQ(worker_->mFaceGrade[2], grade);
 }
 
 TEST_F(WorkerTest, SwitchesGateTheModels) {
@@ -395,6 +404,12 @@ TEST_F(WorkerTest, TheLastWorkerClearsTheModel) {
   EXPECT_EQ(host::AgeGenderCounters().clears, 0u);
   second.reset();
   EXPECT_EQ(host::AgeGenderCounters().clears, 1u);
+  ZyFaceAgeFinalize();  // one too many, which does not count
+  EXPECT_EQ(host::AgeGenderCounters().clears, 2u);
+  worker_ = std::make_unique<ZYPreview>();
+  second = std::make_unique<ZYPreview>();
+  worker_.reset();
+  EXPECT_EQ(host::AgeGenderCounters().clears, 2u);
 }
 
 TEST_F(WorkerTest, CopiesVersionsOfUpToNineteenCharacters) {
