@@ -128,7 +128,10 @@ class FaultTest : public DeviceTest {
       failed_joins_ += std::strstr(line.text, "pthread dead already") != nullptr;
     });
   }
-  ~FaultTest() override { g_failing_call = -1; }
+  ~FaultTest() override {
+    g_failing_call = -1;
+    g_worker_is_off = false;
+  }
 
   static void FillInput(sim::Metadata& input) {
     testing_support::SetUsualMetadata(input, {640, 480}, {0, 0, 160, 160});
@@ -184,6 +187,22 @@ TEST_F(FaultTest, AfterEveryFaultAGoodFrameIsAnalysedOrTheNodeIsCleanlyOff) {
   EXPECT_EQ(off, 8);
   EXPECT_EQ(failed_joins_, 1);
   EXPECT_GT(faults, 20);  // those, the node, and the buffers of every size
+}
+
+TEST_F(FaultTest, AWorkerThatCannotBeReplacedLeavesANodeThatAnswers) {
+  sim::Session session;
+  ASSERT_FALSE(session.Create(0, 160, 120));
+  session.PostPipelineCreate();
+  AwaitPass();
+  FillInput(session.Input());
+  Send(session, large_, 1);
+  g_calls = 0;
+  g_failing_call = 1;  // after the end of the first worker's thread
+  session.PostPipelineCreate();
+  g_worker_is_off = true;
+  Send(session, large_, 4);
+  EXPECT_EQ(session.Result().face_count, 0);
+  EXPECT_EQ(host::AgeGenderCounters().clears, 1u);
 }
 
 TEST_F(FaultTest, ASteadyStreamAllocatesAGrayImagePerPassAndNothingOnTheRequestThread) {
