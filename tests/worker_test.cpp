@@ -412,10 +412,13 @@ TEST_F(WorkerTest, TheLastWorkerClearsTheModel) {
   EXPECT_EQ(host::AgeGenderCounters().clears, 2u);
 }
 
-TEST_F(WorkerTest, CopiesVersionsOfUpToNineteenCharacters) {
+TEST_F(WorkerTest, LogsVersionsOfUpToNineteenCharacters) {
   host::SetAgeGenderVersion("1234567890123456789");
-  EXPECT_STREQ(ZyFaceAgeGetVersion().version, "1234567890123456789");
-  EXPECT_EQ(ZyFaceAgeGetVersion().fitCountry, 0);
+  log_.TakeOthers();
+  worker_ = std::make_unique<ZYPreview>();
+  AwaitWorkers();
+  EXPECT_EQ(CountContaining(log_.TakeOthers(), "zyGenderVer=1234567890123456789, fitCountry=0("),
+            1u);
 }
 
 using WorkerDeathTest = WorkerTest;
