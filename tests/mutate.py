@@ -52,12 +52,12 @@ def mutants(source):
                     yield path.relative_to(source), number, changed
 
 
-def run(*command, **options):
-    """Whether the command succeeds, in 60 seconds and 4 GiB."""
+def run(*command, seconds=120, **options):
+    """Whether the command succeeds in time and in 4 GiB."""
     limit = lambda: resource.setrlimit(resource.RLIMIT_AS, (4 << 30, 4 << 30))
     try:
         return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-                              preexec_fn=limit, timeout=60, **options).returncode == 0
+                              preexec_fn=limit, timeout=seconds, **options).returncode == 0
     except subprocess.TimeoutExpired:
         return False
 
@@ -100,7 +100,8 @@ class Bench:
         if self.fingerprint() == self.original:
             return "equivalent"
         for program in PROGRAMS[folder]:
-            if not self.make(program) or not run(self.build / program, "--gtest_brief=1", "--gtest_fail_fast"):
+            if not self.make(program) or not run(self.build / program, "--gtest_brief=1",
+                                               "--gtest_fail_fast", seconds=20):
                 return "killed"
         everything = self.make() and run("ctest", "--test-dir", self.build, "--stop-on-failure")
         return "survived" if everything else "killed"
