@@ -126,6 +126,7 @@ class FaultTest : public DeviceTest {
   FaultTest() {
     host::SetLogSink([this](const host::LogLine& line) {
       failed_joins_ += std::strstr(line.text, "pthread dead already") != nullptr;
+      EXPECT_FALSE(g_worker_is_off && std::strstr(line.text, "mAnalyzingEnabled:1") != nullptr);
     });
   }
   ~FaultTest() override {

@@ -271,6 +271,7 @@ TEST_F(WorkerTest, StartsWithDefaults) {
     EXPECT_EQ(worker_->mAgeWhenGenderHigh[slot], 24.0f);
     EXPECT_EQ(worker_->mAgeWhenGenderLow[slot], 20.0f);
     EXPECT_EQ(worker_->mFaceGrade[slot], 80.0f);
+    for (const auto& edge : worker_->mAnalyzedRects[slot]) EXPECT_EQ(edge, 0);
   }
 }
 
