@@ -17,6 +17,7 @@ std::atomic<int> g_failing_call{-1};
 std::atomic<bool> g_worker_is_off{false};  // a fault kept the worker's thread from starting
 std::atomic<size_t> g_bytes{0};            // of malloc
 std::atomic<int> g_blocks{0};              // of malloc, not yet freed
+std::atomic<int> g_locks{0};               // and conditions and attributes, not yet destroyed
 thread_local int t_calls = 0;
 thread_local bool t_in_framework = false;
 
@@ -25,10 +26,16 @@ bool ThisCallFails() {
   return g_calls++ == g_failing_call;
 }
 
-// What a pthread function returns when this call of it fails, else 0.
-int ThreadCallFailure(int error) {
-  if (!ThisCallFails()) return 0;
+// Calls a pthread function unless this call of it fails.
+template <typename... Arguments>
+int CallOrFail(int error, int (*function)(Arguments...), std::decay_t<Arguments>... arguments) {
+  if (!ThisCallFails()) return function(arguments...);
   g_worker_is_off = true;
+  return error;
+}
+
+int Created(int error) {
+  g_locks += error == 0;
   return error;
 }
 
@@ -70,32 +77,41 @@ void* __wrap__ZnwmRKSt9nothrow_t(size_t size, const std::nothrow_t& tag) {
 int __real_pthread_create(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                           void* (*function)(void*), void* argument) {
-  const int error = ThreadCallFailure(EAGAIN);
-  return error != 0 ? error : __real_pthread_create(thread, attributes, function, argument);
+  return CallOrFail(EAGAIN, __real_pthread_create, thread, attributes, function, argument);
 }
 
 int __real_pthread_mutex_init(pthread_mutex_t*, const pthread_mutexattr_t*);
 int __wrap_pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes) {
-  const int error = ThreadCallFailure(ENOMEM);
-  return error != 0 ? error : __real_pthread_mutex_init(mutex, attributes);
+  return Created(CallOrFail(ENOMEM, __real_pthread_mutex_init, mutex, attributes));
+}
+int __real_pthread_mutex_destroy(pthread_mutex_t*);
+int __wrap_pthread_mutex_destroy(pthread_mutex_t* mutex) {
+  --g_locks;
+  return __real_pthread_mutex_destroy(mutex);
 }
 
 int __real_pthread_condattr_init(pthread_condattr_t*);
 int __wrap_pthread_condattr_init(pthread_condattr_t* attributes) {
-  const int error = ThreadCallFailure(ENOMEM);
-  return error != 0 ? error : __real_pthread_condattr_init(attributes);
+  return Created(CallOrFail(ENOMEM, __real_pthread_condattr_init, attributes));
 }
-
 int __real_pthread_condattr_setclock(pthread_condattr_t*, clockid_t);
 int __wrap_pthread_condattr_setclock(pthread_condattr_t* attributes, clockid_t clock) {
-  const int error = ThreadCallFailure(EINVAL);
-  return error != 0 ? error : __real_pthread_condattr_setclock(attributes, clock);
+  return CallOrFail(EINVAL, __real_pthread_condattr_setclock, attributes, clock);
+}
+int __real_pthread_condattr_destroy(pthread_condattr_t*);
+int __wrap_pthread_condattr_destroy(pthread_condattr_t* attributes) {
+  --g_locks;
+  return __real_pthread_condattr_destroy(attributes);
 }
 
 int __real_pthread_cond_init(pthread_cond_t*, const pthread_condattr_t*);
 int __wrap_pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attributes) {
-  const int error = ThreadCallFailure(ENOMEM);
-  return error != 0 ? error : __real_pthread_cond_init(condition, attributes);
+  return Created(CallOrFail(ENOMEM, __real_pthread_cond_init, condition, attributes));
+}
+int __real_pthread_cond_destroy(pthread_cond_t*);
+int __wrap_pthread_cond_destroy(pthread_cond_t* condition) {
+  --g_locks;
+  return __real_pthread_cond_destroy(condition);
 }
 
 // A join that fails finds the thread gone already.
@@ -164,7 +180,7 @@ TEST_F(FaultTest, AfterEveryFaultAGoodFrameIsAnalysedOrTheNodeIsCleanlyOff) {
   int faults = 0, off = 0;
   for (bool failed = true; failed; ++faults) {
     host::ResetAgeGender();
-    g_calls = 0;
+    g_calls = g_blocks = g_locks = 0;
     g_worker_is_off = false;
     g_failing_call = faults;
     {
@@ -181,6 +197,7 @@ TEST_F(FaultTest, AfterEveryFaultAGoodFrameIsAnalysedOrTheNodeIsCleanlyOff) {
       failed = g_calls > faults;
     }
     EXPECT_EQ(g_blocks, 0) << "fault " << faults;
+    EXPECT_EQ(g_locks, 0) << "fault " << faults;
     EXPECT_EQ(host::FaceGradeCounters().created, host::FaceGradeCounters().destroyed);
   }
   // The worker, its two locks, the condition with its attributes and clock, the grader and the
