@@ -7,6 +7,7 @@
 #include <new>
 #include <utility>
 
+#include "analysis/zy_preview.h"
 #include "tests/device_testing.h"
 #include "tests/node_testing.h"
 
@@ -221,6 +222,26 @@ TEST_F(FaultTest, AWorkerThatCannotBeReplacedLeavesANodeThatAnswers) {
   Send(session, large_, 4);
   EXPECT_EQ(session.Result().face_count, 0);
   EXPECT_EQ(host::AgeGenderCounters().clears, 1u);
+}
+
+TEST_F(FaultTest, AFailedResizeThatIsTakenBackLosesNoMoreFrames) {
+  sim::Session session;
+  ASSERT_FALSE(session.Create(0, 160, 120));
+  session.PostPipelineCreate();
+  AwaitPass();
+  FillInput(session.Input());
+  Send(session, large_, 1);
+  g_calls = g_failing_call = 0;
+  Send(session, small_, 4);
+  Send(session, large_, 4);
+  EXPECT_EQ(host::AgeGenderCounters().analyses, 2u);
+}
+
+TEST_F(FaultTest, AWorkerWithoutLocksLooksAtNoFrame) {
+  g_failing_call = g_calls.load();
+  android::ZYPreview worker;
+  const ZyImageBuffer image = {};
+  EXPECT_EQ(worker.ProcessBuffer(&image, nullptr, 0, 0, 0), 1);
 }
 
 TEST_F(FaultTest, ASteadyStreamAllocatesAGrayImagePerPassAndNothingOnTheRequestThread) {

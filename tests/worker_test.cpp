@@ -11,6 +11,7 @@
 #include "analysis/face_age.h"
 #include "analysis/zy_preview.h"
 #include "tests/device_testing.h"
+#include "tests/kernel_testing.h"
 
 namespace android {
 
@@ -113,8 +114,13 @@ TEST_F(WorkerTest, RefusesWhatItCannotCopyAndThenTakesAGoodFrame) {
     EXPECT_EQ(OfferUntilSeen(image, face_), Fate::kTaken);
     EXPECT_EQ(host::AgeGenderCounters().analyses, 0u);
   }
-  EXPECT_EQ(OfferUntilSeen(image_, face_), Fate::kTaken);
-  EXPECT_EQ(host::AgeGenderCounters().analyses, 1u);
+  ZyImageBuffer other_size = bad[0];
+  other_size.width = 64;
+  for (const uint64_t analyses : {1u, 2u}) {
+    EXPECT_EQ(OfferUntilSeen(image_, face_), Fate::kTaken);
+    EXPECT_EQ(host::AgeGenderCounters().analyses, analyses);
+    EXPECT_EQ(OfferUntilSeen(other_size, face_), Fate::kTaken);
+  }
   EXPECT_EQ(worker_->ProcessBuffer(&image_, nullptr, 1, 0, 0), 1);
   EXPECT_EQ(worker_->mFaceAnalyzeNum, 1);  // faces without rectangles change nothing
 }
@@ -134,7 +140,10 @@ TEST_F(WorkerTest, KeepsItsOwnCopyOfTheFrame) {
 }
 
 TEST_F(WorkerTest, CountsMoreThanThreeFacesAsThree) {
-  EXPECT_EQ(worker_->ProcessBuffer(&image_, Faces(3, face_[0]).data(), 1000, 270, 0), 1);
+  testing_support::GuardedBytes bytes(3 * sizeof(face_[0]));
+  auto* faces = reinterpret_cast<android::_FaceLocation*>(bytes.data());
+  std::fill_n(faces, 3, face_[0]);
+  EXPECT_EQ(worker_->ProcessBuffer(&image_, faces, 1000, 270, 0), 1);
   AwaitWorkers();
   EXPECT_EQ(worker_->mFaceAnalyzeNum, 3);
   EXPECT_EQ(host::AgeGenderCounters().analyses, 3u);
@@ -350,7 +359,7 @@ TEST_F(WorkerTest, MatchesEdgesNearerThanThreeTenthsOfTheWidth) {
   EXPECT_EQ(worker_->getFaceIndex(false, 60, 80, 10, 50), 1);
   EXPECT_EQ(worker_->getFaceIndex(false, 60, 100, 10, 50), 2);
   android::ZYPreviewPeer::LookAtFirstSlotOnly(*worker_);
-  EXPECT_EQ(worker_->getFaceIndex(false, 60, 100, 10, 50), -1);
+  EXPECT_EQ(worker_->getFaceIndex(false, 60, 80, 10, 50), -1);
   EXPECT_EQ(worker_->getFaceIndex(false, 10, 50, 10, 50), 0);
   worker_->ProcessBuffer(&image_, face_.data(), 0, 270, 0);
   EXPECT_EQ(worker_->getFaceIndex(false, 10, 50, 10, 50), -1);
