@@ -47,6 +47,12 @@ TEST(ZyImageBuffer, HoldsBothPlanesInOneBlock) {
   ZyFreeBuffer(nullptr);
 }
 
+TEST(ZyImageBuffer, TheLargestSizeIsAllocated) {
+  ZyImageBuffer buffer = {};
+  EXPECT_EQ(ZyAllocBuffer(&buffer, 715827882, 1, kZyFormatYuv420SemiPlanar), 1);
+  ZyFreeBuffer(&buffer);
+}
+
 TEST(ZyImageBuffer, OtherFormatsLeaveTheRecordAlone) {
   for (const int32_t format : {0, 2, -1, 17}) {
     ZyImageBuffer buffer = StaleRecord();
