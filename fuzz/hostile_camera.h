@@ -118,8 +118,11 @@ class Metadata {
       sim::Framework::Get().Tags().Describe(set->pTagList[i], &bytes, &count);
       const auto* data = static_cast<const uint8_t*>(set->pTagData[i].pData);
       const Bytes value(data, data + count * bytes);
+      Require(set->pTagData[i].count == count, "a value has its tag's length");
       if (count != sizeof(sim::ResultRecord)) continue;
-      Require(value[0] <= 3, "a record tells of up to three faces");
+      sim::ResultRecord record;
+      std::memcpy(&record, value.data(), sizeof(record));
+      Require(record.face_count >= 0 && record.face_count <= 3, "up to three faces are told of");
       ++Instance().records_;
     }
     return Instance().script_->OneIn(4) ? kChiFailed : kChiSuccess;

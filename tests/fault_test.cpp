@@ -109,6 +109,11 @@ int __real_pthread_cond_init(pthread_cond_t*, const pthread_condattr_t*);
 int __wrap_pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attributes) {
   return Created(CallOrFail(ENOMEM, __real_pthread_cond_init, condition, attributes));
 }
+// A wait that fails returns at once.
+int __real_pthread_cond_wait(pthread_cond_t*, pthread_mutex_t*);
+int __wrap_pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
+  return ThisCallFails() ? EINVAL : __real_pthread_cond_wait(condition, mutex);
+}
 int __real_pthread_cond_destroy(pthread_cond_t*);
 int __wrap_pthread_cond_destroy(pthread_cond_t* condition) {
   --g_locks;
@@ -143,6 +148,7 @@ class FaultTest : public DeviceTest {
   FaultTest() {
     host::SetLogSink([this](const host::LogLine& line) {
       failed_joins_ += std::strstr(line.text, "pthread dead already") != nullptr;
+      considered_frames_ += std::strstr(line.text, "ProcessBuffer++") != nullptr;
       EXPECT_FALSE(g_worker_is_off && std::strstr(line.text, "mAnalyzingEnabled:1") != nullptr);
     });
   }
@@ -171,7 +177,8 @@ class FaultTest : public DeviceTest {
 
   const bool started_ = !sim::Framework::Get().Start(ChiNodeEntry);
   const uint32_t result_tag_ = testing_support::TagId("brodax.faceAnalyzeResult", "result");
-  int failed_joins_ = 0;  // this thread's log alone says so
+  int failed_joins_ = 0;  // the log of this thread alone tells of these
+  int considered_frames_ = 0;
   uint64_t frame_number_ = 4;
   sim::Nv12Frame large_ = testing_support::PatternFrame(160, 120);
   sim::Nv12Frame small_ = testing_support::PatternFrame(80, 60);
@@ -241,7 +248,9 @@ TEST_F(FaultTest, AWorkerWithoutLocksLooksAtNoFrame) {
   g_failing_call = g_calls.load();
   android::ZYPreview worker;
   const ZyImageBuffer image = {};
-  EXPECT_EQ(worker.ProcessBuffer(&image, nullptr, 0, 0, 0), 1);
+  const android::_FaceLocation face = {0, 0, 9, 9};
+  EXPECT_EQ(worker.ProcessBuffer(&image, &face, 1, 0, 0), 1);
+  EXPECT_EQ(considered_frames_, 0);
 }
 
 TEST_F(FaultTest, ASteadyStreamAllocatesAGrayImagePerPassAndNothingOnTheRequestThread) {

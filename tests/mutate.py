@@ -62,19 +62,23 @@ def run(*command, seconds=120, **options):
         return False
 
 
-class Bench:
+class Workplace:
     """A copy of the sources with a build of its own."""
 
     def __init__(self, source, work):
         self.source, self.build = work / "source", work / "build"
         shutil.rmtree(work, ignore_errors=True)
         shutil.copytree(source, self.source, ignore=shutil.ignore_patterns("build", ".git"))
-        # Warnings are off: a mutant that only warns must be killed by a test. No debug information,
-        # so that equal code has equal bytes.
+        # Warnings are no errors: a mutant that only warns must be killed by a test. But a function
+        # that returns nothing at all is no program. No debug information, so that equal code has
+        # equal bytes.
         subprocess.run(["cmake", "--preset", "host", "-B", self.build, "-DZY_WERROR=OFF",
-                        "-DCMAKE_BUILD_TYPE=Release"], cwd=self.source, check=True, stdout=subprocess.DEVNULL)
+                        "-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_CXX_FLAGS=-Werror=return-type"],
+                       cwd=self.source, check=True, stdout=subprocess.DEVNULL)
         subprocess.run(["ninja", "-C", self.build], check=True, stdout=subprocess.DEVNULL)
         self.original = self.fingerprint()
+        if not self.passes_everything():
+            sys.exit("the tests fail before anything is broken")
 
     def fingerprint(self):
         libraries = [self.build / f"libzy_{folder}.a" for folder in PROGRAMS]
@@ -100,29 +104,31 @@ class Bench:
         if self.fingerprint() == self.original:
             return "equivalent"
         for program in PROGRAMS[folder]:
-            if not self.make(program) or not run(self.build / program, "--gtest_brief=1",
-                                               "--gtest_fail_fast", seconds=20):
+            test = [self.build / program, "--gtest_brief=1", "--gtest_fail_fast"]
+            if not self.make(program) or not run(*test, seconds=20):
                 return "killed"
-        everything = self.make() and run("ctest", "--test-dir", self.build, "--stop-on-failure")
-        return "survived" if everything else "killed"
+        return "survived" if self.passes_everything() else "killed"
+
+    def passes_everything(self):
+        return self.make() and run("ctest", "--test-dir", self.build, "--stop-on-failure")
 
 
 def main():
     source, work = pathlib.Path(sys.argv[1]).resolve(), pathlib.Path(sys.argv[2]).resolve()
     sample, seed = int(sys.argv[3]) if len(sys.argv) > 3 else 40, int(sys.argv[4]) if len(sys.argv) > 4 else 1
-    benches = queue.SimpleQueue()
+    workplaces = queue.SimpleQueue()
     for index in range(os.cpu_count()):
-        benches.put(Bench(source, work / str(index)))
+        workplaces.put(Workplace(source, work / str(index)))
     chosen = list(mutants(source))
     if 0 < sample < len(chosen):
         chosen = random.Random(seed).sample(chosen, sample)
 
     def judge(mutant):
-        bench = benches.get()
+        workplace = workplaces.get()
         try:
-            return bench.judge(*mutant)
+            return workplace.judge(*mutant)
         finally:
-            benches.put(bench)
+            workplaces.put(workplace)
 
     counts, survivors = dict.fromkeys(VERDICTS, 0), []
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:

@@ -169,7 +169,9 @@ TEST_F(WorkerTest, AWakeUpWithoutAFrameIsNoPass) {
   host::FailAgeGenderInit(-1);
   worker_ = std::make_unique<ZYPreview>();
   AwaitWorkers();
+  worker_->mFaceGenderAndAgeEnabled = true;
   OfferUntilSeen(image_, face_);
+  EXPECT_EQ(host::AgeGenderCounters().analyses, 1u);  // the model is never ready, but asked
   const uint64_t passes = host::ClockReads();
   const uint64_t attempts = host::AgeGenderCounters().inits;
   host::WakeWorkersSpuriously();
@@ -405,6 +407,15 @@ TEST_F(WorkerTest, TriesTheModelThreeTimesPerPassUntilItIsReady) {
   const auto lines = log_.TakeOthers();
   EXPECT_EQ(CountContaining(lines, "FaceInit failed"), 1u);
   EXPECT_EQ(CountContaining(lines, "FaceInit Success"), 1u);
+  EXPECT_EQ(worker_->getFaceIndex(true, 20, 80, 20, 70), 0);
+}
+
+TEST_F(WorkerTest, AModelThatFailsThreeTimesIsReadyWithTheFirstFrame) {
+  host::FailAgeGenderInit(3);
+  host::SetClock(1);
+  worker_ = std::make_unique<ZYPreview>();
+  AwaitWorkers();
+  OfferUntilSeen(image_, face_);
   EXPECT_EQ(worker_->getFaceIndex(true, 20, 80, 20, 70), 0);
 }
 

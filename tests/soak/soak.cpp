@@ -108,7 +108,8 @@ class Soak {
     fates.analysed = host::ClockReads() - passes;
     fates.abandoned = fates.taken - fates.analysed;
     Require(fates.offered == fates.skipped + fates.dropped + fates.taken, "fates add up", life);
-    Require(fates.abandoned <= 1, "a worker abandons one frame at most", life);
+    Require(fates.abandoned <= (is_hurried ? 1 : 0), "only its end makes a worker abandon a frame",
+            life);
     return fates;
   }
 
