@@ -3,6 +3,8 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <optional>
+#include <utility>
 
 #include "analysis/face_age.h"
 #include "analysis/face_crop.h"
@@ -60,13 +62,17 @@ float LimitGrade(float grade) {
   return grade;
 }
 
-FaceGradeResult Grade(FaceGradeInterface& grader, const uint8_t* rgb, int width, int height,
-                      int left, int top, int face_width, int face_height) {
-  base::MutexLock lock(ModelLibraryLock());
-  FaceGradeResult result;
-  grader.setFaceRect(left, top, face_width, face_height);
-  grader.process(rgb, width, height, result, false);
-  return result;
+// Nothing when the closed library throws.
+std::optional<FaceGradeResult> Grade(FaceGradeInterface& grader, const uint8_t* rgb, int width,
+                                     int height, int left, int top, int face_width,
+                                     int face_height) {
+  base::MutexLock lock(g_model_library);
+  return CallModelLibrary(std::optional<FaceGradeResult>(), [&] {
+    std::optional<FaceGradeResult> result(std::in_place);
+    grader.setFaceRect(left, top, face_width, face_height);
+    grader.process(rgb, width, height, *result, false);
+    return result;
+  });
 }
 
 template <typename T>
@@ -98,6 +104,7 @@ void ZYPreview::AnalyzeCurrentFrame() {
 
 void ZYPreview::InitModel() {
   for (int attempt = 0; attempt < kInitAttempts; ++attempt) {
+    if (!mAnalyzingEnabled.load(std::memory_order_relaxed)) return;  // the destructor waits
     if (ZyFaceAgeInit()) {
       mFaceInited.store(true, std::memory_order_relaxed);
       __android_log_print(kLogError, kLogTag, "%s: FaceInit Success", kLoop);
@@ -210,14 +217,17 @@ void ZYPreview::EstimateAgeAndGender(const PassImages& images, const PassFace& f
 void ZYPreview::GradeFace(const PassImages& images, const PassFace& face, int slot,
                           PassResults& results) {
   __android_log_print(kLogError, kLogTag, "%s, check res:%d", "checkValidFaceSize", face.valid);
-  float grade = 0.0f;
+  std::optional<FaceGradeResult> result;
   if (face.valid) {
-    const FaceGradeResult result =
-        Grade(*mFaceGradeInterface, images.rgb, images.width, images.height, face.left, face.top,
-              face.width, face.height);
+    result = Grade(*mFaceGradeInterface, images.rgb, images.width, images.height, face.left,
+                   face.top, face.width, face.height);
+  }
+  float grade = 0.0f;
+  if (result) {
     __android_log_print(kLogError, kLogTag, "%s:  DoFaceBeautyRank face grade:%f (%f, %f, %f)",
-                        kLoop, result.grade, result.scores[0], result.scores[1], result.scores[2]);
-    grade = LimitGrade(result.grade);
+                        kLoop, result->grade, result->scores[0], result->scores[1],
+                        result->scores[2]);
+    grade = LimitGrade(result->grade);
   }
   __android_log_print(kLogError, kLogTag, "%s:  time:, face grade result:%f", kLoop, grade);
   results.grade[slot] = grade;

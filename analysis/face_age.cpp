@@ -6,28 +6,27 @@
 
 #include "platform/age_gender_model.h"
 
+base::Mutex g_model_library;
+
 namespace {
 
-base::Mutex g_model_library_lock;
-int g_live_users ZY_GUARDED_BY(g_model_library_lock) = 0;
+int g_live_users ZY_GUARDED_BY(g_model_library) = 0;
 
 }  // namespace
 
-base::Mutex& ModelLibraryLock() { return g_model_library_lock; }
-
 void ZyFaceAgeAttach() {
-  base::MutexLock lock(g_model_library_lock);
+  base::MutexLock lock(g_model_library);
   ++g_live_users;
 }
 
 bool ZyFaceAgeInit() {
-  base::MutexLock lock(g_model_library_lock);
-  return (QVAG_Model_Init() & 1) != 0;
+  base::MutexLock lock(g_model_library);
+  return (CallModelLibrary(0, QVAG_Model_Init) & 1) != 0;
 }
 
 ZyFaceAgeVersion ZyFaceAgeGetVersion() {
-  base::MutexLock lock(g_model_library_lock);
-  const QVAG_Version library = QVAG_GetVersion();
+  base::MutexLock lock(g_model_library);
+  const QVAG_Version library = CallModelLibrary(QVAG_Version{}, QVAG_GetVersion);
   ZyFaceAgeVersion result = {};
   const size_t length = strnlen(library.text, sizeof(library.text));
   if (length >= sizeof(result.version)) abort();
@@ -37,16 +36,21 @@ ZyFaceAgeVersion ZyFaceAgeGetVersion() {
 
 ZyFaceAgeResult ZyFaceAgeAnalyze(const uint8_t* gray, const uint8_t* rgb, int width, int height,
                                  int left, int top, int right, int bottom, float factor) {
-  base::MutexLock lock(g_model_library_lock);
-  const QVAG_FaceResult face =
-      QVAG_OneFaceAnalyze(gray, rgb, width, height, left, top, right, bottom, factor);
+  base::MutexLock lock(g_model_library);
+  const QVAG_FaceResult face = CallModelLibrary(QVAG_FaceResult{}, [&] {
+    return QVAG_OneFaceAnalyze(gray, rgb, width, height, left, top, right, bottom, factor);
+  });
   return {face.prop, face.gender, face.age, face.age};
 }
 
 void ZyFaceAgeFinalize() {
-  base::MutexLock lock(g_model_library_lock);
+  base::MutexLock lock(g_model_library);
   if (g_live_users > 0) --g_live_users;
-  if (g_live_users == 0) QVAG_Model_Clear();
+  if (g_live_users > 0) return;
+  CallModelLibrary(0, [] {
+    QVAG_Model_Clear();
+    return 0;
+  });
 }
 
 void ZyFaceAgeClear() {}

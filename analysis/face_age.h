@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The five adapters to the closed age and gender model, and the lock that both closed libraries
-// need.
+// The five adapters to the closed age and gender model, and what every call into either closed
+// library needs.
 //
 // Both libraries are process-wide and not thread-safe, while a process may hold several nodes, each
 // with a worker. So every call into either library is made under one process-wide lock, and the
@@ -26,23 +26,34 @@ struct ZyFaceAgeResult {
   float ageWhenGenderLow;
 };
 
-// Held around every call into libFaceGrade; the adapters below take it themselves. It is the
+// Held around every call into either library; the adapters below take it themselves. It is the
 // innermost lock: nothing else is locked under it. Any thread.
-base::Mutex& ModelLibraryLock();
+extern base::Mutex g_model_library;
+
+// What `call` returns, or `otherwise` when it throws: an exception of a closed library must reach
+// neither the framework's C interface nor the end of a thread. Any thread.
+template <typename Result, typename Call>
+Result CallModelLibrary(Result otherwise, Call call) ZY_REQUIRES(g_model_library) {
+  try {
+    return call();
+  } catch (...) {
+    return otherwise;
+  }
+}
 
 // Counts one more user of the model; ZyFaceAgeFinalize() counts it off. Request thread.
 void ZyFaceAgeAttach();
 
-// Loads the model; true when it is ready. Worker thread.
+// Loads the model; true when it is ready, false also when the library throws. Worker thread.
 bool ZyFaceAgeInit();
 
-// The model's version. A version text of 20 characters or more does not fit the record and ends the
-// process. Worker thread.
+// The model's version; an empty text when the library throws. A version text of 20 characters or
+// more does not fit the record and ends the process. Worker thread.
 ZyFaceAgeVersion ZyFaceAgeGetVersion();
 
 // Estimates one face. `gray` has width x height bytes, `rgb` three times as many (blue, green,
 // red), rows without padding; left, top, right and bottom are the face's edges in pixels of that
-// image. The buffers stay the caller's. Worker thread.
+// image. The buffers stay the caller's. All zeros when the library throws. Worker thread.
 ZyFaceAgeResult ZyFaceAgeAnalyze(const uint8_t* gray, const uint8_t* rgb, int width, int height,
                                  int left, int top, int right, int bottom, float factor);
 

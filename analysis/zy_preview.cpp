@@ -34,15 +34,11 @@ bool Near(int32_t a, int32_t b, int64_t tolerance) {
   return std::max(difference, -difference) < tolerance;
 }
 
-// Null without memory, and when the closed library throws: its exceptions must not reach the
-// framework's C interface.
+// Null without memory, and when the closed library throws.
 FaceGradeInterface* CreateFaceGrade() {
-  base::MutexLock lock(ModelLibraryLock());
-  try {
-    return new (std::nothrow) FaceGradeInterface;
-  } catch (...) {
-    return nullptr;
-  }
+  base::MutexLock lock(g_model_library);
+  return CallModelLibrary<FaceGradeInterface*>(
+      nullptr, [] { return new (std::nothrow) FaceGradeInterface; });
 }
 
 void Fill(std::atomic<float> (&slots)[kMaxFaces], float value) {
@@ -104,7 +100,7 @@ void ZYPreview::StopAnalyzeThread() {
 }
 
 void ZYPreview::ReleaseFaceGrade() {
-  base::MutexLock lock(ModelLibraryLock());
+  base::MutexLock lock(g_model_library);
   delete mFaceGradeInterface;
   mFaceGradeInterface = nullptr;
 }

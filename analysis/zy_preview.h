@@ -47,10 +47,11 @@ inline constexpr int kMaxFaces = 3;
 class ZYPreview {
  public:
   // Starts the thread. When a lock or the thread cannot be created, the worker lives on but takes
-  // no frame. Request thread.
+  // no frame. May wait for calls that other workers make into the closed libraries. Request thread.
   ZYPreview();
-  // Waits for a running pass, stops the thread, releases the model and all buffers. No other thread
-  // may be in a call of this object. Request thread.
+  // Waits for a running pass, or a running attempt to set the model up, and for calls of other
+  // workers as the constructor does; stops the thread, releases the model and all buffers. No other
+  // thread may be in a call of this object. Request thread.
   virtual ~ZYPreview();
   ZYPreview(const ZYPreview&) = delete;
   ZYPreview& operator=(const ZYPreview&) = delete;

@@ -284,5 +284,5 @@ int main(int argc, char** argv) {
   sim::CamkitOptions options;
   int exit_code = sim::kExitOk;
   if (!sim::ParseCamkitOptions(argc, argv, &options, &exit_code)) return exit_code;
-  return sim::Run(options);
+  return sim::RunWithinMemory("camkit", [&] { return sim::Run(options); });
 }

@@ -116,10 +116,10 @@ class Simulation {
   }
 
   Failure OpenOutputs() {
-    if (options_.jsonl.empty()) return std::nullopt;
-    if (IsSameFile(options_.jsonl, options_.source.input)) {
-      return Fail(options_.jsonl + ": is the input as well");
+    for (const std::string& output : {options_.annotated, options_.jsonl}) {
+      if (IsSameFile(output, options_.source.input)) return Fail(output + ": is the input as well");
     }
+    if (options_.jsonl.empty()) return std::nullopt;
     jsonl_.reset(options_.jsonl == "-" ? stdout : std::fopen(options_.jsonl.c_str(), "w"));
     if (jsonl_ != nullptr) return std::nullopt;
     return Fail(options_.jsonl + ": " + std::strerror(errno));
@@ -259,5 +259,5 @@ int main(int argc, char** argv) {
   sim::Options options;
   int exit_code = sim::kExitOk;
   if (!sim::ParseOptions(argc, argv, &options, &exit_code)) return exit_code;
-  return sim::Simulation(options).Run();
+  return sim::RunWithinMemory("camsim", [&] { return sim::Simulation(options).Run(); });
 }

@@ -2,6 +2,7 @@
 #include "sim/sensor.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "platform/chi_node.h"
 
@@ -11,9 +12,13 @@ namespace {
 // With this camera the node halves rectangles even while the quad sensor is on.
 constexpr uint32_t kAlwaysHalvedCamera = 7;
 
-// The smallest sensor coordinate that scales down to `position`.
-int32_t ToSensor(int position, int frame, int sensor) {
-  return static_cast<int32_t>((int64_t{position} * sensor + frame - 1) / frame);
+// The smallest sensor coordinate that scales down to `position`. Of a face that reaches far out of
+// the picture it is cut to half of what an element of the tag holds, because quad sensors double
+// it.
+int32_t ToSensor(int64_t position, int frame, int sensor) {
+  constexpr int64_t kFarthest = std::numeric_limits<int32_t>::max() / 2;
+  const int64_t coordinate = (position * sensor + frame - 1) / frame;
+  return static_cast<int32_t>(std::clamp(coordinate, -kFarthest, kFarthest));
 }
 
 }  // namespace
@@ -31,8 +36,8 @@ std::vector<int32_t> SensorRects(const Options& options, Size frame,
   for (const Rect& face : faces) {
     rects.push_back(factor * ToSensor(face.x, frame.width, sensor.width));
     rects.push_back(factor * ToSensor(face.y, frame.height, sensor.height));
-    rects.push_back(factor * ToSensor(face.x + face.w - 1, frame.width, sensor.width));
-    rects.push_back(factor * ToSensor(face.y + face.h - 1, frame.height, sensor.height));
+    rects.push_back(factor * ToSensor(int64_t{face.x} + face.w - 1, frame.width, sensor.width));
+    rects.push_back(factor * ToSensor(int64_t{face.y} + face.h - 1, frame.height, sensor.height));
   }
   return rects;
 }

@@ -109,6 +109,7 @@ run_bad 3 --input raw.nv12 --size 66x48
 run_bad 2 --input clip.y4m --size 64x48
 run_bad 2 --input clip.y4m --stride 60
 run_bad 2 --input clip.y4m --face 64,0,8,8
+run 0 --input clip.y4m --sensor 16384x8192 --face 0,0,200000,200000
 run_bad 1 --jsonl /dev/full
 run_bad 1 --node missing.so
 run_bad 1 --jsonl missing/out.jsonl
@@ -118,6 +119,8 @@ picture=both.out
 run_bad 1 --jsonl both.out
 cp clip.y4m kept.y4m
 run_bad 1 --input kept.y4m --jsonl kept.y4m
+picture=kept.y4m
+run_bad 1 --input kept.y4m
 cmp -s clip.y4m kept.y4m || fail "the input was overwritten"
 picture=annotated.png
 

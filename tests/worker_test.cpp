@@ -7,6 +7,7 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <new>
 
 #include "analysis/face_age.h"
 #include "analysis/zy_preview.h"
@@ -419,6 +420,25 @@ TEST_F(WorkerTest, AModelThatFailsThreeTimesIsReadyWithTheFirstFrame) {
   EXPECT_EQ(worker_->getFaceIndex(true, 20, 80, 20, 70), 0);
 }
 
+TEST_F(WorkerTest, ModelsThatThrowLeaveZerosAndALivingWorker) {
+  std::atomic<bool> throws{true};
+  host::ScriptAgeGender([&](const host::AgeGenderCall&) -> host::AgeGenderAnswer {
+    if (throws) throw std::bad_alloc();
+    return {30.0f, 0.5f, 0.5f};
+  });
+  host::ScriptFaceGrade([&](const host::FaceGradeCall&) -> host::FaceGradeAnswer {
+    if (throws) throw std::bad_alloc();
+    return {70.0f, {}};
+  });
+  OfferUntilSeen(image_, face_);
+  EXPECT_EQ(worker_->mAgeWhenGenderLow[0], 0.0f);
+  EXPECT_EQ(worker_->mFaceGrade[0], 0.0f);
+  throws = false;
+  OfferUntilSeen(image_, face_);
+  EXPECT_EQ(worker_->mAgeWhenGenderLow[0], 30.0f);
+  EXPECT_EQ(worker_->mFaceGrade[0], 70.0f);
+}
+
 TEST_F(WorkerTest, TheLastWorkerClearsTheModel) {
   auto second = std::make_unique<ZYPreview>();
   worker_.reset();
@@ -458,6 +478,19 @@ TEST_F(WorkerDeathTest, LongerVersionsEndTheProcess) {
 }
 
 // ---- Stop ---------------------------------------------------------------------------------------
+
+TEST_F(WorkerTest, DestructionWaitsForOneAttemptToSetTheModelUp) {
+  std::atomic<int> attempts{0};
+  host::FailAgeGenderInit(-1);
+  host::SetLogSink([&](const host::LogLine&) {
+    if (attempts++ == 0) std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  });
+  worker_ = std::make_unique<ZYPreview>();
+  while (attempts == 0) std::this_thread::yield();
+  worker_.reset();
+  EXPECT_EQ(attempts, 1);
+  host::SetLogSink(nullptr);
+}
 
 TEST_F(WorkerTest, DestructionWaitsForARunningPassAndNoLonger) {
   host::SetAgeGenderDelay(std::chrono::milliseconds(200));
