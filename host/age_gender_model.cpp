@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 #include <mutex>
+#include <stdexcept>
 #include <thread>
 #include <utility>
 
@@ -17,6 +18,7 @@ namespace {
 
 struct State {
   int failing_inits = 0;
+  bool throws = false;
   std::chrono::milliseconds delay{0};
   std::function<host::AgeGenderAnswer(const host::AgeGenderCall&)> script;
   std::string version = "host-1.0";
@@ -52,6 +54,11 @@ void ResetAgeGender() {
 void FailAgeGenderInit(int attempts) {
   std::lock_guard<std::mutex> lock(g_mutex);
   g_state.failing_inits = attempts;
+}
+
+void ThrowFromAgeGenderInit(bool throws) {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  g_state.throws = throws;
 }
 
 void SetAgeGenderDelay(std::chrono::milliseconds delay) {
@@ -96,6 +103,7 @@ int QVAG_Model_Init() {
   ++g_state.counts.inits;
   if (g_state.failing_inits == 0) return 1;
   if (g_state.failing_inits > 0) --g_state.failing_inits;
+  if (g_state.throws) throw std::runtime_error("no model");
   return 0;
 }
 

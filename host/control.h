@@ -82,6 +82,8 @@ struct AgeGenderCounts {
 void ResetAgeGender();
 // Lets the next `attempts` initialisations fail; a negative number fails all.
 void FailAgeGenderInit(int attempts);
+// Makes initialisations that fail throw.
+void ThrowFromAgeGenderInit(bool throws);
 // Makes every analysis take this long.
 void SetAgeGenderDelay(std::chrono::milliseconds delay);
 // Answers instead of the built-in measure; empty for the built-in one.

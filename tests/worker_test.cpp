@@ -277,6 +277,8 @@ TEST_F(WorkerTest, RectanglesAnywhereInTheIntegerPlaneAreHarmless) {
 // ---- Results ------------------------------------------------------------------------------------
 
 TEST_F(WorkerTest, StartsWithDefaults) {
+  const ZYPreview fresh;
+  EXPECT_FALSE(fresh.mFaceGenderAndAgeEnabled || fresh.mFaceScoreEnabled);
   for (int slot = 0; slot < 3; ++slot) {
     EXPECT_EQ(worker_->mProp[slot], 0.7f);
     EXPECT_EQ(worker_->mGender[slot], 0.0f);
@@ -412,12 +414,17 @@ TEST_F(WorkerTest, TriesTheModelThreeTimesPerPassUntilItIsReady) {
 }
 
 TEST_F(WorkerTest, AModelThatFailsThreeTimesIsReadyWithTheFirstFrame) {
-  host::FailAgeGenderInit(3);
-  host::SetClock(1);
-  worker_ = std::make_unique<ZYPreview>();
-  AwaitWorkers();
-  OfferUntilSeen(image_, face_);
-  EXPECT_EQ(worker_->getFaceIndex(true, 20, 80, 20, 70), 0);
+  for (const bool throws : {false, true}) {
+    host::FailAgeGenderInit(3);
+    host::ThrowFromAgeGenderInit(throws);
+    host::SetClock(1);
+    log_.TakeOthers();
+    worker_ = std::make_unique<ZYPreview>();
+    AwaitWorkers();
+    EXPECT_EQ(CountContaining(log_.TakeOthers(), "FaceInit failed"), 3u);
+    OfferUntilSeen(image_, face_);
+    EXPECT_EQ(worker_->getFaceIndex(true, 20, 80, 20, 70), 0);
+  }
 }
 
 TEST_F(WorkerTest, ModelsThatThrowLeaveZerosAndALivingWorker) {
