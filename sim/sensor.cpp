@@ -13,8 +13,7 @@ namespace {
 constexpr uint32_t kAlwaysHalvedCamera = 7;
 
 // The smallest sensor coordinate that scales down to `position`. Of a face that reaches far out of
-// the picture it is cut to half of what an element of the tag holds, because quad sensors double
-// it.
+// the picture it is cut to half of what an element of the tag holds: it may have to be doubled.
 int32_t ToSensor(int64_t position, int frame, int sensor) {
   constexpr int64_t kFarthest = std::numeric_limits<int32_t>::max() / 2;
   const int64_t coordinate = (position * sensor + frame - 1) / frame;
