@@ -157,12 +157,17 @@ class FaultTest : public DeviceTest {
     g_worker_is_off = false;
   }
 
-  static void FillInput(sim::Metadata& input) {
-    testing_support::SetUsualMetadata(input, {640, 480}, {0, 0, 160, 160});
-  }
-
   static void AwaitPass() {
     if (!g_worker_is_off) AwaitWorkers();
+  }
+
+  // A node with its worker and the usual metadata. False when a fault kept it from being created.
+  static bool Start(sim::Session& session) {
+    if (session.Create(0, 160, 120)) return false;
+    session.PostPipelineCreate();
+    AwaitPass();
+    testing_support::SetUsualMetadata(session.Input(), {640, 480}, {0, 0, 160, 160});
+    return true;
   }
 
   // Sends every sixth request, so that each is handed over, and awaits its pass.
@@ -193,10 +198,7 @@ TEST_F(FaultTest, AfterEveryFaultAGoodFrameIsAnalysedOrTheNodeIsCleanlyOff) {
     g_failing_call = faults;
     {
       sim::Session session;
-      if (!session.Create(0, 160, 120)) {
-        session.PostPipelineCreate();
-        AwaitPass();
-        FillInput(session.Input());
+      if (Start(session)) {
         for (sim::Nv12Frame* frame : {&large_, &small_, &large_}) Send(session, *frame, 10);
         const uint64_t passes = host::AgeGenderCounters().analyses;
         EXPECT_TRUE(passes == 0 || passes >= 7) << "fault " << faults << ": " << passes;
@@ -217,10 +219,7 @@ TEST_F(FaultTest, AfterEveryFaultAGoodFrameIsAnalysedOrTheNodeIsCleanlyOff) {
 
 TEST_F(FaultTest, AWorkerThatCannotBeReplacedLeavesANodeThatAnswers) {
   sim::Session session;
-  ASSERT_FALSE(session.Create(0, 160, 120));
-  session.PostPipelineCreate();
-  AwaitPass();
-  FillInput(session.Input());
+  ASSERT_TRUE(Start(session));
   Send(session, large_, 1);
   g_calls = 0;
   g_failing_call = 1;  // after the end of the first worker's thread
@@ -233,10 +232,7 @@ TEST_F(FaultTest, AWorkerThatCannotBeReplacedLeavesANodeThatAnswers) {
 
 TEST_F(FaultTest, AFailedResizeThatIsTakenBackLosesNoMoreFrames) {
   sim::Session session;
-  ASSERT_FALSE(session.Create(0, 160, 120));
-  session.PostPipelineCreate();
-  AwaitPass();
-  FillInput(session.Input());
+  ASSERT_TRUE(Start(session));
   Send(session, large_, 1);
   g_calls = g_failing_call = 0;
   Send(session, small_, 4);
@@ -260,10 +256,7 @@ TEST_F(FaultTest, ASteadyStreamAllocatesAGrayImagePerPassAndNothingOnTheRequestT
   interface.pGetVendorTagBase = Uncounted<&ChiNodeInterface::pGetVendorTagBase>;
   sim::Framework::Get().Callbacks().pSetNodeInterface(&interface);
   sim::Session session;
-  ASSERT_FALSE(session.Create(0, 160, 120));
-  session.PostPipelineCreate();
-  AwaitWorkers();
-  FillInput(session.Input());
+  ASSERT_TRUE(Start(session));
   g_bytes = 0;
   Send(session, large_, 8);  // two passes: the frame, its colour image, a gray image for each
   EXPECT_EQ(g_bytes, size_t{160} * 120 * 3 / 2 + 80 * 60 * (3 + 2));
