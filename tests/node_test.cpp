@@ -4,10 +4,9 @@
 #include <cmath>
 #include <cstring>
 
-#include <sys/mman.h>
-
 #include "node/gender_age_node.h"
 #include "tests/device_testing.h"
+#include "tests/kernel_testing.h"
 #include "tests/node_testing.h"
 
 class ChiGenderAgeNodePeer {
@@ -444,29 +443,22 @@ TEST_F(NodeTest, SwitchesWaitForAWorker) {
 }
 
 // Answers with the value so that it ends `g_gap` bytes before memory that nobody may touch.
-constexpr size_t kPage = 65536;  // at least
-std::byte* g_page = nullptr;
+testing_support::GuardedBytes* g_memory = nullptr;
 size_t g_gap = 0;
 
 ChiResult ValueAtTheEndOfMemory(ChiMetadataGet* get) {
   const ChiResult result = sim::Framework::Interface().pGetMetadata(get);
-  const auto* session = static_cast<sim::Session*>(get->hChiSession);
-  if (result != kChiSuccess || get->pData == nullptr) return result;
-  const size_t size = const_cast<sim::Session*>(session)
-                          ->Input()
-                          .Find(get->tag & ~kChiInputMetadataBit)
-                          ->bytes.size();
-  void* const place = g_page + kPage - g_gap - size;
+  if (result != kChiSuccess) return result;
+  sim::Metadata& input = static_cast<sim::Session*>(get->hChiSession)->Input();
+  const size_t size = input.Find(get->tag & ~kChiInputMetadataBit)->bytes.size();
+  uint8_t* const place = g_memory->data() + g_memory->size() - g_gap - size;
   get->pData = std::memcpy(place, get->pData, size);
   return result;
 }
 
 TEST_F(NodeTest, ReadsValuesAtAnyAddressAndNothingBehindThem) {
-  void* const pages =
-      mmap(nullptr, 2 * kPage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  ASSERT_NE(pages, MAP_FAILED);
-  g_page = static_cast<std::byte*>(pages);
-  ASSERT_EQ(mprotect(g_page + kPage, kPage, PROT_NONE), 0);
+  testing_support::GuardedBytes memory(64);
+  g_memory = &memory;
   ChiNodeInterface interface = sim::Framework::Interface();
   interface.pGetMetadata = ValueAtTheEndOfMemory;
   Callbacks().pSetNodeInterface(&interface);
@@ -475,7 +467,6 @@ TEST_F(NodeTest, ReadsValuesAtAnyAddressAndNothingBehindThem) {
   const uint8_t off = 0;
   session_.Input().Set(TagId("brodax.quadcfa", "enabled"), &off, 1, 1);
   for (g_gap = 0; g_gap < 4; ++g_gap) EXPECT_EQ(LoggedRects(5), "[192,144,576,576]");
-  munmap(pages, 2 * kPage);
 }
 
 TEST_F(NodeTest, ANodeThatWasToldNothingAnswersAndIsDestroyed) {
@@ -765,8 +756,8 @@ TEST_F(NodeTest, OddRequestsStillPublish) {
     info.phInputBuffer = handles;
     info.frameNum = 4;  // the session answers metadata of request 4
     log_.TakeOwn();
-    for (int i = 0; i < 4; ++i)
-      EXPECT_EQ(Send(info), kChiSuccess);  // the worker looks at one in four
+    // The worker looks at one frame in four.
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(Send(info), kChiSuccess);
     EXPECT_EQ(session_.Result().face_count, 1);
     const Lines lines = log_.TakeOwn();
     EXPECT_EQ(CountContaining(lines, "UpdateMetaData():1019"), 4u);
