@@ -3,6 +3,7 @@
 // what a hostile framework gets.
 #include <cmath>
 #include <cstring>
+#include <functional>
 
 #include "node/gender_age_node.h"
 #include "tests/device_testing.h"
@@ -26,10 +27,18 @@ using Lines = std::vector<std::string>;
 
 constexpr uint32_t kNoTag = 0;
 
+// Framework functions that a test puts before the real ones.
+std::function<ChiResult(ChiVendorTagBase*)> g_tag_base;
+std::function<ChiResult(ChiMetadataGet*)> g_metadata;
+
 // A node in a pipeline of 1920x1440, on a sensor of 4000x3000.
 class NodeTest : public DeviceTest {
  protected:
-  NodeTest() { EXPECT_FALSE(sim::Framework::Get().Start(ChiNodeEntry)); }
+  NodeTest() {
+    EXPECT_FALSE(sim::Framework::Get().Start(ChiNodeEntry));
+    g_tag_base = sim::Framework::Interface().pGetVendorTagBase;
+    g_metadata = sim::Framework::Interface().pGetMetadata;
+  }
 
   const ChiNodeCallbacks& Callbacks() { return sim::Framework::Get().Callbacks(); }
 
@@ -57,6 +66,14 @@ class NodeTest : public DeviceTest {
     sim::CameraBuffer input(&frame_);
     sim::CameraBuffer output(&frame_);
     ASSERT_FALSE(session_.Process(frame_number, &input, &output));
+  }
+
+  // Hands over an interface that goes through the functions above.
+  void Interpose() {
+    ChiNodeInterface interface = sim::Framework::Interface();
+    interface.pGetVendorTagBase = [](ChiVendorTagBase* query) { return g_tag_base(query); };
+    interface.pGetMetadata = [](ChiMetadataGet* get) { return g_metadata(get); };
+    Callbacks().pSetNodeInterface(&interface);
   }
 
   // Sends a raw request record.
@@ -88,43 +105,26 @@ class NodeTest : public DeviceTest {
   sim::Session session_;
 };
 
-// A framework that may turn hostile after it has handed its interface over.
-bool g_hides_result_tag = false;
-
-ChiResult TagBaseOf(ChiVendorTagBase* query) {
-  const bool result = query->pTagName != nullptr && std::strcmp(query->pTagName, "result") == 0;
-  if (g_hides_result_tag && result) return kChiFailed;
-  return sim::Framework::Interface().pGetVendorTagBase(query);
-}
-
 // ---- Entry and callbacks ------------------------------------------------------------------------
 
 TEST_F(NodeTest, EntryLeavesAnUnsuitableTableUntouched) {
   log_.TakeOwn();
   ChiNodeEntry(nullptr);
-  struct Case {
-    uint32_t size, major;
-    const char* line;
-  };
-  for (const Case& test : {Case{144, 1, "(1:9) vs (0:0)\n"}, Case{143, 0, "(0:9) vs (0:0)\n"}}) {
+  for (const auto& [size, major] : {std::pair(144u, 1u), std::pair(143u, 0u)}) {
     ChiNodeCallbacks table = {};
-    table.size = test.size;
-    table.majorVersion = test.major;
+    table.size = size;
+    table.majorVersion = major;
     table.minorVersion = 9;
     const ChiNodeCallbacks before = table;
     ChiNodeEntry(&table);
     EXPECT_EQ(std::memcmp(&table, &before, sizeof(table)), 0);
   }
-  const Lines lines = log_.TakeOwn();
-  ASSERT_EQ(lines.size(), 3u);
-  EXPECT_EQ(lines[0].rfind("6/CHIGENDERAGE/ChiNodeEntry():495 FACE ANALYZE Invalid Argument: ", 0),
-            0u);
-  EXPECT_EQ(lines[1],
-            "6/CHIGENDERAGE/ChiNodeEntry():490 FACE ANALYZE Chi API major version doesn't match "
-            "(1:9) vs (0:0)\n");
-  EXPECT_EQ(lines[2],
-            "6/CHIGENDERAGE/ChiNodeEntry():490 FACE ANALYZE Chi API major version doesn't match "
-            "(0:9) vs (0:0)\n");
+  const std::string text = testing_support::TextOf(log_.TakeOwn());
+  EXPECT_EQ(text.rfind("6/CHIGENDERAGE/ChiNodeEntry():495 FACE ANALYZE Invalid Argument: ", 0), 0u);
+  EXPECT_EQ(text.substr(text.find('\n')), R"(
+6/CHIGENDERAGE/ChiNodeEntry():490 FACE ANALYZE Chi API major version doesn't match (1:9) vs (0:0)\n
+6/CHIGENDERAGE/ChiNodeEntry():490 FACE ANALYZE Chi API major version doesn't match (0:9) vs (0:0)\n
+)");
 }
 
 TEST_F(NodeTest, EntryFillsTheTableAndKeepsLaterMembers) {
@@ -174,37 +174,28 @@ TEST_F(NodeTest, BadRecordsGetTheirCodesAndLines) {
   node.pPostPipelineCreate(nullptr);
   node.pSetNodeInterface(nullptr);
 
-  Lines expected;
-  const auto line = [&](const std::string& text) {
-    expected.push_back("6/CHIGENDERAGE/" + text + "\n");
-  };
-  line("GenderAgeNodeGetCaps():117 FACE ANALYZE Invalid argument: pCapsInfo is NULL");
-  line("GenderAgeNodeGetCaps():128 FACE ANALYZE CHINODECAPSINFO is smaller than expected");
-  expected.push_back("4/CHIGENDERAGE/GenderAgeNodeCreate():168 TPX GenderAgeNodeCreate\n");
-  line("GenderAgeNodeCreate():172 FACE ANALYZE Invalid argument: pTagTypeInfo is NULL");
-  expected.push_back("4/CHIGENDERAGE/GenderAgeNodeCreate():168 TPX GenderAgeNodeCreate\n");
-  line("GenderAgeNodeCreate():177 FACE ANALYZE CHINODECREATEINFO is smaller than expected");
-  for (int i = 0; i < 2; ++i) {
-    line("GenderAgeNodeDestroy():226 FACE ANALYZE Invalid argument: pDestroyInfo is NULL");
-  }
-  line("GenderAgeNodeDestroy():241 FACE ANALYZE CHINODEDESTROYINFO is smaller than expected");
-  for (int i = 0; i < 2; ++i)
-    line("GenderAgeNodeQueryBufferInfo():266 FACE ANALYZE Invalid argument");
-  line(
-      "GenderAgeNodeQueryBufferInfo():278 FACE ANALYZE   CHINODEQUERYBUFFERINFO is smaller than "
-      "expected");
-  for (int i = 0; i < 2; ++i)
-    line("GenderAgeNodeSetBufferInfo():303 FACE ANALYZE Invalid argument");
-  line(
-      "GenderAgeNodeSetBufferInfo():315 FACE ANALYZE CHINODESETBUFFERPROPERTIESINFO is smaller "
-      "than "
-      "expected");
-  for (int i = 0; i < 2; ++i) line("GenderAgeNodeProcRequest():340 FACE ANALYZE Invalid argument");
-  line(
-      "GenderAgeNodeProcRequest():352 FACE ANALYZE CHINODEPROCESSREQUESTINFO is smaller than "
-      "expected");
-  line("GenderAgeNodeSetBufferInfo():303 FACE ANALYZE Invalid argument");
-  EXPECT_EQ(log_.TakeOwn(), expected);
+  EXPECT_EQ(
+      testing_support::TextOf(log_.TakeOwn()),
+      R"(6/CHIGENDERAGE/GenderAgeNodeGetCaps():117 FACE ANALYZE Invalid argument: pCapsInfo is NULL\n
+6/CHIGENDERAGE/GenderAgeNodeGetCaps():128 FACE ANALYZE CHINODECAPSINFO is smaller than expected\n
+4/CHIGENDERAGE/GenderAgeNodeCreate():168 TPX GenderAgeNodeCreate\n
+6/CHIGENDERAGE/GenderAgeNodeCreate():172 FACE ANALYZE Invalid argument: pTagTypeInfo is NULL\n
+4/CHIGENDERAGE/GenderAgeNodeCreate():168 TPX GenderAgeNodeCreate\n
+6/CHIGENDERAGE/GenderAgeNodeCreate():177 FACE ANALYZE CHINODECREATEINFO is smaller than expected\n
+6/CHIGENDERAGE/GenderAgeNodeDestroy():226 FACE ANALYZE Invalid argument: pDestroyInfo is NULL\n
+6/CHIGENDERAGE/GenderAgeNodeDestroy():226 FACE ANALYZE Invalid argument: pDestroyInfo is NULL\n
+6/CHIGENDERAGE/GenderAgeNodeDestroy():241 FACE ANALYZE CHINODEDESTROYINFO is smaller than expected\n
+6/CHIGENDERAGE/GenderAgeNodeQueryBufferInfo():266 FACE ANALYZE Invalid argument\n
+6/CHIGENDERAGE/GenderAgeNodeQueryBufferInfo():266 FACE ANALYZE Invalid argument\n
+6/CHIGENDERAGE/GenderAgeNodeQueryBufferInfo():278 FACE ANALYZE   CHINODEQUERYBUFFERINFO is smaller than expected\n
+6/CHIGENDERAGE/GenderAgeNodeSetBufferInfo():303 FACE ANALYZE Invalid argument\n
+6/CHIGENDERAGE/GenderAgeNodeSetBufferInfo():303 FACE ANALYZE Invalid argument\n
+6/CHIGENDERAGE/GenderAgeNodeSetBufferInfo():315 FACE ANALYZE CHINODESETBUFFERPROPERTIESINFO is smaller than expected\n
+6/CHIGENDERAGE/GenderAgeNodeProcRequest():340 FACE ANALYZE Invalid argument\n
+6/CHIGENDERAGE/GenderAgeNodeProcRequest():340 FACE ANALYZE Invalid argument\n
+6/CHIGENDERAGE/GenderAgeNodeProcRequest():352 FACE ANALYZE CHINODEPROCESSREQUESTINFO is smaller than expected\n
+6/CHIGENDERAGE/GenderAgeNodeSetBufferInfo():303 FACE ANALYZE Invalid argument\n
+)");
 }
 
 TEST_F(NodeTest, CapabilitiesDecideOnNegotiation) {
@@ -324,26 +315,19 @@ TEST_F(NodeTest, RectanglesScaleToTheFrame) {
   }
 }
 
-// Writes down what the node asks for.
-Lines g_asked;
-
-ChiResult NoteTagBase(ChiVendorTagBase* query) {
-  const char* tag = query->pTagName != nullptr ? query->pTagName : "";
-  g_asked.push_back(std::string(query->pComponentName) + "/" + tag);
-  return sim::Framework::Interface().pGetVendorTagBase(query);
-}
-
-ChiResult NoteMetadata(ChiMetadataGet* get) {
-  g_asked.push_back(std::to_string(get->tag & ~kChiInputMetadataBit) + " of " +
-                    std::to_string(get->requestId));
-  return sim::Framework::Interface().pGetMetadata(get);
-}
-
 TEST_F(NodeTest, AsksTheSameQuestionsInTheSameOrderForEveryRequest) {
-  ChiNodeInterface interface = sim::Framework::Interface();
-  interface.pGetVendorTagBase = NoteTagBase;
-  interface.pGetMetadata = NoteMetadata;
-  Callbacks().pSetNodeInterface(&interface);
+  Lines asked;
+  g_tag_base = [&](ChiVendorTagBase* query) {
+    const char* tag = query->pTagName != nullptr ? query->pTagName : "";
+    asked.push_back(std::string(query->pComponentName) + "/" + tag);
+    return sim::Framework::Interface().pGetVendorTagBase(query);
+  };
+  g_metadata = [&](ChiMetadataGet* get) {
+    asked.push_back(std::to_string(get->tag & ~kChiInputMetadataBit) + " of " +
+                    std::to_string(get->requestId));
+    return sim::Framework::Interface().pGetMetadata(get);
+  };
+  Interpose();
   Start();
   Lines expected = {"com.qti.node.brodaxgenderage/SupportedFeature"};
   for (const auto& [section, tag] : std::vector<std::pair<const char*, const char*>>{
@@ -359,9 +343,9 @@ TEST_F(NodeTest, AsksTheSameQuestionsInTheSameOrderForEveryRequest) {
   expected.push_back(std::to_string(kChiFaceRectanglesTag) + " of 7");
   expected.push_back("brodax.faceAnalyzeResult/result");
   SetUsualMetadata();
-  g_asked.clear();
+  asked.clear();
   Send(7);
-  EXPECT_EQ(g_asked, expected);
+  EXPECT_EQ(asked, expected);
 }
 
 TEST_F(NodeTest, WithoutARoleNothingIsAnalysedAndWithoutAnOrientationTheImageLies) {
@@ -442,31 +426,22 @@ TEST_F(NodeTest, SwitchesWaitForAWorker) {
   EXPECT_EQ(host::FaceGradeCounters().created - host::FaceGradeCounters().destroyed, 1u);
 }
 
-// Answers with the value so that it ends `g_gap` bytes before memory that nobody may touch.
-testing_support::GuardedBytes* g_memory = nullptr;
-size_t g_gap = 0;
-
-ChiResult ValueAtTheEndOfMemory(ChiMetadataGet* get) {
-  const ChiResult result = sim::Framework::Interface().pGetMetadata(get);
-  if (result != kChiSuccess) return result;
-  sim::Metadata& input = static_cast<sim::Session*>(get->hChiSession)->Input();
-  const size_t size = input.Find(get->tag & ~kChiInputMetadataBit)->bytes.size();
-  uint8_t* const place = g_memory->data() + g_memory->size() - g_gap - size;
-  get->pData = std::memcpy(place, get->pData, size);
-  return result;
-}
-
 TEST_F(NodeTest, ReadsValuesAtAnyAddressAndNothingBehindThem) {
   testing_support::GuardedBytes memory(64);
-  g_memory = &memory;
-  ChiNodeInterface interface = sim::Framework::Interface();
-  interface.pGetMetadata = ValueAtTheEndOfMemory;
-  Callbacks().pSetNodeInterface(&interface);
+  size_t gap = 0;  // between the value's end and memory that nobody may touch
+  g_metadata = [&](ChiMetadataGet* get) {
+    const ChiResult result = sim::Framework::Interface().pGetMetadata(get);
+    if (result != kChiSuccess) return result;
+    const size_t size = session_.Input().Find(get->tag & ~kChiInputMetadataBit)->bytes.size();
+    get->pData = std::memcpy(memory.data() + memory.size() - gap - size, get->pData, size);
+    return result;
+  };
+  Interpose();
   Start();
   SetUsualMetadata();
   const uint8_t off = 0;
   session_.Input().Set(TagId("brodax.quadcfa", "enabled"), &off, 1, 1);
-  for (g_gap = 0; g_gap < 4; ++g_gap) EXPECT_EQ(LoggedRects(5), "[192,144,576,576]");
+  for (; gap < 4; ++gap) EXPECT_EQ(LoggedRects(5), "[192,144,576,576]");
 }
 
 TEST_F(NodeTest, ANodeThatWasToldNothingAnswersAndIsDestroyed) {
@@ -662,15 +637,15 @@ TEST_F(NodeTest, AnalysesTheFirstOfSeveralInputs) {
 }
 
 TEST_F(NodeTest, AResultTagThatIsGoneLeavesTheOwnTags) {
-  ChiNodeInterface interface = sim::Framework::Interface();
-  interface.pGetVendorTagBase = TagBaseOf;
-  Callbacks().pSetNodeInterface(&interface);
+  Interpose();
   Start();
   SetUsualMetadata();
-  g_hides_result_tag = true;
+  g_tag_base = [](ChiVendorTagBase* query) {
+    const bool known = query->pTagName == nullptr || std::strcmp(query->pTagName, "result") != 0;
+    return known ? sim::Framework::Interface().pGetVendorTagBase(query) : kChiFailed;
+  };
   log_.TakeOwn();
   Send(4);
-  g_hides_result_tag = false;
   EXPECT_EQ(CountContaining(log_.TakeOwn(),
                             "6/CHIGENDERAGE/UpdateMetaData():1016 get faceAnalyzeResult tagBase "
                             "failed\n"),
@@ -714,19 +689,14 @@ TEST_F(NodeTest, ASlowModelNeverHoldsARequestUp) {
 
 const uint32_t kBaseAtLoad = g_vendorTagBase;
 
-// Knows all tags but those of the node's own section.
-ChiResult HideOwnSection(ChiVendorTagBase* query) {
-  const bool own = std::strcmp(query->pComponentName, "com.qti.node.brodaxgenderage") == 0;
-  if (own) return kChiFailed;
-  return sim::Framework::Interface().pGetVendorTagBase(query);
-}
-
 TEST_F(NodeTest, AnUnknownOwnSectionDoesNotTakeTheRecordAlong) {
   EXPECT_EQ(kBaseAtLoad, 0u);  // the failing look-up leaves it so
   const uint32_t base = std::exchange(g_vendorTagBase, 0u);
-  ChiNodeInterface interface = sim::Framework::Interface();
-  interface.pGetVendorTagBase = HideOwnSection;
-  Callbacks().pSetNodeInterface(&interface);
+  g_tag_base = [](ChiVendorTagBase* query) {
+    const bool own = std::strcmp(query->pComponentName, "com.qti.node.brodaxgenderage") == 0;
+    return own ? kChiFailed : sim::Framework::Interface().pGetVendorTagBase(query);
+  };
+  Interpose();
   ASSERT_EQ(g_vendorTagBase, 0u);
   Start();
   SetUsualMetadata();
@@ -799,21 +769,17 @@ TEST_F(NodeTest, ARequestWithoutInputsOnASensorOfUnknownSize) {
   }
 }
 
-// A metadata answer that names faces without rectangles.
-ChiResult CountWithoutData(ChiMetadataGet* get) {
-  get->pData = nullptr;
-  get->count = 4 * 255;
-  return kChiSuccess;
-}
-
 TEST_F(NodeTest, CountWithoutRectanglesIsBoundedWhereItIsUsed) {
   Start();
   SetUsualMetadata();
   Send(4);
   AwaitWorkers();
-  ChiNodeInterface interface = sim::Framework::Interface();
-  interface.pGetMetadata = CountWithoutData;
-  Callbacks().pSetNodeInterface(&interface);
+  g_metadata = [](ChiMetadataGet* get) {
+    get->pData = nullptr;
+    get->count = 4 * 255;
+    return kChiSuccess;
+  };
+  Interpose();
   Send(10);
   EXPECT_EQ(ChiGenderAgeNodePeer::FaceNum(session_.node()), 255);
   EXPECT_EQ(session_.Result().face_count, 3);
