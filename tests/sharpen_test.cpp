@@ -88,8 +88,8 @@ Extents ExtentsOf(const FilterRoutine& routine, int width, int height, int strid
   return extents;
 }
 
-// The destination begins with noise, and then with the complement of what came of it, so that a byte
-// shows that was left out or written in excess.
+// The destination begins with noise, and then with the complement of what came of it, so that a
+// byte shows that was left out or written in excess.
 void ExpectFormula(const FilterRoutine& routine, FilterCall call, GuardedBytes& destination,
                    std::mt19937& random) {
   std::vector<uint8_t> expected(static_cast<std::size_t>(call.width * call.height));

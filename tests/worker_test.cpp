@@ -91,10 +91,15 @@ TEST_F(WorkerTest, TakesTheFirstFrameWithFacesAndOneInFourAfterwards) {
 }
 
 TEST_F(WorkerTest, DropsFramesWhileAPassRuns) {
-  host::SetAgeGenderDelay(std::chrono::milliseconds(300));
+  std::atomic<bool> runs{true};
+  host::ScriptAgeGender([&](const host::AgeGenderCall&) {
+    while (runs) std::this_thread::yield();
+    return host::AgeGenderAnswer{};
+  });
   EXPECT_EQ(Offer(image_, face_), Fate::kTaken);
   for (int i = 0; i < 3; ++i) EXPECT_EQ(Offer(image_, face_), Fate::kUnseen);
   EXPECT_EQ(Offer(image_, face_), Fate::kDropped);
+  runs = false;
   AwaitWorkers();
   EXPECT_EQ(host::AgeGenderCounters().analyses, 1u);
   for (int i = 0; i < 3; ++i) EXPECT_EQ(Offer(image_, face_), Fate::kUnseen);
@@ -488,12 +493,16 @@ TEST_F(WorkerDeathTest, LongerVersionsEndTheProcess) {
 
 TEST_F(WorkerTest, DestructionWaitsForOneAttemptToSetTheModelUp) {
   std::atomic<int> attempts{0};
+  std::atomic<bool> ends{false};
   host::FailAgeGenderInit(-1);
   host::SetLogSink([&](const host::LogLine&) {
-    if (attempts++ == 0) std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    if (attempts++ != 0) return;
+    while (!ends) std::this_thread::yield();
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
   });
   worker_ = std::make_unique<ZYPreview>();
   while (attempts == 0) std::this_thread::yield();
+  ends = true;
   worker_.reset();
   EXPECT_EQ(attempts, 1);
   host::SetLogSink(nullptr);
