@@ -104,6 +104,7 @@ TEST_F(WorkerTest, DropsFramesWhileAPassRuns) {
   EXPECT_EQ(host::AgeGenderCounters().analyses, 1u);
   for (int i = 0; i < 3; ++i) EXPECT_EQ(Offer(image_, face_), Fate::kUnseen);
   EXPECT_EQ(Offer(image_, face_), Fate::kTaken);
+  AwaitWorkers();
 }
 
 TEST_F(WorkerTest, RefusesWhatItCannotCopyAndThenTakesAGoodFrame) {
