@@ -60,7 +60,7 @@ inline size_t CountContaining(const std::vector<std::string>& lines, const std::
                     [&](const std::string& line) { return line.find(part) != std::string::npos; }));
 }
 
-// The lines as one text, a row each. The end that a line brings itself shows as "\\n".
+// The lines as one text, a row each. The end that a line brings itself shows as \n.
 inline std::string TextOf(const std::vector<std::string>& lines) {
   std::string text;
   for (const std::string& line : lines) {
