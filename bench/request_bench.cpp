@@ -21,10 +21,10 @@
 #include <vector>
 
 #include "bench/marks.h"
+#include "framework/framework.h"
 #include "host/control.h"
 #include "image/zy_copy_buffer.h"
-#include "sim/framework.h"
-#include "sim/nv12.h"
+#include "pictures/nv12.h"
 
 // ---- Allocations of this program and of what it loads -------------------------------------------
 
@@ -147,7 +147,7 @@ ChiResult MeasuredProcessRequest(ChiNodeProcessRequestInfo* info) {
   return result;
 }
 
-sim::NodeEntry g_entry = nullptr;
+framework::NodeEntry g_entry = nullptr;
 
 void MeasuredEntry(ChiNodeCallbacks* callbacks) {
   g_entry(callbacks);
@@ -163,7 +163,7 @@ void MeasuredEntry(ChiNodeCallbacks* callbacks) {
   std::exit(1);
 }
 
-void Require(const sim::Failure& failure) {
+void Require(const pictures::Failure& failure) {
   if (failure) Die(failure->message);
 }
 
@@ -171,7 +171,7 @@ void AwaitWorker() {
   if (!host::WaitForRestingWorkers(kRestTimeout)) Die("the worker does not come to rest");
 }
 
-ZyImageBuffer Describe(sim::Nv12Frame* frame) {
+ZyImageBuffer Describe(pictures::Nv12Frame* frame) {
   ZyImageBuffer image = {};
   image.format = kZyFormatYuv420SemiPlanar;
   image.width = frame->width;
@@ -195,7 +195,7 @@ void PushOutOfCaches() {
 class Stream {
  public:
   Stream(int width, int height) {
-    Require(sim::ShapeFrame(width, height, width, &frame_));
+    Require(pictures::ShapeFrame(width, height, width, &frame_));
     std::fill(frame_.bytes.begin(), frame_.bytes.end(), uint8_t{90});
     Require(session_.Create(0, static_cast<uint32_t>(width), static_cast<uint32_t>(height)));
     session_.PostPipelineCreate();
@@ -228,7 +228,7 @@ class Stream {
 
  private:
   void SetInput() {
-    const sim::VendorTags& tags = sim::Framework::Get().Tags();
+    const framework::VendorTags& tags = framework::Framework::Get().Tags();
     const auto set = [&](const char* section, const char* name,
                          const std::vector<uint32_t>& words) {
       session_.Input().SetWords(tags.Id(section, name), words);
@@ -254,8 +254,8 @@ class Stream {
     do {
       ++frame_number_;
     } while (((frame_number_ + 2) % 6 == 0) != (kind != kOffCadence));
-    sim::CameraBuffer input(&frame_);
-    sim::CameraBuffer output(&frame_);
+    framework::CameraBuffer input(&frame_);
+    framework::CameraBuffer output(&frame_);
     g_kind = is_warm_ ? kind : kLeadUp;
     Require(session_.Process(frame_number_, &input, &output));
     return g_last;
@@ -306,8 +306,8 @@ class Stream {
     return MeasureOnce([&] { ZyCopyBuffer(&copy_, &image, 0); });
   }
 
-  sim::Nv12Frame frame_;
-  sim::Session session_;
+  pictures::Nv12Frame frame_;
+  framework::Session session_;
   ZyImageBuffer copy_ = {};
   bool is_warm_ = false;
   uint64_t frame_number_ = 0;
@@ -389,9 +389,9 @@ int main(int argc, char** argv) {
   if (argc != (is_counting ? 3 : 2)) Die("usage: request_bench [--count] NODE_LIBRARY");
   void* library = dlopen(argv[argc - 1], RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) Die(dlerror());
-  g_entry = reinterpret_cast<sim::NodeEntry>(dlsym(library, "ChiNodeEntry"));
+  g_entry = reinterpret_cast<framework::NodeEntry>(dlsym(library, "ChiNodeEntry"));
   if (g_entry == nullptr) Die("no ChiNodeEntry");
-  Require(sim::Framework::Get().Start(MeasuredEntry));
+  Require(framework::Framework::Get().Start(MeasuredEntry));
   if (!is_counting) {
     std::puts("process-request on the request thread, microseconds");
     std::printf("%-10s %-36s %9s %9s %9s %9s %11s\n", "frame", "request", "p50", "p90", "p99",

@@ -52,8 +52,8 @@ static void CallLibrary(const ChiNodeCallbacks& node, Script& script) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, std::size_t size) {
   Script script(bytes, size);
-  sim::Framework::Get().Start(ChiNodeEntry);
-  const ChiNodeCallbacks node = sim::Framework::Get().Callbacks();
+  framework::Framework::Get().Start(ChiNodeEntry);
+  const ChiNodeCallbacks node = framework::Framework::Get().Callbacks();
   ChiNodeInterface interface = Metadata::Instance().Interface(&script);
   node.pSetNodeInterface(&interface);
   host::ClearProperties();

@@ -6,8 +6,8 @@
 
 #include <optional>
 
+#include "framework/framework.h"
 #include "fuzz/script.h"
-#include "sim/framework.h"
 
 namespace fuzz {
 
@@ -86,7 +86,7 @@ class Metadata {
   // Values follow `script` from now on.
   ChiNodeInterface Interface(Script* script) {
     script_ = script;
-    ChiNodeInterface interface = sim::Framework::Interface();
+    ChiNodeInterface interface = framework::Framework::Interface();
     interface.pGetMetadata = script->OneIn(8) ? nullptr : Get;
     interface.pSetMetadata = Set;
     return interface;
@@ -98,7 +98,8 @@ class Metadata {
     const uint32_t tag = get->tag & ~kChiInputMetadataBit;
     std::size_t bytes = sizeof(int32_t);
     uint32_t count = script.OneIn(8) ? script.Raw<uint16_t>() : 4 * (script.Byte() % 5u);
-    if (tag != kChiFaceRectanglesTag) sim::Framework::Get().Tags().Describe(tag, &bytes, &count);
+    if (tag != kChiFaceRectanglesTag)
+      framework::Framework::Get().Tags().Describe(tag, &bytes, &count);
     get->count = count;
     get->pData = nullptr;
     if (script.OneIn(16)) return kChiFailed;
@@ -115,12 +116,12 @@ class Metadata {
     for (uint32_t i = 0; i < set->tagCount; ++i) {
       std::size_t bytes = 0;
       uint32_t count = 0;
-      sim::Framework::Get().Tags().Describe(set->pTagList[i], &bytes, &count);
+      framework::Framework::Get().Tags().Describe(set->pTagList[i], &bytes, &count);
       const auto* data = static_cast<const uint8_t*>(set->pTagData[i].pData);
       const Bytes value(data, data + count * bytes);
       Require(set->pTagData[i].count == count, "a value has its tag's length");
-      if (count != sizeof(sim::ResultRecord)) continue;
-      sim::ResultRecord record;
+      if (count != sizeof(framework::ResultRecord)) continue;
+      framework::ResultRecord record;
       std::memcpy(&record, value.data(), sizeof(record));
       Require(record.face_count >= 0 && record.face_count <= 3, "up to three faces are told of");
       ++Instance().records_;

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "host/control.h"
-#include "sim/nv12.h"
+#include "pictures/nv12.h"
 
 namespace testing_support {
 
@@ -85,13 +85,13 @@ class DeviceTest : public testing::Test {
 };
 
 // A frame of the size with a pattern that differs everywhere.
-inline sim::Nv12Frame PatternFrame(int width, int height, int stride = 0) {
-  sim::Nv12Frame frame;
-  EXPECT_FALSE(sim::ShapeFrame(width, height, stride, &frame));
+inline pictures::Nv12Frame PatternFrame(int width, int height, int stride = 0) {
+  pictures::Nv12Frame frame;
+  EXPECT_FALSE(pictures::ShapeFrame(width, height, stride, &frame));
   for (int y = 0; y < height; ++y) {
     for (int x = 0; x < width; ++x) {
       frame.Luma()[y * frame.stride + x] = static_cast<uint8_t>(x * 3 + y * 7);
-      if (y < sim::HalfUp(height)) {
+      if (y < pictures::HalfUp(height)) {
         frame.Chroma()[y * frame.stride + x] = static_cast<uint8_t>(60 + x * 5 + y * 11);
       }
     }

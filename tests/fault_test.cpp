@@ -137,7 +137,7 @@ using testing_support::DeviceTest;
 template <auto kMember, typename Record>
 ChiResult Uncounted(Record* record) {
   const bool before = std::exchange(t_in_framework, true);
-  const ChiResult result = (sim::Framework::Interface().*kMember)(record);
+  const ChiResult result = (framework::Framework::Interface().*kMember)(record);
   t_in_framework = before;
   return result;
 }
@@ -162,7 +162,7 @@ class FaultTest : public DeviceTest {
   }
 
   // A node with its worker and the usual metadata. False when a fault kept it from being created.
-  static bool Start(sim::Session& session) {
+  static bool Start(framework::Session& session) {
     if (session.Create(0, 160, 120)) return false;
     session.PostPipelineCreate();
     AwaitPass();
@@ -171,22 +171,22 @@ class FaultTest : public DeviceTest {
   }
 
   // Sends every sixth request, so that each is handed over, and awaits its pass.
-  void Send(sim::Session& session, sim::Nv12Frame& frame, int count) {
+  void Send(framework::Session& session, pictures::Nv12Frame& frame, int count) {
     for (int i = 0; i < count; ++i) {
-      sim::CameraBuffer buffer(&frame);
+      framework::CameraBuffer buffer(&frame);
       ASSERT_FALSE(session.Process(frame_number_ += 6, &buffer, &buffer));
       ASSERT_NE(session.Output().Find(result_tag_), nullptr);
       AwaitPass();
     }
   }
 
-  const bool started_ = !sim::Framework::Get().Start(ChiNodeEntry);
+  const bool started_ = !framework::Framework::Get().Start(ChiNodeEntry);
   const uint32_t result_tag_ = testing_support::TagId("brodax.faceAnalyzeResult", "result");
   int failed_joins_ = 0;  // the log of this thread alone tells of these
   int considered_frames_ = 0;
   uint64_t frame_number_ = 4;
-  sim::Nv12Frame large_ = testing_support::PatternFrame(160, 120);
-  sim::Nv12Frame small_ = testing_support::PatternFrame(80, 60);
+  pictures::Nv12Frame large_ = testing_support::PatternFrame(160, 120);
+  pictures::Nv12Frame small_ = testing_support::PatternFrame(80, 60);
 };
 
 TEST_F(FaultTest, AfterEveryFaultAGoodFrameIsAnalysedOrTheNodeIsCleanlyOff) {
@@ -197,9 +197,9 @@ TEST_F(FaultTest, AfterEveryFaultAGoodFrameIsAnalysedOrTheNodeIsCleanlyOff) {
     g_worker_is_off = false;
     g_failing_call = faults;
     {
-      sim::Session session;
+      framework::Session session;
       if (Start(session)) {
-        for (sim::Nv12Frame* frame : {&large_, &small_, &large_}) Send(session, *frame, 10);
+        for (pictures::Nv12Frame* frame : {&large_, &small_, &large_}) Send(session, *frame, 10);
         const uint64_t passes = host::AgeGenderCounters().analyses;
         EXPECT_TRUE(passes == 0 || passes >= 7) << "fault " << faults << ": " << passes;
         off += passes == 0;
@@ -218,7 +218,7 @@ TEST_F(FaultTest, AfterEveryFaultAGoodFrameIsAnalysedOrTheNodeIsCleanlyOff) {
 }
 
 TEST_F(FaultTest, AWorkerThatCannotBeReplacedLeavesANodeThatAnswers) {
-  sim::Session session;
+  framework::Session session;
   ASSERT_TRUE(Start(session));
   Send(session, large_, 1);
   g_calls = 0;
@@ -231,7 +231,7 @@ TEST_F(FaultTest, AWorkerThatCannotBeReplacedLeavesANodeThatAnswers) {
 }
 
 TEST_F(FaultTest, AFailedResizeThatIsTakenBackLosesNoMoreFrames) {
-  sim::Session session;
+  framework::Session session;
   ASSERT_TRUE(Start(session));
   Send(session, large_, 1);
   g_calls = g_failing_call = 0;
@@ -250,12 +250,12 @@ TEST_F(FaultTest, AWorkerWithoutLocksLooksAtNoFrame) {
 }
 
 TEST_F(FaultTest, ASteadyStreamAllocatesAGrayImagePerPassAndNothingOnTheRequestThread) {
-  ChiNodeInterface interface = sim::Framework::Interface();
+  ChiNodeInterface interface = framework::Framework::Interface();
   interface.pGetMetadata = Uncounted<&ChiNodeInterface::pGetMetadata>;
   interface.pSetMetadata = Uncounted<&ChiNodeInterface::pSetMetadata>;
   interface.pGetVendorTagBase = Uncounted<&ChiNodeInterface::pGetVendorTagBase>;
-  sim::Framework::Get().Callbacks().pSetNodeInterface(&interface);
-  sim::Session session;
+  framework::Framework::Get().Callbacks().pSetNodeInterface(&interface);
+  framework::Session session;
   ASSERT_TRUE(Start(session));
   g_bytes = 0;
   Send(session, large_, 8);  // two passes: the frame, its colour image, a gray image for each

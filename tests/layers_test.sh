@@ -8,9 +8,10 @@ failed=0
 
 # folder, what its #include "..." may begin with
 check() {
-  local folder=$1 allowed=$2 found
-  [ -n "$(ls "$folder"/*.cpp "$folder"/*.h 2>/dev/null)" ] || { echo "FAIL no sources in $folder"; failed=1; }
-  found=$(grep -nHE '^#include "' "$folder"/*.h "$folder"/*.cpp 2>/dev/null | grep -vE "#include \"($allowed)" || true)
+  local folder=$1 allowed=$2 sources found
+  sources=$(find "$folder" -name '*.h' -o -name '*.cpp')
+  [ -n "$sources" ] || { echo "FAIL no sources in $folder"; failed=1; return; }
+  found=$(grep -nHE '^#include "' $sources | grep -vE "#include \"($allowed)" || true)
   [ -z "$found" ] && return
   printf 'FAIL %s may include only %s:\n%s\n' "$folder" "$allowed" "$found"
   failed=1
@@ -23,11 +24,10 @@ check sharpen 'sharpen/|base/'
 check analysis 'analysis/|image/|base/|platform/'
 check node 'node/|analysis/zy_preview\.h|image/zy_image_buffer\.h|base/|platform/'
 check host 'host/|platform/'
-check sim 'sim/|platform/|host/control\.h|image/|sharpen/'
-
-# Only the kits' own program may look into the kits.
-kits=$(grep -lE '^#include "(image|sharpen)/' sim/* | grep -v '^sim/camkit' || true)
-[ -z "$kits" ] || { echo "FAIL the simulator knows the node by its entry alone: $kits"; failed=1; }
+check pictures 'pictures/'
+check framework 'framework/|pictures/|platform/'
+check apps/camsim 'apps/[a-z_]+\.h|apps/camsim/|framework/|pictures/|platform/|host/control\.h'
+check apps/camkit 'apps/[a-z_]+\.h|apps/camkit/|pictures/|image/|sharpen/'
 
 # One file chooses the vector header.
 vector=$(grep -lE '#include <(simde/|arm_neon)' -r base platform image sharpen analysis node | grep -v '^base/neon\.h$' || true)

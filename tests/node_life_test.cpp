@@ -14,8 +14,8 @@ class NodeLifeTest : public testing_support::DeviceTest {
   // Sends a request that carries the faces.
   void Send(uint64_t frame_number) {
     testing_support::SetUsualMetadata(session_.Input(), {4000, 3000}, faces_);
-    sim::CameraBuffer buffer(&frame_);
-    sim::CameraBuffer output(&output_);
+    framework::CameraBuffer buffer(&frame_);
+    framework::CameraBuffer output(&output_);
     host::HoldSignals(true);  // until the request has looked at the results
     ASSERT_FALSE(session_.Process(frame_number, &buffer, &output));
     host::HoldSignals(false);
@@ -30,10 +30,10 @@ class NodeLifeTest : public testing_support::DeviceTest {
     if (!of_worker.empty()) log_text_ += "-- the worker\n" + of_worker;
   }
 
-  sim::Nv12Frame frame_ = testing_support::PatternFrame(1920, 1440, 2048);
-  sim::Nv12Frame output_ = testing_support::PatternFrame(640, 480);
+  pictures::Nv12Frame frame_ = testing_support::PatternFrame(1920, 1440, 2048);
+  pictures::Nv12Frame output_ = testing_support::PatternFrame(640, 480);
   std::vector<int32_t> faces_ = {800, 600, 3199, 2999};
-  sim::Session session_;
+  framework::Session session_;
   std::string log_text_;
 };
 
@@ -45,7 +45,7 @@ TEST_F(NodeLifeTest, EveryLineOfALife) {
     return host::FaceGradeAnswer{130.0f, {1.0f, 2.0f, 3.0f}};
   });
   host::FailAgeGenderInit(1);
-  ASSERT_FALSE(sim::Framework::Get().Start(ChiNodeEntry));
+  ASSERT_FALSE(framework::Framework::Get().Start(ChiNodeEntry));
   Note("entry");
   ASSERT_FALSE(session_.Create(0, 1920, 1440));
   Note("create");

@@ -35,12 +35,12 @@ std::function<ChiResult(ChiMetadataGet*)> g_metadata;
 class NodeTest : public DeviceTest {
  protected:
   NodeTest() {
-    EXPECT_FALSE(sim::Framework::Get().Start(ChiNodeEntry));
-    g_tag_base = sim::Framework::Interface().pGetVendorTagBase;
-    g_metadata = sim::Framework::Interface().pGetMetadata;
+    EXPECT_FALSE(framework::Framework::Get().Start(ChiNodeEntry));
+    g_tag_base = framework::Framework::Interface().pGetVendorTagBase;
+    g_metadata = framework::Framework::Interface().pGetMetadata;
   }
 
-  const ChiNodeCallbacks& Callbacks() { return sim::Framework::Get().Callbacks(); }
+  const ChiNodeCallbacks& Callbacks() { return framework::Framework::Get().Callbacks(); }
 
   void Start() {
     ASSERT_FALSE(session_.Create(0, 1920, 1440));
@@ -63,14 +63,14 @@ class NodeTest : public DeviceTest {
   }
 
   void Send(uint64_t frame_number) {
-    sim::CameraBuffer input(&frame_);
-    sim::CameraBuffer output(&frame_);
+    framework::CameraBuffer input(&frame_);
+    framework::CameraBuffer output(&frame_);
     ASSERT_FALSE(session_.Process(frame_number, &input, &output));
   }
 
   // Hands over an interface that goes through the functions above.
   void Interpose() {
-    ChiNodeInterface interface = sim::Framework::Interface();
+    ChiNodeInterface interface = framework::Framework::Interface();
     interface.pGetVendorTagBase = [](ChiVendorTagBase* query) { return g_tag_base(query); };
     interface.pGetMetadata = [](ChiMetadataGet* get) { return g_metadata(get); };
     Callbacks().pSetNodeInterface(&interface);
@@ -101,8 +101,8 @@ class NodeTest : public DeviceTest {
     return rects;
   }
 
-  sim::Nv12Frame frame_ = testing_support::PatternFrame(1920, 1440, 1920);
-  sim::Session session_;
+  pictures::Nv12Frame frame_ = testing_support::PatternFrame(1920, 1440, 1920);
+  framework::Session session_;
 };
 
 // ---- Entry and callbacks ------------------------------------------------------------------------
@@ -200,9 +200,9 @@ TEST_F(NodeTest, BadRecordsGetTheirCodesAndLines) {
 
 TEST_F(NodeTest, CapabilitiesDecideOnNegotiation) {
   for (const uint32_t caps : {0u, 1u, 2u, 3u, 4u, 5u}) {
-    sim::Session session;
+    framework::Session session;
     const uint64_t before = host::BufferNegotiations();
-    const sim::Failure failure = session.Create(caps, 640, 480);
+    const pictures::Failure failure = session.Create(caps, 640, 480);
     EXPECT_EQ(failure.has_value(), caps == 2 || caps == 4) << caps;
     EXPECT_EQ(host::BufferNegotiations() - before, failure ? 0u : 1u);
     if (failure) {
@@ -249,7 +249,7 @@ TEST_F(NodeTest, PropertiesDecideWhetherAWorkerRuns) {
       host::ClearProperties();
       host::SetProperty(property, test.text);
       log_.TakeOwn();
-      sim::Session session;
+      framework::Session session;
       ASSERT_FALSE(session.Create(0, 640, 480));
       session.PostPipelineCreate();
       EXPECT_EQ(ChiGenderAgeNodePeer::Worker(session.node()) != nullptr, test.runs) << test.text;
@@ -320,12 +320,12 @@ TEST_F(NodeTest, AsksTheSameQuestionsInTheSameOrderForEveryRequest) {
   g_tag_base = [&](ChiVendorTagBase* query) {
     const char* tag = query->pTagName != nullptr ? query->pTagName : "";
     asked.push_back(std::string(query->pComponentName) + "/" + tag);
-    return sim::Framework::Interface().pGetVendorTagBase(query);
+    return framework::Framework::Interface().pGetVendorTagBase(query);
   };
   g_metadata = [&](ChiMetadataGet* get) {
     asked.push_back(std::to_string(get->tag & ~kChiInputMetadataBit) + " of " +
                     std::to_string(get->requestId));
-    return sim::Framework::Interface().pGetMetadata(get);
+    return framework::Framework::Interface().pGetMetadata(get);
   };
   Interpose();
   Start();
@@ -352,7 +352,7 @@ TEST_F(NodeTest, WithoutARoleNothingIsAnalysedAndWithoutAnOrientationTheImageLie
   host::RecordAgeGender(true);
   Start();
   SetUsualMetadata();
-  sim::Metadata& input = session_.Input();
+  framework::Metadata& input = session_.Input();
   const uint32_t role = TagId("com.qti.chi.multicamerainfo", "MultiCameraIdRole");
   input.Find(TagId("brodax.device", "orientation"))->present = false;
   input.Find(role)->present = false;
@@ -430,7 +430,7 @@ TEST_F(NodeTest, ReadsValuesAtAnyAddressAndNothingBehindThem) {
   testing_support::GuardedBytes memory(64);
   size_t gap = 0;  // between the value's end and memory that nobody may touch
   g_metadata = [&](ChiMetadataGet* get) {
-    const ChiResult result = sim::Framework::Interface().pGetMetadata(get);
+    const ChiResult result = framework::Framework::Interface().pGetMetadata(get);
     if (result != kChiSuccess) return result;
     const size_t size = session_.Input().Find(get->tag & ~kChiInputMetadataBit)->bytes.size();
     get->pData = std::memcpy(memory.data() + memory.size() - gap - size, get->pData, size);
@@ -499,7 +499,7 @@ TEST_F(NodeTest, HandsOverOneRequestInSix) {
   std::vector<uint64_t> with_faces;
   for (uint64_t frame = 0; frame < 24; ++frame) {
     Send(frame);
-    const sim::ResultRecord result = session_.Result();
+    const framework::ResultRecord result = session_.Result();
     if (result.face_count != 0) with_faces.push_back(frame);
     if (result.face_count == 0) {
       EXPECT_EQ(result.age[0], 0.0f);
@@ -531,7 +531,7 @@ TEST_F(NodeTest, RecordsWithoutAnalysis) {
     SetWords("brodax.faceScore", "enabled", {test.score});
     if (!test.faces) SetFaces({});
     Send(4);
-    const sim::ResultRecord result = session_.Result();
+    const framework::ResultRecord result = session_.Result();
     EXPECT_EQ(result.face_count, 0);
     for (int slot = 0; slot < 3; ++slot) {
       EXPECT_EQ(result.gender[slot], 0.0f);
@@ -585,7 +585,7 @@ TEST_F(NodeTest, EveryFaceGetsTheResultsOfItsSlot) {
   // The second face has gone elsewhere since.
   SetFaces({0, 0, 1199, 1199, 1200, 1200, 2399, 2399, 2400, 1200, 3599, 2399});
   Send(10);
-  const sim::ResultRecord result = session_.Result();
+  const framework::ResultRecord result = session_.Result();
   EXPECT_EQ(result.face_count, 3);
   const float lefts[3] = {0.0f, 0.0f, 600.0f};
   for (const int slot : {0, 2}) {
@@ -622,9 +622,9 @@ TEST_F(NodeTest, AnalysesTheFirstOfSeveralInputs) {
   SetUsualMetadata();
   Send(4);
   AwaitWorkers();
-  sim::Nv12Frame other = testing_support::PatternFrame(1920, 1440);
+  pictures::Nv12Frame other = testing_support::PatternFrame(1920, 1440);
   std::fill(other.bytes.begin(), other.bytes.end(), uint8_t{77});
-  sim::CameraBuffer first(&frame_), second(&other);
+  framework::CameraBuffer first(&frame_), second(&other);
   ChiNodeBuffer* inputs[] = {first.handle(), second.handle()};
   ChiNodeProcessRequestInfo info = {};
   info.inputNum = 2;
@@ -642,7 +642,7 @@ TEST_F(NodeTest, AResultTagThatIsGoneLeavesTheOwnTags) {
   SetUsualMetadata();
   g_tag_base = [](ChiVendorTagBase* query) {
     const bool known = query->pTagName == nullptr || std::strcmp(query->pTagName, "result") != 0;
-    return known ? sim::Framework::Interface().pGetVendorTagBase(query) : kChiFailed;
+    return known ? framework::Framework::Interface().pGetVendorTagBase(query) : kChiFailed;
   };
   log_.TakeOwn();
   Send(4);
@@ -659,8 +659,8 @@ TEST_F(NodeTest, AResultTagThatIsGoneLeavesTheOwnTags) {
 
 TEST_F(NodeTest, AFrameworkThatKnowsNoTagIsHarmless) {
   Start();
-  sim::Framework::Get().Tags().Clear();
-  ChiNodeInterface interface = sim::Framework::Interface();
+  framework::Framework::Get().Tags().Clear();
+  ChiNodeInterface interface = framework::Framework::Interface();
   Callbacks().pSetNodeInterface(&interface);
   log_.TakeOwn();
   SetUsualMetadata();  // every identifier is 0 here: all tags go to identifier 0 of the platform
@@ -698,7 +698,7 @@ TEST_F(NodeTest, AnUnknownOwnSectionDoesNotTakeTheRecordAlong) {
   const uint32_t base = std::exchange(g_vendorTagBase, 0u);
   g_tag_base = [](ChiVendorTagBase* query) {
     const bool own = std::strcmp(query->pComponentName, "com.qti.node.brodaxgenderage") == 0;
-    return own ? kChiFailed : sim::Framework::Interface().pGetVendorTagBase(query);
+    return own ? kChiFailed : framework::Framework::Interface().pGetVendorTagBase(query);
   };
   Interpose();
   ASSERT_EQ(g_vendorTagBase, 0u);
@@ -718,7 +718,7 @@ TEST_F(NodeTest, OddRequestsStillPublish) {
   AwaitWorkers();
   ChiImage image = {};
   image.pPlaneAddress[0] = frame_.Luma();
-  ChiNodeBuffer buffer = *sim::CameraBuffer(&frame_).handle();
+  ChiNodeBuffer buffer = *framework::CameraBuffer(&frame_).handle();
   buffer.pImages = &image;
   std::vector<ChiNodeBuffer*> many(40, &buffer), nulls(40, nullptr);
   ChiNodeProcessRequestInfo info = {};
@@ -791,7 +791,7 @@ TEST_F(NodeTest, CountWithoutRectanglesIsBoundedWhereItIsUsed) {
 
 TEST_F(NodeTest, AnInterfaceThatLacksFunctionsIsHarmless) {
   Start();
-  ChiNodeInterface none = {}, no_tags = sim::Framework::Interface();
+  ChiNodeInterface none = {}, no_tags = framework::Framework::Interface();
   none.size = sizeof(none);
   no_tags.pGetVendorTagBase = nullptr;
   for (ChiNodeInterface* interface : {&none, &no_tags}) {

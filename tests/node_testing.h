@@ -5,25 +5,25 @@
 
 #include <vector>
 
+#include "framework/framework.h"
 #include "platform/chi_node.h"
-#include "sim/framework.h"
 
 extern "C" void ChiNodeEntry(ChiNodeCallbacks*);
 
 namespace testing_support {
 
 inline uint32_t TagId(const char* section, const char* name) {
-  return sim::Framework::Get().Tags().Id(section, name);
+  return framework::Framework::Get().Tags().Id(section, name);
 }
 
-inline void SetWords(sim::Metadata& input, const char* section, const char* name,
+inline void SetWords(framework::Metadata& input, const char* section, const char* name,
                      const std::vector<uint32_t>& words) {
   input.SetWords(TagId(section, name), words);
 }
 
 // The main camera with both analyses on, an upright device, and faces in pixels of the sensor
 // (left, top, right, bottom).
-inline void SetUsualMetadata(sim::Metadata& input, const std::vector<uint32_t>& sensor_size,
+inline void SetUsualMetadata(framework::Metadata& input, const std::vector<uint32_t>& sensor_size,
                              const std::vector<int32_t>& faces) {
   SetWords(input, "com.qti.chi.multicamerainfo", "MultiCameraIdRole", {0, 1, 0});
   SetWords(input, "brodax.faceGenderAndAge", "enabled", {1});

@@ -21,12 +21,12 @@ int Rounds() {
 
 // Offers frames of two sizes, toggles the switches and reads everything that the node may read.
 void Offer(ZYPreview& worker, int seed, int offers) {
-  sim::Nv12Frame frames[2] = {testing_support::PatternFrame(64 + 2 * seed, 48),
-                              testing_support::PatternFrame(48, 64 + 2 * seed)};
+  pictures::Nv12Frame frames[2] = {testing_support::PatternFrame(64 + 2 * seed, 48),
+                                   testing_support::PatternFrame(48, 64 + 2 * seed)};
   const android::_FaceLocation faces[3] = {{0, 0, 30, 30}, {8, 8, 30, 30}, {16, 16, 30, 30}};
   float sum = 0.0f;
   for (int i = 0; i < offers; ++i) {
-    sim::Nv12Frame& frame = frames[i / 32 % 2];
+    pictures::Nv12Frame& frame = frames[i / 32 % 2];
     const ZyImageBuffer image = {kZyFormatYuv420SemiPlanar,
                                  frame.width,
                                  frame.height,
@@ -44,19 +44,19 @@ void Offer(ZYPreview& worker, int seed, int offers) {
 
 // Lives of a node, from its creation to its destruction, with requests that all hand a frame over.
 void Live(int seed, int lives, int requests) {
-  sim::Nv12Frame frames[2] = {testing_support::PatternFrame(64 + 2 * seed, 48),
-                              testing_support::PatternFrame(48, 64 + 2 * seed)};
+  pictures::Nv12Frame frames[2] = {testing_support::PatternFrame(64 + 2 * seed, 48),
+                                   testing_support::PatternFrame(48, 64 + 2 * seed)};
   for (int life = 0; life < lives; ++life) {
-    sim::Session session;
+    framework::Session session;
     ASSERT_FALSE(session.Create(0, 64, 48));
     session.PostPipelineCreate();
-    sim::Metadata& input = session.Input();
+    framework::Metadata& input = session.Input();
     testing_support::SetUsualMetadata(input, {96, 96}, {0, 0, 90, 90, 9, 9, 96, 96});
     for (uint32_t i = 0; i < static_cast<uint32_t>(requests); ++i) {
       SetWords(input, "brodax.faceGenderAndAge", "enabled", {i % 5 != 0});
       SetWords(input, "brodax.faceScore", "enabled", {i % 7 != 0});
       SetWords(input, "brodax.device", "orientation", {i % 4 * 90});
-      sim::CameraBuffer buffer(&frames[i / 32 % 2]);
+      framework::CameraBuffer buffer(&frames[i / 32 % 2]);
       ASSERT_FALSE(session.Process(4 + uint64_t{6} * i, &buffer, &buffer));
       if (i % 16 == 0) std::this_thread::sleep_for(std::chrono::microseconds(20));
     }
@@ -85,7 +85,7 @@ TEST_F(RaceTest, TwoThreadsOfferToOneWorkerThatIsDestroyedInTheMiddleOfAPass) {
 
 TEST_F(RaceTest, NodesThatShareTheModelsComeAndGo) {
   constexpr int kLives = 10, kRequests = 100;
-  ASSERT_FALSE(sim::Framework::Get().Start(ChiNodeEntry));
+  ASSERT_FALSE(framework::Framework::Get().Start(ChiNodeEntry));
   for (int round = 0; round < Rounds(); ++round) {
     std::thread other([] { Live(1, kLives, kRequests); });
     Live(2, kLives, kRequests);

@@ -42,7 +42,7 @@ class WorkerTest : public DeviceTest {
     host::RecordFaceGrade(true);
   }
 
-  static ZyImageBuffer Describe(sim::Nv12Frame& frame) {
+  static ZyImageBuffer Describe(pictures::Nv12Frame& frame) {
     return {kZyFormatYuv420SemiPlanar,
             frame.width,
             frame.height,
@@ -72,7 +72,7 @@ class WorkerTest : public DeviceTest {
     return fate;
   }
 
-  sim::Nv12Frame frame_ = testing_support::PatternFrame(120, 90);
+  pictures::Nv12Frame frame_ = testing_support::PatternFrame(120, 90);
   ZyImageBuffer image_ = Describe(frame_);
   const Faces face_ = {{20, 20, 60, 50}};
   std::unique_ptr<ZYPreview> worker_;
@@ -157,7 +157,7 @@ TEST_F(WorkerTest, CountsMoreThanThreeFacesAsThree) {
 }
 
 TEST_F(WorkerTest, FollowsTheFrameSize) {
-  sim::Nv12Frame other = testing_support::PatternFrame(64, 48);
+  pictures::Nv12Frame other = testing_support::PatternFrame(64, 48);
   const ZyImageBuffer small = Describe(other);
   log_.TakeOthers();
   for (const ZyImageBuffer& image : {image_, small, small, image_}) {
@@ -190,7 +190,7 @@ TEST_F(WorkerTest, AWakeUpWithoutAFrameIsNoPass) {
 
 TEST_F(WorkerTest, TurnsFacesUprightTogetherWithTheirPixels) {
   // A bright patch where the face is, on a dark frame of 160x120.
-  sim::Nv12Frame frame = testing_support::PatternFrame(160, 120, 192);
+  pictures::Nv12Frame frame = testing_support::PatternFrame(160, 120, 192);
   std::memset(frame.Luma(), 16, frame.LumaSize());
   std::memset(frame.Chroma(), 128, frame.ChromaSize());
   const android::_FaceLocation face = {20, 40, 60, 48};
@@ -256,7 +256,7 @@ TEST_F(WorkerTest, AFaceMustBeWiderThanASixthOfTheShorterSide) {
 TEST_F(WorkerTest, TheModelsNeverSeeAnEmptyImage) {
   for (const auto& [width, height] : std::vector<std::pair<int, int>>{{1, 40}, {40, 1}, {1, 1}}) {
     for (const int orientation : {0, 90, 180, 270}) {
-      sim::Nv12Frame thin = testing_support::PatternFrame(width, height);
+      pictures::Nv12Frame thin = testing_support::PatternFrame(width, height);
       const uint64_t passes = host::ClockReads();
       EXPECT_EQ(OfferUntilSeen(Describe(thin), {{0, 0, 40, 40}}, orientation), Fate::kTaken);
       EXPECT_EQ(host::ClockReads(), passes + 1);

@@ -97,9 +97,9 @@ Footprint MeasureAtRest(int64_t threads) {
   return now;
 }
 
-sim::Nv12Frame Frame(int width, int height) {
-  sim::Nv12Frame frame;
-  if (sim::ShapeFrame(width, height, 0, &frame)) std::abort();
+pictures::Nv12Frame Frame(int width, int height) {
+  pictures::Nv12Frame frame;
+  if (pictures::ShapeFrame(width, height, 0, &frame)) std::abort();
   for (std::size_t i = 0; i < frame.bytes.size(); ++i) {
     frame.bytes[i] = static_cast<uint8_t>(i * 37 % 251);
   }
@@ -117,7 +117,7 @@ class Soak {
     Fates fates;
     g_taken = g_dropped = 0;
     {
-      sim::Session session;
+      framework::Session session;
       Require(!session.Create(0, 64, 48), "a node is created", life);
       session.PostPipelineCreate();
       for (uint64_t i = 0; i < requests; ++i) {
@@ -140,14 +140,14 @@ class Soak {
 
  private:
   // Returns whether the request offered a frame to the worker.
-  bool Send(sim::Session& session, uint64_t number, uint64_t scene, uint64_t life) {
+  bool Send(framework::Session& session, uint64_t number, uint64_t scene, uint64_t life) {
     const auto faces = static_cast<std::size_t>(scene % 4);
-    sim::Metadata& input = session.Input();
+    framework::Metadata& input = session.Input();
     SetUsualMetadata(input, {128, 128}, std::vector<int32_t>(faces * 4, 160));
     SetWords(input, "brodax.faceGenderAndAge", "enabled", {scene % 3 != 0});
     SetWords(input, "brodax.faceScore", "enabled", {scene % 3 != 1});
     SetWords(input, "brodax.device", "orientation", {static_cast<uint32_t>(scene % 4 * 90)});
-    sim::CameraBuffer buffer(&frames_[scene / 4 % 2]);
+    framework::CameraBuffer buffer(&frames_[scene / 4 % 2]);
     Require(!session.Process(number, &buffer, &buffer), "a request succeeds", life);
     const bool hands_over = number % 6 == 4;
     const auto expected = static_cast<int32_t>(hands_over ? faces : 0);
@@ -156,7 +156,7 @@ class Soak {
     return hands_over && faces != 0;
   }
 
-  sim::Nv12Frame frames_[2] = {Frame(64, 48), Frame(48, 66)};
+  pictures::Nv12Frame frames_[2] = {Frame(64, 48), Frame(48, 66)};
   const uint32_t result_ = testing_support::TagId("brodax.faceAnalyzeResult", "result");
 };
 
@@ -179,7 +179,7 @@ int main(int count, char** values) {
   const uint64_t lives = std::max<uint64_t>(10, Argument(count, values, 2, 10'000));
   const auto growth = static_cast<int64_t>(Argument(count, values, 3, 1024));
   host::SetLogSink(CountFates);
-  Require(!sim::Framework::Get().Start(ChiNodeEntry), "the library starts", 0);
+  Require(!framework::Framework::Get().Start(ChiNodeEntry), "the library starts", 0);
   std::printf(
       "   requests   offered   skipped  dropped    taken  analysed abandoned       KiB "
       "threads descriptors\n");

@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "apps/camsim/options.h"
+
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+
+#include "apps/exit_code.h"
+
+namespace camsim {
+namespace {
+
+constexpr char kAbout[] =
+    "camsim plays the camera framework: it loads the node library, sends it preview requests with\n"
+    "pictures and metadata, and prints the record that the node publishes with each request.\n"
+    "The two models are stand-ins. Their figures follow from the pixels of the face's rectangle\n"
+    "(brightness, contrast, colour, size) and are no estimates of a person.";
+
+constexpr char kExample[] =
+    "Examples:\n"
+    "  camsim                                       the built-in scene\n"
+    "  camsim --input photo.jpg --face 420,180,300,300 --requests 30 --jsonl -\n"
+    "  ffmpeg -i clip.mp4 -f yuv4mpegpipe - | camsim --input - --face 80,60,200,200\n"
+    "Exit status: 0 ok, 1 failure, 2 usage, 3 unreadable input.";
+
+// The node library that was built with this program.
+std::string NodeBesideProgram() {
+  char path[4096];
+  const ssize_t length = readlink("/proc/self/exe", path, sizeof(path));
+  const std::string program(path, length > 0 ? static_cast<size_t>(length) : 0);
+  return program.substr(0, program.rfind('/') + 1) + "com.qti.node.brodaxgenderage.so";
+}
+
+// What an unset shell variable leaves of a file's name.
+std::string NotEmpty(const std::string& text) { return text.empty() ? "must not be empty" : ""; }
+
+// Not a number and infinity would pass a range.
+std::string PlainNumber(const std::string& text) {
+  return text.find_first_not_of("0123456789.") == std::string::npos ? "" : "is no number";
+}
+
+bool ParseSize(const std::string& text, Size* size) {
+  char rest = 0;
+  return std::sscanf(text.c_str(), "%6dx%6d%c", &size->width, &size->height, &rest) == 2 &&
+         pictures::IsUsableSize(size->width, size->height);
+}
+
+bool ParseRect(const std::string& text, pictures::Rect* rect) {
+  char rest = 0;
+  return std::sscanf(text.c_str(), "%6d,%6d,%6d,%6d%c", &rect->x, &rect->y, &rect->w, &rect->h,
+                     &rest) == 4 &&
+         rect->x >= 0 && rect->y >= 0 && rect->w > 0 && rect->h > 0;
+}
+
+void AddSize(CLI::App* app, const std::string& name, Size* size, const std::string& about) {
+  app->add_option_function<std::string>(
+         name,
+         [name, size](const std::string& text) {
+           if (!ParseSize(text, size)) throw CLI::ValidationError(name, "is no size: " + text);
+         },
+         about)
+      ->type_name("WxH");
+}
+
+void AddInput(CLI::App* app, Options* options, Size* size) {
+  app->add_option("--input", options->source.input,
+                  "PNG, JPEG, Y4M or raw NV12; - is standard input; without it, a built-in scene")
+      ->type_name("FILE|-")
+      ->check(NotEmpty);
+  AddSize(app, "--size", size, "size of raw NV12 input, or of the scene (1280x720)");
+  app->add_option("--stride", options->source.stride,
+                  "row pitch of the camera buffers in bytes (the multiple of 64 above the width)")
+      ->check(CLI::Range(0, pictures::kMaxStride));
+  app->add_option_function<std::vector<std::string>>(
+         "--face",
+         [options](const std::vector<std::string>& texts) {
+           for (const std::string& text : texts) {
+             pictures::Rect rect = {};
+             if (!ParseRect(text, &rect)) {
+               throw CLI::ValidationError("--face", "is no rectangle: " + text);
+             }
+             options->faces.push_back(rect);
+           }
+         },
+         "a face in picture pixels; may be repeated")
+      ->type_name("X,Y,W,H")
+      ->allow_extra_args(false);
+}
+
+void AddDeviceState(CLI::App* app, Options* options) {
+  app->add_option("--requests", options->requests, "requests to send (60)")
+      ->check(CLI::Range(1, 100'000'000));
+  app->add_option("--orientation", options->orientation, "device orientation in degrees (270)");
+  AddSize(app, "--sensor", &options->sensor, "sensor size (4000x3000, or the frame's if larger)");
+  app->add_flag("--quad-cfa", options->quad_cfa, "the quad sensor is on");
+  app->add_option("--role", options->role, "second word of MultiCameraIdRole (1, the main camera)");
+  app->add_option("--camera", options->camera, "third word of MultiCameraIdRole (0)");
+  app->add_flag("--gender-age,!--no-gender-age", options->gender_and_age,
+                "the gender and age switch (on)");
+  app->add_flag("--score,!--no-score", options->score, "the face score switch (on)");
+  app->add_option("--zynode-conf", options->zynode_conf,
+                  "property persist.vendor.camera.zynode_conf (unset)");
+  app->add_option("--operation-mask", options->operation_mask,
+                  "property persist.vendor.camera.operationMask (unset)");
+  app->add_option("--node-caps", options->node_caps, "capability mask of the node (0)");
+  AddSize(app, "--buffer", &options->buffer, "negotiated buffer size (the frame's)");
+}
+
+void AddRun(CLI::App* app, Options* options) {
+  app->add_option("--model-delay", options->model_delay_ms, "time of one model call in ms (0)")
+      ->check(CLI::Range(0, 60'000));
+  app->add_option("--failing-inits", options->failing_inits,
+                  "model set-ups that fail at first (0); -1 fails all");
+  app->add_flag("--realtime", options->realtime,
+                "pace requests at --fps and let frames drop; by default each hand-over is awaited");
+  app->add_option("--fps", options->fps, "requests a second with --realtime (30)")
+      ->check(PlainNumber)
+      ->check(CLI::Range(0.1, 1000.0));
+  app->add_option("--jsonl", options->jsonl, "one JSON object per request, to a file or -")
+      ->type_name("FILE|-")
+      ->check(NotEmpty);
+  app->add_option("--annotated", options->annotated,
+                  "PNG of the last analysed frame with its results (camsim.png)")
+      ->check(NotEmpty);
+  app->add_option("--log", options->log, "log lines to standard error: error, info or none (none)")
+      ->type_name("LEVEL")
+      ->transform(CLI::Transformer(std::map<std::string, LogLevel>{
+          {"none", LogLevel::kNone}, {"error", LogLevel::kError}, {"info", LogLevel::kInfo}}));
+  app->add_option("--node", options->node, "the node library (the one beside this program)")
+      ->check(NotEmpty);
+}
+
+}  // namespace
+
+bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
+  options->node = NodeBesideProgram();
+  Size size;
+  CLI::App app(kAbout, "camsim");
+  app.footer(kExample);
+  AddInput(&app, options, &size);
+  AddDeviceState(&app, options);
+  AddRun(&app, options);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    *exit_code = app.exit(error) == 0 ? apps::kExitOk : apps::kExitUsage;
+    return false;
+  }
+  options->source.width = size.width;
+  options->source.height = size.height;
+  return true;
+}
+
+}  // namespace camsim

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef ZY_APPS_CAMSIM_OPTIONS_H_
+#define ZY_APPS_CAMSIM_OPTIONS_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "pictures/frame_source.h"
+#include "pictures/geometry.h"
+
+namespace camsim {
+
+struct Size {
+  int width = 0;
+  int height = 0;
+};
+
+enum class LogLevel { kNone, kError, kInfo };
+
+// What camsim's command line says.
+struct Options {
+  std::string node;                     // the library's path
+  pictures::FrameSourceOptions source;  // where the frames come from
+  std::vector<pictures::Rect> faces;  // in picture pixels; empty takes those that the source knows
+  int requests = 60;
+  int orientation = 270;
+  Size sensor;  // 0x0 chooses one that holds the frame
+  bool quad_cfa = false;
+  uint32_t role = 1;
+  uint32_t camera = 0;
+  bool gender_and_age = true;
+  bool score = true;
+  std::string zynode_conf;     // empty leaves the property unset
+  std::string operation_mask;  // likewise
+  uint32_t node_caps = 0;
+  Size buffer;  // 0x0 is the frame's size
+  int model_delay_ms = 0;
+  int failing_inits = 0;
+  bool realtime = false;
+  double fps = 30.0;
+  std::string jsonl;  // a path, "-" or empty
+  std::string annotated = "camsim.png";
+  LogLevel log = LogLevel::kNone;
+};
+
+// Reads the command line. Returns true to go on; otherwise everything is said, and `exit_code` is
+// what the program ends with.
+bool ParseOptions(int argc, char** argv, Options* options, int* exit_code);
+
+}  // namespace camsim
+
+#endif  // ZY_APPS_CAMSIM_OPTIONS_H_

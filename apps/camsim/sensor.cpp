@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "apps/camsim/sensor.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "platform/chi_node.h"
+
+namespace camsim {
+namespace {
+
+// With this camera the node halves rectangles even while the quad sensor is on.
+constexpr uint32_t kAlwaysHalvedCamera = 7;
+
+// The smallest sensor coordinate that scales down to `position`. Of a face that reaches far out of
+// the picture it is cut to half of what an element of the tag holds: it may have to be doubled.
+int32_t ToSensor(int64_t position, int frame, int sensor) {
+  constexpr int64_t kFarthest = std::numeric_limits<int32_t>::max() / 2;
+  const int64_t coordinate = (position * sensor + frame - 1) / frame;
+  return static_cast<int32_t>(std::clamp(coordinate, -kFarthest, kFarthest));
+}
+
+}  // namespace
+
+Size SensorSize(const Options& options, Size frame) {
+  if (options.sensor.width != 0) return options.sensor;
+  return {std::max(4000, frame.width), std::max(3000, frame.height)};
+}
+
+std::vector<int32_t> SensorRects(const Options& options, Size frame,
+                                 const std::vector<pictures::Rect>& faces) {
+  const Size sensor = SensorSize(options, frame);
+  const int factor = options.quad_cfa && options.camera != kAlwaysHalvedCamera ? 1 : 2;
+  std::vector<int32_t> rects;
+  for (const pictures::Rect& face : faces) {
+    rects.push_back(factor * ToSensor(face.x, frame.width, sensor.width));
+    rects.push_back(factor * ToSensor(face.y, frame.height, sensor.height));
+    rects.push_back(factor * ToSensor(int64_t{face.x} + face.w - 1, frame.width, sensor.width));
+    rects.push_back(factor * ToSensor(int64_t{face.y} + face.h - 1, frame.height, sensor.height));
+  }
+  return rects;
+}
+
+void SetRequestMetadata(const Options& options, Size frame,
+                        const std::vector<pictures::Rect>& faces, framework::Metadata* metadata) {
+  const framework::VendorTags& tags = framework::Framework::Get().Tags();
+  const auto set = [&](const char* section, const char* name, const std::vector<uint32_t>& words) {
+    metadata->SetWords(tags.Id(section, name), words);
+  };
+  const Size sensor = SensorSize(options, frame);
+  const uint8_t quad_cfa = options.quad_cfa ? 1 : 0;
+  metadata->Clear();
+  set("com.qti.chi.multicamerainfo", "MultiCameraIdRole", {0, options.role, options.camera});
+  set("brodax.faceGenderAndAge", "enabled", {options.gender_and_age});
+  set("brodax.faceScore", "enabled", {options.score});
+  set("brodax.sensorSize", "size",
+      {static_cast<uint32_t>(sensor.width), static_cast<uint32_t>(sensor.height)});
+  metadata->Set(tags.Id("brodax.quadcfa", "enabled"), &quad_cfa, 1, 1);
+  set("brodax.device", "orientation", {static_cast<uint32_t>(options.orientation)});
+  metadata->SetWords(kChiFaceRectanglesTag, SensorRects(options, frame, faces));
+}
+
+}  // namespace camsim

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef ZY_APPS_EXIT_CODE_H_
+#define ZY_APPS_EXIT_CODE_H_
+
+#include <cstdio>
+#include <new>
+
+namespace apps {
+
+// What a program of the simulator ends with.
+enum ExitCode { kExitOk = 0, kExitFailure = 1, kExitUsage = 2, kExitUnreadableInput = 3 };
+
+// Runs a program, which returns an exit code; without memory it ends with a line and a failure.
+template <typename Program>
+int RunWithinMemory(const char* name, Program program) {
+  try {
+    return program();
+  } catch (const std::bad_alloc&) {
+    std::fprintf(stderr, "%s: out of memory\n", name);
+    return kExitFailure;
+  }
+}
+
+}  // namespace apps
+
+#endif  // ZY_APPS_EXIT_CODE_H_

@@ -1,0 +1,273 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "framework/framework.h"
+
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace framework {
+namespace {
+
+constexpr uint32_t kFirstSection = 0x80000000;
+constexpr uint32_t kSectionBlock = 0x10000;
+
+struct PlatformTag {
+  const char* section;
+  const char* name;
+  ChiTagType type;
+  uint32_t count;
+};
+
+// The tags that other parts of the platform bring along.
+constexpr PlatformTag kPlatformTags[] = {
+    {"brodax.faceScore", "enabled", ChiTagType::kInt32, 1},
+    {"brodax.faceGenderAndAge", "enabled", ChiTagType::kInt32, 1},
+    {"brodax.device", "orientation", ChiTagType::kInt32, 1},
+    {"brodax.sensorSize", "size", ChiTagType::kInt32, 2},
+    {"brodax.quadcfa", "enabled", ChiTagType::kByte, 1},
+    {"com.qti.chi.multicamerainfo", "MultiCameraIdRole", ChiTagType::kInt32, 3},
+    {"brodax.faceAnalyzeResult", "result", ChiTagType::kByte, sizeof(ResultRecord)},
+    {"brodax.faceAnalyzeResult", "faceNum", ChiTagType::kInt32, 1},
+};
+
+std::size_t ElementBytes(ChiTagType type) {
+  switch (type) {
+    case ChiTagType::kByte:
+      return 1;
+    case ChiTagType::kInt64:
+      return 8;
+    case ChiTagType::kInt32:
+    case ChiTagType::kFloat:
+      return 4;
+  }
+  return 0;
+}
+
+ChiResult GetVendorTagBase(ChiVendorTagBase* query) {
+  if (query->size != sizeof(*query)) return kChiFailed;
+  const char* name = query->pTagName != nullptr ? query->pTagName : "";
+  query->vendorTagBase = Framework::Get().Tags().Id(query->pComponentName, name);
+  return query->vendorTagBase != 0 ? kChiSuccess : kChiFailed;
+}
+
+pictures::Failure Check(const std::string& call, ChiResult result) {
+  if (result == kChiSuccess) return std::nullopt;
+  return pictures::Fail(call + " answered " + std::to_string(result));
+}
+
+}  // namespace
+
+void Metadata::Clear() {
+  for (Value& value : values_) value.present = false;
+}
+
+void Metadata::Set(uint32_t tag, const void* data, std::size_t bytes, std::size_t count) {
+  auto value = std::find_if(values_.begin(), values_.end(),
+                            [tag](const Value& other) { return other.tag == tag; });
+  if (value == values_.end()) value = values_.insert(values_.end(), Value());
+  value->tag = tag;
+  value->present = true;
+  value->count = count;
+  value->bytes.resize(bytes);
+  if (bytes != 0) std::memcpy(value->bytes.data(), data, bytes);
+}
+
+Metadata::Value* Metadata::Find(uint32_t tag) {
+  for (Value& value : values_) {
+    if (value.tag == tag && value.present) return &value;
+  }
+  return nullptr;
+}
+
+void VendorTags::Add(const std::string& section, const std::string& name, ChiTagType type,
+                     uint32_t count) {
+  auto found = std::find_if(sections_.begin(), sections_.end(),
+                            [&](const Section& other) { return other.name == section; });
+  if (found == sections_.end()) found = sections_.insert(sections_.end(), Section{section, {}});
+  found->tags.push_back({name, type, count});
+}
+
+uint32_t VendorTags::Id(const std::string& section, const std::string& name) const {
+  for (uint32_t s = 0; s < sections_.size(); ++s) {
+    if (sections_[s].name != section) continue;
+    for (uint32_t t = 0; t < sections_[s].tags.size(); ++t) {
+      if (name.empty() || sections_[s].tags[t].name == name) {
+        return kFirstSection + s * kSectionBlock + t;
+      }
+    }
+  }
+  return 0;
+}
+
+bool VendorTags::Describe(uint32_t id, std::size_t* element_bytes, uint32_t* count) const {
+  if (id < kFirstSection) return false;
+  const uint32_t section = (id - kFirstSection) / kSectionBlock;
+  const uint32_t index = id % kSectionBlock;
+  if (section >= sections_.size() || index >= sections_[section].tags.size()) return false;
+  const Tag& tag = sections_[section].tags[index];
+  *element_bytes = ElementBytes(tag.type);
+  *count = tag.count;
+  return true;
+}
+
+Framework& Framework::Get() {
+  static Framework framework;
+  return framework;
+}
+
+pictures::Failure Framework::Load(const std::string& path) {
+  void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (library == nullptr) return pictures::Fail(dlerror());
+  const auto entry = reinterpret_cast<NodeEntry>(dlsym(library, "ChiNodeEntry"));
+  if (entry == nullptr) return pictures::Fail(path + ": no ChiNodeEntry");
+  return Start(entry);
+}
+
+pictures::Failure Framework::Start(NodeEntry entry) {
+  callbacks_ = {};
+  callbacks_.size = sizeof(callbacks_);
+  entry(&callbacks_);
+  if (callbacks_.pCreate == nullptr) return pictures::Fail("the node filled no callbacks");
+  tags_.Clear();
+  for (const PlatformTag& tag : kPlatformTags) {
+    tags_.Add(tag.section, tag.name, tag.type, tag.count);
+  }
+  if (pictures::Failure failure = RegisterNodeTags()) return failure;
+  ChiNodeInterface interface = Interface();
+  callbacks_.pSetNodeInterface(&interface);
+  ChiNodeCapsInfo caps = {sizeof(caps), 0};
+  return Check("get-capabilities", callbacks_.pGetCapabilities(&caps));
+}
+
+pictures::Failure Framework::RegisterNodeTags() {
+  ChiQueryVendorTag query = {sizeof(query), 0, nullptr};
+  if (pictures::Failure failure = Check("query-vendor-tag", callbacks_.pQueryVendorTag(&query))) {
+    return failure;
+  }
+  const ChiVendorTagInfo& info = *query.pVendorTagInfo;
+  for (uint32_t s = 0; s < info.numSections; ++s) {
+    const ChiVendorTagSectionData& section = info.pSections[s];
+    for (uint32_t t = 0; t < section.numTags; ++t) {
+      const ChiVendorTagData& tag = section.pTags[t];
+      tags_.Add(section.pSectionName, tag.pTagName, tag.type, tag.count);
+    }
+  }
+  return std::nullopt;
+}
+
+ChiNodeInterface Framework::Interface() {
+  ChiNodeInterface interface = {};
+  interface.size = sizeof(interface);
+  interface.pGetMetadata = Session::GetMetadata;
+  interface.pSetMetadata = Session::SetMetadata;
+  interface.pGetVendorTagBase = GetVendorTagBase;
+  return interface;
+}
+
+CameraBuffer::CameraBuffer(pictures::Nv12Frame* frame) {
+  image_.size = sizeof(image_);
+  image_.pPlaneAddress[0] = frame->Luma();
+  image_.pPlaneAddress[1] = frame->Chroma();
+  buffer_.size = sizeof(buffer_);
+  buffer_.numImages = 1;
+  buffer_.format = {static_cast<uint32_t>(frame->width), static_cast<uint32_t>(frame->height), 0,
+                    0};
+  buffer_.numPlanes = 2;
+  buffer_.planeStride = static_cast<uint32_t>(frame->stride);
+  buffer_.pImages = &image_;
+}
+
+Session::~Session() {
+  if (node_ != nullptr) Destroy();
+}
+
+pictures::Failure Session::Create(uint32_t node_caps, uint32_t buffer_width,
+                                  uint32_t buffer_height) {
+  const ChiNodeCallbacks& callbacks = Framework::Get().Callbacks();
+  ChiNodeCreateInfo create = {};
+  create.size = sizeof(create);
+  create.nodeCapsMask = node_caps;
+  create.hChiSession = this;
+  if (pictures::Failure failure = Check("create", callbacks.pCreate(&create))) return failure;
+  node_ = create.hNodeSession;
+  ChiNodeQueryBufferInfo query = {};
+  query.size = sizeof(query);
+  query.hNodeSession = node_;
+  if (pictures::Failure failure = Check("query-buffer-info", callbacks.pQueryBufferInfo(&query))) {
+    return failure;
+  }
+  const ChiImageFormat format = {buffer_width, buffer_height, 0, 0};
+  ChiNodeSetBufferPropertiesInfo set = {sizeof(set), 0, node_, &format, 0};
+  return Check("set-buffer-info", callbacks.pSetBufferInfo(&set));
+}
+
+void Session::PostPipelineCreate() { Framework::Get().Callbacks().pPostPipelineCreate(node_); }
+
+pictures::Failure Session::Process(uint64_t frame_number, CameraBuffer* input,
+                                   CameraBuffer* output) {
+  output_.Clear();
+  request_id_ = frame_number;
+  ChiNodeBuffer* inputs[] = {input->handle()};
+  ChiNodeBuffer* outputs[] = {output->handle()};
+  ChiNodeProcessRequestInfo info = {};
+  info.size = sizeof(info);
+  info.hNodeSession = node_;
+  info.frameNum = frame_number;
+  info.inputNum = 1;
+  info.outputNum = 1;
+  info.phInputBuffer = inputs;
+  info.phOutputBuffer = outputs;
+  return Check("process-request", Framework::Get().Callbacks().pProcessRequest(&info));
+}
+
+ResultRecord Session::Result() {
+  ResultRecord record = {};
+  const Metadata::Value* value =
+      output_.Find(Framework::Get().Tags().Id("brodax.faceAnalyzeResult", "result"));
+  if (value != nullptr && value->bytes.size() == sizeof(record)) {
+    std::memcpy(&record, value->bytes.data(), sizeof(record));
+  }
+  return record;
+}
+
+pictures::Failure Session::Destroy() {
+  ChiNodedestroyInfo destroy = {sizeof(destroy), 0, node_};
+  node_ = nullptr;
+  return Check("destroy", Framework::Get().Callbacks().pDestroy(&destroy));
+}
+
+ChiResult Session::GetMetadata(ChiMetadataGet* get) {
+  auto* session = static_cast<Session*>(get->hChiSession);
+  get->pData = nullptr;
+  get->count = 0;
+  if (session == nullptr || get->type != ChiMetadataType::kInput ||
+      get->requestId != session->request_id_) {
+    return kChiFailed;
+  }
+  Metadata& metadata = get->tag & kChiInputMetadataBit ? session->input_ : session->output_;
+  Metadata::Value* value = metadata.Find(get->tag & ~kChiInputMetadataBit);
+  if (value == nullptr) return kChiFailed;
+  get->pData = value->bytes.data();
+  get->count = value->count;
+  return kChiSuccess;
+}
+
+// Takes only what a framework could take: known tags, with the count that they declare.
+ChiResult Session::SetMetadata(ChiMetadataSet* set) {
+  auto* session = static_cast<Session*>(set->hChiSession);
+  if (session == nullptr || set->size < sizeof(*set)) return kChiFailed;
+  for (uint32_t i = 0; i < set->tagCount; ++i) {
+    const ChiTagData& data = set->pTagData[i];
+    std::size_t element_bytes = 0;
+    uint32_t count = 0;
+    if (!Framework::Get().Tags().Describe(set->pTagList[i], &element_bytes, &count) ||
+        data.count != count || data.size < sizeof(data) || data.requestId != session->request_id_) {
+      return kChiFailed;
+    }
+    session->output_.Set(set->pTagList[i], data.pData, count * element_bytes, count);
+  }
+  return kChiSuccess;
+}
+
+}  // namespace framework

@@ -1,0 +1,183 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "pictures/scene.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace pictures {
+namespace {
+
+constexpr int kOne = 1024;
+
+struct Person {
+  int size_percent;
+  int speed;
+  int phase;
+  Colour skin;
+  Colour skin_edge;
+  Colour hair;
+  Colour lips;
+  Colour shirt;
+};
+
+constexpr Person kPeople[kMaxSceneFaces] = {
+    {100, 3, 0, {242, 204, 178}, {205, 155, 125}, {96, 62, 34}, {196, 92, 92}, {52, 88, 140}},
+    {78, 4, 400, {134, 92, 68}, {92, 60, 44}, {24, 20, 20}, {138, 62, 62}, {176, 66, 54}},
+    {64, 5, 750, {214, 164, 124}, {174, 122, 88}, {152, 150, 148}, {176, 84, 84}, {70, 120, 84}},
+};
+
+// A feature's centre and size in hundredths of the face's width and height.
+struct Placement {
+  int centre_x;
+  int centre_y;
+  int width;
+  int height;
+};
+
+enum class Paint { kSkin, kHair, kLips, kShirt, kEyeWhite, kIris, kPupil, kShade };
+
+struct Feature {
+  Placement place;
+  Paint paint;
+};
+
+// From back to front. Each is drawn for all people before the next, so that nobody's hair or shirt
+// covers a neighbour's face.
+constexpr Feature kFeatures[] = {
+    {{50, 168, 230, 120}, Paint::kShirt}, {{50, 108, 44, 50}, Paint::kShade},
+    {{50, 42, 122, 108}, Paint::kHair},   {{0, 52, 16, 22}, Paint::kShade},
+    {{100, 52, 16, 22}, Paint::kShade},   {{50, 50, 100, 100}, Paint::kSkin},
+    {{29, 34, 25, 5}, Paint::kHair},      {{71, 34, 25, 5}, Paint::kHair},
+    {{30, 44, 22, 10}, Paint::kEyeWhite}, {{70, 44, 22, 10}, Paint::kEyeWhite},
+    {{30, 44, 11, 9}, Paint::kIris},      {{70, 44, 11, 9}, Paint::kIris},
+    {{30, 44, 5, 4}, Paint::kPupil},      {{70, 44, 5, 4}, Paint::kPupil},
+    {{50, 58, 11, 18}, Paint::kShade},    {{50, 56, 7, 20}, Paint::kSkin},
+    {{50, 77, 38, 10}, Paint::kLips},     {{50, 76, 30, 3}, Paint::kEyeWhite},
+};
+
+int Mix(int from, int to, int weight) { return from + (to - from) * weight / kOne; }
+
+Colour Mix(Colour from, Colour to, int weight) {
+  return {static_cast<uint8_t>(Mix(from.r, to.r, weight)),
+          static_cast<uint8_t>(Mix(from.g, to.g, weight)),
+          static_cast<uint8_t>(Mix(from.b, to.b, weight))};
+}
+
+void Put(Colour colour, uint8_t* rgb) {
+  rgb[0] = colour.r;
+  rgb[1] = colour.g;
+  rgb[2] = colour.b;
+}
+
+// A smooth swing between -kOne and kOne in steps of 1/1024 of a period: two parabolas in place of a
+// sine, which would not be the same everywhere.
+int Swing(int64_t phase) {
+  const int p = static_cast<int>(phase & 1023);
+  const int half = p & 511;
+  const int arc = half * (512 - half) / 64;
+  return p < 512 ? arc : -arc;
+}
+
+Rect FaceOf(const Person& person, int column_x, int column_width, int height, int64_t index) {
+  const int reach = std::min(height * 55 / 100, column_width * 92 / 100);
+  // At least 2 and 1: the narrowest column is 5 pixels wide.
+  const int h = reach * person.size_percent / 100;
+  const int w = h * 76 / 100;
+  const int free_x = column_width - w;
+  const int free_y = height - h;
+  const int64_t phase = (index & 0xffffffff) * person.speed + person.phase;
+  return {column_x + free_x / 2 + free_x * 3 / 8 * Swing(phase) / kOne,
+          free_y / 2 + free_y / 5 * Swing(phase * 2 + 256) / kOne, w, h};
+}
+
+void DrawBackground(Picture* picture) {
+  constexpr Colour kUpperLeft = {176, 196, 214};
+  constexpr Colour kUpperRight = {214, 208, 196};
+  constexpr Colour kLowerLeft = {92, 108, 128};
+  constexpr Colour kLowerRight = {132, 122, 112};
+  for (int y = 0; y < picture->height; ++y) {
+    const int down = y * kOne / picture->height;
+    const Colour left = Mix(kUpperLeft, kLowerLeft, down);
+    const Colour right = Mix(kUpperRight, kLowerRight, down);
+    for (int x = 0; x < picture->width; ++x) {
+      Put(Mix(left, right, x * kOne / picture->width), picture->Pixel(x, y));
+    }
+  }
+}
+
+// Fills the ellipse that touches the box's sides, from one colour at its centre to another at its
+// border. The box may lie outside the picture.
+void FillEllipse(Rect box, Colour centre, Colour border, Picture* picture) {
+  const int bottom = std::min(box.y + box.h, picture->height);
+  const int right = std::min(box.x + box.w, picture->width);
+  for (int y = std::max(box.y, 0); y < bottom; ++y) {
+    const int v = (2 * (y - box.y) + 1 - box.h) * kOne / box.h;
+    for (int x = std::max(box.x, 0); x < right; ++x) {
+      const int u = (2 * (x - box.x) + 1 - box.w) * kOne / box.w;
+      const int distance = (u * u + v * v) / kOne;
+      if (distance <= kOne) Put(Mix(centre, border, distance), picture->Pixel(x, y));
+    }
+  }
+}
+
+Rect BoxOf(const Placement& place, Rect face) {
+  const int w = std::max(1, face.w * place.width / 100);
+  const int h = std::max(1, face.h * place.height / 100);
+  return {face.x + (face.w * place.centre_x / 50 - w) / 2,
+          face.y + (face.h * place.centre_y / 50 - h) / 2, w, h};
+}
+
+struct Gradient {
+  Colour centre;
+  Colour border;
+};
+
+Gradient PaintOf(const Person& person, Paint paint) {
+  constexpr Colour kBlack = {12, 12, 14};
+  switch (paint) {
+    case Paint::kSkin:
+      return {person.skin, person.skin_edge};
+    case Paint::kHair:
+      return {person.hair, Mix(person.hair, kBlack, kOne / 3)};
+    case Paint::kLips:
+      return {person.lips, Mix(person.lips, kBlack, kOne / 4)};
+    case Paint::kShirt:
+      return {person.shirt, Mix(person.shirt, kBlack, kOne / 2)};
+    case Paint::kEyeWhite:
+      return {{246, 246, 244}, {218, 214, 210}};
+    case Paint::kIris:
+      return {{92, 70, 48}, {52, 38, 28}};
+    case Paint::kPupil:
+      return {kBlack, kBlack};
+    case Paint::kShade:
+      break;
+  }
+  return {person.skin_edge, Mix(person.skin_edge, kBlack, kOne / 8)};
+}
+
+}  // namespace
+
+std::vector<Rect> SceneFaces(int width, int height, int faces, int64_t index) {
+  std::vector<Rect> rects;
+  for (int i = 0; i < faces; ++i) {
+    const int column_x = i * width / faces;
+    const int column_end = (i + 1) * width / faces;
+    rects.push_back(FaceOf(kPeople[i], column_x, column_end - column_x, height, index));
+  }
+  return rects;
+}
+
+Picture DrawScene(int width, int height, int faces, int64_t index) {
+  Picture picture = MakePicture(width, height);
+  DrawBackground(&picture);
+  const std::vector<Rect> rects = SceneFaces(width, height, faces, index);
+  for (const Feature& feature : kFeatures) {
+    for (std::size_t i = 0; i < rects.size(); ++i) {
+      const Gradient gradient = PaintOf(kPeople[i], feature.paint);
+      FillEllipse(BoxOf(feature.place, rects[i]), gradient.centre, gradient.border, &picture);
+    }
+  }
+  return picture;
+}
+
+}  // namespace pictures
