@@ -2,7 +2,6 @@
 // The bytes of a script become the calls of a hostile framework: two nodes behind ChiNodeEntry and
 // a worker by itself, with records, buffers and metadata of all shapes, yet in memory that ends
 // where they promise to. Everything that leaves the library is compared with the model.
-#include <deque>
 #include <stdexcept>
 
 #include "fuzz/script.h"
@@ -11,37 +10,52 @@
 
 extern "C" void ChiNodeEntry(ChiNodeCallbacks*);
 
+using namespace node_model;
+using Edges = std::array<int32_t, 4>;
+
 namespace {
 
-using fuzz::Require;
-using namespace node_model;
-
 World g_world;
-Trace g_seen;
+std::vector<std::string> g_expected, g_seen;
+ChiResult g_answer = 0;  // what the framework's functions return; nobody may listen to it
 
-ChiResult g_answer = 0;  // of the framework's functions; nobody may listen to it
-ChiResult LookUp(ChiVendorTagBase* query) {
-  query->vendorTagBase = g_world.LookUp(g_seen, *query);
-  return g_answer;
+ChiNodeInterface Interface() {
+  ChiNodeInterface interface = {};
+  interface.size = sizeof(interface);
+  interface.pGetVendorTagBase = [](ChiVendorTagBase* query) {
+    query->vendorTagBase = g_world.LookUp(*query);
+    return g_answer;
+  };
+  interface.pGetMetadata = [](ChiMetadataGet* get) {
+    const Value value = g_world.Read(*get);
+    get->pData = const_cast<uint8_t*>(value.data);
+    get->count = value.count;
+    return g_answer;
+  };
+  interface.pSetMetadata = [](ChiMetadataSet* set) {
+    g_world.Take(*set);
+    return g_answer;
+  };
+  return interface;
 }
-ChiResult Read(ChiMetadataGet* get) {
-  const Value value = g_world.Read(g_seen, *get);
-  get->pData = const_cast<uint8_t*>(value.data);
-  get->count = value.count;
-  return g_answer;
-}
-ChiResult Take(ChiMetadataSet* set) {
-  World::Take(g_seen, *set);
-  return g_answer;
+
+// The same for the model and for the library, with what it returns.
+template <typename Model, typename Real>
+void Both(Model model, Real real) {
+  g_world.trace = &g_expected;
+  g_world.Say(model());
+  g_world.trace = &g_seen;
+  g_world.Say(real());
 }
 
 // A piece of memory that ends at a page that nobody may touch.
 class Memory {
  public:
-  uint8_t* Put(const void* data, std::size_t size, std::size_t gap = 0) {
-    uint8_t* const to = bytes_.data() + bytes_.size() - gap - size;
-    if (size != 0) std::memcpy(to, data, size);
-    return to;
+  template <typename T>
+  T* Put(const T* data, std::size_t bytes, std::size_t gap = 0) {
+    uint8_t* const to = bytes_.data() + bytes_.size() - gap - bytes;
+    if (bytes != 0) std::memcpy(to, data, bytes);
+    return reinterpret_cast<T*>(to);
   }
 
  private:
@@ -49,89 +63,63 @@ class Memory {
 };
 
 // A camera buffer; its planes hold every byte of their rows and none behind the last.
-class Camera {
- public:
+struct Camera {
   void Change(fuzz::Script& script) {
-    constexpr uint32_t kOddSides[] = {0, 0x7fffffff, 0x80000000, 0xffffffff};
-    const auto side = [&] {
-      return script.OneIn(24) ? script.Pick(kOddSides) : script.Byte() % 97u;
-    };
-    const uint32_t width = side(), height = side();
-    const uint32_t odd_pitches[] = {width - 1, 0, 0x80000000, 0xffffffff};
-    const uint32_t pitch = script.OneIn(24) ? script.Pick(odd_pitches) : width + script.Byte() % 9;
-    fits_ = width - 1 < 96 && height - 1 < 96 && pitch >= width && pitch < 200;
-    ChiImage image = {sizeof(image), 0, {}};
+    constexpr uint32_t kOdd[] = {0, 1, 0x7fffffff, 0x80000000, 0xffffffff};
+    const auto side = [&] { return script.OneIn(24) ? script.Pick(kOdd) : script.Byte() % 97u; };
+    const uint32_t w = side(), h = side();
+    const uint32_t pitch = script.OneIn(24) ? script.Pick(kOdd) : w + script.Between(-1, 20);
+    fits = w - 1 < 96 && h - 1 < 96 && pitch >= w && pitch < 128;
     for (uint32_t p = 0; p < 2; ++p) {
-      const uint32_t rows = fits_ ? height >> p : 0;
-      const auto noise = script.Noise(rows == 0 ? 1 : (rows - 1) * pitch + (width >> p << p));
-      image.pPlaneAddress[p] = planes_[p].Put(noise.data(), noise.size());
-      if (script.OneIn(48)) image.pPlaneAddress[p] = nullptr;
+      const uint32_t rows = fits ? h >> p : 0;
+      const auto noise = script.Noise(rows == 0 ? 1 : (rows - 1) * pitch + (w >> p << p));
+      image.pPlaneAddress[p] = planes[p].Put(noise.data(), noise.size());
+      if (script.OneIn(48) && w > 1 && h > 1) image.pPlaneAddress[p] = nullptr;
     }
-    images_ =
-        script.OneIn(32) ? nullptr : reinterpret_cast<ChiImage*>(image_.Put(&image, sizeof(image)));
-    const uint32_t planes = script.OneIn(32) ? script.Byte() : 2;
-    buffer_ = {sizeof(buffer_), !script.OneIn(32), {width, height, 3, 0}, planes, pitch, images_};
+    const uint32_t count = script.OneIn(32) ? script.Byte() : 2;
+    buffer = {sizeof(buffer), !script.OneIn(32), {w, h, 3, 0}, count, pitch, nullptr};
+    if (!script.OneIn(32)) buffer.pImages = memory.Put(&image, sizeof(image));
   }
   // Nobody may look at the pixels of an earlier request.
   void ChangePixels() const {
-    if (images_ == nullptr || !fits_) return;
-    for (uint8_t* plane : images_->pPlaneAddress) {
+    for (uint8_t* plane : image.pPlaneAddress) {
       if (plane != nullptr) *plane = static_cast<uint8_t>(*plane * 5 + 1);
     }
   }
-  ChiNodeBuffer* buffer() { return &buffer_; }
-  // For a worker, which takes the pitch as it is.
-  bool fits() const { return fits_ && images_ != nullptr; }
 
- private:
-  Memory planes_[2], image_;
-  const ChiImage* images_ = nullptr;
-  ChiNodeBuffer buffer_ = {};
-  bool fits_ = false;
+  Memory planes[2], memory;
+  ChiImage image = {};
+  ChiNodeBuffer buffer = {};
+  bool fits = false;
 };
-
-template <typename W>
-std::string ResultsOf(const W& worker) {
-  std::string text = "results of " + std::to_string(worker.mFaceAnalyzeNum);
-  for (int slot = 0; slot < 3; ++slot) {
-    for (const float value :
-         {+worker.mProp[slot], +worker.mGender[slot], +worker.mAgeWhenGenderHigh[slot],
-          +worker.mAgeWhenGenderLow[slot], +worker.mFaceGrade[slot]}) {
-      text += " " + std::to_string(value);
-    }
-    for (const auto& edge : worker.mAnalyzedRects[slot]) text += " " + std::to_string(edge);
-  }
-  return text;
-}
 
 class Play {
  public:
-  explicit Play(fuzz::Script& script) : script_(script) {
+  explicit Play(fuzz::Script script) : script_(script) {
     host::ClearProperties();
     host::ResetAgeGender();
     host::ResetFaceGrade();
     host::SetLogSink([](auto&) {});  // lines are formatted
-    host::ScriptAgeGender([this](const host::AgeGenderCall& call) {
-      const auto answer = device_.Ask(g_seen, call);
+    host::ScriptAgeGender([](const host::AgeGenderCall& call) {
+      const World::Answer answer = g_world.Ask(call);
       if (!answer) throw std::runtime_error("no estimate");
       return host::AgeGenderAnswer{(*answer)[0], (*answer)[1], (*answer)[2]};
     });
-    host::ScriptFaceGrade([this](const host::FaceGradeCall& call) {
-      const auto answer = device_.Ask(g_seen, call);
+    host::ScriptFaceGrade([](const host::FaceGradeCall& call) {
+      const World::Answer answer = g_world.Ask(call);
       if (!answer) throw std::runtime_error("no grade");
       return host::FaceGradeAnswer{(*answer)[0], {}};
     });
     host::SetClock(0);
     host::HoldSignals(true);  // a pass runs when the script says so
-    negotiated_before_ = host::BufferNegotiations();
     g_world = World();
+    g_world.negotiations = host::BufferNegotiations();
     table_.size = sizeof(table_);
     ChiNodeEntry(&table_);
-    auto interface = Interface();
-    table_.pSetNodeInterface(&interface);
-    library_.SetNodeInterface(&interface);
+    ChiNodeInterface interface = Interface();
+    Connect(&interface);
     for (Camera& camera : cameras_) camera.Change(script_);
-    for (int tag = 0; tag <= kFaces; ++tag) ChangeValue(tag);
+    for (const Tag tag : kAllTags) ChangeValue(tag);
     actor_ = script_.Byte() % 3;
   }
   ~Play() {
@@ -140,246 +128,221 @@ class Play {
       ChiNodedestroyInfo info = {16, 0, handles_[actor_]};
       Destroy(&info);
     }
-    MakeWorker(false);
-    host::HoldSignals(false);
+    EndWorker();
     Compare();
+    host::HoldSignals(false);
   }
 
-  // False at the script's end.
-  bool Step() {
-    const int call = script_.Byte() % 16;
-    if (call == 0) CallLibrary();
-    if (call == 1) ChangeDevice();
-    if (call == 2) SwitchActor();
-    if (call == 3 || call == 4) LetWorkersWork();
-    if (call == 5) actor_ == 2 ? MakeWorker(true) : CallNode();
-    if (call >= 6) actor_ == 2 ? Offer() : Send();
-    Compare();
-    return !script_.AtEnd();
+  void Run() {
+    while (!script_.AtEnd()) {
+      const int call = script_.Byte() % 16;
+      if (call < 4 || call == 5) LetWorkersWork();
+      if (call == 0) CallLibrary();
+      if (call == 1) ChangeDevice();
+      if (call == 2) actor_ = script_.Byte() % 3;
+      if (call == 5) actor_ == 2 ? EndWorker() : CallNode();
+      if (call >= 6) actor_ == 2 ? Offer() : Send();
+      Compare();
+    }
   }
 
  private:
-  ChiNodeInterface Interface() {
-    ChiNodeInterface interface = {};
-    interface.size = sizeof(interface);
-    interface.pGetMetadata = Read;
-    interface.pSetMetadata = Take;
-    interface.pGetVendorTagBase = LookUp;
-    return interface;
-  }
+  static constexpr Tag kAllTags[] = {kScore, kGenderAge, kOrientation, kSensor, kQuad,
+                                     kRole,  kResult,    kFaceNum,     kFaces};
 
   // A record in memory that ends where its size says, but not before the node session in it. At
   // times it is smaller than the node needs, and at times there is none.
   template <typename T>
   T* Record(T record, uint32_t least) {
     record.size = !script_.OneIn(16) ? least : script_.OneIn(2) ? least - 1 : script_.Byte();
-    const std::size_t size = std::max(16u, record.size);
-    std::vector<uint8_t> bytes(size);
-    std::memcpy(bytes.data(), &record, std::min(size, sizeof(record)));
-    return script_.OneIn(32) ? nullptr : reinterpret_cast<T*>(record_.Put(bytes.data(), size));
+    std::vector<uint8_t> bytes(std::max(16u, record.size));
+    std::memcpy(bytes.data(), &record, std::min(bytes.size(), sizeof(record)));
+    if (script_.OneIn(32)) return nullptr;
+    return reinterpret_cast<T*>(record_.Put(bytes.data(), bytes.size()));
   }
-  // What the node must answer.
   template <typename T>
   static ChiResult Refusal(const T* record, uint32_t least) {
     if (record == nullptr || record->hNodeSession == nullptr) return 5;
     return record->size < least ? 1 : 0;
   }
-  void Answered(ChiResult seen, ChiResult expected) {
-    Say(g_seen, "answered %d", seen);
-    Say(expected_, "answered %d", expected);
-  }
 
   void Compare() {
-    const host::AgeGenderCounts counts = host::AgeGenderCounters();
-    const auto count = [](Trace& trace, uint64_t inits, uint64_t clears, uint64_t graders,
-                          uint64_t negotiations) {
-      Say(trace, "%d set-ups, %d clears, %d graders, %d negotiations", static_cast<int>(inits),
-          static_cast<int>(clears), static_cast<int>(graders), static_cast<int>(negotiations));
-    };
-    count(g_seen, counts.inits, counts.clears,
-          host::FaceGradeCounters().created - host::FaceGradeCounters().destroyed,
-          host::BufferNegotiations() - negotiated_before_);
-    count(expected_, device_.inits, device_.clears, device_.graders, device_.negotiations);
-    if (g_seen != expected_) {
-      for (const Trace* trace : {&expected_, &g_seen}) {
-        std::fprintf(stderr, "%s\n", trace == &expected_ ? "== expected" : "== seen");
-        for (const std::string& line : *trace) std::fprintf(stderr, "%s\n", line.c_str());
-      }
-      Require(false, "the library does what the model does");
+    const host::AgeGenderCounts age_gender = host::AgeGenderCounters();
+    const host::FaceGradeCounts grade = host::FaceGradeCounters();
+    Both([] { return g_world.inits; }, [&] { return age_gender.inits; });
+    Both([] { return g_world.clears; }, [&] { return age_gender.clears; });
+    Both([] { return g_world.graders; }, [&] { return grade.created - grade.destroyed; });
+    Both([] { return g_world.negotiations; }, host::BufferNegotiations);
+    const bool same = g_seen == g_expected;
+    for (std::size_t i = 0; !same && i < std::max(g_seen.size(), g_expected.size()); ++i) {
+      const std::string expected = i < g_expected.size() ? g_expected[i] : "nothing";
+      const std::string seen = i < g_seen.size() ? g_seen[i] : "nothing";
+      std::fprintf(stderr, "  %s\n", seen.c_str());
+      if (seen != expected) std::fprintf(stderr, "! %s\n", expected.c_str());
     }
+    fuzz::Require(same, "the library does what the model (!) does");
     g_seen.clear();
-    expected_.clear();
+    g_expected.clear();
   }
 
-  void LetWorkersWork() {
-    for (const auto& node : nodes_) {
-      if (node != nullptr && node->worker() != nullptr) node->worker()->Work();
+  template <typename W>
+  static std::string Results(const W& worker) {
+    std::ostringstream text;
+    for (int i = 0; i < 3; ++i) {
+      text << worker.mProp[i] << ' ' << worker.mGender[i] << ' ' << worker.mAgeWhenGenderHigh[i]
+           << ' ' << worker.mAgeWhenGenderLow[i] << ' ' << worker.mFaceGrade[i] << ';';
+      for (const auto& edge : worker.mAnalyzedRects[i]) text << edge << ' ';
     }
-    if (worker_model_ != nullptr) worker_model_->Work();
+    return text.str() + std::to_string(worker.mFaceAnalyzeNum);
+  }
+  void Rest() {
     host::HoldSignals(false);
-    Require(host::WaitForRestingWorkers(std::chrono::seconds(60)), "a worker rests in the end");
+    fuzz::Require(host::WaitForRestingWorkers(std::chrono::seconds(60)), "workers come to rest");
     host::HoldSignals(true);
+  }
+  // Before another actor's turn, so that what the models are asked has an order.
+  void LetWorkersWork() {
+    g_world.trace = &g_expected;
+    for (const auto& node : nodes_) {
+      if (node != nullptr && node->worker != nullptr) node->worker->Work();
+    }
+    if (worker_ != nullptr) model_->Work();
+    g_world.trace = &g_seen;
+    Rest();
     if (worker_ != nullptr) {
-      g_seen.push_back(ResultsOf(*worker_));
-      expected_.push_back(ResultsOf(*worker_model_));
+      Both([this] { return Results(*model_); }, [this] { return Results(*worker_); });
     }
   }
 
-  // One worker at a time has a frame, so that what the models are asked has an order.
-  void SwitchActor() {
-    LetWorkersWork();
-    actor_ = script_.Byte() % 3;
+  void Connect(ChiNodeInterface* given) {
+    Both([&] { return library_.SetNodeInterface(given), 0; },
+         [&] { return table_.pSetNodeInterface(given), 0; });
   }
-
-  void ChangeDevice() {
-    LetWorkersWork();
-    // 91 characters are the longest value.
-    static const std::pair<std::string, bool> kMasks[] = {
-        {"0xFFFFFB", false}, {"4", true},   {"fB", false},
-        {" 0x4", true},      {"-1", true},  {"0xFFFFFFFF", true},
-        {"no", false},       {"0x", false}, {"", false},
-        {"0xFFFFFF", true},  {"c,", true},  {std::string(90, '0') + "4", true}};
-    const char* const properties[] = {"persist.vendor.camera.zynode_conf",
-                                      "persist.vendor.camera.operationMask"};
-    host::ClearProperties();
-    for (int i = 0; i < 2; ++i) {
-      device_.runs_nodes[i] = true;
-      if (!script_.OneIn(4)) continue;
-      const auto& [text, runs] = script_.Pick(kMasks);
-      host::SetProperty(properties[i], text);
-      device_.runs_nodes[i] = runs;
-    }
-    host::FailAgeGenderInit(device_.failing_inits = script_.Pick(std::array{0, 0, 0, -1, 1, 4}));
-    host::ThrowFromAgeGenderInit(script_.OneIn(2));
-    host::ThrowFromFaceGrade(device_.grader_throws = script_.OneIn(8));
-    host::SkipFaceGradeResult(device_.grader_is_mute = script_.OneIn(8));
-    device_.mood = script_.Byte();
-    g_world.known = script_.OneIn(4) ? ~(1u << script_.Byte() % 9) : script_.OneIn(16) ? 0 : ~0u;
-    g_answer = script_.OneIn(4);
-  }
-
   void CallLibrary() {
-    LetWorkersWork();
     ChiNodeCallbacks table;
     std::memset(&table, 0x5a, sizeof(table));
     table.majorVersion = script_.OneIn(4);
     ChiNodeCallbacks* const given = Record(table, 144);
-    const bool fits = given != nullptr && given->size >= 144 && given->majorVersion == 0;
-    if (fits) {
-      table.majorVersion = table.minorVersion = 0;
-      std::memcpy(&table.pGetCapabilities, &table_.pGetCapabilities, 9 * sizeof(void*));
-    }
-    ChiNodeEntry(given);
     if (given != nullptr) {
       table.size = given->size;
-      const std::size_t size = std::clamp<std::size_t>(given->size, 16, sizeof(table));
-      Say(g_seen, "table %d", std::memcmp(given, &table, size));
-      Say(expected_, "table 0");
+      if (table.size >= 144 && table.majorVersion == 0) {
+        table.minorVersion = 0;
+        std::copy_n(&table_.pGetCapabilities, 9, &table.pGetCapabilities);
+      }
     }
-    auto interface = Interface();
+    ChiNodeEntry(given);
+    const std::size_t bytes = given != nullptr ? std::clamp(given->size, 16u, 144u) : 0;
+    fuzz::Require(bytes == 0 || std::memcmp(given, &table, bytes) == 0,
+                  "the table is as it must be");
+    ChiNodeInterface interface = Interface();
     if (script_.OneIn(8)) interface.pGetMetadata = nullptr;
     if (script_.OneIn(8)) interface.pSetMetadata = nullptr;
     if (script_.OneIn(8)) interface.pGetVendorTagBase = nullptr;
-    ChiNodeInterface* const offered = Record(interface, 120);
-    library_.SetNodeInterface(offered);
-    table_.pSetNodeInterface(offered);
-    ChiNodeCapsInfo caps = {0, 0x5a};
-    const bool asks = script_.OneIn(2);
-    Answered(table_.pGetCapabilities(asks ? &caps : nullptr), asks ? 0 : 1);
-    Require(caps.nodeCapsMask == 0x5a, "the node reports no capabilities");
+    Connect(Record(interface, 120));
   }
 
+  void ChangeDevice() {
+    // 91 characters are the longest value.
+    static const std::pair<std::string, bool> kMasks[] = {
+        {"4", true},   {"0xFFFFFB", false}, {" 0x4", true},
+        {"fB", false}, {"-1", true},        {"", false},
+        {"c,", true},  {"no", false},       {std::string(90, '0') + "4", true}};
+    host::ClearProperties();
+    for (const int i : {0, 1}) {
+      const char* const keys[] = {"zynode_conf", "operationMask"};
+      const auto& [text, runs] = script_.Pick(kMasks);
+      g_world.runs_nodes[i] = !script_.OneIn(4) || runs;
+      if (!g_world.runs_nodes[i] || runs)
+        host::SetProperty("persist.vendor.camera." + std::string(keys[i]), text);
+    }
+    host::FailAgeGenderInit(g_world.failing_inits = script_.Pick(std::array{0, 0, 0, -1, 1, 4}));
+    host::ThrowFromAgeGenderInit(script_.OneIn(2));
+    host::ThrowFromFaceGrade(g_world.grader_throws = script_.OneIn(8));
+    host::SkipFaceGradeResult(g_world.grader_is_mute = script_.OneIn(8));
+    g_world.mood = script_.Byte();
+    g_world.known = script_.OneIn(4) ? ~(1u << script_.Byte() % 9) : script_.OneIn(16) ? 0 : ~0u;
+    g_answer = script_.OneIn(4);
+  }
+
+  // ---- A node -----------------------------------------------------------------------------------
+
   void CallNode() {
-    LetWorkersWork();
     ChiHandle& handle = handles_[actor_];
     auto& node = nodes_[actor_];
     const int call = script_.Byte() % 8;
     if (handle == nullptr) {
-      ChiNodeCreateInfo info = {};
-      info.nodeCapsMask = script_.OneIn(4) ? script_.Raw<uint32_t>() : script_.Byte() % 6u;
-      info.hChiSession = &handle;
-      ChiNodeCreateInfo* const create = Record(info, 80);
-      const ChiResult expected = create == nullptr ? 5 : create->size < 80 ? 1 : 0;
-      Answered(table_.pCreate(create), expected);
-      if (expected != 0) return;
-      handle = create->hNodeSession;
-      node = std::make_unique<Node>(library_, device_, *create);
+      const uint32_t caps = script_.OneIn(4) ? script_.Raw<uint32_t>() : script_.Byte() % 6u;
+      auto* info = Record(ChiNodeCreateInfo{0, 0, caps, 0, &handle, nullptr, {}}, 80);
+      const ChiResult refusal = info == nullptr ? 5 : info->size < 80 ? 1 : 0;
+      Both([&] { return refusal; }, [&] { return table_.pCreate(info); });
+      if (refusal != 0) return;
+      handle = info->hNodeSession;
+      node = std::make_unique<Node>(library_, *info);
     }
     const ChiHandle told = script_.OneIn(32) ? nullptr : handle;
     if (call < 4) {
+      host::HoldSignals(false);
+      table_.pPostPipelineCreate(told);
+      Rest();
       if (told != nullptr) node->CreatePipeline();
-      Quietly([&] { table_.pPostPipelineCreate(told); });
     } else if (call == 4) {
-      auto* query = Record(ChiNodeQueryBufferInfo{0, 0, told, {}}, 48);
-      ChiResult expected = Refusal(query, 48);
-      if (expected == 0 && !node->Negotiates()) expected = 2;
-      device_.negotiations += expected == 0;
-      Answered(table_.pQueryBufferInfo(query), expected);
+      auto* info = Record(ChiNodeQueryBufferInfo{0, 0, told, {}}, 48);
+      ChiResult refusal = Refusal(info, 48);
+      if (refusal == 0 && !node->Negotiates()) refusal = 2;
+      g_world.negotiations += refusal == 0;
+      Both([&] { return refusal; }, [&] { return table_.pQueryBufferInfo(info); });
     } else if (call == 5) {
       const ChiImageFormat format = {script_.Word(), script_.Word(), 0, 0};
-      auto* size = Record(ChiNodeSetBufferPropertiesInfo{0, 0, told, &format, 0}, 32);
-      if (script_.OneIn(8) && size != nullptr && size->size >= 32) size->pFormat = nullptr;
-      ChiResult expected = Refusal(size, 32);
-      if (expected == 0 && size->pFormat == nullptr) expected = 5;
-      if (expected == 0) node->SetBufferSize(format.width, format.height);
-      Answered(table_.pSetBufferInfo(size), expected);
+      const ChiImageFormat* const given = script_.OneIn(8) ? nullptr : &format;
+      auto* info = Record(ChiNodeSetBufferPropertiesInfo{0, 0, told, given, 0}, 32);
+      ChiResult refusal = Refusal(info, 32);
+      if (refusal == 0 && given == nullptr) refusal = 5;
+      if (refusal == 0) node->SetBufferSize(format.width, format.height);
+      Both([&] { return refusal; }, [&] { return table_.pSetBufferInfo(info); });
     } else if (call == 6) {
       Destroy(Record(ChiNodedestroyInfo{0, 0, told}, 16));
     }
   }
-
   void Destroy(ChiNodedestroyInfo* info) {
-    const ChiResult expected = Refusal(info, 16);
-    if (expected == 0) nodes_[actor_] = nullptr;
-    Quietly([&] { Answered(table_.pDestroy(info), expected); });
-    if (expected == 0) handles_[actor_] = info->hNodeSession;
-    Require(expected != 0 || handles_[actor_] == nullptr, "a node that is gone has no handle");
-  }
-
-  template <typename Call>
-  void Quietly(Call call) {
+    const ChiResult refusal = Refusal(info, 16);
     host::HoldSignals(false);
-    call();
-    Require(host::WaitForRestingWorkers(std::chrono::seconds(60)), "a new worker rests");
-    host::HoldSignals(true);
+    Both([&] { return refusal; }, [&] { return table_.pDestroy(info); });
+    Rest();
+    if (refusal != 0) return;
+    nodes_[actor_] = nullptr;
+    handles_[actor_] = info->hNodeSession;
+    fuzz::Require(handles_[actor_] == nullptr, "a node that is gone has no handle");
   }
-
-  // ---- Requests ---------------------------------------------------------------------------------
 
   // A value of its tag's length, at any address. Most have a meaning to a camera.
-  void ChangeValue(int tag) {
-    Value& value = g_world.values[tag];
-    value = {nullptr, script_.OneIn(2) ? script_.Raw<uint16_t>() : 0u};
-    if (script_.OneIn(12)) return;
-    const ChiImageFormat& full = cameras_[0].buffer()->format;
+  void ChangeValue(Tag tag) {
+    const ChiImageFormat& full = cameras_[0].buffer.format;
     std::vector<uint32_t> words = {script_.Pick(std::array{1u, 1u, 0u, 0x100u, 0x80000000u})};
     if (tag == kOrientation) words = {script_.Pick(std::array{0u, 90u, 180u, 270u, 45u, ~0u})};
     if (tag == kSensor) words = {full.width + script_.Byte(), full.height + script_.Byte()};
     if (tag == kSensor && script_.OneIn(8)) words[script_.Byte() % 2] = script_.Word();
     if (tag == kQuad) words = {script_.Pick(std::array{0u, 1u, 2u, 0x80u})};
-    if (tag == kRole) {
-      words = {script_.Word(), script_.Pick(std::array{1u, 1u, 1u, 1u, 1u, 0u, 2u, 0x101u}),
+    if (tag == kRole)
+      words = {0, script_.Pick(std::array{1u, 1u, 1u, 1u, 0u, 2u, 0x101u}),
                script_.Pick(std::array{0u, 1u, 7u})};
-    }
-    if (tag == kResult) words.resize(13);
     if (tag == kFaces) words = ChangeFaces();
     const std::size_t bytes = tag == kQuad ? 1 : 4 * words.size();
-    value = {values_[tag].Put(words.data(), bytes, script_.Byte() % 4), words.size()};
+    const uint32_t* const data = values_[tag].Put(words.data(), bytes, script_.Byte() % 4);
+    const bool absent = script_.OneIn(12);
+    g_world.values[tag].data = absent ? nullptr : reinterpret_cast<const uint8_t*>(data);
+    g_world.values[tag].count = absent && script_.OneIn(2) ? script_.Raw<uint16_t>() : words.size();
   }
-
   const std::vector<uint32_t>& ChangeFaces() {
-    if (!faces_.empty() && script_.OneIn(2)) {
-      faces_[script_.Byte() % std::min<std::size_t>(12, faces_.size())] +=
-          script_.Byte() % 32u - 16;
+    const std::size_t edges = std::min<std::size_t>(12, faces_.size());
+    if (edges != 0 && script_.OneIn(2)) {
+      faces_[script_.Byte() % edges] += static_cast<uint32_t>(script_.Between(-16, 16));
       return faces_;
     }
     const int faces = script_.OneIn(24) ? script_.Between(250, 520) : script_.Byte() % 5;
     faces_.assign(static_cast<std::size_t>(4 * faces + script_.Byte() % 4), 1);
-    for (std::size_t edge = 0; edge < std::min<std::size_t>(12, faces_.size()); ++edge) {
-      faces_[edge] = script_.OneIn(24) ? script_.Word()
-                     : edge % 4 < 2    ? script_.Byte() % 128u
-                                       : faces_[edge - 2] + 2u * script_.Byte();
-      if (edge >= 4 && script_.OneIn(3)) faces_[edge] = faces_[edge - 4];
+    for (std::size_t e = 0; e < std::min<std::size_t>(12, faces_.size()); ++e) {
+      faces_[e] = e % 4 < 2 ? script_.Byte() % 128u : faces_[e - 2] + 2u * script_.Byte();
+      if (script_.OneIn(24)) faces_[e] = script_.Word();
     }
     return faces_;
   }
@@ -388,96 +351,92 @@ class Play {
     if (script_.OneIn(4)) LetWorkersWork();
     for (int changes = script_.Byte() % 3; changes > 0; --changes) {
       const int what = script_.Byte() % 12;
-      what == 9 ? cameras_[0].Change(script_) : ChangeValue(std::min(what, +kFaces));
+      what == 9 ? cameras_[0].Change(script_) : ChangeValue(kAllTags[std::min<int>(what, kFaces)]);
     }
-    for (const Camera& camera : cameras_) camera.ChangePixels();
     ChiNodeBuffer* handles[12];
-    for (auto& handle : handles) {
-      handle = cameras_[&handle != handles].buffer();
-      if (script_.OneIn(64)) handle = nullptr;
-      if (&handle > handles + 2) handle = handles[2];
+    for (int i = 0; i < 12; ++i) {
+      cameras_[i != 0].ChangePixels();
+      handles[i] = script_.OneIn(64) ? nullptr : &cameras_[i != 0].buffer;
     }
-    auto* const wild = reinterpret_cast<ChiNodeBuffer**>(1);
     const auto list = [&](Memory& memory, uint32_t count) {
-      const std::size_t bytes = sizeof(handles[0]) * std::min(count, 12u);
-      auto* const place = reinterpret_cast<ChiNodeBuffer**>(memory.Put(handles, bytes));
-      return count == 0 ? wild : script_.OneIn(32) ? nullptr : place;
+      auto** place = memory.Put(handles, sizeof(handles[0]) * std::min(count, 12u));
+      if (count == 0) place = reinterpret_cast<ChiNodeBuffer**>(1);
+      return script_.OneIn(32) ? nullptr : place;
     };
     ChiNodeProcessRequestInfo info = {};
     info.hNodeSession = script_.OneIn(48) ? nullptr : handles_[actor_];
     info.frameNum = script_.OneIn(8) ? script_.Raw<uint64_t>() : 4 + 6u * script_.Byte();
     info.inputNum = script_.OneIn(8) ? script_.Pick(std::array{0u, 2u, 12u, 40u, ~0u}) : 1;
-    info.outputNum = script_.OneIn(8) ? 0 : 1;
+    info.outputNum = script_.Byte() % 8 != 0;
     info.phInputBuffer = list(inputs_, info.inputNum);
     info.phOutputBuffer = list(outputs_, info.outputNum);
-    auto* const request = Record(info, 88);
-    const ChiResult expected = Refusal(request, 88);
-    if (expected == 0) nodes_[actor_]->Process(*request);
-    Answered(table_.pProcessRequest(request), expected);
+    auto* const given = Record(info, 88);
+    const auto process = [&] {
+      const ChiResult refusal = Refusal(given, 88);
+      if (refusal == 0) nodes_[actor_]->Process(*given);
+      return refusal;
+    };
+    Both(process, [&] { return table_.pProcessRequest(given); });
   }
 
   // ---- A worker by itself -----------------------------------------------------------------------
 
-  void MakeWorker(bool again) {
-    LetWorkersWork();
-    Quietly([this] { worker_ = nullptr; });
-    worker_model_ = nullptr;
-    if (!again) return;
-    Quietly([this] { worker_ = std::make_unique<android::ZYPreview>(); });
-    worker_model_ = std::make_unique<Worker>(device_, expected_);
+  void EndWorker() {
+    host::HoldSignals(false);
+    worker_ = nullptr;
+    model_ = nullptr;
+    host::HoldSignals(true);
   }
-
   void Offer() {
-    if (worker_ == nullptr) MakeWorker(true);
+    if (worker_ == nullptr) {
+      worker_ = std::make_unique<android::ZYPreview>();
+      Rest();
+      model_ = std::make_unique<Worker>(g_world);
+    }
     if (script_.OneIn(4)) LetWorkersWork();
     if (script_.OneIn(8)) cameras_[0].Change(script_);
     if (script_.OneIn(4)) {
-      worker_->mFaceGenderAndAgeEnabled = worker_model_->mFaceGenderAndAgeEnabled =
-          !script_.OneIn(4);
-      worker_->mFaceScoreEnabled = worker_model_->mFaceScoreEnabled = !script_.OneIn(4);
+      worker_->mFaceGenderAndAgeEnabled = model_->mFaceGenderAndAgeEnabled = !script_.OneIn(4);
+      worker_->mFaceScoreEnabled = model_->mFaceScoreEnabled = !script_.OneIn(4);
     }
-    cameras_[0].ChangePixels();
-    const ChiNodeBuffer& buffer = *cameras_[0].buffer();
-    const bool fits = cameras_[0].fits() && !script_.OneIn(32);
-    ZyImageBuffer image = {
-        !script_.OneIn(32), Wrap(buffer.format.width), Wrap(buffer.format.height), {}, {}};
-    for (int p = 0; p < 2 && fits; ++p) {
-      image.stride[p] = Wrap(buffer.planeStride);
-      image.plane[p] = buffer.pImages->pPlaneAddress[p];
+    for (int e = script_.Byte() % 24; e < 12; e += 1 + script_.Byte() % 8) {
+      int32_t* const edges[] = {&faces_offered_[e / 4].x, &faces_offered_[e / 4].y,
+                                &faces_offered_[e / 4].w, &faces_offered_[e / 4].h};
+      *edges[e % 4] = script_.OneIn(24) ? Wrap(script_.Word()) : script_.Byte() % 96;
     }
-    if (script_.OneIn(3)) {
-      for (auto& [x, y, w, h] : offered_) {
-        for (int32_t* edge : {&x, &y, &w, &h})
-          *edge = script_.OneIn(24) ? Wrap(script_.Word()) : script_.Byte() % 96;
-        if (script_.OneIn(3)) offered_[0] = offered_[1];
-      }
+    const Camera& camera = cameras_[0];
+    camera.ChangePixels();
+    ZyImageBuffer image = {!script_.OneIn(32),
+                           Wrap(camera.buffer.format.width),
+                           Wrap(camera.buffer.format.height),
+                           {},
+                           {}};
+    if (camera.fits) {
+      std::copy_n(camera.image.pPlaneAddress, 2, image.plane);
+      std::fill_n(image.stride, 2, Wrap(camera.buffer.planeStride));
     }
     const int count =
         script_.OneIn(8) ? script_.Pick(std::array{-1, 0, 4, 1000}) : script_.Between(1, 3);
-    const auto size = sizeof(offered_[0]) * static_cast<std::size_t>(std::clamp(count, 0, 3));
-    auto* const faces = reinterpret_cast<android::_FaceLocation*>(inputs_.Put(offered_, size));
-    const auto* const given_faces = script_.OneIn(24) ? nullptr : faces;
-    const auto* const given = script_.OneIn(24) ? nullptr : &image;
+    auto* faces = inputs_.Put(faces_offered_, sizeof(faces_offered_[0]) * std::clamp(count, 0, 3));
+    if (script_.OneIn(24)) faces = nullptr;
+    const ZyImageBuffer* const given = script_.OneIn(24) ? nullptr : &image;
     const int orientation = script_.Pick(std::array{0, 90, 180, 270, 45, -90});
     const int flip = script_.Pick(std::array{0, 1, 2, -1});
-    Answered(worker_->ProcessBuffer(given, given_faces, count, orientation, flip),
-             worker_model_->ProcessBuffer(given, given_faces, count, orientation, flip));
-    device_.clock += script_.Pick(std::array{0, 1, 1000000000, 2000000000, 2000000001});
-    host::SetClock(device_.clock);
-    const auto& [x, y, w, h] = offered_[script_.Byte() % 3];
-    int edges[] = {x, Wrap(int64_t{x} + w), y, Wrap(int64_t{y} + h)};
-    edges[script_.Byte() % 4] ^= script_.Byte() % 32;
-    for (const bool fresh : {false, true}) {
-      Answered(worker_->getFaceIndex(fresh, edges[0], edges[1], edges[2], edges[3]),
-               worker_model_->getFaceIndex(fresh, edges[0], edges[1], edges[2], edges[3]));
-    }
+    g_world.clock += script_.Pick(std::array{0, 1, 1000000000, 2000000000, 2000000001});
+    host::SetClock(g_world.clock);
+    const auto& [x, y, w, h] = faces_offered_[script_.Byte() % 3];
+    Edges e = {x, Sum(x, w), y, Sum(y, h)};
+    e[script_.Byte() % 4u] += script_.Byte() % 32;
+    const auto use = [&](auto& worker) {
+      const int taken = worker.ProcessBuffer(given, faces, count, orientation, flip);
+      const int stale = worker.getFaceIndex(false, e[0], e[1], e[2], e[3]);
+      return taken * 100 + stale * 10 + worker.getFaceIndex(true, e[0], e[1], e[2], e[3]);
+    };
+    Both([&] { return use(*model_); }, [&] { return use(*worker_); });
   }
 
-  fuzz::Script& script_;
-  Device device_;
-  Trace expected_;
-  Library library_{g_world, expected_, {}, 0, {}};
-  uint64_t negotiated_before_ = 0;
+  fuzz::Script script_;
+  Library library_{g_world};
   ChiNodeCallbacks table_ = {};
   Camera cameras_[2];
   Memory record_, inputs_, outputs_, values_[kFaces + 1];
@@ -486,16 +445,13 @@ class Play {
   ChiHandle handles_[2] = {};
   std::unique_ptr<Node> nodes_[2];
   std::unique_ptr<android::ZYPreview> worker_;
-  std::unique_ptr<Worker> worker_model_;
-  android::_FaceLocation offered_[3] = {};
+  std::unique_ptr<Worker> model_;
+  android::_FaceLocation faces_offered_[3] = {};
 };
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, std::size_t size) {
-  fuzz::Script script(bytes, size);
-  Play play(script);
-  while (play.Step()) {
-  }
+  Play(fuzz::Script(bytes, size)).Run();
   return 0;
 }
