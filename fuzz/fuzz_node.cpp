@@ -11,41 +11,18 @@
 extern "C" void ChiNodeEntry(ChiNodeCallbacks*);
 
 using namespace node_model;
-using Edges = std::array<int32_t, 4>;
 
 namespace {
 
 World g_world;
-std::vector<std::string> g_expected, g_seen;
-ChiResult g_answer = 0;  // what the framework's functions return; nobody may listen to it
 
 ChiNodeInterface Interface() {
   ChiNodeInterface interface = {};
   interface.size = sizeof(interface);
-  interface.pGetVendorTagBase = [](ChiVendorTagBase* query) {
-    query->vendorTagBase = g_world.LookUp(*query);
-    return g_answer;
-  };
-  interface.pGetMetadata = [](ChiMetadataGet* get) {
-    const Value value = g_world.Read(*get);
-    get->pData = const_cast<uint8_t*>(value.data);
-    get->count = value.count;
-    return g_answer;
-  };
-  interface.pSetMetadata = [](ChiMetadataSet* set) {
-    g_world.Take(*set);
-    return g_answer;
-  };
+  interface.pGetVendorTagBase = [](ChiVendorTagBase* query) { return g_world.LookUp(query); };
+  interface.pGetMetadata = [](ChiMetadataGet* get) { return g_world.Read(get); };
+  interface.pSetMetadata = [](ChiMetadataSet* set) { return g_world.Publish(set); };
   return interface;
-}
-
-// The same for the model and for the library, with what it returns.
-template <typename Model, typename Real>
-void Both(Model model, Real real) {
-  g_world.trace = &g_expected;
-  g_world.Say(model());
-  g_world.trace = &g_seen;
-  g_world.Say(real());
 }
 
 // A piece of memory that ends at a page that nobody may touch.
@@ -100,26 +77,19 @@ class Play {
     host::ResetAgeGender();
     host::ResetFaceGrade();
     host::SetLogSink([](auto&) {});  // lines are formatted
-    host::ScriptAgeGender([](const host::AgeGenderCall& call) {
-      const World::Answer answer = g_world.Ask(call);
-      if (!answer) throw std::runtime_error("no estimate");
-      return host::AgeGenderAnswer{(*answer)[0], (*answer)[1], (*answer)[2]};
-    });
-    host::ScriptFaceGrade([](const host::FaceGradeCall& call) {
-      const World::Answer answer = g_world.Ask(call);
-      if (!answer) throw std::runtime_error("no grade");
-      return host::FaceGradeAnswer{(*answer)[0], {}};
-    });
+    host::ScriptAgeGender([](const host::AgeGenderCall& call) { return g_world.Ask(call); });
+    host::ScriptFaceGrade([](const host::FaceGradeCall& call) { return g_world.Ask(call); });
     host::SetClock(0);
     host::HoldSignals(true);  // a pass runs when the script says so
     g_world = World();
+    g_world.trace = &seen_;
     g_world.negotiations = host::BufferNegotiations();
     table_.size = sizeof(table_);
     ChiNodeEntry(&table_);
     ChiNodeInterface interface = Interface();
     Connect(&interface);
     for (Camera& camera : cameras_) camera.Change(script_);
-    for (const Tag tag : kAllTags) ChangeValue(tag);
+    for (int tag = kScore; tag <= kFaces; ++tag) ChangeValue(tag);
     actor_ = script_.Byte() % 3;
   }
   ~Play() {
@@ -147,9 +117,6 @@ class Play {
   }
 
  private:
-  static constexpr Tag kAllTags[] = {kScore, kGenderAge, kOrientation, kSensor, kQuad,
-                                     kRole,  kResult,    kFaceNum,     kFaces};
-
   // A record in memory that ends where its size says, but not before the node session in it. At
   // times it is smaller than the node needs, and at times there is none.
   template <typename T>
@@ -166,23 +133,29 @@ class Play {
     return record->size < least ? 1 : 0;
   }
 
+  template <typename Call>
+  void Model(Call call) {
+    g_world.trace = &expected_;
+    call();
+    g_world.trace = &seen_;
+  }
+  template <typename T>
+  void Expect(const T& expected, const T& seen) {
+    g_world.Say(seen);
+    Model([&] { g_world.Say(expected); });
+  }
   void Compare() {
-    const host::AgeGenderCounts age_gender = host::AgeGenderCounters();
     const host::FaceGradeCounts grade = host::FaceGradeCounters();
-    Both([] { return g_world.inits; }, [&] { return age_gender.inits; });
-    Both([] { return g_world.clears; }, [&] { return age_gender.clears; });
-    Both([] { return g_world.graders; }, [&] { return grade.created - grade.destroyed; });
-    Both([] { return g_world.negotiations; }, host::BufferNegotiations);
-    const bool same = g_seen == g_expected;
-    for (std::size_t i = 0; !same && i < std::max(g_seen.size(), g_expected.size()); ++i) {
-      const std::string expected = i < g_expected.size() ? g_expected[i] : "nothing";
-      const std::string seen = i < g_seen.size() ? g_seen[i] : "nothing";
-      std::fprintf(stderr, "  %s\n", seen.c_str());
-      if (seen != expected) std::fprintf(stderr, "! %s\n", expected.c_str());
+    Expect(g_world.inits, host::AgeGenderCounters().inits);
+    Expect(g_world.clears, host::AgeGenderCounters().clears);
+    Expect(g_world.graders, grade.created - grade.destroyed);
+    Expect(g_world.negotiations, host::BufferNegotiations());
+    if (seen_ != expected_) {
+      std::fprintf(stderr, "expected:\n%sseen:\n%s", expected_.c_str(), seen_.c_str());
     }
-    fuzz::Require(same, "the library does what the model (!) does");
-    g_seen.clear();
-    g_expected.clear();
+    fuzz::Require(seen_ == expected_, "the library does what the model does");
+    seen_.clear();
+    expected_.clear();
   }
 
   template <typename W>
@@ -202,38 +175,24 @@ class Play {
   }
   // Before another actor's turn, so that what the models are asked has an order.
   void LetWorkersWork() {
-    g_world.trace = &g_expected;
-    for (const auto& node : nodes_) {
-      if (node != nullptr && node->worker != nullptr) node->worker->Work();
-    }
-    if (worker_ != nullptr) model_->Work();
-    g_world.trace = &g_seen;
+    Model([this] {
+      for (const auto& node : nodes_) {
+        if (node != nullptr && node->worker != nullptr) node->worker->Work();
+      }
+      if (worker_ != nullptr) model_->Work();
+    });
     Rest();
-    if (worker_ != nullptr) {
-      Both([this] { return Results(*model_); }, [this] { return Results(*worker_); });
-    }
+    if (worker_ != nullptr) Expect(Results(*model_), Results(*worker_));
   }
 
-  void Connect(ChiNodeInterface* given) {
-    Both([&] { return library_.SetNodeInterface(given), 0; },
-         [&] { return table_.pSetNodeInterface(given), 0; });
+  void Connect(ChiNodeInterface* interface) {
+    table_.pSetNodeInterface(interface);
+    Model([&] { library_.SetNodeInterface(interface); });
   }
   void CallLibrary() {
-    ChiNodeCallbacks table;
-    std::memset(&table, 0x5a, sizeof(table));
+    ChiNodeCallbacks table = {};
     table.majorVersion = script_.OneIn(4);
-    ChiNodeCallbacks* const given = Record(table, 144);
-    if (given != nullptr) {
-      table.size = given->size;
-      if (table.size >= 144 && table.majorVersion == 0) {
-        table.minorVersion = 0;
-        std::copy_n(&table_.pGetCapabilities, 9, &table.pGetCapabilities);
-      }
-    }
-    ChiNodeEntry(given);
-    const std::size_t bytes = given != nullptr ? std::clamp(given->size, 16u, 144u) : 0;
-    fuzz::Require(bytes == 0 || std::memcmp(given, &table, bytes) == 0,
-                  "the table is as it must be");
+    ChiNodeEntry(Record(table, 144));
     ChiNodeInterface interface = Interface();
     if (script_.OneIn(8)) interface.pGetMetadata = nullptr;
     if (script_.OneIn(8)) interface.pSetMetadata = nullptr;
@@ -247,13 +206,12 @@ class Play {
         {"4", true},   {"0xFFFFFB", false}, {" 0x4", true},
         {"fB", false}, {"-1", true},        {"", false},
         {"c,", true},  {"no", false},       {std::string(90, '0') + "4", true}};
-    host::ClearProperties();
     for (const int i : {0, 1}) {
-      const char* const keys[] = {"zynode_conf", "operationMask"};
-      const auto& [text, runs] = script_.Pick(kMasks);
-      g_world.runs_nodes[i] = !script_.OneIn(4) || runs;
-      if (!g_world.runs_nodes[i] || runs)
-        host::SetProperty("persist.vendor.camera." + std::string(keys[i]), text);
+      const auto& [text, runs] = script_.OneIn(4) ? script_.Pick(kMasks) : kMasks[0];
+      g_world.runs_nodes[i] = runs;
+      host::SetProperty(
+          i == 0 ? "persist.vendor.camera.zynode_conf" : "persist.vendor.camera.operationMask",
+          text);
     }
     host::FailAgeGenderInit(g_world.failing_inits = script_.Pick(std::array{0, 0, 0, -1, 1, 4}));
     host::ThrowFromAgeGenderInit(script_.OneIn(2));
@@ -261,7 +219,7 @@ class Play {
     host::SkipFaceGradeResult(g_world.grader_is_mute = script_.OneIn(8));
     g_world.mood = script_.Byte();
     g_world.known = script_.OneIn(4) ? ~(1u << script_.Byte() % 9) : script_.OneIn(16) ? 0 : ~0u;
-    g_answer = script_.OneIn(4);
+    g_world.result = script_.OneIn(4);
   }
 
   // ---- A node -----------------------------------------------------------------------------------
@@ -274,7 +232,7 @@ class Play {
       const uint32_t caps = script_.OneIn(4) ? script_.Raw<uint32_t>() : script_.Byte() % 6u;
       auto* info = Record(ChiNodeCreateInfo{0, 0, caps, 0, &handle, nullptr, {}}, 80);
       const ChiResult refusal = info == nullptr ? 5 : info->size < 80 ? 1 : 0;
-      Both([&] { return refusal; }, [&] { return table_.pCreate(info); });
+      Expect(refusal, table_.pCreate(info));
       if (refusal != 0) return;
       handle = info->hNodeSession;
       node = std::make_unique<Node>(library_, *info);
@@ -290,7 +248,7 @@ class Play {
       ChiResult refusal = Refusal(info, 48);
       if (refusal == 0 && !node->Negotiates()) refusal = 2;
       g_world.negotiations += refusal == 0;
-      Both([&] { return refusal; }, [&] { return table_.pQueryBufferInfo(info); });
+      Expect(refusal, table_.pQueryBufferInfo(info));
     } else if (call == 5) {
       const ChiImageFormat format = {script_.Word(), script_.Word(), 0, 0};
       const ChiImageFormat* const given = script_.OneIn(8) ? nullptr : &format;
@@ -298,7 +256,7 @@ class Play {
       ChiResult refusal = Refusal(info, 32);
       if (refusal == 0 && given == nullptr) refusal = 5;
       if (refusal == 0) node->SetBufferSize(format.width, format.height);
-      Both([&] { return refusal; }, [&] { return table_.pSetBufferInfo(info); });
+      Expect(refusal, table_.pSetBufferInfo(info));
     } else if (call == 6) {
       Destroy(Record(ChiNodedestroyInfo{0, 0, told}, 16));
     }
@@ -306,7 +264,7 @@ class Play {
   void Destroy(ChiNodedestroyInfo* info) {
     const ChiResult refusal = Refusal(info, 16);
     host::HoldSignals(false);
-    Both([&] { return refusal; }, [&] { return table_.pDestroy(info); });
+    Expect(refusal, table_.pDestroy(info));
     Rest();
     if (refusal != 0) return;
     nodes_[actor_] = nullptr;
@@ -315,7 +273,7 @@ class Play {
   }
 
   // A value of its tag's length, at any address. Most have a meaning to a camera.
-  void ChangeValue(Tag tag) {
+  void ChangeValue(int tag) {
     const ChiImageFormat& full = cameras_[0].buffer.format;
     std::vector<uint32_t> words = {script_.Pick(std::array{1u, 1u, 0u, 0x100u, 0x80000000u})};
     if (tag == kOrientation) words = {script_.Pick(std::array{0u, 90u, 180u, 270u, 45u, ~0u})};
@@ -327,10 +285,11 @@ class Play {
                script_.Pick(std::array{0u, 1u, 7u})};
     if (tag == kFaces) words = ChangeFaces();
     const std::size_t bytes = tag == kQuad ? 1 : 4 * words.size();
-    const uint32_t* const data = values_[tag].Put(words.data(), bytes, script_.Byte() % 4);
-    const bool absent = script_.OneIn(12);
-    g_world.values[tag].data = absent ? nullptr : reinterpret_cast<const uint8_t*>(data);
-    g_world.values[tag].count = absent && script_.OneIn(2) ? script_.Raw<uint16_t>() : words.size();
+    g_world.values[tag] = values_[tag].Put(words.data(), bytes, script_.Byte() % 4);
+    g_world.counts[tag] = words.size();
+    if (!script_.OneIn(12)) return;
+    g_world.values[tag] = nullptr;
+    g_world.counts[tag] = script_.OneIn(2) ? script_.Raw<uint16_t>() : 0;
   }
   const std::vector<uint32_t>& ChangeFaces() {
     const std::size_t edges = std::min<std::size_t>(12, faces_.size());
@@ -351,7 +310,7 @@ class Play {
     if (script_.OneIn(4)) LetWorkersWork();
     for (int changes = script_.Byte() % 3; changes > 0; --changes) {
       const int what = script_.Byte() % 12;
-      what == 9 ? cameras_[0].Change(script_) : ChangeValue(kAllTags[std::min<int>(what, kFaces)]);
+      what == 9 ? cameras_[0].Change(script_) : ChangeValue(std::min<int>(what, kFaces));
     }
     ChiNodeBuffer* handles[12];
     for (int i = 0; i < 12; ++i) {
@@ -371,12 +330,9 @@ class Play {
     info.phInputBuffer = list(inputs_, info.inputNum);
     info.phOutputBuffer = list(outputs_, info.outputNum);
     auto* const given = Record(info, 88);
-    const auto process = [&] {
-      const ChiResult refusal = Refusal(given, 88);
-      if (refusal == 0) nodes_[actor_]->Process(*given);
-      return refusal;
-    };
-    Both(process, [&] { return table_.pProcessRequest(given); });
+    const ChiResult refusal = Refusal(given, 88);
+    if (refusal == 0) Model([&] { nodes_[actor_]->Process(*given); });
+    Expect(refusal, table_.pProcessRequest(given));
   }
 
   // ---- A worker by itself -----------------------------------------------------------------------
@@ -395,14 +351,10 @@ class Play {
     }
     if (script_.OneIn(4)) LetWorkersWork();
     if (script_.OneIn(8)) cameras_[0].Change(script_);
-    if (script_.OneIn(4)) {
-      worker_->mFaceGenderAndAgeEnabled = model_->mFaceGenderAndAgeEnabled = !script_.OneIn(4);
-      worker_->mFaceScoreEnabled = model_->mFaceScoreEnabled = !script_.OneIn(4);
-    }
-    for (int e = script_.Byte() % 24; e < 12; e += 1 + script_.Byte() % 8) {
-      int32_t* const edges[] = {&faces_offered_[e / 4].x, &faces_offered_[e / 4].y,
-                                &faces_offered_[e / 4].w, &faces_offered_[e / 4].h};
-      *edges[e % 4] = script_.OneIn(24) ? Wrap(script_.Word()) : script_.Byte() % 96;
+    worker_->mFaceGenderAndAgeEnabled = model_->mFaceGenderAndAgeEnabled = !script_.OneIn(8);
+    worker_->mFaceScoreEnabled = model_->mFaceScoreEnabled = !script_.OneIn(8);
+    for (int i = script_.Byte() % 24; i < 12; i += 1 + script_.Byte() % 8) {
+      offered_[i] = script_.OneIn(24) ? Wrap(script_.Word()) : script_.Byte() % 96;
     }
     const Camera& camera = cameras_[0];
     camera.ChangePixels();
@@ -411,31 +363,30 @@ class Play {
                            Wrap(camera.buffer.format.height),
                            {},
                            {}};
-    if (camera.fits) {
-      std::copy_n(camera.image.pPlaneAddress, 2, image.plane);
-      std::fill_n(image.stride, 2, Wrap(camera.buffer.planeStride));
-    }
-    const int count =
-        script_.OneIn(8) ? script_.Pick(std::array{-1, 0, 4, 1000}) : script_.Between(1, 3);
-    auto* faces = inputs_.Put(faces_offered_, sizeof(faces_offered_[0]) * std::clamp(count, 0, 3));
+    if (camera.fits) std::copy_n(camera.image.pPlaneAddress, 2, image.plane);
+    std::fill_n(image.stride, 2, Wrap(camera.buffer.planeStride));
+    const int count = script_.Pick(std::array{1, 2, 3, 3, 2, 3, 4, 1000, -1, 0});
+    const std::size_t bytes = 16 * static_cast<std::size_t>(std::clamp(count, 0, 3));
+    auto* faces = reinterpret_cast<android::_FaceLocation*>(inputs_.Put(offered_, bytes));
     if (script_.OneIn(24)) faces = nullptr;
     const ZyImageBuffer* const given = script_.OneIn(24) ? nullptr : &image;
     const int orientation = script_.Pick(std::array{0, 90, 180, 270, 45, -90});
     const int flip = script_.Pick(std::array{0, 1, 2, -1});
+    Expect(model_->ProcessBuffer(given, faces, count, orientation, flip),
+           worker_->ProcessBuffer(given, faces, count, orientation, flip));
     g_world.clock += script_.Pick(std::array{0, 1, 1000000000, 2000000000, 2000000001});
     host::SetClock(g_world.clock);
-    const auto& [x, y, w, h] = faces_offered_[script_.Byte() % 3];
-    Edges e = {x, Sum(x, w), y, Sum(y, h)};
-    e[script_.Byte() % 4u] += script_.Byte() % 32;
-    const auto use = [&](auto& worker) {
-      const int taken = worker.ProcessBuffer(given, faces, count, orientation, flip);
-      const int stale = worker.getFaceIndex(false, e[0], e[1], e[2], e[3]);
-      return taken * 100 + stale * 10 + worker.getFaceIndex(true, e[0], e[1], e[2], e[3]);
-    };
-    Both([&] { return use(*model_); }, [&] { return use(*worker_); });
+    const int* const face = offered_ + script_.Byte() % 3 * 4;
+    int e[] = {face[0], Sum(face[0], face[2]), face[1], Sum(face[1], face[3])};
+    e[script_.Byte() % 4] ^= script_.Byte() % 16;
+    for (const bool fresh : {false, true}) {
+      Expect(model_->getFaceIndex(fresh, e[0], e[1], e[2], e[3]),
+             worker_->getFaceIndex(fresh, e[0], e[1], e[2], e[3]));
+    }
   }
 
   fuzz::Script script_;
+  std::string expected_, seen_;
   Library library_{g_world};
   ChiNodeCallbacks table_ = {};
   Camera cameras_[2];
@@ -446,7 +397,7 @@ class Play {
   std::unique_ptr<Node> nodes_[2];
   std::unique_ptr<android::ZYPreview> worker_;
   std::unique_ptr<Worker> model_;
-  android::_FaceLocation faces_offered_[3] = {};
+  int32_t offered_[12] = {};
 };
 
 }  // namespace

@@ -11,8 +11,8 @@
 #include <cmath>
 #include <cstring>
 #include <memory>
-#include <optional>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -35,86 +35,74 @@ inline constexpr const char* kTags[][2] = {
     {"brodax.faceAnalyzeResult", "result"}, {"brodax.faceAnalyzeResult", "faceNum"}};
 inline constexpr const char* kOwnSection = "com.qti.node.brodaxgenderage";
 
-// A value as the framework hands it out; `data` is null when the tag is absent.
-struct Value {
-  uint32_t Word(int index) const {
-    uint32_t word;
-    std::memcpy(&word, data + 4 * index, sizeof(word));
-    return word;
-  }
-  const uint8_t* data = nullptr;
-  std::size_t count = 0;
-};
-
-// The framework and the device, which answer the library and the model alike, and note every
+// The framework and the device, which answer the library and the model alike and note every
 // question.
 struct World {
-  using Answer = std::optional<std::array<float, 3>>;  // none where a model throws
-
   template <typename... Words>
   void Say(const Words&... words) {
     std::ostringstream line;
     ((line << words << ' '), ...);
-    trace->push_back(line.str());
+    *trace += line.str() + "\n";
   }
   static uint32_t Id(uint32_t tag) { return 0x80000000u + 0x110u * tag; }
-  static uint32_t OwnId() { return Id(100); }
-  uint32_t LookUp(const ChiVendorTagBase& query) {
-    const std::string section = query.pComponentName;
-    const std::string tag = query.pTagName != nullptr ? query.pTagName : "";
-    Say("look up", section, tag, query.size, query.vendorTagBase);
-    for (uint32_t k = kScore; k <= kFaceNum; ++k) {
-      if (section == kTags[k][0] && tag == kTags[k][1]) return known >> k & 1u ? Id(k) : 0;
-    }
-    return section == kOwnSection && (known >> kFaces & 1u) != 0 ? OwnId() : 0;
+  ChiResult LookUp(ChiVendorTagBase* query) {
+    const std::string section = query->pComponentName;
+    const std::string tag = query->pTagName != nullptr ? query->pTagName : "";
+    Say("look up", section, tag, query->size, query->vendorTagBase);
+    uint32_t k = kScore;
+    while (k <= kFaceNum && (section != kTags[k][0] || tag != kTags[k][1])) ++k;
+    const bool is_known = k <= kFaceNum || section == kOwnSection;
+    query->vendorTagBase = is_known && (known >> k & 1u) != 0 ? Id(k) : 0;
+    return result;
   }
-  Value Read(const ChiMetadataGet& get) {
-    Say("read", get.tag, static_cast<uint32_t>(get.type), get.hChiSession, get.requestId);
-    for (uint32_t k = kScore; k <= kFaceNum; ++k) {
-      if (get.tag == (Id(k) | 0x08000000u)) return values[k];
-    }
-    return get.tag == 0x08110006u ? values[kFaces] : Value();
+  ChiResult Read(ChiMetadataGet* get) {
+    Say("read", get->tag, static_cast<uint32_t>(get->type), get->hChiSession, get->requestId);
+    uint32_t k = kScore;
+    while (k <= kFaceNum && get->tag != (Id(k) | 0x08000000u)) ++k;
+    const bool is_known = k <= kFaceNum || get->tag == 0x08110006u;
+    get->pData = is_known ? values[k] : nullptr;
+    get->count = is_known ? counts[k] : 0;
+    return result;
   }
-  void Take(const ChiMetadataSet& set) {
-    Say("publish", set.size, set.hChiSession);
-    for (uint32_t i = 0; i < set.tagCount; ++i) {
-      const ChiTagData& data = set.pTagData[i];
-      const uint32_t own = set.pTagList[i] - OwnId();
+  ChiResult Publish(ChiMetadataSet* set) {
+    Say("publish", set->size, set->hChiSession);
+    for (uint32_t i = 0; i < set->tagCount; ++i) {
+      const ChiTagData& data = set->pTagData[i];
+      Say("value", set->pTagList[i], data.requestId, data.size, data.count);
+      const uint32_t own = set->pTagList[i] - Id(kFaces);
       const uint64_t size = own < 4 ? std::array<uint64_t, 4>{4, 1, 8, 4}[own] : 1;
-      std::string bytes;
       for (uint64_t b = 0; b < size * std::min<uint64_t>(data.count, 52); ++b) {
-        bytes += std::to_string(static_cast<const uint8_t*>(data.pData)[b]) + ",";
+        Say(int{static_cast<const uint8_t*>(data.pData)[b]});
       }
-      Say("value", set.pTagList[i], data.requestId, data.size, data.count, bytes);
     }
+    return result;
   }
-  Answer Ask(const host::AgeGenderCall& call) {
+  host::AgeGenderAnswer Ask(const host::AgeGenderCall& call) {
     Say("estimate", call.left, call.top, call.right, call.bottom, call.width, call.height,
         call.factor, call.gray_digest, call.rgb_digest);
-    return Choose(call.rgb_digest + static_cast<uint64_t>(call.left));
+    return {Figure(call.rgb_digest, 1), Figure(call.gray_digest, 2), Figure(call.rgb_digest, 3)};
   }
-  Answer Ask(const host::FaceGradeCall& call) {
+  host::FaceGradeAnswer Ask(const host::FaceGradeCall& call) {
     Say("grade", call.x, call.y, call.face_width, call.face_height, call.width, call.height,
         call.flag, call.rgb_digest);
-    return Choose(call.rgb_digest + static_cast<uint64_t>(call.x));
+    return {Figure(call.rgb_digest + static_cast<uint64_t>(call.x), 4), {}};
   }
-  Answer Choose(uint64_t seed) const {
-    constexpr float kFigures[] = {0.0f,     0.25f,     0.6f,  0.60000008f, 20.0f, 31.5f,
-                                  49.5f,    50.5f,     75.0f, 99.5f,       100.5, 130.0f,
-                                  INFINITY, -INFINITY, NAN,   9.0f};
-    const uint64_t hash = (seed ^ mood) * 0x9e3779b97f4a7c15u;
-    if (hash >> 60 == 0) return std::nullopt;
-    return std::array{kFigures[hash >> 40 & 15], kFigures[hash >> 45 & 15],
-                      kFigures[hash >> 50 & 15]};
+  float Figure(uint64_t digest, uint64_t kind) const {
+    constexpr float kFigures[] = {0.0f,  0.6f,  0.60000008f, 0.75f,  9.0f,     49.5f,     50.5f,
+                                  75.0f, 99.5f, 100.5,       130.0f, INFINITY, -INFINITY, NAN};
+    const uint64_t choice = (digest ^ mood << 8 ^ kind) * 0x9e3779b97f4a7c15u >> 60;
+    if (choice >= std::size(kFigures)) throw std::runtime_error("no answer");
+    return kFigures[choice];
   }
 
-  std::vector<std::string>* trace = nullptr;
+  std::string* trace = nullptr;
+  ChiResult result = 0;  // nobody may listen to it
   uint32_t known = ~0u;  // bit k: the tag k; the last one: the node's own section
-  Value values[kFaces + 1];
+  void* values[kFaces + 1] = {};
+  std::size_t counts[kFaces + 1] = {};
   bool runs_nodes[2] = {true, true};  // whether each property has the node's bit
   int failing_inits = 0;              // negative: all
-  bool grader_throws = false;
-  bool grader_is_mute = false;
+  bool grader_throws = false, grader_is_mute = false;
   uint64_t mood = 0;  // what the models answer
   int64_t clock = 0;
   uint64_t workers = 0, inits = 0, clears = 0, graders = 0, negotiations = 0;
@@ -264,19 +252,29 @@ class Worker {
     const int width = (stands ? height_ : width_) / 2, height = (stands ? width_ : height_) / 2;
     const uint64_t gray = host::Digest(gray_.data(), gray_.size());
     const uint64_t rgb = host::Digest(rgb_.data(), rgb_.size());
-    const World::Answer zeros = {{}};
     if (mFaceGenderAndAgeEnabled) {
+      host::AgeGenderAnswer answer = {};
       const host::AgeGenderCall call = {width, height, x, y, x1, y1, 1.0f, gray, rgb};
-      const auto answer = (valid ? world_.Ask(call) : zeros).value_or(*zeros);
-      age_[slot] = answer[0];
-      prop_[slot] = answer[1];
-      gender_[slot] = answer[2];
+      if (valid) Ask(call, &answer);
+      age_[slot] = answer.age;
+      prop_[slot] = answer.prop;
+      gender_[slot] = answer.gender;
     }
     if (mFaceScoreEnabled) {
+      host::FaceGradeAnswer answer = {};
       const host::FaceGradeCall call = {x, y, x1 - x, y1 - y, width, height, false, rgb};
-      const auto answer = valid && !world_.grader_is_mute ? world_.Ask(call) : zeros;
-      const float grade = answer ? answer->front() : 0.0f;
-      grade_[slot] = !valid || !answer ? 0.0f : grade > 100 ? 100.0f : grade < 50 ? 50.0f : grade;
+      const bool graded = valid && (world_.grader_is_mute || Ask(call, &answer));
+      const float grade = answer.grade > 100 ? 100.0f : answer.grade < 50 ? 50.0f : answer.grade;
+      grade_[slot] = graded ? grade : 0.0f;
+    }
+  }
+  template <typename Call, typename Answer>
+  bool Ask(const Call& call, Answer* answer) {
+    try {
+      *answer = world_.Ask(call);
+      return true;
+    } catch (const std::runtime_error&) {
+      return false;
     }
   }
 
@@ -303,7 +301,9 @@ struct Library {
     for (int k = kScore; k <= kFaceNum; ++k) ids[k] = LookUp(kTags[k][0], kTags[k][1]);
   }
   uint32_t LookUp(const char* section, const char* tag) const {
-    return interface.pGetVendorTagBase != nullptr ? world.LookUp({24, 0, section, tag}) : 0;
+    ChiVendorTagBase query = {24, 0, section, tag};
+    if (interface.pGetVendorTagBase != nullptr) world.LookUp(&query);
+    return query.vendorTagBase;
   }
 
   World& world;
@@ -348,42 +348,52 @@ class Node {
   std::unique_ptr<Worker> worker;
 
  private:
-  Value Read(Tag tag) const {
-    const uint32_t id = library_.ids[tag] | 0x08000000u;
+  // The value of a tag, null when it is absent, and its length in elements.
+  const uint8_t* Read(Tag tag, std::size_t* count = nullptr) const {
+    const uint32_t id = library_.ids[tag];
     const auto type = static_cast<ChiMetadataType>(2);
-    if (library_.interface.pGetMetadata == nullptr || library_.ids[tag] == 0) return {};
-    return library_.world.Read({0, id, type, 0, session_, request_, nullptr, 0});
+    ChiMetadataGet get = {48, id | 0x08000000u, type, 0, session_, request_, nullptr, 0};
+    if (library_.interface.pGetMetadata != nullptr && id != 0) library_.world.Read(&get);
+    if (count != nullptr) *count = get.count;
+    return static_cast<const uint8_t*>(get.pData);
+  }
+  static uint32_t Word(const uint8_t* value, int index) {
+    uint32_t word;
+    std::memcpy(&word, value + 4 * index, sizeof(word));
+    return word;
   }
   void ReadSwitch(Tag tag, bool* ours, bool Worker::*theirs) {
-    const Value value = Read(tag);
-    if (value.data != nullptr && worker != nullptr) (*worker).*theirs = *ours = value.Word(0) != 0;
+    const uint8_t* const value = Read(tag);
+    if (value != nullptr && worker != nullptr) (*worker).*theirs = *ours = Word(value, 0) != 0;
   }
   void ReadMetadata() {
     library_.LookUp(kOwnSection, "SupportedFeature");
-    const Value role = Read(kRole);
-    if (role.data != nullptr) role_ = role.Word(1) == 1;
+    const uint8_t* const role = Read(kRole);
+    if (role != nullptr) role_ = Word(role, 1) == 1;
     ReadSwitch(kGenderAge, &gender_age_, &Worker::mFaceGenderAndAgeEnabled);
     ReadSwitch(kScore, &score_, &Worker::mFaceScoreEnabled);
-    const Value sensor = Read(kSensor);
-    const Value quad = sensor.data != nullptr ? Read(kQuad) : Value();
-    if (sensor.data != nullptr) sensor_ = {sensor.Word(0), sensor.Word(1)};
-    const Value orientation = Read(kOrientation);
-    if (orientation.data != nullptr) orientation_ = Wrap(orientation.Word(0));
+    const uint8_t* const sensor = Read(kSensor);
+    const uint8_t* const quad = sensor != nullptr ? Read(kQuad) : nullptr;
+    if (sensor != nullptr) sensor_ = {Word(sensor, 0), Word(sensor, 1)};
+    const uint8_t* const orientation = Read(kOrientation);
+    if (orientation != nullptr) orientation_ = Wrap(Word(orientation, 0));
     Read(kResult);
-    const bool is_seventh = role.data != nullptr && role.Word(2) == 7;
-    ReadFaces(quad.data == nullptr || quad.data[0] == 0 || is_seventh ? 1 : 0);
+    const bool is_seventh = role != nullptr && Word(role, 2) == 7;
+    ReadFaces(quad == nullptr || *quad == 0 || is_seventh ? 1 : 0);
   }
   void ReadFaces(int shift) {
-    const Value faces = Read(kFaces);
-    face_count_ = static_cast<int>(faces.count / 4 % 256);
-    if (faces.data == nullptr) return;
+    std::size_t count = 0;
+    const uint8_t* const faces = Read(kFaces, &count);
+    face_count_ = static_cast<int>(count / 4 % 256);
+    if (faces == nullptr) return;
     face_count_ = std::min(face_count_, 3);
     const uint32_t full[] = {full_.width, full_.height};
     if (sensor_[0] == 0 || sensor_[1] == 0 || full[0] > sensor_[0] || full[1] > sensor_[1]) return;
     for (int i = 0; i < face_count_; ++i) {
       uint32_t e[4];
-      for (int k = 0; k < 4; ++k)
-        e[k] = (faces.Word(4 * i + k) >> shift) * full[k % 2] / sensor_[k & 1];
+      for (int k = 0; k < 4; ++k) {
+        e[k] = (Word(faces, 4 * i + k) >> shift) * full[k & 1] / sensor_[k & 1];
+      }
       faces_[i] = {Wrap(e[0]), Wrap(e[1]), Wrap(e[2] - e[0] + 1u), Wrap(e[3] - e[1] + 1u)};
     }
   }
@@ -417,21 +427,19 @@ class Node {
     const uint64_t processed = 0;
     std::vector<uint32_t> ids;
     std::vector<ChiTagData> values;
-    const auto add = [&](uint32_t id, const void* data, uint64_t count) {
-      if (id == 0) return;
-      ids.push_back(id);
-      values.push_back({48, 0, request_, data, count, {}});
-    };
-    if (library_.own_base != 0) {
-      add(library_.own_base, &one, 1);
-      add(library_.own_base + 1, &caps_, 1);
-      add(library_.own_base + 2, &processed, 1);
-      add(library_.own_base + 3, &buffer_size_, 2);
+    const void* const own[] = {&one, &caps_, &processed, &buffer_size_};
+    for (uint32_t i = 0; i < 4 && library_.own_base != 0; ++i) {
+      ids.push_back(library_.own_base + i);
+      values.push_back({48, 0, request_, own[i], i == 3 ? 2u : 1u, {}});
     }
-    add(library_.LookUp(kTags[kResult][0], kTags[kResult][1]), &result_, 52);
-    if (ids.empty() || library_.interface.pSetMetadata == nullptr) return;
-    const auto count = static_cast<uint32_t>(ids.size());
-    library_.world.Take({32, count, session_, ids.data(), values.data()});
+    const uint32_t id = library_.LookUp(kTags[kResult][0], kTags[kResult][1]);
+    if (id != 0) {
+      ids.push_back(id);
+      values.push_back({48, 0, request_, &result_, 52, {}});
+    }
+    ChiMetadataSet set = {32, 0, session_, ids.data(), values.data()};
+    set.tagCount = static_cast<uint32_t>(ids.size());
+    if (!ids.empty() && library_.interface.pSetMetadata != nullptr) library_.world.Publish(&set);
   }
 
   Library& library_;
