@@ -2,7 +2,7 @@
 // The bytes of a script become the calls of a hostile framework: two nodes behind ChiNodeEntry
 // get records, buffers and metadata of all shapes, yet in memory that ends
 // where they promise to. Everything that leaves the library is compared with the model.
-#include <stdexcept>
+#include <mutex>
 
 #include "fuzz/script.h"
 #include "tests/kernel_testing.h"
@@ -15,6 +15,13 @@ using namespace node_model;
 namespace {
 
 World g_world;
+std::mutex g_turns;  // shows a thread what the other one wrote in its turn
+
+template <typename Answered, typename Call>
+Answered Answer(const Call& call) {
+  std::lock_guard<std::mutex> lock(g_turns);
+  return g_world.Ask(call);
+}
 
 ChiNodeInterface Interface() {
   ChiNodeInterface interface = {};
@@ -78,8 +85,8 @@ class Play {
     host::ResetAgeGender();
     host::ResetFaceGrade();
     host::SetLogSink([](auto&) {});  // lines are formatted
-    host::ScriptAgeGender([](const host::AgeGenderCall& call) { return g_world.Ask(call); });
-    host::ScriptFaceGrade([](const host::FaceGradeCall& call) { return g_world.Ask(call); });
+    host::ScriptAgeGender(Answer<host::AgeGenderAnswer, host::AgeGenderCall>);
+    host::ScriptFaceGrade(Answer<host::FaceGradeAnswer, host::FaceGradeCall>);
     host::HoldSignals(true);  // a pass runs when the script says so
     g_world = World();
     g_world.trace = &seen_;
@@ -158,12 +165,11 @@ class Play {
   }
 
   void Rest() {
-    // Through the locks of the stand-ins a worker sees what was written up to here.
-    host::SetAgeGenderDelay(std::chrono::milliseconds(0));
-    host::SetFaceGradeDelay(std::chrono::milliseconds(0));
+    { std::lock_guard<std::mutex> lock(g_turns); }
     host::HoldSignals(false);
     fuzz::Require(host::WaitForRestingWorkers(std::chrono::seconds(60)), "workers come to rest");
     host::HoldSignals(true);
+    { std::lock_guard<std::mutex> lock(g_turns); }
   }
   // Before another actor's turn, so that what the models are asked has an order.
   void LetWorkersWork() {
