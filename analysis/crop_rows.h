@@ -9,9 +9,9 @@
 
 namespace android {
 
-// Output pixel (column, row) is source pixel (x0 + column * x_per_column + row * x_per_row,
-// y0 + column * y_per_column + row * y_per_row). Either x_per_row and y_per_column or the other two
-// are 0.
+// Output pixel (column, row) is source pixel
+//   (x0 + column * x_per_column + row * x_per_row, y0 + column * y_per_column + row * y_per_row).
+// Either x_per_row and y_per_column or the other two are 0.
 struct CropMap {
   std::ptrdiff_t x0, x_per_column, x_per_row;
   std::ptrdiff_t y0, y_per_column, y_per_row;

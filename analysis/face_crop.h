@@ -14,8 +14,7 @@ namespace android {
 
 // Takes every second pixel of every second row, upright, as a luma image and a colour image.
 //   `luma` holds width x height bytes; `chroma` holds height / 2 rows of `width` bytes, interleaved
-// U, V pairs. Both have a pitch of `width` bytes. The caller owns all four buffers; none may
-// overlap.
+// U, V pairs. Both have a pitch of `width` bytes. The caller owns all buffers; none may overlap.
 //   `gray` receives one byte for each pixel, `rgb` three (blue, green, red), both without padding.
 // The images have width/2 x height/2 pixels for an orientation of 90 or 270 degrees, and
 // height/2 x width/2 for 0, 180 and every other value (halves truncated). `flip` 1 mirrors the
