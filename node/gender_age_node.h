@@ -21,7 +21,7 @@ extern uint32_t g_sensorSizeTag;
 extern uint32_t g_quadCfaEnabledTag;
 extern uint32_t g_multiCameraIdRoleTag;
 extern uint32_t g_faceAnalyzeResultTag;
-extern uint32_t g_faceNumTag;
+extern uint32_t g_faceNumTag;  // looked up with the others, although no request reads it
 
 inline constexpr char kNodeSection[] = "com.qti.node.brodaxgenderage";
 
