@@ -23,9 +23,9 @@ import sys
 
 PROGRAMS = {
     "node": ["node_test", "fault_test", "race_test"],
-    "analysis": ["worker_test", "crop_test", "node_test", "fault_test", "race_test"],
-    "image": ["image_test", "crop_test", "worker_test"],
-    "sharpen": ["sharpen_test", "array_helpers_test"],
+    "analysis": ["kernels_test", "worker_test", "node_test", "fault_test", "race_test"],
+    "image": ["kernels_test", "worker_test"],
+    "sharpen": ["kernels_test"],
 }
 RULES = [  # pattern, replacement
     (r"(?<![<>=!-])<(?= )", "<="), (r"(?<= )<=(?= )", "<"), (r"(?<= )>(?= )", ">="),
