@@ -17,7 +17,6 @@
 #include "image/resize.h"
 #include "image/variants.h"
 #include "image/zy_copy_buffer.h"
-#include "sharpen/array_helpers.h"
 #include "sharpen/filter_corr3x3.h"
 #include "sharpen/sharpen_y.h"
 #include "sharpen/skin_map.h"
@@ -241,69 +240,6 @@ inline const char* CallCrop(fuzz::Script& script) {
   return alike ? nullptr : "a crop is upright and in colour";
 }
 
-// Whether a record is filled, and emptied twice, in those fields that change. `refused` says that
-// memory will be short.
-inline bool FillsRecord(int width, int height, int format, bool refused) {
-  uint8_t old[4];
-  ZyImageBuffer expected = {7, 11, 13, {21, 22, 23, 24}, {old, old + 1, old + 2, old + 3}};
-  ZyImageBuffer record = expected;
-  const int64_t pixels = width < 1 || height < 1 ? 0 : int64_t{width} * height;
-  const bool fills = format == 1 && pixels > 0 && pixels <= INT32_MAX / 3 && !refused;
-  if (ZyAllocBuffer(&record, width, height, format) != fills) return false;
-  uint8_t* const block = record.plane[0];
-  if (format == 1) expected.plane[0] = nullptr;
-  if (fills) {
-    const ZyImageBuffer filled = {
-        1, width, height, {width, width, 23, 24}, {block, block + pixels}};
-    std::memcpy(&expected, &filled, offsetof(ZyImageBuffer, plane) + 2 * sizeof(block));
-    std::memset(block, 1, static_cast<std::size_t>(std::min<int64_t>(pixels * 3 / 2, 1 << 20)));
-  }
-  const auto same = [&] { return std::memcmp(&record, &expected, sizeof(record)) == 0; };
-  if (format != 1 || !same()) return same();
-  expected.plane[0] = nullptr;
-  ZyFreeBuffer(&record);
-  ZyFreeBuffer(&record);
-  return same();
-}
-
-// Whether element i of a shape is the i-th behind the first. Writes each.
-template <typename T>
-bool IsRowMajor(T*** cube, int planes, int rows, int cols) {
-  if (cube == nullptr || *cube == nullptr) return false;
-  for (int i = 0; i < planes * rows * cols; ++i) {
-    T& element = cube[i / cols / rows][i / cols % rows][i % cols];
-    if (&element != cube[0][0] + i) return false;
-    element = static_cast<T>(i);
-  }
-  return true;
-}
-
-// Builds, uses and releases one after the other of the four shapes, the views over `image`, planes
-// * rows * cols bytes. Returns how many were built and right.
-inline int UseShapes(unsigned char* image, int planes, int rows, int cols) {
-  float** matrix = allocD2(rows, cols);
-  int right = IsRowMajor(&matrix, 1, rows, cols);
-  freeD2(matrix);
-  float*** cube = allocD3(planes, rows, cols);
-  right += IsRowMajor(cube, planes, rows, cols);
-  freeD3(cube);
-  unsigned char** flat = convertU1ToU2(image, rows, cols);
-  right += IsRowMajor(&flat, 1, rows, cols);
-  freeConvertedU2(flat);
-  unsigned char*** deep = convertU1ToU3(image, planes, rows, cols);
-  right += IsRowMajor(deep, planes, rows, cols);
-  freeConvertedU3(deep);
-  return right;
-}
-
-inline const char* CallAllocations(fuzz::Script& script) {
-  const int format = script.OneIn(8) ? script.Raw<int8_t>() : 1;
-  const int width = Side(script), height = Side(script), planes = script.Byte() % 4;
-  if (!FillsRecord(width, height, format, false)) return "a record says what was allocated";
-  unsigned char image[3 * 15 * 15];
-  return UseShapes(image, planes, height & 15, width & 15) == 4 ? nullptr : "arrays are row-major";
-}
-
 // The first byte of a script chooses the kind, the second what the kind has a choice of, the next
 // two width and height.
 struct KernelKind {
@@ -315,8 +251,7 @@ struct KernelKind {
 inline constexpr KernelKind kKernelKinds[] = {{"Copy", std::size(kRotations), CallCopy},
                                               {"Shrink", std::size(kDownscalers), CallDownscaler},
                                               {"Filter", std::size(kFilters), CallFilter},
-                                              {"Crop", std::size(kViews), CallCrop},
-                                              {"Allocate", 1, CallAllocations}};
+                                              {"Crop", std::size(kViews), CallCrop}};
 
 // What a kernel broke, or null.
 inline const char* CallKernel(fuzz::Script& script) {

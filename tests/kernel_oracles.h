@@ -224,7 +224,6 @@ struct CropCall {
   int columns() const { return (RowsStay() ? width : height) / 2; }
   int rows() const { return (RowsStay() ? height : width) / 2; }
   int pixels() const { return width < 2 || height < 2 ? 0 : columns() * rows(); }
-  bool TakesVFirst() const { return orientation == 0 && flip != 1; }
   // The source pixel (x, y) of output pixel (c, r).
   std::pair<int, int> Source(int c, int r) const {
     if (orientation == 270) return {2 * c, 2 * r};
@@ -244,7 +243,8 @@ inline void CropNaively(const CropCall& crop, const uint8_t* luma, const uint8_t
     const int chroma_row = std::min(y / 2, crop.height / 2 - 1);
     const uint8_t* pair = chroma + chroma_row * crop.width + std::min(x, crop.width / 2 * 2 - 2);
     gray[i] = luma[y * crop.width + x];
-    ColourNaively(gray[i], pair[crop.TakesVFirst()], pair[!crop.TakesVFirst()], rgb + 3 * i);
+    const bool v_first = crop.orientation == 0 && crop.flip != 1;
+    ColourNaively(gray[i], pair[v_first], pair[!v_first], rgb + 3 * i);
   }
 }
 

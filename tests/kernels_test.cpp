@@ -7,6 +7,8 @@
 
 #include <random>
 
+#include "image/zy_image_buffer.h"
+#include "sharpen/array_helpers.h"
 #include "tests/allocations.h"
 #include "tests/kernel_calls.h"
 
@@ -63,19 +65,18 @@ INSTANTIATE_TEST_SUITE_P(All, Kernels, testing::Range(uint8_t{0}, uint8_t{std::s
 
 // A frame for each V; in it, luma grows along the rows and U down the columns.
 TEST(FaceCrop, ConvertsEveryColour) {
-  constexpr int kSide = 512;
-  constexpr std::size_t kPixels = 256 * 256;
-  std::vector<uint8_t> luma(kSide * kSide), chroma(kSide * kSide / 2);
-  std::vector<uint8_t> gray(kPixels), rgb(3 * kPixels), expected(3 * kPixels);
-  for (std::size_t i = 0; i < luma.size(); ++i) luma[i] = static_cast<uint8_t>(i % kSide / 2);
-  for (int v = 0; v < 256; ++v) {
+  const CropCall crop = {270, 0, 512, 512};
+  std::vector<uint8_t> luma(512 * 512), chroma(512 * 256);
+  std::vector<uint8_t> gray(256 * 256), rgb(3 * gray.size()), expected(rgb);
+  for (std::size_t i = 0; i < luma.size(); ++i) luma[i] = static_cast<uint8_t>(i % 512 / 2);
+  for (std::size_t v = 0; v < 256; ++v) {
     for (std::size_t i = 0; i < chroma.size(); ++i) {
-      chroma[i] = static_cast<uint8_t>(i % 2 == 0 ? i / kSide : static_cast<std::size_t>(v));
+      chroma[i] = static_cast<uint8_t>(i % 2 == 0 ? i / 512 : v);
     }
-    for (int i = 0; i < 256 * 256; ++i) ColourNaively(i & 255, i >> 8, v, expected.data() + 3 * i);
+    CropNaively(crop, luma.data(), chroma.data(), gray.data(), expected.data());
     for (const KernelVariant variant : {KernelVariant::kScalar, KernelVariant::kVector}) {
       android::prepareDataForFaceAnalyseVariant(variant, luma.data(), chroma.data(), gray.data(),
-                                                rgb.data(), kSide, kSide, 270, 0);
+                                                rgb.data(), 512, 512, 270, 0);
       ASSERT_TRUE(rgb == expected) << v;
     }
   }
@@ -171,23 +172,84 @@ class Recorder : public AllocationWatch {
 constexpr std::size_t kNone = 99;
 
 TEST(ZyImageBuffer, HoldsBothPlanesInOneBlockOrIsEmptied) {
+  struct Case {
+    int width, height, format;
+    std::size_t bytes;  // of the block; 0 for none
+  };
   // 37838 * 37838 * 3 wraps to a small positive number in 32 bits.
-  const int sizes[][2] = {{640, 480},         {5, 3},         {1, 1},         {2, 1},
-                          {INT_MAX, INT_MAX}, {715827882, 1}, {715827883, 1}, {1, INT_MAX},
-                          {INT_MIN, INT_MIN}, {37838, 37838}, {65536, 65536}};
-  for (const std::size_t refused : {kNone, std::size_t{0}}) {
-    std::vector<std::size_t> blocks;
-    for (const auto& size : sizes) {
-      const Recorder run(refused, [&] {
-        EXPECT_TRUE(FillsRecord(size[0], size[1], 1, refused == 0)) << size[0] << "x" << size[1];
-      });
-      blocks.insert(blocks.end(), run.sizes.begin(), run.sizes.end());
-      EXPECT_EQ(run.allocated, run.released);
+  const Case cases[] = {{640, 480, 1, 460800},
+                        {5, 3, 1, 22},
+                        {1, 1, 1, 1},
+                        {715827882, 1, 1, 1073741823},
+                        {715827883, 1, 1, 0},
+                        {1, INT_MAX, 1, 0},
+                        {INT_MIN, INT_MIN, 1, 0},
+                        {37838, 37838, 1, 0},
+                        {65536, 65536, 1, 0},
+                        {0, 4, 1, 0},
+                        {4, -4, 1, 0},
+                        {-4, 4, 1, 0},
+                        {4, 0, 1, 0},
+                        {4, 4, 0, 0},
+                        {4, 4, 2, 0}};
+  for (int i = 0; i < 2 * static_cast<int>(std::size(cases)); ++i) {
+    const auto& [width, height, format, bytes] = cases[i / 2];
+    uint8_t old[4];
+    ZyImageBuffer expected = {7, 11, 13, {21, 22, 23, 24}, {old, old + 1, old + 2, old + 3}};
+    ZyImageBuffer record = expected;
+    int result = 0;
+    const bool fills = bytes != 0 && i % 2 == 0;
+    const Recorder run(i % 2 == 0 ? kNone : 0, [&, w = width, h = height, f = format] {
+      result = ZyAllocBuffer(&record, w, h, f);
+    });
+    EXPECT_EQ(run.sizes, std::vector<std::size_t>(bytes == 0 ? 0 : 1, bytes));
+    const auto is_expected = [&] { return std::memcmp(&record, &expected, sizeof(record)) == 0; };
+    if (format == 1) expected.plane[0] = nullptr;
+    if (fills) {
+      auto* const block = static_cast<uint8_t*>(run.allocated[0]);
+      uint8_t* const chroma = block + ptrdiff_t{width} * height;
+      expected = {1, width, height, {width, width, 23, 24}, {block, chroma, old + 2, old + 3}};
     }
-    EXPECT_EQ(blocks, (std::vector<std::size_t>{460800, 22, 1, 3, 1073741823}));
+    EXPECT_TRUE(result == fills && is_expected()) << width << "x" << height;
+    if (format != 1) continue;
+    expected.plane[0] = nullptr;
+    for (int release = 0; release < 2; ++release) {
+      ZyFreeBuffer(&record);
+      EXPECT_TRUE(is_expected()) << width << "x" << height;
+    }
   }
   EXPECT_EQ(ZyAllocBuffer(nullptr, 4, 4, kZyFormatYuv420SemiPlanar), 0);
   ZyFreeBuffer(nullptr);
+}
+
+// Whether element i of a shape is the i-th behind the first. Writes each.
+template <typename T>
+bool IsRowMajor(T*** cube, int planes, int rows, int cols) {
+  if (cube == nullptr || *cube == nullptr) return false;
+  for (int i = 0; i < planes * rows * cols; ++i) {
+    T& element = cube[i / cols / rows][i / cols % rows][i % cols];
+    if (&element != cube[0][0] + i) return false;
+    element = static_cast<T>(i);
+  }
+  return true;
+}
+
+// Builds, uses and releases one after the other of the four shapes, the views over `image`, planes
+// * rows * cols bytes. Returns how many were built and right.
+int UseShapes(unsigned char* image, int planes, int rows, int cols) {
+  float** matrix = allocD2(rows, cols);
+  int right = IsRowMajor(&matrix, 1, rows, cols);
+  freeD2(matrix);
+  float*** cube = allocD3(planes, rows, cols);
+  right += IsRowMajor(cube, planes, rows, cols);
+  freeD3(cube);
+  unsigned char** flat = convertU1ToU2(image, rows, cols);
+  right += IsRowMajor(&flat, 1, rows, cols);
+  freeConvertedU2(flat);
+  unsigned char*** deep = convertU1ToU3(image, planes, rows, cols);
+  right += IsRowMajor(deep, planes, rows, cols);
+  freeConvertedU3(deep);
+  return right;
 }
 
 TEST(ArrayShapes, AreReleasedInTheOrderOfAllocation) {
