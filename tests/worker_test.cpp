@@ -87,7 +87,7 @@ TEST_F(WorkerTest, StartsWithDefaults) {
 }
 
 TEST_F(WorkerTest, AFrameThatIsDroppedLeavesThePendingOneAlone) {
-  Hand(image_, face_);
+  Hand(image_, face_, 0);
   ExpectThreeSkips();
   std::atomic<bool> runs{true};
   host::ScriptAgeGender([&](const host::AgeGenderCall&) {
@@ -95,11 +95,11 @@ TEST_F(WorkerTest, AFrameThatIsDroppedLeavesThePendingOneAlone) {
     return host::AgeGenderAnswer{};
   });
   host::HoldSignals(true);
-  EXPECT_EQ(Offer(image_, face_), FrameFate::kTaken);
+  EXPECT_EQ(Offer(image_, face_, 0), FrameFate::kTaken);
   std::fill(frame_.bytes.begin(), frame_.bytes.end(), uint8_t{0});
   for (const bool pending : {true, false}) {
     ExpectThreeSkips();
-    EXPECT_EQ(Offer(image_, Faces(2, {0, 0, 90, 90}), 0, 1), FrameFate::kDropped);
+    EXPECT_EQ(Offer(image_, Faces(2, {0, 0, 90, 90}), 180, 1), FrameFate::kDropped);
     EXPECT_EQ(worker_->mFaceAnalyzeNum, 1);
     host::HoldSignals(false);
     while (pending && host::AgeGenderCounters().analyses < 2) std::this_thread::yield();
@@ -131,22 +131,22 @@ TEST_F(WorkerTest, TakesWhatANodeNeverOffers) {
   for (int i = 0; i < 4; ++i) worker_->ProcessBuffer(&image_, three.data(), 1000, 270, 0);
   AwaitWorkers();
   EXPECT_EQ(host::AgeGenderCounters().analyses, 3u);
-  ExpectThreeSkips();
   worker_->ProcessBuffer(&image_, nullptr, 1, 270, 0);  // changes nothing, and does not count
   EXPECT_EQ(worker_->mFaceAnalyzeNum, 3);
+  ExpectThreeSkips();
   for (const int none : {0, -1}) {
     EXPECT_EQ(Offer(image_, face_), FrameFate::kTaken);
     AwaitWorkers();
     EXPECT_EQ(Index(), 0);
-    ExpectThreeSkips();
     worker_->ProcessBuffer(&image_, face_.data(), none, 270, 0);  // nor does this count
     EXPECT_EQ(Index(), -1);
+    ExpectThreeSkips();
   }
 }
 
 TEST_F(WorkerTest, FollowsTheFrameSize) {
   pictures::Nv12Frame small = testing_support::PatternFrame(64, 48);
-  pictures::Nv12Frame thin = testing_support::PatternFrame(1, 40);
+  pictures::Nv12Frame thin = testing_support::PatternFrame(64, 1);
   log_.TakeOthers();
   for (pictures::Nv12Frame* frame : {&frame_, &small, &small, &thin, &frame_}) {
     Hand(testing_support::ImageOf(*frame), {{0, 0, 40, 40}});
@@ -154,8 +154,8 @@ TEST_F(WorkerTest, FollowsTheFrameSize) {
   const auto lines = log_.TakeOthers();
   EXPECT_EQ(CountContaining(lines, "size changed"), 4u);
   EXPECT_EQ(CountContaining(lines, "re-alloc memory 0*0 -> 122*94"), 1u);
-  EXPECT_EQ(CountContaining(lines, "re-alloc memory 1*40 -> 122*94"), 1u);
-  EXPECT_EQ(host::AgeGenderCounters().analyses, 4u);  // a frame one pixel wide has no half
+  EXPECT_EQ(CountContaining(lines, "re-alloc memory 64*1 -> 122*94"), 1u);
+  EXPECT_EQ(host::AgeGenderCounters().analyses, 4u);  // a frame one pixel high has no half
 }
 
 TEST_F(WorkerTest, AWakeUpWithoutAFrameIsNoPass) {
@@ -229,12 +229,11 @@ TEST_F(WorkerTest, SlotsThatAPassDoesNotWriteKeepTheirValues) {
 }
 
 TEST_F(WorkerTest, FindsTheFirstFaceNearerThanThreeTenthsOfTheWidth) {
-  Hand(image_, {{10, 10, 40, 40}, {10, 10, 40, 40}, {60, 10, 4, 40}});
-  EXPECT_EQ(worker_->getFaceIndex(false, 10, 50, 10, 50), 0);
-  EXPECT_EQ(worker_->getFaceIndex(false, 21, 61, 10, 50), 0);  // 11 of less than 12
-  EXPECT_EQ(worker_->getFaceIndex(false, 22, 62, 10, 50), -1);
-  EXPECT_EQ(worker_->getFaceIndex(false, 60, 63, 10, 50), -1);  // nothing is nearer than 0
-  EXPECT_EQ(worker_->getFaceIndex(false, 60, 64, 10, 50), 2);
+  Hand(image_, {{10, 10, 3, 40}, {60, 10, 40, 40}, {60, 10, 40, 40}});
+  EXPECT_EQ(worker_->getFaceIndex(false, 60, 100, 10, 50), 1);
+  EXPECT_EQ(worker_->getFaceIndex(false, 71, 111, 10, 50), 1);  // 11 of less than 12
+  EXPECT_EQ(worker_->getFaceIndex(false, 72, 112, 10, 50), -1);
+  EXPECT_EQ(worker_->getFaceIndex(false, 10, 13, 10, 50), -1);  // nothing is nearer than 0
   EXPECT_EQ(worker_->getFaceIndex(false, INT32_MIN, INT32_MAX, INT32_MAX, INT32_MIN), -1);
 }
 
