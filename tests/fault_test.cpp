@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // Starves the node: every allocation and every creation of a thread, a lock or a condition variable
 // fails once, in turn. Also counts what a steady stream allocates: nothing. The linker routes those
-// calls of this program through the wrappers below.
+// calls of this program through wrappers; the node has no other way to allocate, which the test of
+// the library as a file holds.
 #include <atomic>
 #include <cstring>
-#include <utility>
+#include <new>
 
 #include "analysis/zy_preview.h"
 #include "framework/frame_fate.h"
@@ -14,13 +15,27 @@
 
 namespace {
 
-using testing_support::g_calls;
-using testing_support::g_failing_call;
-using testing_support::t_calls;
-using testing_support::ThisCallFails;
-
+std::atomic<int> g_calls{0};
+std::atomic<int> g_failing_call{-1};
 std::atomic<bool> g_worker_is_off{false};  // a fault kept the worker's thread from starting
-std::atomic<int> g_locks{0};               // and conditions and attributes, not yet destroyed
+std::atomic<size_t> g_bytes{0};
+std::atomic<int> g_blocks{0};  // not yet freed
+std::atomic<int> g_locks{0};   // and conditions and attributes, not yet destroyed
+thread_local int t_calls = 0;
+
+bool ThisCallFails() {
+  ++t_calls;
+  return g_calls++ == g_failing_call;
+}
+
+class Starvation : public testing_support::AllocationWatch {
+  bool Refuses(size_t) override { return ThisCallFails(); }
+  void Allocated(void*, size_t bytes) override {
+    g_bytes += bytes;
+    ++g_blocks;
+  }
+  void Released(void*) override { --g_blocks; }
+} g_starvation;
 
 // Calls a pthread function unless this call of it fails. `kLocks` is what a call that succeeds adds
 // to the objects that must be destroyed.
@@ -37,6 +52,12 @@ int CallOrFail(int error, int (*function)(Arguments...), std::decay_t<Arguments>
 }  // namespace
 
 extern "C" {
+
+// operator new(size_t, nothrow)
+void* __real__ZnwmRKSt9nothrow_t(size_t size, const std::nothrow_t& tag);
+void* __wrap__ZnwmRKSt9nothrow_t(size_t size, const std::nothrow_t& tag) {
+  return ThisCallFails() ? nullptr : __real__ZnwmRKSt9nothrow_t(size, tag);
+}
 
 decltype(pthread_create) __real_pthread_create;
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
@@ -97,19 +118,11 @@ namespace {
 
 using testing_support::DeviceTest;
 
-// A framework function whose own allocations do not count.
-template <auto kMember, typename Record>
-ChiResult Uncounted(Record* record) {
-  const bool before = std::exchange(testing_support::t_calls_are_not_counted, true);
-  const ChiResult result = (framework::Framework::Interface().*kMember)(record);
-  testing_support::t_calls_are_not_counted = before;
-  return result;
-}
-
 class FaultTest : public DeviceTest {
  protected:
   // Counts instead of collecting, because a list of lines would allocate.
   FaultTest() {
+    testing_support::g_allocation_watch = &g_starvation;
     host::SetLogSink([this](const host::LogLine& line) {
       failed_joins_ += std::strstr(line.text, "pthread dead already") != nullptr;
       const auto fate = framework::FateIn(line.text);
@@ -118,6 +131,7 @@ class FaultTest : public DeviceTest {
     });
   }
   ~FaultTest() override {
+    testing_support::g_allocation_watch = nullptr;
     g_failing_call = -1;
     g_worker_is_off = false;
   }
@@ -158,7 +172,7 @@ TEST_F(FaultTest, AfterEveryFaultAGoodFrameIsAnalysedOrTheNodeIsCleanlyOff) {
   int faults = 0, off = 0;
   for (bool failed = true; failed; ++faults) {
     host::ResetAgeGender();
-    g_calls = testing_support::g_blocks = g_locks = 0;
+    g_calls = g_blocks = g_locks = 0;
     g_worker_is_off = false;
     g_failing_call = faults;
     {
@@ -171,7 +185,7 @@ TEST_F(FaultTest, AfterEveryFaultAGoodFrameIsAnalysedOrTheNodeIsCleanlyOff) {
       }
       failed = g_calls > faults;
     }
-    EXPECT_EQ(testing_support::g_blocks, 0) << "fault " << faults;
+    EXPECT_EQ(g_blocks, 0) << "fault " << faults;
     EXPECT_EQ(g_locks, 0) << "fault " << faults;
     EXPECT_EQ(host::FaceGradeCounters().created, host::FaceGradeCounters().destroyed);
   }
@@ -215,23 +229,17 @@ TEST_F(FaultTest, AWorkerWithoutLocksLooksAtNoFrame) {
 }
 
 TEST_F(FaultTest, ASteadyStreamAllocatesAGrayImagePerPassAndNothingOnTheRequestThread) {
-  ChiNodeInterface interface = framework::Framework::Interface();
-  interface.pGetMetadata = Uncounted<&ChiNodeInterface::pGetMetadata>;
-  interface.pSetMetadata = Uncounted<&ChiNodeInterface::pSetMetadata>;
-  interface.pGetVendorTagBase = Uncounted<&ChiNodeInterface::pGetVendorTagBase>;
-  framework::Framework::Get().Callbacks().pSetNodeInterface(&interface);
   framework::Session session;
   ASSERT_TRUE(Start(session));
-  testing_support::g_bytes = 0;
+  g_bytes = 0;
   Send(session, large_, 8);  // two passes: the frame, its colour image, a gray image for each
-  EXPECT_EQ(testing_support::g_bytes, size_t{160} * 120 * 3 / 2 + 80 * 60 * (3 + 2));
+  EXPECT_EQ(g_bytes, size_t{160} * 120 * 3 / 2 + 80 * 60 * (3 + 2));
   const uint64_t passes = host::AgeGenderCounters().analyses;
   const int before = t_calls;
-  testing_support::g_bytes = 0;
+  g_bytes = 0;
   Send(session, large_, 400);
   EXPECT_EQ(t_calls, before);
-  EXPECT_EQ(testing_support::g_bytes,
-            size_t{100} * 80 * 60);  // on the worker thread, a gray image per pass
+  EXPECT_EQ(g_bytes, size_t{100} * 80 * 60);  // on the worker thread, a gray image per pass
   EXPECT_EQ(host::AgeGenderCounters().analyses, passes + 100);
 }
 
