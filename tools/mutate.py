@@ -156,7 +156,7 @@ def arguments():
     parser.add_argument("--folder", action="append", choices=PROGRAMS, help="again for another one")
     parser.add_argument("--seed", type=int, default=1, help="of the draw")
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
-    return parser.parse_args()
+    return parser.parse_intermixed_args()
 
 
 def judge_all(options, folders, chosen, listed):
