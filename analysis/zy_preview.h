@@ -116,8 +116,6 @@ class ZYPreview {
   std::atomic<bool> mFaceScoreEnabled{false};
 
  private:
-  friend class ZYPreviewPeer;  // tests
-
   // What a pass found, kept from pass to pass: a slot
   // that a pass does not write is published again.
   struct PassResults {

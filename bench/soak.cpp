@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// Runs nodes for very long: many requests, spread over many lives, one node after the other. Every
-// request must get its record, what becomes of the frames must add up in every life, and memory,
-// threads and descriptors must stay as they are.
+// Runs nodes for very long: many requests, spread over many lives. Every request must get its
+// record, what becomes of the frames must add up in every life, and memory, threads and descriptors
+// must stay as they are. Lives come in turns of three kinds: in the first the frames come as a
+// camera's do, one in six for the worker, which gets the time that it needs; in the second all are
+// for the worker, faster than it takes them; in the third a second thread lives such a life of its
+// own beside, so that two nodes share the models and come and go together.
 // usage: soak [REQUESTS] [LIVES] [KIB]   (resident memory may grow by so much after a warm-up)
 #include <unistd.h>
 
@@ -9,13 +12,14 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <thread>
 
+#include "framework/frame_fate.h"
 #include "host/control.h"
+#include "pictures/scene.h"
 #include "tests/node_testing.h"
 
 namespace {
@@ -23,24 +27,15 @@ namespace {
 using testing_support::SetUsualMetadata;
 using testing_support::SetWords;
 
-// What became of the frames of one life, or of all.
+// What became of the frames of one life, or of many. Those abandoned were pending when their node
+// was destroyed.
 struct Fates {
-  uint64_t requests = 0;
-  uint64_t offered = 0;
-  uint64_t skipped = 0;
-  uint64_t dropped = 0;
-  uint64_t taken = 0;
-  uint64_t analysed = 0;
-  uint64_t abandoned = 0;  // pending when the node was destroyed
+  uint64_t requests, offered, skipped, dropped, taken, analysed, abandoned;
 
-  void Add(const Fates& life) {
-    requests += life.requests;
-    offered += life.offered;
-    skipped += life.skipped;
-    dropped += life.dropped;
-    taken += life.taken;
-    analysed += life.analysed;
-    abandoned += life.abandoned;
+  Fates operator+(const Fates& other) const {
+    return {requests + other.requests,  offered + other.offered, skipped + other.skipped,
+            dropped + other.dropped,    taken + other.taken,     analysed + other.analysed,
+            abandoned + other.abandoned};
   }
 };
 
@@ -50,8 +45,7 @@ struct Footprint {
   int64_t descriptors;
 };
 
-uint64_t g_taken = 0;  // of this life, by the worker's own words; request thread
-uint64_t g_dropped = 0;
+thread_local Fates t_life = {};  // of the node that lives on this thread
 
 void Require(bool holds, const char* promise, uint64_t life) {
   if (holds) return;
@@ -60,9 +54,9 @@ void Require(bool holds, const char* promise, uint64_t life) {
 }
 
 void CountFates(const host::LogLine& line) {
-  if (std::strncmp(line.text, "ProcessBuffer++", 15) != 0) return;
-  const bool analysing = std::strstr(line.text, "mIsAnalyzing:1") != nullptr;
-  ++(analysing ? g_dropped : g_taken);
+  const auto fate = framework::FateIn(line.text);
+  t_life.taken += fate == framework::FrameFate::kTaken;
+  t_life.dropped += fate == framework::FrameFate::kDropped;
 }
 
 int64_t CountEntries(const char* directory) {
@@ -99,46 +93,52 @@ Footprint MeasureAtRest(int64_t threads) {
 
 pictures::Nv12Frame Frame(int width, int height) {
   pictures::Nv12Frame frame;
-  if (pictures::ShapeFrame(width, height, 0, &frame)) std::abort();
-  for (std::size_t i = 0; i < frame.bytes.size(); ++i) {
-    frame.bytes[i] = static_cast<uint8_t>(i * 37 % 251);
-  }
+  if (PictureToNv12(pictures::DrawScene(width, height, 1, 0), 0, &frame)) std::abort();
   return frame;
 }
 
 class Soak {
  public:
-  // A life of so many requests. Sizes, faces and switches change on the way. In every other life
-  // the frames come as a camera's do, one in six for the worker, which gets the time that it needs;
-  // in the others all are for the worker, faster than it takes them.
+  // A life, or two at once, with so many requests in all.
   Fates Live(uint64_t life, uint64_t requests) {
-    const bool is_hurried = life % 2 != 0;
+    const bool is_hurried = life % 3 != 0, is_shared = life % 3 == 2;
     const uint64_t passes = host::ClockReads();
-    Fates fates;
-    g_taken = g_dropped = 0;
+    Fates beside = {};
+    std::thread second([&] {
+      if (is_shared) beside = LiveAlone(life, requests / 2, is_hurried);
+    });
+    Fates fates = LiveAlone(life, is_shared ? requests - requests / 2 : requests, is_hurried);
+    second.join();
+    fates = fates + beside;
+    fates.analysed = host::ClockReads() - passes;
+    fates.abandoned = fates.taken - fates.analysed;
+    Require(fates.abandoned <= (is_shared    ? 2
+                                : is_hurried ? 1
+                                             : 0),
+            "only its end makes a worker abandon a frame", life);
+    return fates;
+  }
+
+ private:
+  // Sizes, faces and switches change on the way.
+  Fates LiveAlone(uint64_t life, uint64_t requests, bool is_hurried) {
+    t_life = {};
     {
       framework::Session session;
       Require(!session.Create(0, 64, 48), "a node is created", life);
       session.PostPipelineCreate();
       for (uint64_t i = 0; i < requests; ++i) {
         const bool offered = Send(session, 4 + i * (is_hurried ? 6 : 1), i / 64, life);
-        fates.offered += offered;
+        t_life.offered += offered;
         if (offered && !is_hurried) host::WaitForRestingWorkers(std::chrono::seconds(60));
       }
     }
-    fates.requests = requests;
-    fates.dropped = g_dropped;
-    fates.taken = g_taken;
-    fates.skipped = fates.offered - fates.offered / 4 - (fates.offered % 4 != 0);
-    fates.analysed = host::ClockReads() - passes;
-    fates.abandoned = fates.taken - fates.analysed;
-    Require(fates.offered == fates.skipped + fates.dropped + fates.taken, "fates add up", life);
-    Require(fates.abandoned <= (is_hurried ? 1 : 0), "only its end makes a worker abandon a frame",
-            life);
-    return fates;
+    t_life.requests = requests;
+    t_life.skipped = t_life.offered - t_life.offered / 4 - (t_life.offered % 4 != 0);
+    Require(t_life.offered == t_life.skipped + t_life.dropped + t_life.taken, "fates add up", life);
+    return t_life;
   }
 
- private:
   // Returns whether the request offered a frame to the worker.
   bool Send(framework::Session& session, uint64_t number, uint64_t scene, uint64_t life) {
     const auto faces = static_cast<std::size_t>(scene % 4);
@@ -184,11 +184,11 @@ int main(int count, char** values) {
       "   requests   offered   skipped  dropped    taken  analysed abandoned       KiB "
       "threads descriptors\n");
   Soak soak;
-  Fates all;
+  Fates all = {};
   const int64_t threads = CountThreadsAtRest();
   Footprint warm = {};
   for (uint64_t life = 0; life < lives; ++life) {
-    all.Add(soak.Live(life, (life + 1) * requests / lives - life * requests / lives));
+    all = all + soak.Live(life, (life + 1) * requests / lives - life * requests / lives);
     if ((life + 1) % (lives / 10) != 0) continue;
     const Footprint now = MeasureAtRest(threads);
     if (warm.threads == 0) warm = now;
@@ -198,7 +198,10 @@ int main(int count, char** values) {
     Require(now.descriptors == warm.descriptors, "no descriptor stays open", life);
   }
   const host::FaceGradeCounts graders = host::FaceGradeCounters();
-  Require(graders.created == lives && graders.destroyed == lives, "a grader per life", lives);
-  Require(host::AgeGenderCounters().clears == lives, "the model is released per life", lives);
+  const uint64_t nodes = lives + lives / 3;
+  Require(graders.created == nodes && graders.destroyed == nodes, "a grader per node", lives);
+  const uint64_t clears = host::AgeGenderCounters().clears;
+  Require(clears >= lives && clears <= nodes, "the last node of a life clears the model", lives);
+  Require(graders.overlaps + host::AgeGenderCounters().overlaps == 0, "calls take turns", lives);
   return 0;
 }
