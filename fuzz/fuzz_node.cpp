@@ -1,79 +1,408 @@
 // SPDX-License-Identifier: Apache-2.0
-// A hostile framework: the calls of the node's interface in any order, with any arguments.
-#include "fuzz/hostile_camera.h"
-#include "host/control.h"
+// The bytes of a script become the calls of a hostile framework: two nodes behind ChiNodeEntry and
+// a worker by itself, with records, buffers and metadata of all shapes, yet in memory that ends
+// where they promise to. Everything that leaves the library is compared with the model.
+#include <stdexcept>
+
+#include "fuzz/script.h"
+#include "tests/kernel_testing.h"
+#include "tests/node_model.h"
 
 extern "C" void ChiNodeEntry(ChiNodeCallbacks*);
-using namespace fuzz;
 
-static void SetDevice(Script& script) {
-  constexpr const char* kMasks[] = {"4", "0xfffffb", "4,", "none", "ffffffffffffffffffffffffffff"};
-  host::SetProperty("persist.vendor.camera.zynode_conf", script.Pick(kMasks));
-  host::SetProperty("persist.vendor.camera.operationMask", script.Pick(kMasks));
-  host::FailAgeGenderInit(script.Between(-1, 5));
-  host::SkipFaceGradeResult(script.OneIn(4));
-  const auto answer = script.Raw<float>();
-  host::ScriptAgeGender([=](auto&) { return host::AgeGenderAnswer{answer, answer, answer}; });
-  host::ScriptFaceGrade([=](auto&) { return host::FaceGradeAnswer{answer, {}}; });
+using namespace node_model;
+
+namespace {
+
+World g_world;
+
+ChiNodeInterface Interface() {
+  ChiNodeInterface interface = {};
+  interface.size = sizeof(interface);
+  interface.pGetVendorTagBase = [](ChiVendorTagBase* query) { return g_world.LookUp(query); };
+  interface.pGetMetadata = [](ChiMetadataGet* get) { return g_world.Read(get); };
+  interface.pSetMetadata = [](ChiMetadataSet* set) { return g_world.Publish(set); };
+  return interface;
 }
 
-static void Process(const ChiNodeCallbacks& node, ChiHandle session, Script& script) {
-  const uint64_t records = Metadata::Instance().records();
-  const bool done = node.pProcessRequest(Request(script, session).get()) == kChiSuccess;
-  Require(Metadata::Instance().records() == records + done, "every request gets its record");
-}
-
-static void CallNode(const ChiNodeCallbacks& node, ChiHandle* session, Script& script) {
-  const ChiHandle handle = script.OneIn(32) ? nullptr : *session;
-  const ChiImageFormat format = {script.Word(), script.Word(), 0, 0};
-  auto size = OfNode<ChiNodeSetBufferPropertiesInfo>(handle);
-  size.pFormat = script.OneIn(8) ? nullptr : &format;
-  Record create(script, ChiNodeCreateInfo{0, 0, script.Byte() % 8u, 0, nullptr, nullptr, {}});
-  Record query(script, OfNode<ChiNodeQueryBufferInfo>(handle));
-  Record end(script, OfNode<ChiNodedestroyInfo>(handle));
-  const int call = script.Byte() % 8;
-  if (call < 4 && *session == nullptr && node.pCreate(create.get()) == kChiSuccess) {
-    *session = create.Read().hNodeSession;
+// A piece of memory that ends at a page that nobody may touch.
+class Memory {
+ public:
+  template <typename T>
+  T* Put(const T* data, std::size_t bytes, std::size_t gap = 0) {
+    uint8_t* const to = bytes_.data() + bytes_.size() - gap - bytes;
+    if (bytes != 0) std::memcpy(to, data, bytes);
+    return reinterpret_cast<T*>(to);
   }
-  if (call < 4) node.pPostPipelineCreate(handle);
-  if (call == 4) node.pQueryBufferInfo(query.get());
-  if (call == 5) node.pSetBufferInfo(Record(script, size).get());
-  if (call == 6 && node.pDestroy(end.get()) == kChiSuccess) *session = nullptr;
-}
 
-static void CallLibrary(const ChiNodeCallbacks& node, Script& script) {
-  ChiNodeCallbacks callbacks = {};
-  callbacks.majorVersion = script.Byte() % 2;
-  ChiNodeEntry(Record(script, callbacks).get());
-  node.pGetCapabilities(Record(script, ChiNodeCapsInfo{}).get());
-  node.pQueryVendorTag(Record(script, ChiQueryVendorTag{}).get());
-  node.pSetNodeInterface(Record(script, Metadata::Instance().Interface(&script)).get());
-}
+ private:
+  testing_support::GuardedBytes bytes_{1 << 14};
+};
+
+// A camera buffer; its planes hold every byte of their rows and none behind the last.
+struct Camera {
+  void Change(fuzz::Script& script) {
+    constexpr uint32_t kOdd[] = {0, 1, 0x7fffffff, 0x80000000, 0xffffffff};
+    const auto side = [&] { return script.OneIn(24) ? script.Pick(kOdd) : script.Byte() % 97u; };
+    const uint32_t w = side(), h = side();
+    const uint32_t pitch = script.OneIn(24) ? script.Pick(kOdd) : w + script.Between(-1, 20);
+    fits = w - 1 < 96 && h - 1 < 96 && pitch >= w && pitch < 128;
+    for (uint32_t p = 0; p < 2; ++p) {
+      const uint32_t rows = fits ? h >> p : 0;
+      const auto noise = script.Noise(rows == 0 ? 1 : (rows - 1) * pitch + (w >> p << p));
+      image.pPlaneAddress[p] = planes[p].Put(noise.data(), noise.size());
+      if (script.OneIn(48) && w > 1 && h > 1) image.pPlaneAddress[p] = nullptr;
+    }
+    const uint32_t count = script.OneIn(32) ? script.Byte() : 2;
+    buffer = {sizeof(buffer), !script.OneIn(32), {w, h, 3, 0}, count, pitch, nullptr};
+    if (!script.OneIn(32)) buffer.pImages = memory.Put(&image, sizeof(image));
+  }
+  // Nobody may look at the pixels of an earlier request.
+  void ChangePixels() const {
+    for (uint8_t* plane : image.pPlaneAddress) {
+      if (plane != nullptr) *plane = static_cast<uint8_t>(*plane * 5 + 1);
+    }
+  }
+
+  Memory planes[2], memory;
+  ChiImage image = {};
+  ChiNodeBuffer buffer = {};
+  bool fits = false;
+};
+
+class Play {
+ public:
+  explicit Play(fuzz::Script script) : script_(script) {
+    host::ClearProperties();
+    host::ResetAgeGender();
+    host::ResetFaceGrade();
+    host::SetLogSink([](auto&) {});  // lines are formatted
+    host::ScriptAgeGender([](const host::AgeGenderCall& call) { return g_world.Ask(call); });
+    host::ScriptFaceGrade([](const host::FaceGradeCall& call) { return g_world.Ask(call); });
+    host::SetClock(0);
+    host::HoldSignals(true);  // a pass runs when the script says so
+    g_world = World();
+    g_world.trace = &seen_;
+    g_world.negotiations = host::BufferNegotiations();
+    table_.size = sizeof(table_);
+    ChiNodeEntry(&table_);
+    ChiNodeInterface interface = Interface();
+    Connect(&interface);
+    for (Camera& camera : cameras_) camera.Change(script_);
+    for (int tag = kScore; tag <= kFaces; ++tag) ChangeValue(tag);
+    actor_ = script_.Byte() % 3;
+  }
+  ~Play() {
+    LetWorkersWork();
+    for (actor_ = 0; actor_ < 2; ++actor_) {
+      ChiNodedestroyInfo info = {16, 0, handles_[actor_]};
+      Destroy(&info);
+    }
+    EndWorker();
+    Compare();
+    host::HoldSignals(false);
+  }
+
+  void Run() {
+    while (!script_.AtEnd()) {
+      const int call = script_.Byte() % 16;
+      if (call < 4 || call == 5) LetWorkersWork();
+      if (call == 0) CallLibrary();
+      if (call == 1) ChangeDevice();
+      if (call == 2) actor_ = script_.Byte() % 3;
+      if (call == 5) actor_ == 2 ? EndWorker() : CallNode();
+      if (call >= 6) actor_ == 2 ? Offer() : Send();
+      Compare();
+    }
+  }
+
+ private:
+  // A record in memory that ends where its size says, but not before the node session in it. At
+  // times it is smaller than the node needs, and at times there is none.
+  template <typename T>
+  T* Record(T record, uint32_t least) {
+    record.size = !script_.OneIn(16) ? least : script_.OneIn(2) ? least - 1 : script_.Byte();
+    std::vector<uint8_t> bytes(std::max(16u, record.size));
+    std::memcpy(bytes.data(), &record, std::min(bytes.size(), sizeof(record)));
+    if (script_.OneIn(32)) return nullptr;
+    return reinterpret_cast<T*>(record_.Put(bytes.data(), bytes.size()));
+  }
+  template <typename T>
+  static ChiResult Refusal(const T* record, uint32_t least) {
+    if (record == nullptr || record->hNodeSession == nullptr) return 5;
+    return record->size < least ? 1 : 0;
+  }
+
+  template <typename Call>
+  void Model(Call call) {
+    g_world.trace = &expected_;
+    call();
+    g_world.trace = &seen_;
+  }
+  template <typename T>
+  void Expect(const T& expected, const T& seen) {
+    g_world.Say(seen);
+    Model([&] { g_world.Say(expected); });
+  }
+  void Compare() {
+    const host::FaceGradeCounts grade = host::FaceGradeCounters();
+    Expect(g_world.inits, host::AgeGenderCounters().inits);
+    Expect(g_world.clears, host::AgeGenderCounters().clears);
+    Expect(g_world.graders, grade.created - grade.destroyed);
+    Expect(g_world.negotiations, host::BufferNegotiations());
+    if (seen_ != expected_) {
+      std::fprintf(stderr, "expected:\n%sseen:\n%s", expected_.c_str(), seen_.c_str());
+    }
+    fuzz::Require(seen_ == expected_, "the library does what the model does");
+    seen_.clear();
+    expected_.clear();
+  }
+
+  template <typename W>
+  static std::string Results(const W& worker) {
+    std::ostringstream text;
+    for (int i = 0; i < 3; ++i) {
+      text << worker.mProp[i] << ' ' << worker.mGender[i] << ' ' << worker.mAgeWhenGenderHigh[i]
+           << ' ' << worker.mAgeWhenGenderLow[i] << ' ' << worker.mFaceGrade[i] << ';';
+      for (const auto& edge : worker.mAnalyzedRects[i]) text << edge << ' ';
+    }
+    return text.str() + std::to_string(worker.mFaceAnalyzeNum);
+  }
+  void Rest() {
+    host::HoldSignals(false);
+    fuzz::Require(host::WaitForRestingWorkers(std::chrono::seconds(60)), "workers come to rest");
+    host::HoldSignals(true);
+  }
+  // Before another actor's turn, so that what the models are asked has an order.
+  void LetWorkersWork() {
+    Model([this] {
+      for (const auto& node : nodes_) {
+        if (node != nullptr && node->worker != nullptr) node->worker->Work();
+      }
+      if (worker_ != nullptr) model_->Work();
+    });
+    Rest();
+    if (worker_ != nullptr) Expect(Results(*model_), Results(*worker_));
+  }
+
+  void Connect(ChiNodeInterface* interface) {
+    table_.pSetNodeInterface(interface);
+    Model([&] { library_.SetNodeInterface(interface); });
+  }
+  void CallLibrary() {
+    ChiNodeCallbacks table = {};
+    table.majorVersion = script_.OneIn(4);
+    ChiNodeEntry(Record(table, 144));
+    ChiNodeInterface interface = Interface();
+    if (script_.OneIn(8)) interface.pGetMetadata = nullptr;
+    if (script_.OneIn(8)) interface.pSetMetadata = nullptr;
+    if (script_.OneIn(8)) interface.pGetVendorTagBase = nullptr;
+    Connect(Record(interface, 120));
+  }
+
+  void ChangeDevice() {
+    // 91 characters are the longest value.
+    static const std::pair<std::string, bool> kMasks[] = {
+        {"4", true},   {"0xFFFFFB", false}, {" 0x4", true},
+        {"fB", false}, {"-1", true},        {"", false},
+        {"c,", true},  {"no", false},       {std::string(90, '0') + "4", true}};
+    for (const int i : {0, 1}) {
+      const auto& [text, runs] = script_.OneIn(4) ? script_.Pick(kMasks) : kMasks[0];
+      g_world.runs_nodes[i] = runs;
+      host::SetProperty(
+          i == 0 ? "persist.vendor.camera.zynode_conf" : "persist.vendor.camera.operationMask",
+          text);
+    }
+    host::FailAgeGenderInit(g_world.failing_inits = script_.Pick(std::array{0, 0, 0, -1, 1, 4}));
+    host::ThrowFromAgeGenderInit(script_.OneIn(2));
+    host::ThrowFromFaceGrade(g_world.grader_throws = script_.OneIn(8));
+    host::SkipFaceGradeResult(g_world.grader_is_mute = script_.OneIn(8));
+    g_world.mood = script_.Byte();
+    g_world.known = script_.OneIn(4) ? ~(1u << script_.Byte() % 9) : script_.OneIn(16) ? 0 : ~0u;
+    g_world.result = script_.OneIn(4);
+  }
+
+  // ---- A node -----------------------------------------------------------------------------------
+
+  void CallNode() {
+    ChiHandle& handle = handles_[actor_];
+    auto& node = nodes_[actor_];
+    const int call = script_.Byte() % 8;
+    if (handle == nullptr) {
+      const uint32_t caps = script_.OneIn(4) ? script_.Raw<uint32_t>() : script_.Byte() % 6u;
+      auto* info = Record(ChiNodeCreateInfo{0, 0, caps, 0, &handle, nullptr, {}}, 80);
+      const ChiResult refusal = info == nullptr ? 5 : info->size < 80 ? 1 : 0;
+      Expect(refusal, table_.pCreate(info));
+      if (refusal != 0) return;
+      handle = info->hNodeSession;
+      node = std::make_unique<Node>(library_, *info);
+    }
+    const ChiHandle told = script_.OneIn(32) ? nullptr : handle;
+    if (call < 4) {
+      host::HoldSignals(false);
+      table_.pPostPipelineCreate(told);
+      Rest();
+      if (told != nullptr) node->CreatePipeline();
+    } else if (call == 4) {
+      auto* info = Record(ChiNodeQueryBufferInfo{0, 0, told, {}}, 48);
+      ChiResult refusal = Refusal(info, 48);
+      if (refusal == 0 && !node->Negotiates()) refusal = 2;
+      g_world.negotiations += refusal == 0;
+      Expect(refusal, table_.pQueryBufferInfo(info));
+    } else if (call == 5) {
+      const ChiImageFormat format = {script_.Word(), script_.Word(), 0, 0};
+      const ChiImageFormat* const given = script_.OneIn(8) ? nullptr : &format;
+      auto* info = Record(ChiNodeSetBufferPropertiesInfo{0, 0, told, given, 0}, 32);
+      ChiResult refusal = Refusal(info, 32);
+      if (refusal == 0 && given == nullptr) refusal = 5;
+      if (refusal == 0) node->SetBufferSize(format.width, format.height);
+      Expect(refusal, table_.pSetBufferInfo(info));
+    } else if (call == 6) {
+      Destroy(Record(ChiNodedestroyInfo{0, 0, told}, 16));
+    }
+  }
+  void Destroy(ChiNodedestroyInfo* info) {
+    const ChiResult refusal = Refusal(info, 16);
+    host::HoldSignals(false);
+    Expect(refusal, table_.pDestroy(info));
+    Rest();
+    if (refusal != 0) return;
+    nodes_[actor_] = nullptr;
+    handles_[actor_] = info->hNodeSession;
+    fuzz::Require(handles_[actor_] == nullptr, "a node that is gone has no handle");
+  }
+
+  // A value of its tag's length, at any address. Most have a meaning to a camera.
+  void ChangeValue(int tag) {
+    const ChiImageFormat& full = cameras_[0].buffer.format;
+    std::vector<uint32_t> words = {script_.Pick(std::array{1u, 1u, 0u, 0x100u, 0x80000000u})};
+    if (tag == kOrientation) words = {script_.Pick(std::array{0u, 90u, 180u, 270u, 45u, ~0u})};
+    if (tag == kSensor) words = {full.width + script_.Byte(), full.height + script_.Byte()};
+    if (tag == kSensor && script_.OneIn(8)) words[script_.Byte() % 2] = script_.Word();
+    if (tag == kQuad) words = {script_.Pick(std::array{0u, 1u, 2u, 0x80u})};
+    if (tag == kRole)
+      words = {0, script_.Pick(std::array{1u, 1u, 1u, 1u, 0u, 2u, 0x101u}),
+               script_.Pick(std::array{0u, 1u, 7u})};
+    if (tag == kFaces) words = ChangeFaces();
+    const std::size_t bytes = tag == kQuad ? 1 : 4 * words.size();
+    g_world.values[tag] = values_[tag].Put(words.data(), bytes, script_.Byte() % 4);
+    g_world.counts[tag] = words.size();
+    if (!script_.OneIn(12)) return;
+    g_world.values[tag] = nullptr;
+    g_world.counts[tag] = script_.OneIn(2) ? script_.Raw<uint16_t>() : 0;
+  }
+  const std::vector<uint32_t>& ChangeFaces() {
+    const std::size_t edges = std::min<std::size_t>(12, faces_.size());
+    if (edges != 0 && script_.OneIn(2)) {
+      faces_[script_.Byte() % edges] += static_cast<uint32_t>(script_.Between(-16, 16));
+      return faces_;
+    }
+    const int faces = script_.OneIn(24) ? script_.Between(250, 520) : script_.Byte() % 5;
+    faces_.assign(static_cast<std::size_t>(4 * faces + script_.Byte() % 4), 1);
+    for (std::size_t e = 0; e < std::min<std::size_t>(12, faces_.size()); ++e) {
+      faces_[e] = e % 4 < 2 ? script_.Byte() % 128u : faces_[e - 2] + 2u * script_.Byte();
+      if (script_.OneIn(24)) faces_[e] = script_.Word();
+    }
+    return faces_;
+  }
+
+  void Send() {
+    if (script_.OneIn(4)) LetWorkersWork();
+    for (int changes = script_.Byte() % 3; changes > 0; --changes) {
+      const int what = script_.Byte() % 12;
+      what == 9 ? cameras_[0].Change(script_) : ChangeValue(std::min<int>(what, kFaces));
+    }
+    ChiNodeBuffer* handles[12];
+    for (int i = 0; i < 12; ++i) {
+      cameras_[i != 0].ChangePixels();
+      handles[i] = script_.OneIn(64) ? nullptr : &cameras_[i != 0].buffer;
+    }
+    const auto list = [&](Memory& memory, uint32_t count) {
+      auto** place = memory.Put(handles, sizeof(handles[0]) * std::min(count, 12u));
+      if (count == 0) place = reinterpret_cast<ChiNodeBuffer**>(1);
+      return script_.OneIn(32) ? nullptr : place;
+    };
+    ChiNodeProcessRequestInfo info = {};
+    info.hNodeSession = script_.OneIn(48) ? nullptr : handles_[actor_];
+    info.frameNum = script_.OneIn(8) ? script_.Raw<uint64_t>() : 4 + 6u * script_.Byte();
+    info.inputNum = script_.OneIn(8) ? script_.Pick(std::array{0u, 2u, 12u, 40u, ~0u}) : 1;
+    info.outputNum = script_.Byte() % 8 != 0;
+    info.phInputBuffer = list(inputs_, info.inputNum);
+    info.phOutputBuffer = list(outputs_, info.outputNum);
+    auto* const given = Record(info, 88);
+    const ChiResult refusal = Refusal(given, 88);
+    if (refusal == 0) Model([&] { nodes_[actor_]->Process(*given); });
+    Expect(refusal, table_.pProcessRequest(given));
+  }
+
+  // ---- A worker by itself -----------------------------------------------------------------------
+
+  void EndWorker() {
+    host::HoldSignals(false);
+    worker_ = nullptr;
+    model_ = nullptr;
+    host::HoldSignals(true);
+  }
+  void Offer() {
+    if (worker_ == nullptr) {
+      worker_ = std::make_unique<android::ZYPreview>();
+      Rest();
+      model_ = std::make_unique<Worker>(g_world);
+    }
+    if (script_.OneIn(4)) LetWorkersWork();
+    if (script_.OneIn(8)) cameras_[0].Change(script_);
+    worker_->mFaceGenderAndAgeEnabled = model_->mFaceGenderAndAgeEnabled = !script_.OneIn(8);
+    worker_->mFaceScoreEnabled = model_->mFaceScoreEnabled = !script_.OneIn(8);
+    for (int i = script_.Byte() % 24; i < 12; i += 1 + script_.Byte() % 8) {
+      offered_[i] = script_.OneIn(24) ? Wrap(script_.Word()) : script_.Byte() % 96;
+    }
+    const Camera& camera = cameras_[0];
+    camera.ChangePixels();
+    ZyImageBuffer image = {!script_.OneIn(32),
+                           Wrap(camera.buffer.format.width),
+                           Wrap(camera.buffer.format.height),
+                           {},
+                           {}};
+    if (camera.fits) std::copy_n(camera.image.pPlaneAddress, 2, image.plane);
+    std::fill_n(image.stride, 2, Wrap(camera.buffer.planeStride));
+    const int count = script_.Pick(std::array{1, 2, 3, 3, 2, 3, 4, 1000, -1, 0});
+    const std::size_t bytes = 16 * static_cast<std::size_t>(std::clamp(count, 0, 3));
+    auto* faces = reinterpret_cast<android::_FaceLocation*>(inputs_.Put(offered_, bytes));
+    if (script_.OneIn(24)) faces = nullptr;
+    const ZyImageBuffer* const given = script_.OneIn(24) ? nullptr : &image;
+    const int orientation = script_.Pick(std::array{0, 90, 180, 270, 45, -90});
+    const int flip = script_.Pick(std::array{0, 1, 2, -1});
+    Expect(model_->ProcessBuffer(given, faces, count, orientation, flip),
+           worker_->ProcessBuffer(given, faces, count, orientation, flip));
+    g_world.clock += script_.Pick(std::array{0, 1, 1000000000, 2000000000, 2000000001});
+    host::SetClock(g_world.clock);
+    const int* const face = offered_ + script_.Byte() % 3 * 4;
+    int e[] = {face[0], Sum(face[0], face[2]), face[1], Sum(face[1], face[3])};
+    e[script_.Byte() % 4] ^= script_.Byte() % 16;
+    for (const bool fresh : {false, true}) {
+      Expect(model_->getFaceIndex(fresh, e[0], e[1], e[2], e[3]),
+             worker_->getFaceIndex(fresh, e[0], e[1], e[2], e[3]));
+    }
+  }
+
+  fuzz::Script script_;
+  std::string expected_, seen_;
+  Library library_{g_world};
+  ChiNodeCallbacks table_ = {};
+  Camera cameras_[2];
+  Memory record_, inputs_, outputs_, values_[kFaces + 1];
+  std::vector<uint32_t> faces_;
+  int actor_ = 0;
+  ChiHandle handles_[2] = {};
+  std::unique_ptr<Node> nodes_[2];
+  std::unique_ptr<android::ZYPreview> worker_;
+  std::unique_ptr<Worker> model_;
+  int32_t offered_[12] = {};
+};
+
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, std::size_t size) {
-  Script script(bytes, size);
-  framework::Framework::Get().Start(ChiNodeEntry);
-  const ChiNodeCallbacks node = framework::Framework::Get().Callbacks();
-  ChiNodeInterface interface = Metadata::Instance().Interface(&script);
-  node.pSetNodeInterface(&interface);
-  host::ClearProperties();
-  host::ResetAgeGender();
-  host::ResetFaceGrade();
-  host::SetLogSink([](auto&) {});  // lines are formatted
-  ChiHandle sessions[2] = {};
-  while (!script.AtEnd()) {
-    ChiHandle& session = sessions[script.Byte() % 2];
-    const int call = script.Byte() % 8;
-    if (call == 0) CallLibrary(node, script);
-    if (call == 1) SetDevice(script);
-    if (call == 2) CallNode(node, &session, script);
-    const Script request = script;
-    if (call > 2) Process(node, session, script);
-    if (call > 4) host::WaitForRestingWorkers(std::chrono::seconds(10));
-    if (call > 6) Process(node, session, script = request);  // the same again, with results
-  }
-  for (ChiHandle session : sessions) {
-    node.pDestroy(Record(script, OfNode<ChiNodedestroyInfo>(session)).get());
-  }
+  Play(fuzz::Script(bytes, size)).Run();
   return 0;
 }
