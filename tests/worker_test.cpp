@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // The worker's thread, its hand-over and what only its own callers can give it: drops, ages of
-// results, a model that is not ready, libraries that throw, odd rectangles, its life.
+// results, a model that is not ready, odd rectangles, its life.
 #include <atomic>
 #include <cstdio>
-#include <cstring>
 #include <memory>
-#include <new>
 #include <optional>
 
 #include "analysis/face_age.h"
@@ -69,21 +67,6 @@ class WorkerTest : public testing_support::DeviceTest {
 };
 
 // ---- Hand-over ----------------------------------------------------------------------------------
-
-TEST_F(WorkerTest, StartsWithDefaults) {
-  alignas(ZYPreview) unsigned char memory[sizeof(ZYPreview)];
-  std::memset(memory, 0x5a, sizeof(memory));
-  auto* worker = new (memory) ZYPreview;
-  EXPECT_FALSE(worker->mFaceGenderAndAgeEnabled || worker->mFaceScoreEnabled);
-  for (int i = 0; i < 3; ++i) {
-    EXPECT_EQ(
-        (std::vector<float>{worker->mProp[i], worker->mGender[i], worker->mAgeWhenGenderHigh[i],
-                            worker->mAgeWhenGenderLow[i], worker->mFaceGrade[i]}),
-        (std::vector<float>{0.7f, 0, 24, 20, 80}));
-    for (const auto& edge : worker->mAnalyzedRects[i]) EXPECT_EQ(edge, 0);
-  }
-  worker->~ZYPreview();
-}
 
 TEST_F(WorkerTest, AFrameThatIsDroppedLeavesThePendingOneAlone) {
   Hand(image_, face_, 0);
@@ -173,45 +156,15 @@ TEST_F(WorkerTest, AWakeUpWithoutAFrameIsNoPass) {
 
 // In frames of 122x94 a face must be wider than 15 pixels.
 TEST_F(WorkerTest, HalvesEdgesTowardZero) {
-  const struct {
-    const char* name;
-    int orientation, flip;
-    android::_FaceLocation face;
-    std::vector<int> graded;  // left, top, width, height; none: the face is too small
-  } cases[] = {
-      {"odd edges", 270, 0, {21, 31, 60, 40}, {10, 15, 30, 20}},
-      {"outside", 270, 0, {-3, -5, 60, 40}, {-1, -2, 29, 19}},
-      {"mirrored", 0, 1, {21, 31, 60, 40}, {11, 20, 20, 30}},
-      {"only 1 mirrors", 0, 2, {21, 31, 60, 40}, {11, 10, 20, 30}},
-      {"just wide enough", 270, 0, {0, 0, 16, 1}, {0, 0, 8, 0}},
-      {"a sixth", 270, 0, {0, 0, 15, 90}, {}},
-  };
-  for (const auto& test : cases) {
-    host::ResetFaceGrade();
-    host::RecordFaceGrade(true);
-    Hand(image_, {test.face}, test.orientation, test.flip);
-    std::vector<int> graded;
-    for (const host::FaceGradeCall& call : host::FaceGradeCalls()) {
-      graded = {call.x, call.y, call.face_width, call.face_height};
-    }
-    EXPECT_EQ(graded, test.graded) << test.name;
+  host::RecordFaceGrade(true);
+  Hand(image_, {{-3, -5, 60, 40}, {21, 31, 16, 1}, {21, 31, 15, 60}});
+  Hand(image_, {{21, 31, 60, 40}}, 0, 2);  // only 1 mirrors
+  std::vector<std::vector<int>> graded;
+  for (const host::FaceGradeCall& call : host::FaceGradeCalls()) {
+    graded.push_back({call.x, call.y, call.face_width, call.face_height});
   }
-}
-
-TEST_F(WorkerTest, SlotsThatAPassDoesNotWriteKeepTheirValues) {
-  Hand(image_, {{0, 0, 40, 40}, {40, 0, 40, 40}, {80, 0, 40, 40}});
-  const float age = worker_->mAgeWhenGenderLow[2], grade = worker_->mFaceGrade[2];
-  host::ScriptAgeGender([](const auto&) { return host::AgeGenderAnswer{99, 1, 1}; });
-  host::ScriptFaceGrade([](const auto&) { return host::FaceGradeAnswer{99, {}}; });
-  ZyImageBuffer bad = image_;
-  bad.format = 2;
-  Hand(bad, Faces(3, {7, 7, 40, 40}));  // leaves rectangles behind, but is no pass
-  Hand(image_, {{0, 20, 30, 40}, {40, 20, 40, 40}});
-  EXPECT_EQ(worker_->mAgeWhenGenderLow[1], 99.0f);
-  EXPECT_EQ(worker_->mAgeWhenGenderLow[2], age);
-  EXPECT_EQ(worker_->mFaceGrade[2], grade);
-  EXPECT_EQ(worker_->mAnalyzedRects[1][1], 20);
-  EXPECT_EQ(worker_->mAnalyzedRects[2][1], 0);
+  EXPECT_EQ(graded,
+            (std::vector<std::vector<int>>{{-1, -2, 29, 19}, {10, 15, 8, 1}, {11, 10, 20, 30}}));
 }
 
 TEST_F(WorkerTest, FindsTheFirstFaceNearerThanThreeTenthsOfTheWidth) {
@@ -255,24 +208,6 @@ TEST_F(WorkerTest, TriesTheModelThreeTimesPerPassUntilItIsReady) {
     EXPECT_EQ(Index(true), 0);
   }
   EXPECT_EQ(host::AgeGenderCounters().analyses, 4u);  // analysed all the same
-}
-
-TEST_F(WorkerTest, LibrariesThatThrowLeaveZerosAndALivingWorker) {
-  for (const bool throws : {true, false}) {
-    host::ScriptAgeGender([throws](const auto&) {
-      return throws ? throw std::bad_alloc() : host::AgeGenderAnswer{30, 0.5f, 0.5f};
-    });
-    host::ScriptFaceGrade([throws](const auto&) {
-      return throws ? throw std::bad_alloc() : host::FaceGradeAnswer{70, {}};
-    });
-    Hand(image_, face_);
-    EXPECT_EQ(worker_->mAgeWhenGenderLow[0], throws ? 0.0f : 30.0f);
-    EXPECT_EQ(worker_->mFaceGrade[0], throws ? 0.0f : 70.0f);
-  }
-  host::ThrowFromFaceGrade(true);
-  Restart();
-  Hand(image_, face_);
-  EXPECT_EQ(worker_->mAgeWhenGenderLow[0], 0.0f);  // the one library needs the other
 }
 
 TEST_F(WorkerTest, TheLastWorkerClearsTheModel) {
