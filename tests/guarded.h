@@ -17,7 +17,7 @@ class GuardedBytes {
  public:
   enum class Edge { kFront, kBack };  // the end that meets the page
 
-  GuardedBytes(std::size_t size, Edge edge)
+  explicit GuardedBytes(std::size_t size, Edge edge = Edge::kBack)
       : page_(static_cast<std::size_t>(sysconf(_SC_PAGESIZE))),
         room_((size + page_ - 1) / page_ * page_) {
     void* const mapping =

@@ -95,7 +95,25 @@ struct World {
     return kFigures[choice];
   }
 
+  // The library's copy of the framework's functions, and the identifiers that it looked up.
+  void SetNodeInterface(const ChiNodeInterface* given) {
+    if (given == nullptr) return;
+    if (given->size >= 120) {
+      interface = *given;
+      if (interface.pGetVendorTagBase != nullptr) own_base = Ask(kOwnSection, nullptr);
+    }
+    for (int k = kScore; k <= kFaceNum; ++k) ids[k] = Ask(kTags[k][0], kTags[k][1]);
+  }
+  uint32_t Ask(const char* section, const char* tag) {
+    ChiVendorTagBase query = {24, 0, section, tag};
+    if (interface.pGetVendorTagBase != nullptr) LookUp(&query);
+    return query.vendorTagBase;
+  }
+
   std::string* trace = nullptr;
+  ChiNodeInterface interface = {};
+  uint32_t own_base = 0;
+  uint32_t ids[kFaces + 1] = {0, 0, 0, 0, 0, 0, 0, 0, 0x00110006};
   ChiResult result = 0;  // nobody may listen to it
   uint32_t known = ~0u;  // bit k: the tag k; the last one: the node's own section
   void* values[kFaces + 1] = {};
@@ -104,7 +122,6 @@ struct World {
   int failing_inits = 0;              // negative: all
   bool grader_throws = false, grader_is_mute = false;
   uint64_t mood = 0;  // what the models answer
-  int64_t clock = 0;
   uint64_t workers = 0, inits = 0, clears = 0, graders = 0, negotiations = 0;
 };
 
@@ -125,55 +142,49 @@ class Worker {
     if (--world_.workers == 0) ++world_.clears;
   }
 
-  int ProcessBuffer(const ZyImageBuffer* image, const android::_FaceLocation* faces, int count,
-                    int orientation, int flip) {
-    if (image == nullptr) return 0;
-    if (count <= 0) mFaceAnalyzeNum = 0;
-    if (faces == nullptr || count <= 0 || skipped_++ < 3) return 1;
+  void ProcessBuffer(const ZyImageBuffer& image, const android::_FaceLocation* faces, int count,
+                     int orientation, bool flip) {
+    if (skipped_++ < 3) return;
     skipped_ = 0;
-    if (is_pending_) return 1;
-    mFaceAnalyzeNum = std::min(count, 3);
-    for (int i = 0; i < mFaceAnalyzeNum; ++i) {
+    if (is_pending_) return;
+    face_count_ = std::min(count, 3);
+    for (int i = 0; i < face_count_; ++i) {
       const auto& [x, y, w, h] = faces[i];
       handed_over_[i] = {x, y, Sum(x, w), Sum(y, h)};
     }
-    is_pending_ = Copy(*image);
+    is_pending_ = Copy(image);
     orientation_ = orientation;
     flip_ = flip;
-    return 1;
   }
 
   // What the worker's thread does once it gets its time.
   void Work() {
     if (!std::exchange(is_pending_, false)) return;
     TurnUpright();
-    std::copy_n(handed_over_, mFaceAnalyzeNum, mAnalyzedRects);
-    for (int i = 0; i < mFaceAnalyzeNum && has_grader_; ++i) Analyse(i);
-    std::copy_n(prop_, 3, mProp);
-    std::copy_n(gender_, 3, mGender);
-    std::copy_n(age_, 3, mAgeWhenGenderHigh);
-    std::copy_n(age_, 3, mAgeWhenGenderLow);
-    std::copy_n(grade_, 3, mFaceGrade);
-    last_pass_ = world_.clock;
+    std::copy_n(handed_over_, face_count_, rects_);
+    for (int i = 0; i < face_count_ && has_grader_; ++i) Analyse(i);
+    std::copy_n(prop_, 3, prop);
+    std::copy_n(gender_, 3, gender);
+    std::copy_n(age_, 3, age_if_high);
+    std::copy_n(age_, 3, age_if_low);
+    std::copy_n(grade_, 3, grade);
     SetModelUp();
   }
 
-  int getFaceIndex(bool fresh, int left, int right, int top, int bottom) const {
-    if (fresh && (!is_model_ready_ || world_.clock - last_pass_ >= 2000000001)) return -1;
+  // Whether an analysed face lies there.
+  bool Knows(int left, int right, int top, int bottom) const {
     const auto tolerance = static_cast<int64_t>(static_cast<float>(int64_t{right} - left) * 0.3f);
     const auto near = [&](int64_t a, int64_t b) { return std::abs(a - b) < tolerance; };
-    for (int i = 0; i < mFaceAnalyzeNum; ++i) {
-      const auto& [l, t, r, b] = mAnalyzedRects[i];
-      if (near(l, left) && near(t, top) && near(r, right) && near(b, bottom)) return i;
+    for (int i = 0; i < face_count_; ++i) {
+      const auto& [l, t, r, b] = rects_[i];
+      if (near(l, left) && near(t, top) && near(r, right) && near(b, bottom)) return true;
     }
-    return -1;
+    return false;
   }
 
-  float mProp[3] = {0.7f, 0.7f, 0.7f}, mGender[3] = {}, mAgeWhenGenderHigh[3] = {24, 24, 24},
-        mAgeWhenGenderLow[3] = {20, 20, 20}, mFaceGrade[3] = {80, 80, 80};
-  std::array<int32_t, 4> mAnalyzedRects[3] = {};
-  int mFaceAnalyzeNum = 0;
-  bool mFaceGenderAndAgeEnabled = false, mFaceScoreEnabled = false;
+  float prop[3] = {0.7f, 0.7f, 0.7f}, gender[3] = {}, age_if_high[3] = {24, 24, 24},
+        age_if_low[3] = {20, 20, 20}, grade[3] = {80, 80, 80};
+  bool gender_age_on = false, score_on = false;
 
  private:
   void SetModelUp() {
@@ -186,10 +197,8 @@ class Worker {
 
   // Rows without padding, as many chroma pairs and rows as are whole.
   bool Copy(const ZyImageBuffer& from) {
-    if (from.format != 1 || from.plane[0] == nullptr || from.plane[1] == nullptr ||
-        from.width < 1 || from.height < 1 || int64_t{from.width} * from.height * 3 > INT32_MAX) {
-      return false;
-    }
+    if (from.width < 1 || from.height < 1) return false;
+    if (int64_t{from.width} * from.height * 3 > INT32_MAX) return false;
     width_ = from.width;
     height_ = from.height;
     for (int p = 0; p < 2; ++p) {
@@ -212,12 +221,12 @@ class Worker {
   // `c` and `r`: twice the column and twice the row.
   void AddPixel(int c, int r) {
     const int w = width_, h = height_;
-    const bool swaps = orientation_ == 0 && flip_ != 1;
+    const bool swaps = orientation_ == 0 && !flip_;
     const auto [x, y] = orientation_ == 270  ? std::pair(c, r)
                         : orientation_ == 90 ? std::pair(w - 2 - c, h - 1 - r)
                         : swaps              ? std::pair(r, h - 2 - c)
                         : orientation_ == 0  ? std::pair(w - 2 - r, h - 1 - c)
-                        : flip_ == 1         ? std::pair(r, c)
+                        : flip_              ? std::pair(r, c)
                                              : std::pair(w - 2 - r, c);
     // There is no chroma row below the last whole one, and no pair at the end of an odd row.
     const uint8_t* pair =
@@ -235,14 +244,14 @@ class Worker {
     const int64_t w = width_, h = height_, l = rect[0], t = rect[1], r = rect[2], b = rect[3];
     if (orientation_ == 270) return {l, t, r, b};
     if (orientation_ == 90) return {w - r, h - b, w - l, h - t};
-    if (orientation_ == 0 && flip_ == 1) return {h - b, w - r, h - t, w - l};
+    if (orientation_ == 0 && flip_) return {h - b, w - r, h - t, w - l};
     if (orientation_ == 0) return {h - b, l, h - t, r};
-    if (flip_ == 1) return {t, l, b, r};
+    if (flip_) return {t, l, b, r};
     return {t, w - r, b, w - l};
   }
 
   void Analyse(int slot) {
-    std::array<int64_t, 4> rect = Turn(mAnalyzedRects[slot]);
+    std::array<int64_t, 4> rect = Turn(rects_[slot]);
     const auto limit = static_cast<int>(static_cast<float>(std::min(width_, height_)) / 6.0f);
     const bool valid = rect[2] - rect[0] > limit && !gray_.empty();
     for (int64_t& edge : rect) edge /= 2;
@@ -252,7 +261,7 @@ class Worker {
     const int width = (stands ? height_ : width_) / 2, height = (stands ? width_ : height_) / 2;
     const uint64_t gray = host::Digest(gray_.data(), gray_.size());
     const uint64_t rgb = host::Digest(rgb_.data(), rgb_.size());
-    if (mFaceGenderAndAgeEnabled) {
+    if (gender_age_on) {
       host::AgeGenderAnswer answer = {};
       const host::AgeGenderCall call = {width, height, x, y, x1, y1, 1.0f, gray, rgb};
       if (valid) Ask(call, &answer);
@@ -260,12 +269,12 @@ class Worker {
       prop_[slot] = answer.prop;
       gender_[slot] = answer.gender;
     }
-    if (mFaceScoreEnabled) {
+    if (score_on) {
       host::FaceGradeAnswer answer = {};
       const host::FaceGradeCall call = {x, y, x1 - x, y1 - y, width, height, false, rgb};
       const bool graded = valid && (world_.grader_is_mute || Ask(call, &answer));
-      const float grade = answer.grade > 100 ? 100.0f : answer.grade < 50 ? 50.0f : answer.grade;
-      grade_[slot] = graded ? grade : 0.0f;
+      const float limited = answer.grade > 100 ? 100.0f : answer.grade < 50 ? 50.0f : answer.grade;
+      grade_[slot] = graded ? limited : 0.0f;
     }
   }
   template <typename Call, typename Answer>
@@ -280,43 +289,21 @@ class Worker {
 
   World& world_;
   const bool has_grader_;
-  bool is_model_ready_ = false, is_pending_ = false;
-  int skipped_ = 3, width_ = 0, height_ = 0, orientation_ = 0, flip_ = 0;
-  int64_t last_pass_ = 0;
-  std::array<int32_t, 4> handed_over_[3] = {};
+  bool is_model_ready_ = false, is_pending_ = false, flip_ = false;
+  int skipped_ = 3, width_ = 0, height_ = 0, orientation_ = 0;
+  int face_count_ = 0;
+  std::array<int32_t, 4> handed_over_[3] = {}, rects_[3] = {};
   std::vector<uint8_t> planes_[2], gray_, rgb_;
   float prop_[3] = {}, gender_[3] = {}, age_[3] = {}, grade_[3] = {};  // kept from pass to pass
 };
 
 // ---- The node -----------------------------------------------------------------------------------
 
-// What all nodes of the process share.
-struct Library {
-  void SetNodeInterface(const ChiNodeInterface* given) {
-    if (given == nullptr) return;
-    if (given->size >= 120) {
-      interface = *given;
-      if (interface.pGetVendorTagBase != nullptr) own_base = LookUp(kOwnSection, nullptr);
-    }
-    for (int k = kScore; k <= kFaceNum; ++k) ids[k] = LookUp(kTags[k][0], kTags[k][1]);
-  }
-  uint32_t LookUp(const char* section, const char* tag) const {
-    ChiVendorTagBase query = {24, 0, section, tag};
-    if (interface.pGetVendorTagBase != nullptr) world.LookUp(&query);
-    return query.vendorTagBase;
-  }
-
-  World& world;
-  ChiNodeInterface interface = {};
-  uint32_t own_base = 0;
-  uint32_t ids[kFaces + 1] = {0, 0, 0, 0, 0, 0, 0, 0, 0x00110006};
-};
-
 class Node {
  public:
-  Node(Library& library, const ChiNodeCreateInfo& info)
-      : library_(library), session_(info.hChiSession), caps_(info.nodeCapsMask) {
-    runs_ = library.world.runs_nodes[0] && library.world.runs_nodes[1];
+  Node(World& world, const ChiNodeCreateInfo& info)
+      : world_(world), session_(info.hChiSession), caps_(info.nodeCapsMask) {
+    runs_ = world.runs_nodes[0] && world.runs_nodes[1];
   }
 
   bool Negotiates() const { return caps_ != 2 && caps_ != 4; }
@@ -324,9 +311,9 @@ class Node {
   void CreatePipeline() {
     if (!runs_) return;
     worker.reset();
-    worker = std::make_unique<Worker>(library_.world);
-    worker->mFaceGenderAndAgeEnabled = gender_age_;
-    worker->mFaceScoreEnabled = score_;
+    worker = std::make_unique<Worker>(world_);
+    worker->gender_age_on = gender_age_;
+    worker->score_on = score_;
   }
   void Process(const ChiNodeProcessRequestInfo& info) {
     const bool has_input = info.inputNum > 0 && info.phInputBuffer != nullptr;
@@ -335,7 +322,7 @@ class Node {
     request_ = info.frameNum;
     ReadMetadata();
     result_ = {};
-    if (role_ == 1 && (gender_age_ || score_)) {
+    if (role_ && (gender_age_ || score_)) {
       if (face_count_ == 0) {
         result_ = {0, {}, {20, 20, 20}, {80, 80, 80}, {0.7f, 0.7f, 0.7f}};
       } else if (worker != nullptr && (info.frameNum + 2) % 6 == 0) {
@@ -350,10 +337,10 @@ class Node {
  private:
   // The value of a tag, null when it is absent, and its length in elements.
   const uint8_t* Read(Tag tag, std::size_t* count = nullptr) const {
-    const uint32_t id = library_.ids[tag];
+    const uint32_t id = world_.ids[tag];
     const auto type = static_cast<ChiMetadataType>(2);
     ChiMetadataGet get = {48, id | 0x08000000u, type, 0, session_, request_, nullptr, 0};
-    if (library_.interface.pGetMetadata != nullptr && id != 0) library_.world.Read(&get);
+    if (world_.interface.pGetMetadata != nullptr && id != 0) world_.Read(&get);
     if (count != nullptr) *count = get.count;
     return static_cast<const uint8_t*>(get.pData);
   }
@@ -367,11 +354,11 @@ class Node {
     if (value != nullptr && worker != nullptr) (*worker).*theirs = *ours = Word(value, 0) != 0;
   }
   void ReadMetadata() {
-    library_.LookUp(kOwnSection, "SupportedFeature");
+    world_.Ask(kOwnSection, "SupportedFeature");
     const uint8_t* const role = Read(kRole);
     if (role != nullptr) role_ = Word(role, 1) == 1;
-    ReadSwitch(kGenderAge, &gender_age_, &Worker::mFaceGenderAndAgeEnabled);
-    ReadSwitch(kScore, &score_, &Worker::mFaceScoreEnabled);
+    ReadSwitch(kGenderAge, &gender_age_, &Worker::gender_age_on);
+    ReadSwitch(kScore, &score_, &Worker::score_on);
     const uint8_t* const sensor = Read(kSensor);
     const uint8_t* const quad = sensor != nullptr ? Read(kQuad) : nullptr;
     if (sensor != nullptr) sensor_ = {Word(sensor, 0), Word(sensor, 1)};
@@ -406,19 +393,19 @@ class Node {
       image.stride[0] = image.stride[1] = Wrap(input->planeStride);
       if (image.plane[0] != nullptr && image.plane[1] != nullptr &&
           image.stride[0] >= image.width) {
-        worker->ProcessBuffer(&image, faces_, face_count_, orientation_, role_);
+        worker->ProcessBuffer(image, faces_, face_count_, orientation_, role_);
       }
     }
     result_.count = std::min(face_count_, 3);
     for (int i = 0; i < result_.count; ++i) {
       const auto& [x, y, w, h] = faces_[i];
-      const bool known = worker->getFaceIndex(false, x, Sum(x, w), y, Sum(y, h)) >= 0;
-      const bool high = worker->mGender[i] > 0.6f;
-      const float age = high ? worker->mAgeWhenGenderHigh[i] : worker->mAgeWhenGenderLow[i];
-      result_.gender[i] = known ? worker->mGender[i] : 0.0f;
+      const bool known = worker->Knows(x, Sum(x, w), y, Sum(y, h));
+      const bool high = worker->gender[i] > 0.6f;
+      const float age = high ? worker->age_if_high[i] : worker->age_if_low[i];
+      result_.gender[i] = known ? worker->gender[i] : 0.0f;
       result_.age[i] = known ? age : 20.0f;
-      result_.score[i] = known ? worker->mFaceGrade[i] : 80.0f;
-      result_.prop[i] = known ? worker->mProp[i] : 0.0f;
+      result_.score[i] = known ? worker->grade[i] : 80.0f;
+      result_.prop[i] = known ? worker->prop[i] : 0.0f;
     }
   }
 
@@ -428,28 +415,29 @@ class Node {
     std::vector<uint32_t> ids;
     std::vector<ChiTagData> values;
     const void* const own[] = {&one, &caps_, &processed, &buffer_size_};
-    for (uint32_t i = 0; i < 4 && library_.own_base != 0; ++i) {
-      ids.push_back(library_.own_base + i);
+    for (uint32_t i = 0; i < 4 && world_.own_base != 0; ++i) {
+      ids.push_back(world_.own_base + i);
       values.push_back({48, 0, request_, own[i], i == 3 ? 2u : 1u, {}});
     }
-    const uint32_t id = library_.LookUp(kTags[kResult][0], kTags[kResult][1]);
+    const uint32_t id = world_.Ask(kTags[kResult][0], kTags[kResult][1]);
     if (id != 0) {
       ids.push_back(id);
       values.push_back({48, 0, request_, &result_, 52, {}});
     }
     ChiMetadataSet set = {32, 0, session_, ids.data(), values.data()};
     set.tagCount = static_cast<uint32_t>(ids.size());
-    if (!ids.empty() && library_.interface.pSetMetadata != nullptr) library_.world.Publish(&set);
+    if (!ids.empty() && world_.interface.pSetMetadata != nullptr) world_.Publish(&set);
   }
 
-  Library& library_;
+  World& world_;
   const ChiHandle session_;
   const uint32_t caps_;
   bool runs_ = false, gender_age_ = false, score_ = false;
   std::array<uint32_t, 2> buffer_size_ = {}, sensor_ = {};
   ChiImageFormat full_ = {};
   uint64_t request_ = 0;
-  int orientation_ = 0, role_ = 0, face_count_ = 0;
+  bool role_ = false;
+  int orientation_ = 0, face_count_ = 0;
   android::_FaceLocation faces_[3] = {};
   struct {
     int32_t count;
