@@ -30,7 +30,7 @@ class Memory {
  public:
   template <typename T>
   T* Put(const T* data, std::size_t bytes, std::size_t gap = 0) {
-    uint8_t* const to = bytes_.data() + bytes_.size() - gap - bytes;
+    uint8_t* const to = bytes_.end() - gap - bytes;
     if (bytes != 0) std::memcpy(to, data, bytes);
     return reinterpret_cast<T*>(to);
   }
