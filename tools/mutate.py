@@ -23,9 +23,9 @@ import subprocess
 import sys
 
 PROGRAMS = {
-    "node": ["node_model_test", "fault_test", "worker_test"],
-    "analysis": ["node_model_test", "kernels_test", "worker_test", "fault_test", "race_test"],
-    "image": ["kernels_test", "node_model_test"],
+    "node": ["node_test", "fault_test", "worker_test"],
+    "analysis": ["node_test", "worker_test", "fault_test", "kernels_test", "race_test"],
+    "image": ["kernels_test", "node_test"],
     "sharpen": ["kernels_test"],
 }
 RULES = [  # pattern, replacement
