@@ -45,7 +45,7 @@ struct Camera {
     constexpr uint32_t kOdd[] = {0, 1, 0x7fffffff, 0x80000000, 0xffffffff};
     const auto side = [&] { return script.OneIn(24) ? script.Pick(kOdd) : script.Byte() % 97u; };
     const uint32_t w = side(), h = side();
-    const uint32_t pitch = script.OneIn(24) ? script.Pick(kOdd) : w + script.Between(-1, 20);
+    const uint32_t pitch = script.OneIn(24) ? script.Pick(kOdd) : w - 1 + script.Byte() % 20u;
     const bool fits = w - 1 < 96 && h - 1 < 96 && pitch >= w && pitch < 128;
     for (uint32_t p = 0; p < 2; ++p) {
       const uint32_t rows = fits ? h >> p : 0;
@@ -115,12 +115,12 @@ class Play {
   }
 
  private:
-  // A record in memory that ends where its size says, but not before the node session in it. At
-  // times it is smaller than the node needs, and at times there is none.
+  // A record in memory that ends where its size says (rounded up to its alignment), but not before
+  // the node session in it. At times it is smaller than the node needs, and at times there is none.
   template <typename T>
   T* Record(T record, uint32_t least) {
     record.size = !script_.OneIn(16) ? least : script_.OneIn(2) ? least - 1 : script_.Byte();
-    std::vector<uint8_t> bytes(std::max(16u, record.size));
+    std::vector<uint8_t> bytes(std::max(16u, (record.size + 7) / 8 * 8));
     std::memcpy(bytes.data(), &record, std::min(bytes.size(), sizeof(record)));
     if (script_.OneIn(32)) return nullptr;
     return reinterpret_cast<T*>(record_.Put(bytes.data(), bytes.size()));

@@ -78,8 +78,6 @@ class ChiGenderAgeNode final : public ZyNodeBase {
   int ProcessRequest(const ChiNodeProcessRequestInfo* info);
 
  private:
-  friend class ChiGenderAgeNodePeer;  // tests
-
   void getMetaData(uint64_t requestId);
   void UpdateMetaData(uint64_t requestId);
 

@@ -80,7 +80,8 @@ struct World {
   host::AgeGenderAnswer Ask(const host::AgeGenderCall& call) {
     Say("estimate", call.left, call.top, call.right, call.bottom, call.width, call.height,
         call.factor, call.gray_digest, call.rgb_digest);
-    return {Figure(call.rgb_digest, 1), Figure(call.gray_digest, 2), Figure(call.rgb_digest, 3)};
+    const uint64_t seed = call.rgb_digest + static_cast<uint64_t>(call.left);
+    return {Figure(seed, 1), Figure(seed, 2), Figure(seed, 3)};
   }
   host::FaceGradeAnswer Ask(const host::FaceGradeCall& call) {
     Say("grade", call.x, call.y, call.face_width, call.face_height, call.width, call.height,
@@ -160,14 +161,10 @@ class Worker {
   // What the worker's thread does once it gets its time.
   void Work() {
     if (!std::exchange(is_pending_, false)) return;
+    if (!std::exchange(has_worked_, true)) found = {};
     TurnUpright();
     std::copy_n(handed_over_, face_count_, rects_);
     for (int i = 0; i < face_count_ && has_grader_; ++i) Analyse(i);
-    std::copy_n(prop_, 3, prop);
-    std::copy_n(gender_, 3, gender);
-    std::copy_n(age_, 3, age_if_high);
-    std::copy_n(age_, 3, age_if_low);
-    std::copy_n(grade_, 3, grade);
     SetModelUp();
   }
 
@@ -182,8 +179,10 @@ class Worker {
     return false;
   }
 
-  float prop[3] = {0.7f, 0.7f, 0.7f}, gender[3] = {}, age_if_high[3] = {24, 24, 24},
-        age_if_low[3] = {20, 20, 20}, grade[3] = {80, 80, 80};
+  // What a pass does not write keeps its value; before the first one there are none.
+  struct {
+    float prop[3], gender[3], age_if_high[3], age_if_low[3], grade[3];
+  } found = {{0.7f, 0.7f, 0.7f}, {}, {24, 24, 24}, {20, 20, 20}, {80, 80, 80}};
   bool gender_age_on = false, score_on = false;
 
  private:
@@ -265,16 +264,16 @@ class Worker {
       host::AgeGenderAnswer answer = {};
       const host::AgeGenderCall call = {width, height, x, y, x1, y1, 1.0f, gray, rgb};
       if (valid) Ask(call, &answer);
-      age_[slot] = answer.age;
-      prop_[slot] = answer.prop;
-      gender_[slot] = answer.gender;
+      found.age_if_high[slot] = found.age_if_low[slot] = answer.age;
+      found.prop[slot] = answer.prop;
+      found.gender[slot] = answer.gender;
     }
     if (score_on) {
       host::FaceGradeAnswer answer = {};
       const host::FaceGradeCall call = {x, y, x1 - x, y1 - y, width, height, false, rgb};
       const bool graded = valid && (world_.grader_is_mute || Ask(call, &answer));
       const float limited = answer.grade > 100 ? 100.0f : answer.grade < 50 ? 50.0f : answer.grade;
-      grade_[slot] = graded ? limited : 0.0f;
+      found.grade[slot] = graded ? limited : 0.0f;
     }
   }
   template <typename Call, typename Answer>
@@ -289,12 +288,11 @@ class Worker {
 
   World& world_;
   const bool has_grader_;
-  bool is_model_ready_ = false, is_pending_ = false, flip_ = false;
+  bool is_model_ready_ = false, is_pending_ = false, has_worked_ = false, flip_ = false;
   int skipped_ = 3, width_ = 0, height_ = 0, orientation_ = 0;
   int face_count_ = 0;
   std::array<int32_t, 4> handed_over_[3] = {}, rects_[3] = {};
   std::vector<uint8_t> planes_[2], gray_, rgb_;
-  float prop_[3] = {}, gender_[3] = {}, age_[3] = {}, grade_[3] = {};  // kept from pass to pass
 };
 
 // ---- The node -----------------------------------------------------------------------------------
@@ -400,12 +398,12 @@ class Node {
     for (int i = 0; i < result_.count; ++i) {
       const auto& [x, y, w, h] = faces_[i];
       const bool known = worker->Knows(x, Sum(x, w), y, Sum(y, h));
-      const bool high = worker->gender[i] > 0.6f;
-      const float age = high ? worker->age_if_high[i] : worker->age_if_low[i];
-      result_.gender[i] = known ? worker->gender[i] : 0.0f;
+      const bool high = worker->found.gender[i] > 0.6f;
+      const float age = high ? worker->found.age_if_high[i] : worker->found.age_if_low[i];
+      result_.gender[i] = known ? worker->found.gender[i] : 0.0f;
       result_.age[i] = known ? age : 20.0f;
-      result_.score[i] = known ? worker->grade[i] : 80.0f;
-      result_.prop[i] = known ? worker->prop[i] : 0.0f;
+      result_.score[i] = known ? worker->found.grade[i] : 80.0f;
+      result_.prop[i] = known ? worker->found.prop[i] : 0.0f;
     }
   }
 

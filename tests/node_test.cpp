@@ -3,7 +3,7 @@
 // worker by itself or time.
 #include "tests/node_testing.h"
 
-#include <atomic>
+#include <array>
 #include <cstring>
 #include <random>
 
@@ -70,9 +70,8 @@ class NodeTest : public testing_support::DeviceTest {
   template <typename Record>
   void TryBadRecords(const char* name, ChiResult (*callback)(Record*), uint32_t size) {
     Record record = {};
-    Note("%s without a record: %d", name, callback(nullptr));
     record.size = size;
-    Note("%s without a session: %d", name, callback(&record));
+    Note("%s: %d, without a session: %d", name, callback(nullptr), callback(&record));
     record.hNodeSession = session_.node();
     record.size = size - 1;
     Note("%s with %d bytes: %d", name, record.size, callback(&record));
@@ -109,15 +108,15 @@ TEST_F(NodeTest, TellsItsLife) {
   node_.pSetNodeInterface(&interface);
   Tell("set-up");
   ChiNodeEntry(nullptr);
-  for (const auto& [size, major] :
-       {std::pair(144u, 1u), std::pair(143u, 0u), std::pair(200u, 0u)}) {
-    ChiNodeCallbacks table = {size,    major,   9,       7,       nullptr, nullptr, nullptr,
-                              nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, {&table}};
+  for (const auto& [size, major] : {std::pair(144, 1), std::pair(143, 0), std::pair(200, 0)}) {
+    ChiNodeCallbacks table = {};
+    std::memcpy(&table, std::array<int, 4>{size, major, 9, 7}.data(), 16);
+    table.reserved2[0] = &table;
     ChiNodeEntry(&table);
-    Note(
-        "%d bytes, version %d.%d, rest kept: %d, filled: %d", table.size, table.majorVersion,
-        table.minorVersion, table.reserved == 7 && table.reserved2[0] == &table,
-        std::equal(&table.size + 4, reinterpret_cast<uint32_t*>(table.reserved2), &node_.size + 4));
+    Note("%d bytes, version %d.%d, rest kept: %d, filled: %d", table.size, table.majorVersion,
+         table.minorVersion, table.reserved == 7 && table.reserved2[0] == &table,
+         std::memcmp(reinterpret_cast<char*>(&table) + 16,
+                     reinterpret_cast<const char*>(&node_) + 16, 72) == 0);
   }
   ChiQueryVendorTag query = {sizeof(query), 0, nullptr};
   Note("tags: %d, null: %d", node_.pQueryVendorTag(&query), node_.pQueryVendorTag(nullptr));
