@@ -53,4 +53,5 @@ void ZyFaceAgeFinalize() {
   });
 }
 
+// One of the five calls that the worker expects of an age model; this model has nothing to drop.
 void ZyFaceAgeClear() {}

@@ -5,9 +5,10 @@
 #include <array>
 #include <cstddef>
 
+#include "analysis/crop_rows.h"
 #include "analysis/variants.h"
-#include "base/neon.h"
 
+namespace android {
 namespace {
 
 using std::ptrdiff_t;
@@ -45,15 +46,6 @@ constexpr ColourTables BuildColourTables() {
 
 constexpr ColourTables kTables = BuildColourTables();
 
-// Output pixel (column, row) is source pixel (x0 + column * x_per_column + row * x_per_row,
-// y0 + column * y_per_column + row * y_per_row). Either x_per_row and y_per_column or the other two
-// are 0.
-struct CropMap {
-  ptrdiff_t x0, x_per_column, x_per_row;
-  ptrdiff_t y0, y_per_column, y_per_row;
-  bool v_first;  // the chroma pairs are taken as V, U
-};
-
 CropMap CropMapOf(ptrdiff_t width, ptrdiff_t height, int orientation, int flip) {
   const ptrdiff_t right = width - 2;
   const ptrdiff_t bottom = height - 2;
@@ -64,25 +56,6 @@ CropMap CropMapOf(ptrdiff_t width, ptrdiff_t height, int orientation, int flip) 
   if (flip == 1) return {0, 0, 2, 0, 2, 0, false};
   return {right, 0, -2, 0, 2, 0, false};
 }
-
-// A frame on its way to the output images.
-struct Crop {
-  const uint8_t* luma;
-  const uint8_t* chroma;
-  uint8_t* gray;
-  uint8_t* rgb;
-  ptrdiff_t pitch;  // of luma and chroma, in bytes
-  ptrdiff_t chroma_rows;
-  ptrdiff_t last_pair;  // byte of a chroma row at which its last whole pair begins
-  ptrdiff_t columns;    // of the output
-  ptrdiff_t rows;
-  CropMap map;
-
-  const uint8_t* LumaRow(ptrdiff_t y) const { return luma + y * pitch; }
-  const uint8_t* ChromaRow(ptrdiff_t y) const {
-    return chroma + std::min(y / 2, chroma_rows - 1) * pitch;
-  }
-};
 
 inline uint8_t Clip(int value) { return kTables.clip[static_cast<std::size_t>(value - kClipLow)]; }
 
@@ -112,173 +85,6 @@ void CropScalar(const Crop& crop) {
   for (ptrdiff_t row = 0; row < crop.rows; ++row) CropRowScalar(crop, row, crop.columns);
 }
 
-#if ZY_HAVE_NEON
-
-// With a = k - 16, the doubling high half of a * 10747 is a * 10747 / 32768 rounded down; halved
-// with rounding and added to a, that is (a * 76283 + 32768) >> 16 exactly. Both stay in 16 bits for
-// a in -243..465, of which -238..459 occur.
-inline uint8x8_t Clip(int16x8_t a) {
-  return vqmovun_s16(vrsraq_n_s16(a, vqdmulhq_n_s16(a, 10747), 1));
-}
-
-// Blue, green and red of eight pixels from luma - 16, U - 128 and V - 128. Coefficients beyond one
-// are split into the whole part, added as it is, and the fraction: 113618 = 65536 + 2 * 24041,
-// 89858 = 65536 + 2 * 12161, 45773 = 65536 - 19763.
-inline uint8x8x3_t BlueGreenRed(int16x8_t luma, int16x8_t u, int16x8_t v) {
-  const int16x8_t blue = vaddq_s16(u, vqrdmulhq_n_s16(u, 24041));
-  const int16x8_t red = vaddq_s16(v, vqrdmulhq_n_s16(v, 12161));
-  const int32x4_t green_low =
-      vmlal_n_s16(vmull_n_s16(vget_low_s16(u), -22014), vget_low_s16(v), 19763);
-  const int32x4_t green_high =
-      vmlal_high_n_s16(vmull_high_n_s16(u, -22014), v, 19763);  // -5325442..5327693
-  const int16x8_t green =
-      vsubq_s16(vcombine_s16(vrshrn_n_s32(green_low, 16), vrshrn_n_s32(green_high, 16)), v);
-  return {{Clip(vaddq_s16(luma, blue)), Clip(vaddq_s16(luma, green)), Clip(vaddq_s16(luma, red))}};
-}
-
-constexpr ptrdiff_t kRun = 16;
-
-// Sixteen pixels side by side in the output.
-struct Run {
-  uint8x16_t luma;
-  uint8x16_t chroma[2];  // U, V
-};
-
-inline int16x8_t LowMinus(uint8x16_t bytes, uint8_t offset) {
-  return vreinterpretq_s16_u16(vsubl_u8(vget_low_u8(bytes), vdup_n_u8(offset)));
-}
-
-inline int16x8_t HighMinus(uint8x16_t bytes, uint8_t offset) {
-  return vreinterpretq_s16_u16(vsubl_high_u8(bytes, vdupq_n_u8(offset)));
-}
-
-inline void StoreRun(const Run& run, uint8_t* gray, uint8_t* rgb) {
-  const uint8x8x3_t low = BlueGreenRed(LowMinus(run.luma, 16), LowMinus(run.chroma[0], 128),
-                                       LowMinus(run.chroma[1], 128));
-  const uint8x8x3_t high = BlueGreenRed(HighMinus(run.luma, 16), HighMinus(run.chroma[0], 128),
-                                        HighMinus(run.chroma[1], 128));
-  const uint8x16x3_t pixels = {{vcombine_u8(low.val[0], high.val[0]),
-                                vcombine_u8(low.val[1], high.val[1]),
-                                vcombine_u8(low.val[2], high.val[2])}};
-  vst1q_u8(gray, run.luma);
-  vst3q_u8(rgb, pixels);
-}
-
-inline uint8x16_t Reverse(uint8x16_t bytes) {
-  const uint8x16_t halves = vrev64q_u8(bytes);
-  return vextq_u8(halves, halves, 8);
-}
-
-// A run of one source row; `luma` and `chroma` point to its leftmost pixel.
-template <bool kReversed>
-inline Run LoadRun(const uint8_t* luma, const uint8_t* chroma) {
-  const uint8x16_t y = vld2q_u8(luma).val[0];
-  const uint8x16x2_t uv = vld2q_u8(chroma);
-  if constexpr (kReversed) return {Reverse(y), {Reverse(uv.val[0]), Reverse(uv.val[1])}};
-  return {y, {uv.val[0], uv.val[1]}};
-}
-
-// Source rows stay rows. The last run of a row is moved back onto pixels that are done already.
-template <bool kReversed>
-void CropRows(const Crop& crop) {
-  const CropMap& map = crop.map;
-  const ptrdiff_t columns = crop.columns;
-  for (ptrdiff_t row = 0; row < crop.rows; ++row) {
-    const ptrdiff_t y = map.y0 + row * map.y_per_row;
-    const uint8_t* luma = crop.LumaRow(y) + map.x0;
-    const uint8_t* chroma = crop.ChromaRow(y) + map.x0;
-    uint8_t* gray = crop.gray + row * columns;
-    uint8_t* rgb = crop.rgb + row * columns * 3;
-    const auto run = [&](ptrdiff_t column) {
-      const ptrdiff_t left = kReversed ? -2 * (column + kRun - 1) : 2 * column;
-      StoreRun(LoadRun<kReversed>(luma + left, chroma + left), gray + column, rgb + 3 * column);
-    };
-    ptrdiff_t column = 0;
-    for (; column + kRun <= columns; column += kRun) run(column);
-    if (column < columns) run(columns - kRun);
-  }
-}
-
-// Sixteen source rows of eight pixels: luma with a byte to skip behind each, or chroma pairs.
-struct Tile {
-  uint8x16_t rows[16];
-};
-
-inline Tile LoadTile(const uint8_t* at, ptrdiff_t step) {
-  Tile tile;
-  for (int i = 0; i < 16; ++i) tile.rows[i] = vld1q_u8(at + i * step);
-  return tile;
-}
-
-// Puts the bytes of even places before those of odd ones.
-inline Tile Unzip(const Tile& tile) {
-  Tile unzipped;
-  for (ptrdiff_t i = 0; i < 8; ++i) {
-    unzipped.rows[i] = vuzp1q_u8(tile.rows[2 * i], tile.rows[2 * i + 1]);
-    unzipped.rows[i + 8] = vuzp2q_u8(tile.rows[2 * i], tile.rows[2 * i + 1]);
-  }
-  return unzipped;
-}
-
-// Each unzipping rotates the bits of a byte's place, four row bits before four column bits, by one.
-inline Tile Transpose(const Tile& tile) { return Unzip(Unzip(Unzip(Unzip(tile)))); }
-
-// As many output rows as there are pixels in a cache line of a source row.
-constexpr ptrdiff_t kBandRows = 32;
-constexpr ptrdiff_t kTileRows = 8;
-
-void TurnLuma(const uint8_t* at, ptrdiff_t step, Run* runs) {
-  for (const Run* end = runs + kBandRows; runs != end; runs += kTileRows, at += 2 * kTileRows) {
-    const Tile tile = Transpose(LoadTile(at, step));
-    for (ptrdiff_t i = 0; i < kTileRows; ++i) runs[i].luma = tile.rows[2 * i];
-  }
-}
-
-void TurnChroma(const uint8_t* at, ptrdiff_t step, bool v_first, Run* runs) {
-  const int u = v_first ? 1 : 0;
-  for (const Run* end = runs + kBandRows; runs != end; runs += kTileRows, at += 2 * kTileRows) {
-    const Tile tile = Transpose(LoadTile(at, step));
-    for (ptrdiff_t i = 0; i < kTileRows; ++i) {
-      runs[i].chroma[u] = tile.rows[2 * i];
-      runs[i].chroma[1 - u] = tile.rows[2 * i + 1];
-    }
-  }
-}
-
-// Source columns become rows: of the output rows of a band, the first of which is `row`, this makes
-// the runs that begin at `column`.
-void CropBand(const Crop& crop, ptrdiff_t row, ptrdiff_t column) {
-  const CropMap& map = crop.map;
-  const bool leftwards = map.x_per_row < 0;
-  const ptrdiff_t first_row = leftwards ? row + kBandRows - 1 : row;
-  const ptrdiff_t output_step = leftwards ? -crop.columns : crop.columns;
-  const ptrdiff_t x = map.x0 + first_row * map.x_per_row;
-  const ptrdiff_t y = map.y0 + column * map.y_per_column;
-  const ptrdiff_t step = map.y_per_column * crop.pitch;
-  Run runs[kBandRows];
-  TurnLuma(crop.LumaRow(y) + x, step, runs);
-  TurnChroma(crop.ChromaRow(y) + x, step / 2, map.v_first, runs);
-  uint8_t* gray = crop.gray + first_row * crop.columns + column;
-  uint8_t* rgb = crop.rgb + 3 * (first_row * crop.columns + column);
-  const auto store = [&](ptrdiff_t i) {
-    StoreRun(runs[i], gray + i * output_step, rgb + i * 3 * output_step);
-  };
-  for (ptrdiff_t i = 0; i < kBandRows; i += 2) {
-    store(i);
-    store(i + 1);
-  }
-}
-
-// A last band or run is moved back onto pixels that are done already. Columns before `first_column`
-// are left alone.
-void CropBands(const Crop& crop, ptrdiff_t first_column) {
-  for (ptrdiff_t row = 0; row < crop.rows; row += kBandRows) {
-    for (ptrdiff_t column = first_column; column < crop.columns; column += kRun) {
-      CropBand(crop, std::min(row, crop.rows - kBandRows), std::min(column, crop.columns - kRun));
-    }
-  }
-}
-
 // In a frame of odd width the map may start on the last byte of the last whole pair; the vector
 // rows read on into the byte behind it, so those pixels are done again.
 void CropBehindLastPair(const Crop& crop) {
@@ -287,36 +93,20 @@ void CropBehindLastPair(const Crop& crop) {
   for (ptrdiff_t row = 0; row < crop.rows; ++row) CropRowScalar(crop, row, 1);
 }
 
-// Returns false, with nothing written, for an image that is too small to fill a run or a band.
-bool CropInRegisters(const Crop& crop) {
-  if (crop.map.x_per_column != 0) {
-    if (crop.columns < kRun) return false;
-    crop.map.x_per_column < 0 ? CropRows<true>(crop) : CropRows<false>(crop);
-    CropBehindLastPair(crop);
-    return true;
-  }
+// Returns false, with nothing written, where the vector rows do not apply.
+bool CropVector(const Crop& crop) {
   // If the first column names the chroma row that is not there, it is out of step with the others.
-  const ptrdiff_t first_column = crop.map.y0 / 2 < crop.chroma_rows ? 0 : 1;
-  if (crop.columns - first_column < kRun || crop.rows < kBandRows) return false;
+  const bool in_step = crop.map.x_per_column != 0 || crop.map.y0 / 2 < crop.chroma_rows;
+  const ptrdiff_t first_column = in_step ? 0 : 1;
+  if (!CropInRegisters(crop, first_column)) return false;
   if (first_column != 0) {
     for (ptrdiff_t row = 0; row < crop.rows; ++row) CropRowScalar(crop, row, first_column);
   }
-  CropBands(crop, first_column);
   CropBehindLastPair(crop);
   return true;
 }
 
-#else
-
-bool CropInRegisters(const Crop&) { return false; }
-
-#endif
-
 }  // namespace
-
-void VP8YUVInit() {}  // kTables is a constant
-
-namespace android {
 
 void prepareDataForFaceAnalyseVariant(KernelVariant variant, const uint8_t* luma,
                                       const uint8_t* chroma, uint8_t* gray, uint8_t* rgb, int width,
@@ -335,7 +125,7 @@ void prepareDataForFaceAnalyseVariant(KernelVariant variant, const uint8_t* luma
                      rows_stay ? width / 2 : height / 2,
                      rows_stay ? height / 2 : width / 2,
                      map};
-  if (variant == KernelVariant::kVector && CropInRegisters(crop)) return;
+  if (variant == KernelVariant::kVector && CropVector(crop)) return;
   CropScalar(crop);
 }
 
@@ -346,3 +136,6 @@ void prepareDataForFaceAnalyse(const uint8_t* luma, const uint8_t* chroma, uint8
 }
 
 }  // namespace android
+
+// The tables are constants. The call is part of starting a worker all the same.
+void VP8YUVInit() {}

@@ -67,8 +67,9 @@ class ZYPreview {
 
   // The first slot (0 to 2) whose analysed rectangle has every edge nearer to the given one than
   // three tenths of the given width, or -1. Edges are in full-frame pixels. With `requireFresh` a
-  // slot counts only when the model is ready and the last pass ended at most two seconds ago. Any
-  // thread while the worker exists.
+  // slot counts only when the model is ready and the last pass ended at most two seconds ago; the
+  // node asks without it, so that results stay until the next pass replaces them. Any thread while
+  // the worker exists.
   int getFaceIndex(bool requireFresh, int left, int right, int top, int bottom) const;
 
   // Results per face slot: the model's first output, the gender score, the age to use above and up
@@ -92,7 +93,7 @@ class ZYPreview {
   base::ConditionVariable mFrameCond;
   base::Mutex mDataLock;
   pthread_t mThread = 0;
-  bool mMultiFaceEnabled = true;  // nothing changes it
+  bool mMultiFaceEnabled = true;  // getFaceIndex() obeys it; nothing turns it off yet
   std::atomic<bool> mIsAnalyzing{false};
   ZyImageBuffer mInputImage = {};
   uint8_t* mRgbBuffer = nullptr;
@@ -115,10 +116,8 @@ class ZYPreview {
   std::atomic<bool> mFaceScoreEnabled{false};
 
  private:
-  friend class ZYPreviewPeer;  // tests
-
-  // What a pass found, kept from pass to pass: a slot that a pass does not write is published
-  // again.
+  // What a pass found, kept from pass to pass: a slot
+  // that a pass does not write is published again.
   struct PassResults {
     int32_t rects[kMaxFaces][4];
     float prop[kMaxFaces];

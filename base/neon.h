@@ -17,8 +17,8 @@
 #endif
 
 #if ZY_HAVE_NEON && !defined(__aarch64__)
-// Members of the instruction set that SIMDe lacks. Macros, because the shift must stay an
-// immediate.
+// Members of the instruction set that SIMDe lacks.
+// Macros, because the shift must stay an immediate.
 #define vshrn_high_n_u16(low, value, shift) vcombine_u8(low, vshrn_n_u16(value, shift))
 #define vqshrun_high_n_s16(low, value, shift) vcombine_u8(low, vqshrun_n_s16(value, shift))
 #define vshll_high_n_u8(value, shift) vshll_n_u8(vget_high_u8(value), shift)

@@ -21,11 +21,6 @@ namespace {
 constexpr std::size_t kPage = 4096;
 constexpr int kPadding = 64;
 
-void FillWithNoise(const Block& block, unsigned seed) {
-  std::minstd_rand random(seed);
-  std::generate_n(block.data(), block.size(), [&] { return static_cast<uint8_t>(random() >> 8); });
-}
-
 // Marks whole regions, as skin is: one block of 32 x 32 mask bytes in four.
 void FillMask(const Workspace& space) {
   const int columns = space.width / 2;
@@ -65,6 +60,7 @@ struct Plane {
   const uint8_t* mask;
   int width;
   int height;
+  int pitch;  // of `from`
 
   unsigned columns() const { return static_cast<unsigned>(width); }
   unsigned rows() const { return static_cast<unsigned>(height); }
@@ -73,9 +69,9 @@ struct Plane {
 class TaskMaker {
  public:
   explicit TaskMaker(const Workspace& space)
-      : space_(space),
-        plane_{space.source.data(), space.destination.data(), space.mask.data(), space.width,
-               space.height} {}
+      : space_(space), plane_{space.source.data(), space.destination.data(),
+                              space.mask.data(),   space.width,
+                              space.height,        space.pitch} {}
 
   std::vector<Task> Make() {
     AddCopy(0, 0.20, {kMemcpy, 1.05});
@@ -83,6 +79,8 @@ class TaskMaker {
     AddCopy(90, 0.90, {});
     AddCopy(180, 0.50, {kLibyuv, 0.85});
     AddCopy(270, 0.90, {});
+    AddCopy(-90, 0, {});
+    tasks_.back().is_measured = false;
     AddShrinks();
     AddCrop("270", 270, 0, 1.15);
     AddCrop("90", 90, 0, 1.29);
@@ -90,6 +88,10 @@ class TaskMaker {
     AddCrop("0, mirrored", 0, 1, 1.50);
     AddCrop("180", 180, 0, 1.50);
     AddCrop("180, mirrored", 180, 1, 1.50);
+    for (const int orientation : {90, 270}) {  // which the mirror does not change
+      AddCrop(std::to_string(orientation) + ", mirrored", orientation, 1, 0);
+      tasks_.back().is_measured = false;
+    }
     AddSharpenY();
     AddCorrelation("filterCorr3x3s8_v2, weights within 16 bits", 2.60, 1, 20, -2);
     AddCorrelation("filterCorr3x3s8_v2, any weights", 3.90, -128, 127, 127);
@@ -114,12 +116,13 @@ class TaskMaker {
   }
 
   void AddCopy(int rotation, double instruction_target, HostTarget host_target) {
-    const bool turned = rotation % 180 != 0;
+    const bool turned = rotation == 90 || rotation == 270;
     const int columns = turned ? space_.height : space_.width;
     const int rows = turned ? space_.width : space_.height;
+    const int pitch = turned ? space_.turned_pitch : space_.pitch;
     const ZyImageBuffer src =
-        Describe(space_.source.data(), space_.width, space_.height, space_.width);
-    const ZyImageBuffer dst = Describe(plane_.to, columns, rows, columns);
+        Describe(space_.source.data(), space_.width, space_.height, space_.pitch);
+    const ZyImageBuffer dst = Describe(plane_.to, columns, rows, pitch);
     Task& task = Add("ZyCopyBuffer, rotation " + std::to_string(rotation), Work::kCopy, rotation,
                      instruction_target);
     task.host_target = std::move(host_target);
@@ -127,7 +130,7 @@ class TaskMaker {
     task.variants = BothVariants(
         [src, dst, rotation](KernelVariant variant) { Copy(variant, src, dst, rotation); });
     if (rotation == 0) task.variants = {{"rows", task.variants.front().run}};
-    task.outputs = {{plane_.to, columns, rows * 3 / 2, columns, 0}};
+    task.outputs = {{plane_.to, columns, rows * 3 / 2, pitch, 0}};
   }
 
   void AddPaddedCopy() {
@@ -155,13 +158,13 @@ class TaskMaker {
   template <typename Function>
   std::vector<Contender> PlainShrink(Function function) const {
     return {
-        {"plain", [p = plane_, function] { function(p.from, p.to, p.width, p.height, p.width); }}};
+        {"plain", [p = plane_, function] { function(p.from, p.to, p.width, p.height, p.pitch); }}};
   }
 
   template <typename Function>
   std::vector<Contender> ShrinkVariants(Function function) const {
     return BothVariants([p = plane_, function](KernelVariant variant) {
-      function(variant, p.from, p.to, p.width, p.height, p.width);
+      function(variant, p.from, p.to, p.width, p.height, p.pitch);
     });
   }
 
@@ -173,9 +176,8 @@ class TaskMaker {
     task.outputs = {{plane_.to, columns, space_.height / factor, columns, 0}};
   }
 
-  void AddCrop(const char* name, int orientation, int flip, double instruction_target) {
-    Task& task =
-        Add(std::string("crop, orientation ") + name, Work::kCrop, orientation, instruction_target);
+  void AddCrop(const std::string& name, int orientation, int flip, double instruction_target) {
+    Task& task = Add("crop, orientation " + name, Work::kCrop, orientation, instruction_target);
     task.mirrored = flip == 1;
     task.source_bytes = space_.pixels() * 3 / 2;
     task.variants = BothVariants(
@@ -191,7 +193,7 @@ class TaskMaker {
     Task& task = Add("sharpenY", Work::kSharpen, 0, 1.62);
     task.host_target = {kOpenCv, 0.4};
     task.variants = BothVariants([p = plane_](KernelVariant variant) {
-      sharpenYVariant(variant, p.from, p.to, p.width, p.height, p.width);
+      sharpenYVariant(variant, p.from, p.to, p.width, p.height, p.pitch);
     });
     task.outputs = WholePlane(1);
   }
@@ -201,7 +203,7 @@ class TaskMaker {
     Task& task = Add(name, Work::kCorrelate, 0, instruction_target);
     task.variants = BothVariants([p = plane_, corner, centre, edge](KernelVariant variant) {
       filterCorr3x3s8_v2Variant(variant, p.from, p.to, p.columns(), p.rows(), corner, centre, edge,
-                                p.width);
+                                p.pitch);
     });
     task.outputs = WholePlane(1);
   }
@@ -210,11 +212,11 @@ class TaskMaker {
     Task& filter = Add("filterCorr3x3s8_v2WithskinMap, a quarter marked", Work::kMasked, 0, 0);
     filter.variants = {{"scalar", [p = plane_] {
                           filterCorr3x3s8_v2WithskinMap(p.from, p.mask, p.to, p.columns(), p.rows(),
-                                                        1, 20, -2, p.width);
+                                                        1, 20, -2, p.pitch);
                         }}};
     Task& sharpen = Add("sharpenYWithSkinMap, a quarter marked", Work::kMasked, 0, 0);
     sharpen.variants = {{"scalar", [p = plane_] {
-                           sharpenYWithSkinMap(p.from, p.to, p.mask, p.width, p.height, p.width);
+                           sharpenYWithSkinMap(p.from, p.to, p.mask, p.width, p.height, p.pitch);
                          }}};
   }
 
@@ -270,12 +272,19 @@ Block::Block(std::size_t size)
   std::memset(bytes_.get(), 0, size_);
 }
 
-Workspace::Workspace(int frame_width, int frame_height)
+void FillWithNoise(const Block& block, unsigned seed) {
+  std::minstd_rand random(seed);
+  std::generate_n(block.data(), block.size(), [&] { return static_cast<uint8_t>(random() >> 8); });
+}
+
+Workspace::Workspace(int frame_width, int frame_height, int padding)
     : width(frame_width),
       height(frame_height),
+      pitch(frame_width + padding),
+      turned_pitch(frame_height + padding),
       padded_pitch(frame_width + kPadding),
-      source(pixels() * 3 / 2),
-      destination(pixels() * 3 / 2),
+      source(PlaneSize(pitch) * 3 / 2),
+      destination(static_cast<std::size_t>(std::max(pitch * height, turned_pitch * width)) * 3 / 2),
       padded_source(PlaneSize(padded_pitch) * 3 / 2),
       padded_destination(PlaneSize(padded_pitch) * 3 / 2),
       scratch(pixels() * 3),
@@ -286,8 +295,13 @@ Workspace::Workspace(int frame_width, int frame_height)
   FillMask(*this);
 }
 
+std::vector<Task> AllTasks(const Workspace& space) { return TaskMaker(space).Make(); }
+
 std::vector<Task> MakeTasks(const Workspace& space, bool with_peers) {
-  std::vector<Task> tasks = TaskMaker(space).Make();
+  std::vector<Task> tasks = AllTasks(space);
+  tasks.erase(std::remove_if(tasks.begin(), tasks.end(),
+                             [](const Task& task) { return !task.is_measured; }),
+              tasks.end());
   if (!with_peers) return tasks;
   for ([[maybe_unused]] Task& task : tasks) {
 #if ZY_BENCH_LIBYUV

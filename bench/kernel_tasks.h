@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The pieces of work that the benches measure: every kernel with its variants, and other libraries'
-// functions that do the same work. One thread.
+// The one list of kernels, each with its variants: what the self-test checks, and what the benches
+// measure beside other libraries' functions that do the same work. One thread.
 #ifndef ZY_BENCH_KERNEL_TASKS_H_
 #define ZY_BENCH_KERNEL_TASKS_H_
 
@@ -29,17 +29,24 @@ class Block {
   std::unique_ptr<uint8_t, Release> bytes_;
 };
 
-// The memory that the tasks of one frame size share. Frames are dense NV12 unless they are padded.
+// Fills the block with bytes that follow from the seed, the same on every machine.
+void FillWithNoise(const Block& block, unsigned seed);
+
+// The memory that the tasks of one frame size share. The rows of a frame are `padding` bytes longer
+// than its pixels; those of padded_source and padded_destination always have some more. Frames for
+// crops have no padding.
 struct Workspace {
-  Workspace(int frame_width, int frame_height);
+  Workspace(int frame_width, int frame_height, int padding = 0);
 
   std::size_t pixels() const { return PlaneSize(width); }
-  std::size_t PlaneSize(int pitch) const {
-    return static_cast<std::size_t>(pitch) * static_cast<std::size_t>(height);
+  std::size_t PlaneSize(int row_bytes) const {
+    return static_cast<std::size_t>(row_bytes) * static_cast<std::size_t>(height);
   }
 
   int width;
   int height;
+  int pitch;         // of a plane of `width` pixels a row
+  int turned_pitch;  // of one of `height` pixels a row
   int padded_pitch;
   Block source;
   Block destination;
@@ -88,10 +95,13 @@ struct Task {
   std::vector<Contender> variants;  // the best first
   std::vector<Contender> peers;
   std::vector<Output> outputs;
+  bool is_measured = true;  // or is for the self-test alone
 };
 
-// Every task on frames of the workspace, which must outlive them. `with_peers` false leaves the
-// other libraries out.
+// Every task on frames of the workspace, which must outlive them.
+std::vector<Task> AllTasks(const Workspace& space);
+
+// Those that the benches measure. `with_peers` false leaves the other libraries out.
 std::vector<Task> MakeTasks(const Workspace& space, bool with_peers);
 
 // How far a contender's pixels are from those of the task's first variant: the largest difference

@@ -5,7 +5,7 @@
 #include <mutex>
 
 #include "fuzz/script.h"
-#include "tests/kernel_testing.h"
+#include "tests/guarded.h"
 #include "tests/node_model.h"
 
 extern "C" void ChiNodeEntry(ChiNodeCallbacks*);
@@ -37,7 +37,7 @@ class Memory {
  public:
   template <typename T>
   T* Put(const T* data, std::size_t bytes, std::size_t gap = 0) {
-    uint8_t* const to = bytes_.data() + bytes_.size() - gap - bytes;
+    uint8_t* const to = bytes_.end() - gap - bytes;
     if (bytes != 0) std::memcpy(to, data, bytes);
     return reinterpret_cast<T*>(to);
   }

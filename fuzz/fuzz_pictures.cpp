@@ -4,29 +4,12 @@
 #include <nlohmann/json.hpp>
 
 #include "apps/camsim/report.h"
+#include "fuzz/png_checksums.h"
 #include "fuzz/script.h"
 #include "pictures/frame_source.h"
 #include "pictures/picture.h"
 
 using fuzz::Require;
-
-// Puts right the checksums of a PNG's chunks, without which the decoder reads nothing.
-static void MendChecksums(std::vector<uint8_t>* png) {
-  for (std::size_t at = 8; at + 12 <= png->size();) {
-    const uint8_t* chunk = png->data() + at;
-    const std::size_t body = chunk[2] * 256u + chunk[3];  // longer ones are left alone
-    if (body > png->size() - at - 12) return;
-    uint32_t sum = ~0u;
-    for (std::size_t i = 4; i < 8 + body; ++i) {
-      sum ^= chunk[i];
-      for (int bit = 0; bit < 8; ++bit) sum = sum >> 1 ^ (sum % 2 != 0 ? 0xedb88320u : 0u);
-    }
-    for (std::size_t i = 0; i < 4; ++i) {
-      (*png)[at + 8 + body + i] = static_cast<uint8_t>(~sum >> (24 - 8 * i));
-    }
-    at += 12 + body;
-  }
-}
 
 static void ReadFrames(fuzz::Script& script) {
   pictures::FrameSourceOptions options;
@@ -38,7 +21,7 @@ static void ReadFrames(fuzz::Script& script) {
   options.stride = script.OneIn(4) ? script.Between(-1, 300) : 0;
   std::vector<uint8_t> bytes = script.Rest();
   if (pictures::DetectPictureFormat(bytes.data(), bytes.size()) == pictures::PictureFormat::kPng) {
-    MendChecksums(&bytes);
+    fuzz::MendChecksums(&bytes);
   }
   std::unique_ptr<pictures::FrameSource> source;
   auto reader = std::make_unique<pictures::MemoryReader>(bytes.data(), bytes.size());

@@ -41,9 +41,6 @@ class Script {
   const auto& Pick(const Choices& choices) {
     return *(std::begin(choices) + Byte() % std::size(choices));
   }
-  // A width or height, seldom large or negative, and a pitch for rows of that width.
-  int Side() { return OneIn(32) ? Between(-5, 700) : Between(0, 80); }
-  int Stride(int width) { return OneIn(4) ? Between(-700, 700) : width + Between(0, 3); }
   // Mostly words of meaning to a camera, at times anything.
   uint32_t Word() {
     constexpr uint32_t kWords[] = {0, 1, 1, 2, 7, 90, 180, 270, 0x7fffffff, 0x80000000};

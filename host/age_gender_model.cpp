@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Stands in for libQVFD_AgeGender. Its figures follow from the pixels and are no estimates of a
-// person.
+// Stands in for libQVFD_AgeGender. Its figures follow
+// from the pixels and are no estimates of a person.
 #include "platform/age_gender_model.h"
 
 #include <algorithm>

@@ -21,7 +21,7 @@ extern uint32_t g_sensorSizeTag;
 extern uint32_t g_quadCfaEnabledTag;
 extern uint32_t g_multiCameraIdRoleTag;
 extern uint32_t g_faceAnalyzeResultTag;
-extern uint32_t g_faceNumTag;
+extern uint32_t g_faceNumTag;  // looked up with the others, although no request reads it
 
 inline constexpr char kNodeSection[] = "com.qti.node.brodaxgenderage";
 
@@ -38,8 +38,8 @@ extern const ChiVendorTagData kOwnTags[kOwnTagCount];
 // Fills the globals above from the framework's interface. Request thread, before any request.
 void SetNodeInterface(ChiNodeInterface* pNodeInterface);
 
-// The identifier of a vendor tag, 0 when it is unknown or there is no interface to ask. Request
-// thread.
+// The identifier of a vendor tag, 0 when it is unknown
+// or there is no interface to ask. Request thread.
 uint32_t QueryVendorTagBase(const char* section, const char* tag);
 
 // ---- The published record -----------------------------------------------------------------------

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "host/control.h"
+#include "image/zy_image_buffer.h"
 #include "pictures/nv12.h"
 
 namespace testing_support {
@@ -97,6 +98,15 @@ inline pictures::Nv12Frame PatternFrame(int width, int height, int stride = 0) {
     }
   }
   return frame;
+}
+
+// The frame's planes as the node describes a camera buffer.
+inline ZyImageBuffer ImageOf(pictures::Nv12Frame& frame) {
+  return {kZyFormatYuv420SemiPlanar,
+          frame.width,
+          frame.height,
+          {frame.stride, frame.stride, 0, 0},
+          {frame.Luma(), frame.Chroma(), nullptr, nullptr}};
 }
 
 }  // namespace testing_support

@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // Starves the node: every allocation and every creation of a thread, a lock or a condition variable
 // fails once, in turn. Also counts what a steady stream allocates: nothing. The linker routes those
-// calls of this program through the wrappers below.
+// calls of this program through wrappers; the node has no other way to allocate, which the test of
+// the library as a file holds.
 #include <atomic>
 #include <cstring>
 #include <new>
-#include <utility>
 
 #include "analysis/zy_preview.h"
+#include "framework/frame_fate.h"
+#include "tests/allocations.h"
 #include "tests/device_testing.h"
 #include "tests/node_testing.h"
 
@@ -16,58 +18,40 @@ namespace {
 std::atomic<int> g_calls{0};
 std::atomic<int> g_failing_call{-1};
 std::atomic<bool> g_worker_is_off{false};  // a fault kept the worker's thread from starting
-std::atomic<size_t> g_bytes{0};            // of malloc
-std::atomic<int> g_blocks{0};              // of malloc, not yet freed
-std::atomic<int> g_locks{0};               // and conditions and attributes, not yet destroyed
+std::atomic<size_t> g_bytes{0};
+std::atomic<int> g_blocks{0};  // not yet freed
+std::atomic<int> g_locks{0};   // and conditions and attributes, not yet destroyed
 thread_local int t_calls = 0;
-thread_local bool t_in_framework = false;
 
 bool ThisCallFails() {
-  t_calls += t_in_framework ? 0 : 1;
+  ++t_calls;
   return g_calls++ == g_failing_call;
 }
 
-// Calls a pthread function unless this call of it fails.
-template <typename... Arguments>
-int CallOrFail(int error, int (*function)(Arguments...), std::decay_t<Arguments>... arguments) {
-  if (!ThisCallFails()) return function(arguments...);
-  g_worker_is_off = true;
-  return error;
-}
+class Starvation : public testing_support::AllocationWatch {
+  bool Refuses(size_t) override { return ThisCallFails(); }
+  void Allocated(void*, size_t bytes) override {
+    g_bytes += bytes;
+    ++g_blocks;
+  }
+  void Released(void*) override { --g_blocks; }
+} g_starvation;
 
-int Created(int error) {
-  g_locks += error == 0;
-  return error;
+// Calls a pthread function unless this call of it fails. `kLocks` is what a call that succeeds adds
+// to the objects that must be destroyed.
+template <int kLocks, typename... Arguments>
+int CallOrFail(int error, int (*function)(Arguments...), std::decay_t<Arguments>... arguments) {
+  if (ThisCallFails()) {
+    g_worker_is_off = true;
+    return error;
+  }
+  g_locks += kLocks;
+  return function(arguments...);
 }
 
 }  // namespace
 
 extern "C" {
-
-void* __real_malloc(size_t size);
-void* __wrap_malloc(size_t size) {
-  if (ThisCallFails()) return nullptr;
-  g_bytes += size;
-  ++g_blocks;
-  return __real_malloc(size);
-}
-void __real_free(void* block);
-void __wrap_free(void* block) {
-  g_blocks -= block != nullptr;
-  __real_free(block);
-}
-
-// operator new and new[]: the framework of this program uses them, the node may not.
-void* __real__Znwm(size_t size);
-void* __wrap__Znwm(size_t size) {
-  t_calls += t_in_framework ? 0 : 1;
-  return __real__Znwm(size);
-}
-void* __real__Znam(size_t size);
-void* __wrap__Znam(size_t size) {
-  t_calls += t_in_framework ? 0 : 1;
-  return __real__Znam(size);
-}
 
 // operator new(size_t, nothrow)
 void* __real__ZnwmRKSt9nothrow_t(size_t size, const std::nothrow_t& tag);
@@ -75,53 +59,54 @@ void* __wrap__ZnwmRKSt9nothrow_t(size_t size, const std::nothrow_t& tag) {
   return ThisCallFails() ? nullptr : __real__ZnwmRKSt9nothrow_t(size, tag);
 }
 
-int __real_pthread_create(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
+decltype(pthread_create) __real_pthread_create;
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                           void* (*function)(void*), void* argument) {
-  return CallOrFail(EAGAIN, __real_pthread_create, thread, attributes, function, argument);
+  return CallOrFail<0>(EAGAIN, __real_pthread_create, thread, attributes, function, argument);
 }
 
-int __real_pthread_mutex_init(pthread_mutex_t*, const pthread_mutexattr_t*);
+decltype(pthread_mutex_init) __real_pthread_mutex_init;
 int __wrap_pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes) {
-  return Created(CallOrFail(ENOMEM, __real_pthread_mutex_init, mutex, attributes));
+  return CallOrFail<1>(ENOMEM, __real_pthread_mutex_init, mutex, attributes);
 }
-int __real_pthread_mutex_destroy(pthread_mutex_t*);
+decltype(pthread_mutex_destroy) __real_pthread_mutex_destroy;
 int __wrap_pthread_mutex_destroy(pthread_mutex_t* mutex) {
   --g_locks;
   return __real_pthread_mutex_destroy(mutex);
 }
 
-int __real_pthread_condattr_init(pthread_condattr_t*);
+decltype(pthread_condattr_init) __real_pthread_condattr_init;
 int __wrap_pthread_condattr_init(pthread_condattr_t* attributes) {
-  return Created(CallOrFail(ENOMEM, __real_pthread_condattr_init, attributes));
+  return CallOrFail<1>(ENOMEM, __real_pthread_condattr_init, attributes);
 }
-int __real_pthread_condattr_setclock(pthread_condattr_t*, clockid_t);
+decltype(pthread_condattr_setclock) __real_pthread_condattr_setclock;
 int __wrap_pthread_condattr_setclock(pthread_condattr_t* attributes, clockid_t clock) {
-  return CallOrFail(EINVAL, __real_pthread_condattr_setclock, attributes, clock);
+  EXPECT_EQ(clock, CLOCK_MONOTONIC);
+  return CallOrFail<0>(EINVAL, __real_pthread_condattr_setclock, attributes, clock);
 }
-int __real_pthread_condattr_destroy(pthread_condattr_t*);
+decltype(pthread_condattr_destroy) __real_pthread_condattr_destroy;
 int __wrap_pthread_condattr_destroy(pthread_condattr_t* attributes) {
   --g_locks;
   return __real_pthread_condattr_destroy(attributes);
 }
 
-int __real_pthread_cond_init(pthread_cond_t*, const pthread_condattr_t*);
+decltype(pthread_cond_init) __real_pthread_cond_init;
 int __wrap_pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attributes) {
-  return Created(CallOrFail(ENOMEM, __real_pthread_cond_init, condition, attributes));
+  return CallOrFail<1>(ENOMEM, __real_pthread_cond_init, condition, attributes);
 }
 // A wait that fails returns at once.
-int __real_pthread_cond_wait(pthread_cond_t*, pthread_mutex_t*);
+decltype(pthread_cond_wait) __real_pthread_cond_wait;
 int __wrap_pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
   return ThisCallFails() ? EINVAL : __real_pthread_cond_wait(condition, mutex);
 }
-int __real_pthread_cond_destroy(pthread_cond_t*);
+decltype(pthread_cond_destroy) __real_pthread_cond_destroy;
 int __wrap_pthread_cond_destroy(pthread_cond_t* condition) {
   --g_locks;
   return __real_pthread_cond_destroy(condition);
 }
 
 // A join that fails finds the thread gone already.
-int __real_pthread_join(pthread_t, void**);
+decltype(pthread_join) __real_pthread_join;
 int __wrap_pthread_join(pthread_t thread, void** result) {
   const int error = __real_pthread_join(thread, result);
   return ThisCallFails() ? ESRCH : error;
@@ -133,26 +118,20 @@ namespace {
 
 using testing_support::DeviceTest;
 
-// A framework function whose own allocations do not count.
-template <auto kMember, typename Record>
-ChiResult Uncounted(Record* record) {
-  const bool before = std::exchange(t_in_framework, true);
-  const ChiResult result = (framework::Framework::Interface().*kMember)(record);
-  t_in_framework = before;
-  return result;
-}
-
 class FaultTest : public DeviceTest {
  protected:
   // Counts instead of collecting, because a list of lines would allocate.
   FaultTest() {
+    testing_support::g_allocation_watch = &g_starvation;
     host::SetLogSink([this](const host::LogLine& line) {
       failed_joins_ += std::strstr(line.text, "pthread dead already") != nullptr;
-      considered_frames_ += std::strstr(line.text, "ProcessBuffer++") != nullptr;
-      EXPECT_FALSE(g_worker_is_off && std::strstr(line.text, "mAnalyzingEnabled:1") != nullptr);
+      const auto fate = framework::FateIn(line.text);
+      considered_frames_ += fate.has_value();
+      EXPECT_FALSE(g_worker_is_off && fate == framework::FrameFate::kTaken);
     });
   }
   ~FaultTest() override {
+    testing_support::g_allocation_watch = nullptr;
     g_failing_call = -1;
     g_worker_is_off = false;
   }
@@ -250,11 +229,6 @@ TEST_F(FaultTest, AWorkerWithoutLocksLooksAtNoFrame) {
 }
 
 TEST_F(FaultTest, ASteadyStreamAllocatesAGrayImagePerPassAndNothingOnTheRequestThread) {
-  ChiNodeInterface interface = framework::Framework::Interface();
-  interface.pGetMetadata = Uncounted<&ChiNodeInterface::pGetMetadata>;
-  interface.pSetMetadata = Uncounted<&ChiNodeInterface::pSetMetadata>;
-  interface.pGetVendorTagBase = Uncounted<&ChiNodeInterface::pGetVendorTagBase>;
-  framework::Framework::Get().Callbacks().pSetNodeInterface(&interface);
   framework::Session session;
   ASSERT_TRUE(Start(session));
   g_bytes = 0;

@@ -33,6 +33,11 @@ for file in "$library" "$stripped"; do
   expect "build id" 1 "$(readelf -nW "$file" | grep -c 'Build ID')"
 done
 
+# fault_test lets these fail and counts them: malloc, new[], and new that returns null.
+expect "other ways to allocate" "" "$(nm -D -u "$library" |
+  grep -oE '\b(calloc|realloc|memalign|aligned_alloc|posix_memalign|_Zn[aw]\w+)' |
+  grep -vxE '_Znam|_ZnwmRKSt9nothrow_t' | xargs)"
+
 # The kits are in the library although no path of the node calls them.
 names=$(nm -C "$library")
 for kit in resize_half resize_halfUseNeon resize_quarter resize_quarterUseNeon resize_eighthUseNeon \

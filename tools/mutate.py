@@ -2,14 +2,15 @@
 # SPDX-License-Identifier: Apache-2.0
 """Breaks the shipping folders one small way at a time and runs the tests on each.
 
-usage: mutate.py SOURCE_DIRECTORY WORK_DIRECTORY [SAMPLE [SEED]]
-
-The tests that know a folder best run first, all the others only on a mutant that those let live.
-A mutant whose objects have the original's bytes is equivalent and does not count.
-Prints a line per mutant, the survivors again at the end, and the share of the others that was killed.
-SAMPLE 0 runs all of them.
+The programs that know a folder best (PROGRAMS) run first, all the other tests only on a mutant that
+those let live. A mutant whose objects have the original's bytes is equivalent and does not count.
+tools/surviving_mutants.txt lists mutants that may live: of those the first programs alone are asked.
+Prints a line per mutant, then the survivors that are not listed as lines for that list, and the share
+of all the others that was killed.
 """
+import argparse
 import concurrent.futures
+import contextlib
 import hashlib
 import os
 import pathlib
@@ -22,10 +23,10 @@ import subprocess
 import sys
 
 PROGRAMS = {
-    "node": ["node_test", "fault_test", "race_test"],
-    "analysis": ["worker_test", "crop_test", "node_test", "fault_test", "race_test"],
-    "image": ["image_test", "crop_test", "worker_test"],
-    "sharpen": ["sharpen_test", "array_helpers_test"],
+    "node": ["node_test", "fault_test", "worker_test"],
+    "analysis": ["node_test", "worker_test", "fault_test", "kernels_test", "race_test"],
+    "image": ["kernels_test", "node_test"],
+    "sharpen": ["kernels_test"],
 }
 RULES = [  # pattern, replacement
     (r"(?<![<>=!-])<(?= )", "<="), (r"(?<= )<=(?= )", "<"), (r"(?<= )>(?= )", ">="),
@@ -36,28 +37,43 @@ RULES = [  # pattern, replacement
     (r"^(\s+)[\w:.>-]+\([^;{}]*\);$", r"\1;"), (r"^(\s+)return [^;]*;$", r"\1{}"),
     (r"\b(\w+)\((\w+), (\w+)(?=[,)])", r"\1(\3, \2"),
 ]
-VERDICTS = ["killed", "survived", "equivalent", "no build"]
+VERDICTS = ["killed", "survived", "listed", "equivalent", "no build"]
+LIST = pathlib.Path(__file__).with_name("surviving_mutants.txt")
 
 
-def mutants(source):
-    for folder in PROGRAMS:
-        for path in sorted(source.glob(f"{folder}/*.cpp")) + sorted(source.glob(f"{folder}/*.h")):
-            for number, line in enumerate(path.read_text().splitlines()):
+class Mutant:
+    """A line of a file, and what stands there instead."""
+
+    def __init__(self, path, number, line, changed):
+        self.path, self.number, self.changed = path, number, changed
+        # As the list has it: without the line's number, which every edit above would change.
+        self.text = f"{path}: {line.strip()}  ->  {changed.strip()}"
+
+
+def mutants(source, folders):
+    for folder in folders:
+        for file in sorted(source.glob(f"{folder}/*.cpp")) + sorted(source.glob(f"{folder}/*.h")):
+            for number, line in enumerate(file.read_text().splitlines()):
                 code = line.split("//")[0].rstrip()
                 if not code.strip() or code.lstrip().startswith(("#", "static_assert", '"')):
                     continue
                 forms = {code[:match.start()] + match.expand(new) + code[match.end():]
                          for old, new in RULES for match in re.finditer(old, code)}
                 for changed in sorted(forms - {code}):
-                    yield path.relative_to(source), number, changed
+                    yield Mutant(file.relative_to(source), number, line, changed)
 
 
-def run(*command, seconds=120, **options):
+def listed_mutants():
+    lines = LIST.read_text().splitlines()
+    return {line for line in lines if line and not line.startswith("#")}
+
+
+def run(*command, seconds=120):
     """Whether the command succeeds in time and in 4 GiB."""
     limit = lambda: resource.setrlimit(resource.RLIMIT_AS, (4 << 30, 4 << 30))
     try:
         return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-                              preexec_fn=limit, timeout=seconds, **options).returncode == 0
+                              preexec_fn=limit, timeout=seconds).returncode == 0
     except subprocess.TimeoutExpired:
         return False
 
@@ -65,84 +81,123 @@ def run(*command, seconds=120, **options):
 class Workplace:
     """A copy of the sources with a build of its own."""
 
-    def __init__(self, source, work):
+    def __init__(self, source, work, folders):
         self.source, self.build = work / "source", work / "build"
+        self.programs = sorted({program for folder in folders for program in PROGRAMS[folder]})
+        self.rest_is_sound = False
         shutil.rmtree(work, ignore_errors=True)
         shutil.copytree(source, self.source, ignore=shutil.ignore_patterns("build", ".git"))
         # Warnings are no errors: a mutant that only warns must be killed by a test. But a function
-        # that returns nothing at all is no program. No debug information, so that equal code has
-        # equal bytes.
+        # that returns nothing at all is no program. No debug information and no compiler cache, so
+        # that equal code has equal bytes and other code never has.
         subprocess.run(["cmake", "--preset", "host", "-B", self.build, "-DZY_WERROR=OFF",
-                        "-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_CXX_FLAGS=-Werror=return-type"],
+                        "-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_CXX_FLAGS=-Werror=return-type",
+                        "-DCMAKE_CXX_COMPILER_LAUNCHER="],
                        cwd=self.source, check=True, stdout=subprocess.DEVNULL)
-        subprocess.run(["ninja", "-C", self.build], check=True, stdout=subprocess.DEVNULL)
+        self.libraries = [f"libzy_{folder}.a" for folder in PROGRAMS]
+        subprocess.run(["ninja", "-C", self.build, *self.libraries, *self.programs], check=True,
+                       stdout=subprocess.DEVNULL)
         self.original = self.fingerprint()
-        if not self.passes_everything():
+        if not all(self.passes(program) for program in self.programs):
             sys.exit("the tests fail before anything is broken")
 
     def fingerprint(self):
-        libraries = [self.build / f"libzy_{folder}.a" for folder in PROGRAMS]
-        return hashlib.sha256(b"".join(file.read_bytes() for file in libraries)).hexdigest()
+        content = b"".join((self.build / library).read_bytes() for library in self.libraries)
+        return hashlib.sha256(content).hexdigest()
 
     def make(self, *targets):
-        return run("ninja", "-C", self.build, *targets)
+        return run("ninja", "-C", self.build, *targets, seconds=600)
 
-    def judge(self, path, number, changed):
-        file = self.source / path
+    def passes(self, program):
+        return self.make(program) and run(self.build / program, "--gtest_brief=1",
+                                          "--gtest_fail_fast", seconds=20)
+
+    def passes_rest(self):
+        return self.make() and run("ctest", "--test-dir", self.build, "--stop-on-failure",
+                                   "-E", f"^({'|'.join(self.programs)})$", seconds=300)
+
+    @contextlib.contextmanager
+    def broken_by(self, mutant):
+        file = self.source / mutant.path
         text = file.read_text()
         lines = text.splitlines()
-        lines[number] = changed
+        lines[mutant.number] = mutant.changed
         file.write_text("\n".join(lines) + "\n")
         try:
-            return self.verdict(path.parts[0])
+            yield
         finally:
             file.write_text(text)
 
-    def verdict(self, folder):
-        if not self.make(*(f"libzy_{folder}.a" for folder in PROGRAMS)):
+    def judge(self, mutant, is_listed):
+        with self.broken_by(mutant):
+            verdict = self.first_verdict(mutant.path.parts[0])
+        if verdict != "survived" or is_listed:
+            return "listed" if verdict == "survived" else verdict
+        if not self.rest_is_sound and not self.passes_rest():
+            sys.exit("the tests fail before anything is broken")
+        self.rest_is_sound = True
+        with self.broken_by(mutant):
+            return "survived" if self.passes_rest() else "killed"
+
+    def first_verdict(self, folder):
+        if not self.make(*self.libraries):
             return "no build"
         if self.fingerprint() == self.original:
             return "equivalent"
-        for program in PROGRAMS[folder]:
-            test = [self.build / program, "--gtest_brief=1", "--gtest_fail_fast"]
-            if not self.make(program) or not run(*test, seconds=20):
-                return "killed"
-        return "survived" if self.passes_everything() else "killed"
-
-    def passes_everything(self):
-        return self.make() and run("ctest", "--test-dir", self.build, "--stop-on-failure")
+        passes = all(self.passes(program) for program in PROGRAMS[folder])
+        return "survived" if passes else "killed"
 
 
-def main():
-    source, work = pathlib.Path(sys.argv[1]).resolve(), pathlib.Path(sys.argv[2]).resolve()
-    sample, seed = int(sys.argv[3]) if len(sys.argv) > 3 else 40, int(sys.argv[4]) if len(sys.argv) > 4 else 1
+def arguments():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawTextHelpFormatter)
+    parser.add_argument("source", type=lambda path: pathlib.Path(path).resolve())
+    parser.add_argument("work", type=lambda path: pathlib.Path(path).resolve())
+    parser.add_argument("sample", type=int, nargs="?", default=40, help="so many, drawn; 0 is all")
+    parser.add_argument("--folder", action="append", choices=PROGRAMS, help="again for another one")
+    parser.add_argument("--seed", type=int, default=1, help="of the draw")
+    parser.add_argument("--jobs", type=int, default=os.cpu_count())
+    return parser.parse_intermixed_args()
+
+
+def judge_all(options, folders, chosen, listed):
     workplaces = queue.SimpleQueue()
-    for index in range(os.cpu_count()):
-        workplaces.put(Workplace(source, work / str(index)))
-    chosen = list(mutants(source))
-    if 0 < sample < len(chosen):
-        chosen = random.Random(seed).sample(chosen, sample)
+    for index in range(options.jobs):
+        workplaces.put(Workplace(options.source, options.work / str(index), folders))
 
     def judge(mutant):
         workplace = workplaces.get()
         try:
-            return workplace.judge(*mutant)
+            return workplace.judge(mutant, mutant.text in listed)
         finally:
             workplaces.put(workplace)
 
-    counts, survivors = dict.fromkeys(VERDICTS, 0), []
-    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        for (path, number, changed), verdict in zip(chosen, pool.map(judge, chosen)):
-            line = (source / path).read_text().splitlines()[number].strip()
-            what = f"{path}:{number + 1}: {line}  ->  {changed.strip()}"
-            counts[verdict] += 1
-            print(f"{verdict:10} {what}", flush=True)
-            if verdict == "survived":
-                survivors.append(what)
-    print("survivors:", *survivors, sep="\n  ")
-    judged = counts["killed"] + counts["survived"]
+    with concurrent.futures.ThreadPoolExecutor(options.jobs) as pool:
+        for mutant, verdict in zip(chosen, pool.map(judge, chosen)):
+            print(f"{verdict:10} line {mutant.number + 1} of {mutant.text}", flush=True)
+            yield mutant, verdict
+
+
+def main():
+    options = arguments()
+    folders = options.folder or list(PROGRAMS)
+    listed, everything = listed_mutants(), list(mutants(options.source, folders))
+    chosen = everything
+    if 0 < options.sample < len(chosen):
+        chosen = random.Random(options.seed).sample(chosen, options.sample)
+    verdicts = list(judge_all(options, folders, chosen, listed))
+    counts = {name: sum(verdict == name for _, verdict in verdicts) for name in VERDICTS}
+
+    def show(title, texts):
+        print(title, *sorted(texts), sep="\n")
+
+    show("listed, but there is no such mutant any more:",
+         {text for text in listed if text.split("/")[0] in folders} - {m.text for m in everything})
+    show("listed, but killed now:", {m.text for m, v in verdicts if m.text in listed and v == "killed"})
+    show("survivors that are not listed:", [m.text for m, v in verdicts if v == "survived"])
     print(", ".join(f"{n} {verdict}" for verdict, n in counts.items()))
+    judged = counts["killed"] + counts["survived"]
     print(f"killed {counts['killed']} of {judged}: {100 * counts['killed'] / max(judged, 1):.1f} percent")
+    sys.exit(counts["survived"] > 0)
 
 
 main()

@@ -18,6 +18,7 @@
 #include "apps/camsim/sensor.h"
 #include "apps/exit_code.h"
 #include "apps/standard_streams.h"
+#include "framework/frame_fate.h"
 #include "framework/framework.h"
 #include "host/control.h"
 #include "platform/android_log.h"
@@ -41,13 +42,11 @@ class LogWatch {
 
  private:
   void See(const host::LogLine& line) {
-    int enabled = 0, analyzing = 0;
     if (std::strncmp(line.text, "ProcessRequest():679", 20) == 0 &&
         outcome_ == Outcome::kNotOffered) {
       outcome_ = Outcome::kSkipped;
-    } else if (std::sscanf(line.text, "ProcessBuffer++, mAnalyzingEnabled:%d, mIsAnalyzing:%d",
-                           &enabled, &analyzing) == 2) {
-      outcome_ = enabled == 1 && analyzing == 0 ? Outcome::kTaken : Outcome::kDropped;
+    } else if (const auto fate = framework::FateIn(line.text)) {
+      outcome_ = fate == framework::FrameFate::kTaken ? Outcome::kTaken : Outcome::kDropped;
     }
     if (level_ == LogLevel::kInfo || (level_ == LogLevel::kError && line.priority >= kLogError)) {
       Print(line);

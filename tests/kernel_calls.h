@@ -1,0 +1,263 @@
+// SPDX-License-Identifier: Apache-2.0
+// One call of one kernel, all of it decided by the bytes of a script: sizes, pitches, overlaps,
+// null pointers, weights, pixels. The kernel runs as its public function, with its scalar and with
+// its vector rows, in memory that ends where its contract ends, and must leave the bytes of the
+// plain formula, and no others changed.
+#ifndef ZY_TESTS_KERNEL_CALLS_H_
+#define ZY_TESTS_KERNEL_CALLS_H_
+
+#include <array>
+#include <climits>
+#include <list>
+#include <optional>
+
+#include "analysis/face_crop.h"
+#include "analysis/variants.h"
+#include "fuzz/script.h"
+#include "image/resize.h"
+#include "image/variants.h"
+#include "image/zy_copy_buffer.h"
+#include "sharpen/filter_corr3x3.h"
+#include "sharpen/sharpen_y.h"
+#include "sharpen/skin_map.h"
+#include "sharpen/variants.h"
+#include "tests/guarded.h"
+#include "tests/kernel_oracles.h"
+
+namespace testing_support {
+
+// Which rows a kernel runs; none for what its public function chooses, or has no choice of.
+using Rows = std::optional<KernelVariant>;
+
+template <typename Public, typename Variant, typename... Arguments>
+auto RunRows(Rows rows, Public* function, Variant* variant, Arguments... arguments) {
+  return rows && variant != nullptr ? variant(*rows, arguments...) : function(arguments...);
+}
+
+// A width or height: mostly the byte itself, seldom large, or no size at all.
+inline int Side(fuzz::Script& script) {
+  const int side = script.Byte();
+  if (side < 240) return side % 80;
+  return side < 250 ? script.Between(80, 700) : script.Pick(std::array{0, -1, -9, INT_MIN});
+}
+
+// A pitch for rows of that width, often too small or negative.
+inline int Pitch(fuzz::Script& script, int width) {
+  if (script.OneIn(4)) return script.Between(-300, 300);
+  const int pitch = std::max(width, 0) + script.Between(0, 3);
+  return script.OneIn(4) ? -pitch : pitch;
+}
+
+// Seldom makes one of the pointers null.
+template <typename... Pointers>
+void MayLose(fuzz::Script& script, Pointers&... pointers) {
+  int lost = script.OneIn(16) ? script.Between(0, int{sizeof...(pointers)} - 1) : -1;
+  ((lost-- == 0 ? void(pointers = nullptr) : void()), ...);
+}
+
+// The memory of a call. It begins with noise.
+class Memory {
+ public:
+  explicit Memory(fuzz::Script& script) : script_(script) {}
+
+  // The pointer from which the bytes of the reach are counted. Of a mask, every other byte is 0.
+  uint8_t* Add(Reach reach, bool is_mask = false) {
+    const auto edge = script_.OneIn(4) ? GuardedBytes::Edge::kFront : GuardedBytes::Edge::kBack;
+    Block& block = blocks_.emplace_back(reach.Bytes(), edge);
+    block.entry = script_.Noise(static_cast<std::size_t>(block.end() - block.begin()));
+    for (uint8_t& byte : block.entry) byte = is_mask && byte % 2 == 0 ? 0 : byte;
+    return block.data() - reach.lowest;
+  }
+  uint8_t* Add(int bytes) { return Add(Reach{0, bytes}); }
+
+  // Whether the kernel leaves what the formula leaves, with all its rows.
+  template <typename Formula, typename Kernel>
+  bool EndsAlike(Formula formula, Kernel kernel) {
+    Restore();
+    formula();
+    for (Block& block : blocks_) block.expected.assign(block.begin(), block.end());
+    for (const Rows rows : {Rows{}, Rows{KernelVariant::kScalar}, Rows{KernelVariant::kVector}}) {
+      Restore();
+      kernel(rows);
+      for (Block& block : blocks_) {
+        if (!std::equal(block.begin(), block.end(), block.expected.begin())) return false;
+      }
+    }
+    return true;
+  }
+
+ private:
+  struct Block : GuardedBytes {
+    using GuardedBytes::GuardedBytes;
+    std::vector<uint8_t> entry, expected;
+  };
+
+  void Restore() {
+    for (Block& block : blocks_) std::copy(block.entry.begin(), block.entry.end(), block.begin());
+  }
+
+  fuzz::Script& script_;
+  std::list<Block> blocks_;
+};
+
+// ---- The kernels: each says what was broken, or null --------------------------------------------
+
+inline constexpr int kRotations[] = {0, 90, 180, 270, 360, 450, -90, -180, -270, -360};
+
+// The source and the destination lie in one piece of memory: side by side, in either order, so that
+// its ends are theirs, or on top of each other.
+inline const char* CallCopy(fuzz::Script& script) {
+  int rotation = script.Pick(kRotations);
+  ZyImageBuffer src = {1, Side(script), Side(script), {}, {}}, dst = src;
+  if (script.OneIn(32)) rotation = script.Raw<int32_t>();
+  if ((rotation % 180 == 0) == script.OneIn(8)) std::swap(dst.width, dst.height);
+  if (script.OneIn(32)) (script.OneIn(2) ? dst.width : dst.height) = Side(script);
+  if (script.OneIn(32)) (script.OneIn(2) ? src.format : dst.format) = 2;
+  Memory memory(script);
+  for (unsigned p = 0; p < 2; ++p) {
+    src.stride[p] = Pitch(script, src.width);
+    dst.stride[p] = Pitch(script, dst.width);
+    const auto [from, to] = CopiedPlaneOf(dst, src, p, rotation).Touched();
+    const ptrdiff_t behind = from.end - to.lowest, ahead = from.lowest - to.end;
+    ptrdiff_t gap = script.Pick(std::array{behind, ahead, behind, ahead, behind / 2, ptrdiff_t{0}});
+    if (script.OneIn(4)) gap += script.Between(-40, 40);
+    Reach both = from;
+    both.Add(to.lowest + gap, to.end - to.lowest);
+    src.plane[p] = memory.Add(both);
+    dst.plane[p] = src.plane[p] + gap;
+  }
+  ZyImageBuffer* to = &dst;
+  const ZyImageBuffer* from = &src;
+  MayLose(script, to, from, src.plane[0], src.plane[1], dst.plane[0], dst.plane[1]);
+  bool copies = false, says_so = true;
+  const bool alike = memory.EndsAlike(
+      [&] { copies = to != nullptr && from != nullptr && CopyNaively(dst, src, rotation); },
+      [&](Rows rows) {
+        says_so &= RunRows(rows, ZyCopyBuffer, ZyCopyBufferVariant, to, from, rotation) == copies;
+      });
+  return alike && says_so ? nullptr : "a copy moves its pixels and says so";
+}
+
+using Shrink = void(const unsigned char*, unsigned char*, int, int, int);
+using ShrinkVariant = void(KernelVariant, const unsigned char*, unsigned char*, int, int, int);
+
+struct Downscaler {
+  Shrink* run;
+  ShrinkVariant* variant;  // null for one kind of rows
+  int factor;
+  int block;  // source columns in a block; 0 for the functions without blocks
+};
+
+inline constexpr Downscaler kDownscalers[] = {
+    {resize_half, nullptr, 2, 0},
+    {resize_quarter, nullptr, 4, 0},
+    {resize_halfUseNeon, resize_halfUseNeonVariant, 2, 16},
+    {resize_quarterUseNeon, resize_quarterUseNeonVariant, 4, 16},
+    {resize_eighthUseNeon, resize_eighthUseNeonVariant, 8, 8},
+};
+
+inline const char* CallDownscaler(fuzz::Script& script) {
+  const Downscaler& downscaler = script.Pick(kDownscalers);
+  const int width = Side(script), height = Side(script), stride = Pitch(script, width);
+  const ResizeWalk walk = WalkOf(downscaler.factor, downscaler.block, width, height, stride);
+  Memory memory(script);
+  const uint8_t* src = memory.Add(walk.Source());
+  uint8_t* dst = memory.Add(walk.outputs() * walk.rows);
+  MayLose(script, src, dst);
+  const bool alike = memory.EndsAlike([&] { ShrinkNaively(walk, src, dst); },
+                                      [&](Rows rows) {
+                                        RunRows(rows, downscaler.run, downscaler.variant, src, dst,
+                                                width, height, stride);
+                                      });
+  return alike ? nullptr : "a downscaler gives the means of its blocks";
+}
+
+inline void RunFilter(Rows rows, const FilterCall& c) {
+  RunRows(rows, filterCorr3x3s8_v2, filterCorr3x3s8_v2Variant, c.src, c.dst, c.columns(), c.rows(),
+          c.weights.corner, c.weights.centre, c.weights.edge, c.stride);
+}
+inline void RunMarkedFilter(Rows, const FilterCall& c) {
+  filterCorr3x3s8_v2WithskinMap(c.src, c.mask, c.dst, c.columns(), c.rows(), c.weights.corner,
+                                c.weights.centre, c.weights.edge, c.stride);
+}
+inline void RunSharpen(Rows rows, const FilterCall& c) {
+  RunRows(rows, sharpenY, sharpenYVariant, c.src, c.dst, c.width, c.height, c.stride);
+}
+inline void RunMarkedSharpen(Rows, const FilterCall& c) {
+  sharpenYWithSkinMap(c.src, c.dst, c.mask, c.width, c.height, c.stride);
+}
+inline void RunSmooth(Rows rows, const FilterCall& c) {
+  RunRows(rows, smoothSkinMapGaussian, smoothSkinMapGaussianVariant, c.dst, c.columns(), c.rows());
+}
+
+struct Filter {
+  void (*run)(Rows, const FilterCall&);
+  void (*naive)(const FilterCall&);
+  bool takes_weights;  // or has those of sharpening
+};
+
+inline constexpr Filter kFilters[] = {{RunFilter, FilterNaively, true},
+                                      {RunMarkedFilter, FilterMarkedNaively, true},
+                                      {RunSharpen, FilterNaively, false},
+                                      {RunMarkedSharpen, FilterMarkedNaively, false},
+                                      {RunSmooth, SmoothNaively, false}};
+
+inline const char* CallFilter(fuzz::Script& script) {
+  const Filter& filter = script.Pick(kFilters);
+  const int width = Side(script), height = Side(script), stride = Pitch(script, width);
+  const Weights drawn = script.OneIn(2) ? Weights{1, 20, -2} : script.Raw<Weights>();
+  Memory memory(script);
+  const uint8_t* src = memory.Add(PlaneReach(width, height, stride));
+  const uint8_t* mask = memory.Add(PlaneReach(width / 2, height / 2, width / 2), true);
+  uint8_t* dst = memory.Add(PlaneReach(width, height, width));
+  const Weights weights = filter.takes_weights ? drawn : kSharpen;
+  MayLose(script, src, mask, dst);
+  const FilterCall call = {src, mask, dst, width, height, stride, weights};
+  const bool alike =
+      memory.EndsAlike([&] { filter.naive(call); }, [&](Rows rows) { filter.run(rows, call); });
+  return alike ? nullptr : "a filter changes its pixels and no others";
+}
+
+inline constexpr std::array<int, 2> kViews[] = {{270, 0}, {90, 0},   {0, 1},  {0, 0},
+                                                {180, 1}, {180, 0},  {90, 1}, {270, 1},
+                                                {45, 1},  {-90, -1}, {0, 2}};
+
+inline const char* CallCrop(fuzz::Script& script) {
+  const auto& [orientation, flip] = script.Pick(kViews);
+  const CropCall crop = {orientation, flip, Side(script), Side(script)};
+  Memory memory(script);
+  const uint8_t* luma = memory.Add(PlaneReach(crop.width, crop.height, crop.width));
+  const uint8_t* chroma = memory.Add(PlaneReach(crop.width, crop.height / 2, crop.width));
+  uint8_t* gray = memory.Add(crop.pixels());
+  uint8_t* rgb = memory.Add(3 * crop.pixels());
+  MayLose(script, luma, chroma, gray, rgb);
+  const bool alike = memory.EndsAlike(
+      [&] { CropNaively(crop, luma, chroma, gray, rgb); },
+      [&](Rows rows) {
+        RunRows(rows, android::prepareDataForFaceAnalyse, android::prepareDataForFaceAnalyseVariant,
+                luma, chroma, gray, rgb, crop.width, crop.height, crop.orientation, crop.flip);
+      });
+  return alike ? nullptr : "a crop is upright and in colour";
+}
+
+// The first byte of a script chooses the kind, the second what the kind has a choice of, the next
+// two width and height.
+struct KernelKind {
+  const char* name;
+  std::size_t choices;
+  const char* (*call)(fuzz::Script& script);
+};
+
+inline constexpr KernelKind kKernelKinds[] = {{"Copy", std::size(kRotations), CallCopy},
+                                              {"Shrink", std::size(kDownscalers), CallDownscaler},
+                                              {"Filter", std::size(kFilters), CallFilter},
+                                              {"Crop", std::size(kViews), CallCrop}};
+
+// What a kernel broke, or null.
+inline const char* CallKernel(fuzz::Script& script) {
+  return script.Pick(kKernelKinds).call(script);
+}
+
+}  // namespace testing_support
+
+#endif  // ZY_TESTS_KERNEL_CALLS_H_
