@@ -21,6 +21,7 @@
 #include "host/control.h"
 #include "host/face_measure.h"
 #include "platform/chi_node.h"
+#include "tests/kernel_oracles.h"
 
 namespace node_model {
 
@@ -200,42 +201,17 @@ class Worker {
     if (int64_t{from.width} * from.height * 3 > INT32_MAX) return false;
     width_ = from.width;
     height_ = from.height;
-    for (int p = 0; p < 2; ++p) {
-      planes_[p].assign(static_cast<std::size_t>(width_ * height_), 0);
-      for (int y = 0; y < height_ >> p; ++y) {
-        std::copy_n(from.plane[p] + y * from.stride[p], width_ >> p << p,
-                    &planes_[p][0] + y * width_);
-      }
-    }
-    return true;
+    for (auto& plane : planes_) plane.assign(static_cast<std::size_t>(width_ * height_), 0);
+    const ZyImageBuffer to = {
+        1, width_, height_, {width_, width_}, {planes_[0].data(), planes_[1].data()}};
+    return CopyNaively(to, from, 0);
   }
 
   void TurnUpright() {
-    const bool lies = orientation_ == 90 || orientation_ == 270;
-    const int columns = (lies ? width_ : height_) / 2, rows = (lies ? height_ : width_) / 2;
-    gray_.clear();
-    rgb_.clear();
-    for (int i = 0; i < columns * rows; ++i) AddPixel(i % columns * 2, i / columns * 2);
-  }
-  // `c` and `r`: twice the column and twice the row.
-  void AddPixel(int c, int r) {
-    const int w = width_, h = height_;
-    const bool swaps = orientation_ == 0 && !flip_;
-    const auto [x, y] = orientation_ == 270  ? std::pair(c, r)
-                        : orientation_ == 90 ? std::pair(w - 2 - c, h - 1 - r)
-                        : swaps              ? std::pair(r, h - 2 - c)
-                        : orientation_ == 0  ? std::pair(w - 2 - r, h - 1 - c)
-                        : flip_              ? std::pair(r, c)
-                                             : std::pair(w - 2 - r, c);
-    // There is no chroma row below the last whole one, and no pair at the end of an odd row.
-    const uint8_t* pair =
-        &planes_[1][0] + std::min(y / 2, h / 2 - 1) * w + std::min(x, w / 2 * 2 - 2);
-    const int luma = (&planes_[0][0])[y * w + x], u = pair[swaps] - 128, v = pair[!swaps] - 128;
-    gray_.push_back(static_cast<uint8_t>(luma));
-    for (const int k : {113618 * u + 32768, -22014 * u + 32768 - 45773 * v, 89858 * v + 32768}) {
-      const int value = ((luma + (k >> 16) - 16) * 76283 + 32768) >> 16;
-      rgb_.push_back(static_cast<uint8_t>(std::clamp(value, 0, 255)));
-    }
+    const testing_support::CropCall crop = {orientation_, flip_, width_, height_};
+    gray_.resize(static_cast<std::size_t>(crop.pixels()));
+    rgb_.resize(3 * gray_.size());
+    CropNaively(crop, planes_[0].data(), planes_[1].data(), gray_.data(), rgb_.data());
   }
 
   // A rectangle of the frame in the upright image, at the frame's scale; exact, wherever it lies.
@@ -289,8 +265,7 @@ class Worker {
   World& world_;
   const bool has_grader_;
   bool is_model_ready_ = false, is_pending_ = false, has_worked_ = false, flip_ = false;
-  int skipped_ = 3, width_ = 0, height_ = 0, orientation_ = 0;
-  int face_count_ = 0;
+  int skipped_ = 3, width_ = 0, height_ = 0, orientation_ = 0, face_count_ = 0;
   std::array<int32_t, 4> handed_over_[3] = {}, rects_[3] = {};
   std::vector<uint8_t> planes_[2], gray_, rgb_;
 };
@@ -300,9 +275,10 @@ class Worker {
 class Node {
  public:
   Node(World& world, const ChiNodeCreateInfo& info)
-      : world_(world), session_(info.hChiSession), caps_(info.nodeCapsMask) {
-    runs_ = world.runs_nodes[0] && world.runs_nodes[1];
-  }
+      : world_(world),
+        session_(info.hChiSession),
+        caps_(info.nodeCapsMask),
+        runs_(world.runs_nodes[0] && world.runs_nodes[1]) {}
 
   bool Negotiates() const { return caps_ != 2 && caps_ != 4; }
   void SetBufferSize(uint32_t width, uint32_t height) { buffer_size_ = {width, height}; }
@@ -408,33 +384,27 @@ class Node {
   }
 
   void Publish() {
-    const uint32_t one = 1;
-    const uint64_t processed = 0;
-    std::vector<uint32_t> ids;
-    std::vector<ChiTagData> values;
-    const void* const own[] = {&one, &caps_, &processed, &buffer_size_};
-    for (uint32_t i = 0; i < 4 && world_.own_base != 0; ++i) {
-      ids.push_back(world_.own_base + i);
-      values.push_back({48, 0, request_, own[i], i == 3 ? 2u : 1u, {}});
-    }
-    const uint32_t id = world_.Ask(kTags[kResult][0], kTags[kResult][1]);
-    if (id != 0) {
-      ids.push_back(id);
-      values.push_back({48, 0, request_, &result_, 52, {}});
-    }
-    ChiMetadataSet set = {32, 0, session_, ids.data(), values.data()};
-    set.tagCount = static_cast<uint32_t>(ids.size());
-    if (!ids.empty() && world_.interface.pSetMetadata != nullptr) world_.Publish(&set);
+    const uint32_t one = 1, own = world_.own_base;
+    const uint64_t none = 0;
+    const uint32_t result = world_.Ask(kTags[kResult][0], kTags[kResult][1]);
+    const uint32_t ids[] = {own, own + 1, own + 2, own + 3, result};
+    const void* const data[] = {&one, &caps_, &none, &buffer_size_, &result_};
+    const uint64_t counts[] = {1, 1, 1, 2, 52};
+    ChiTagData values[5];
+    for (int i = 0; i < 5; ++i) values[i] = {48, 0, request_, data[i], counts[i], {}};
+    const uint32_t first = own != 0 ? 0 : 4, end = result != 0 ? 5 : 4;
+    ChiMetadataSet set = {32, end - first, session_, ids + first, values + first};
+    if (first < end && world_.interface.pSetMetadata != nullptr) world_.Publish(&set);
   }
 
   World& world_;
   const ChiHandle session_;
   const uint32_t caps_;
-  bool runs_ = false, gender_age_ = false, score_ = false;
+  const bool runs_;
+  bool role_ = false, gender_age_ = false, score_ = false;
   std::array<uint32_t, 2> buffer_size_ = {}, sensor_ = {};
   ChiImageFormat full_ = {};
   uint64_t request_ = 0;
-  bool role_ = false;
   int orientation_ = 0, face_count_ = 0;
   android::_FaceLocation faces_[3] = {};
   struct {
