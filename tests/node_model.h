@@ -204,14 +204,15 @@ class Worker {
     for (auto& plane : planes_) plane.assign(static_cast<std::size_t>(width_ * height_), 0);
     const ZyImageBuffer to = {
         1, width_, height_, {width_, width_}, {planes_[0].data(), planes_[1].data()}};
-    return CopyNaively(to, from, 0);
+    return testing_support::CopyNaively(to, from, 0);
   }
 
   void TurnUpright() {
     const testing_support::CropCall crop = {orientation_, flip_, width_, height_};
     gray_.resize(static_cast<std::size_t>(crop.pixels()));
     rgb_.resize(3 * gray_.size());
-    CropNaively(crop, planes_[0].data(), planes_[1].data(), gray_.data(), rgb_.data());
+    testing_support::CropNaively(crop, planes_[0].data(), planes_[1].data(), gray_.data(),
+                                 rgb_.data());
   }
 
   // A rectangle of the frame in the upright image, at the frame's scale; exact, wherever it lies.
