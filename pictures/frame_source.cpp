@@ -60,8 +60,8 @@ class Y4mSource final : public FrameSource {
     Failure failure = ReadY4mFrame(*reader_, header_, index_++, &planes_, at_end);
     if (failure) return FailAbout(name_, failure);
     if (*at_end) return std::nullopt;
-    return PlanarToNv12(planes_.data(), header_.layout, header_.width, header_.height, stride_,
-                        frame);
+    return PlanarToNv12(planes_.data(), header_.layout, header_.range, header_.width,
+                        header_.height, stride_, frame);
   }
   int Width() const override { return header_.width; }
   int Height() const override { return header_.height; }

@@ -117,19 +117,55 @@ TEST(Picture, IsReadWholeOrNotAtAll) {
 
 TEST(Picture, ClaimedSizesAreCheckedBeforeMemoryIsTaken) {
   Picture picture;
-  EXPECT_EQ(MessageOf(Decode(EncodeGray16(16385, 1), &picture)), "unusable size 16385x1");
-  EXPECT_EQ(MessageOf(Decode(EncodeGray16(16384, 16384), &picture)), "unusable size 16384x16384");
+  const std::string limits = " is outside the limits: 1 to 16384 a side and at most 128 Mi pixels";
+  EXPECT_EQ(MessageOf(Decode(EncodeGray16(16385, 1), &picture)), "size 16385x1" + limits);
+  EXPECT_EQ(MessageOf(Decode(EncodeGray16(16384, 16384), &picture)), "size 16384x16384" + limits);
   EXPECT_EQ(MessageOf(Decode(EncodeGray16(8192, 8192), &picture)),
             "damaged PNG: the file is cut short");
   Bytes jpeg = EncodeJpeg(MakePicture(8, 8), 0);
   const uint8_t frame_header[] = {0xff, 0xc0, 0, 17, 8};
   const auto at = std::search(jpeg.begin(), jpeg.end(), frame_header, frame_header + 5);
   at[5] = at[7] = 0x40;
-  EXPECT_EQ(MessageOf(Decode(jpeg, &picture)), "unusable size 16392x16392");
+  EXPECT_EQ(MessageOf(Decode(jpeg, &picture)), "size 16392x16392" + limits);
   at[5] = at[7] = 0x10;
   EXPECT_EQ(MessageOf(Decode(jpeg, &picture)), "damaged JPEG: the file is cut short");
   at[1] = 0xc9;
   EXPECT_EQ(MessageOf(Decode(jpeg, &picture)), "JPEG with arithmetic coding is not supported");
+}
+
+TEST(Picture, JpegsAreTurnedByTheirExifOrientationAndDamagedExifIsHarmless) {
+  Picture stored = MakePicture(24, 16);
+  FillRectangle({0, 0, 8, 8}, {255, 255, 255}, &stored);
+  const Bytes jpeg = EncodeJpeg(stored, 0);
+  const auto decode = [&](const Bytes& segment) {
+    Bytes file = jpeg;
+    file.insert(file.begin() + 2, segment.begin(), segment.end());
+    Picture picture;
+    EXPECT_EQ(MessageOf(Decode(file, &picture)), "success");
+    return picture;
+  };
+  for (uint8_t orientation = 1; orientation <= 8; ++orientation) {
+    // Where the stored picture's upper left corner belongs, and whether width and height change.
+    const bool right = orientation == 2 || orientation == 3 || orientation == 6 || orientation == 7;
+    const bool below = orientation == 3 || orientation == 4 || orientation >= 7;
+    const bool swapped = orientation >= 5;
+    const Bytes little_endian = {0xff, 0xe1, 0, 34, 'E',         'x', 'i', 'f', 0,    0, 'I', 'I',
+                                 42,   0,    8, 0,  0,           0,   1,   0,   0x12, 1, 3,   0,
+                                 1,    0,    0, 0,  orientation, 0,   0,   0,   0,    0, 0,   0};
+    const Bytes big_endian = {0xff, 0xe1, 0, 34, 'E', 'x',         'i', 'f', 0, 0,    'M', 'M',
+                              0,    42,   0, 0,  0,   8,           0,   1,   1, 0x12, 0,   3,
+                              0,    0,    0, 1,  0,   orientation, 0,   0,   0, 0,    0,   0};
+    for (const Bytes& segment : {little_endian, big_endian}) {
+      Picture upright = decode(segment);
+      ASSERT_EQ(upright.width, swapped ? 16 : 24) << int{orientation};
+      EXPECT_GT(*upright.Pixel(right ? upright.width - 4 : 4, below ? upright.height - 4 : 4), 200);
+      for (std::size_t at = 4; at < segment.size(); ++at) {
+        Bytes damaged = segment;
+        damaged[at] = 0xff;
+        decode(damaged);
+      }
+    }
+  }
 }
 
 TEST(Nv12, PrimariesHaveTheirBt601Codes) {
@@ -177,6 +213,8 @@ TEST(Y4m, EveryLayoutGivesTheFrameWorkedOutByHand) {
        {1, 2, 3, p, 4, 5, 6, p, 7, 8, 9, p, 20, 120, 35, 135, 65, 165, 80, 180}},
       {"W1 H1 C444", {1, 2, 3}, 2, {1, p, 2, 3}},
       {"W3 H1 Cmono", {1, 2, 3}, 4, {1, 2, 3, p, 128, 128, 128, 128}},
+      {"W3 H1 Cmono XCOLORRANGE=FULL", {0, 128, 255}, 4, {16, 126, 235, p, 128, 128, 128, 128}},
+      {"W1 H1 C444 XCOLORRANGE=FULL", {255, 0, 255}, 2, {235, p, 16, 240}},
   };
   for (const auto& [tags, planes, stride, expected] : cases) {
     Bytes file = BytesOf(std::string("YUV4MPEG2 ") + tags + "\nFRAME Ixyz\n");

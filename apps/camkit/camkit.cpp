@@ -52,7 +52,8 @@ Plane LumaOf(const pictures::Nv12Frame& frame) {
 pictures::Failure ToGray(const Plane& luma, pictures::Picture* picture) {
   pictures::Nv12Frame frame;
   if (pictures::Failure failure = pictures::PlanarToNv12(
-          luma.bytes.data(), pictures::ChromaLayout::kMono, luma.width, luma.height, 0, &frame)) {
+          luma.bytes.data(), pictures::ChromaLayout::kMono, pictures::ColourRange::kLimited,
+          luma.width, luma.height, 0, &frame)) {
     return failure;
   }
   *picture = pictures::Nv12ToPicture(frame);
