@@ -4,9 +4,11 @@
 #include <turbojpeg.h>
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <random>
 #include <set>
 #include <sstream>
 #include <tuple>
@@ -15,8 +17,11 @@
 #include "host/face_measure.h"
 #include "pictures/annotate.h"
 #include "pictures/frame_source.h"
+#include "pictures/jpeg_header.h"
 #include "pictures/scene.h"
 #include "pictures/y4m.h"
+#include "platform/age_gender_model.h"
+#include "platform/face_grade.h"
 
 namespace pictures {
 namespace {
@@ -356,6 +361,53 @@ TEST(Scene, LooksAsItDid) {
     ASSERT_FALSE(PictureToNv12(picture, 650, &frame));
     EXPECT_EQ(DigestOf(frame.bytes), digests[faces - 1].first) << faces;
     EXPECT_EQ(DigestOf(Nv12ToPicture(frame).rgb), digests[faces - 1].second) << faces;
+  }
+}
+
+// Age, prop, gender and grade that the models' stand-ins give for a picture's middle.
+std::array<float, 4> FiguresOf(const Picture& picture) {
+  const int w = picture.width, h = picture.height;
+  Bytes bgr, gray;
+  for (std::size_t i = 0; i < picture.rgb.size(); i += 3) {
+    const uint8_t* rgb = picture.rgb.data() + i;
+    bgr.insert(bgr.end(), {rgb[2], rgb[1], rgb[0]});
+    gray.push_back(static_cast<uint8_t>((rgb[0] + 2 * rgb[1] + rgb[2]) / 4));
+  }
+  const QVAG_FaceResult age =
+      QVAG_OneFaceAnalyze(gray.data(), bgr.data(), w, h, w / 4, h / 4, w - w / 4, h - h / 4, 1.0f);
+  FaceGradeInterface grader;
+  FaceGradeResult grade;
+  grader.setFaceRect(w / 4, h / 4, w - w / 4 * 2, h - h / 4 * 2);
+  grader.process(bgr.data(), w, h, grade, false);
+  return {age.age / 68, age.prop, age.gender, grade.grade / 50};
+}
+
+// Each figure sees what is done to a picture, whatever the picture: nothing that goes wrong on the
+// way to a model stays unseen, and no figure ends at a limit.
+TEST(StandIns, EveryFigureSeesAMirrorATurnAShiftAndExchangedColours) {
+  std::mt19937 random(1);
+  for (int round = 0; round < 100; ++round) {
+    Picture texture = MakePicture(160, 160);
+    for (int blot = 0; blot < 60; ++blot) {
+      const auto any = [&](unsigned limit) { return static_cast<int>(random() % limit); };
+      const auto byte = [&] { return static_cast<uint8_t>(random() % 256); };
+      const Rect rect = {any(140), any(140), 10 + any(60), 10 + any(60)};
+      FillRectangle(rect, {byte(), byte(), byte()}, &texture);
+    }
+    Picture shifted = texture, exchanged = texture;
+    std::rotate(shifted.rgb.begin(), shifted.rgb.begin() + 24, shifted.rgb.end());
+    for (std::size_t i = 0; i < exchanged.rgb.size(); i += 3) {
+      std::swap(exchanged.rgb[i], exchanged.rgb[i + 2]);
+    }
+    const std::array<float, 4> figures = FiguresOf(texture);
+    for (const Picture& changed :
+         {TurnUpright(texture, 2), TurnUpright(texture, 6), shifted, exchanged}) {
+      const std::array<float, 4> others = FiguresOf(changed);
+      for (std::size_t i = 0; i < 4; ++i) {
+        EXPECT_NE(figures[i], others[i]) << round << " figure " << i;
+        EXPECT_TRUE(others[i] > 0.02f && others[i] < (i == 3 ? 1.98f : 1.04f)) << others[i];
+      }
+    }
   }
 }
 
