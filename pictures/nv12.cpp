@@ -140,6 +140,14 @@ Failure ShapeFrame(int width, int height, int stride, Nv12Frame* frame) {
   return std::nullopt;
 }
 
+YuvCode CodeOf(Colour colour) {
+  const uint8_t rgb[3] = {colour.r, colour.g, colour.b};
+  const int sum[3] = {4 * colour.r, 4 * colour.g, 4 * colour.b};
+  uint8_t pair[2];
+  ChromaOf(sum, pair);
+  return {LumaOf(rgb), pair[0], pair[1]};
+}
+
 Failure PictureToNv12(const Picture& picture, int stride, Nv12Frame* frame) {
   Failure failure = ShapeFrame(picture.width, picture.height, stride, frame);
   if (failure) return failure;

@@ -50,6 +50,14 @@ Failure CheckFrameShape(int width, int height, int stride);
 // enough. Fails as CheckFrameShape does, and leaves the frame as it was.
 Failure ShapeFrame(int width, int height, int stride, Nv12Frame* frame);
 
+// A colour by the BT.601 matrix in limited range (luma 16..235, chroma 16..240).
+struct YuvCode {
+  uint8_t y;
+  uint8_t u;
+  uint8_t v;
+};
+YuvCode CodeOf(Colour colour);
+
 // The frame of a picture, by the BT.601 matrix to limited range (luma 16..235, chroma 16..240). A
 // chroma pair is that of the mean colour of its 2x2 pixels; at an odd edge the last pixels count
 // twice. Fails as CheckFrameShape does.
