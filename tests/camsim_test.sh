@@ -122,6 +122,9 @@ cp out from_file
 "${camsim[@]}" --annotated annotated.png --input - --face 8,8,30,30 <clip.y4m >out || fail "from a pipe"
 cmp -s out from_file || fail "a pipe and a file differ"
 run 0 --input first.png --face 100,100,300,300 --requests 10
+{ cat clip.y4m && for _ in 1 2 3 4 5; do tail -n +2 clip.y4m; done; } >long.y4m
+run 0 --input long.y4m
+grep -q '^72 requests sent' out || fail "a clip of 72 frames: $(grep sent out)"
 y4m 3 >short.y4m
 why "no face" 3 --input short.y4m
 tail -c 9216 clip.y4m | tr 'F' '_' >raw.nv12
@@ -180,7 +183,9 @@ for signal in INT TERM; do
   rm -f annotated.png lines
   # A job in the background ignores SIGINT until it is told otherwise.
   env --default-signal=INT "${camsim[@]}" --annotated annotated.png --requests 1000000 --realtime --size 64x64 --jsonl lines >out 2>err &
-  until [ "$(cat lines 2>/dev/null | wc -l)" -gt 20 ]; do sleep 0.1; done
+  until [ -s lines ]; do sleep 0.05; done
+  [ "$(tail -c 1 lines | od -An -tx1)" = " 0a" ] || fail "the lines do not leave one by one"
+  sleep 0.5
   kill -$signal $!
   status=0
   wait $! || status=$?
