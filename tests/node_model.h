@@ -204,7 +204,7 @@ class Worker {
     for (auto& plane : planes_) plane.assign(static_cast<std::size_t>(width_ * height_), 0);
     const ZyImageBuffer to = {
         1, width_, height_, {width_, width_}, {planes_[0].data(), planes_[1].data()}};
-    return CopyNaively(to, from, 0);
+    return testing_support::CopyNaively(to, from, 0);
   }
 
   void TurnUpright() {
