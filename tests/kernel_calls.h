@@ -60,12 +60,16 @@ class Memory {
  public:
   explicit Memory(fuzz::Script& script) : script_(script) {}
 
-  // The pointer from which the bytes of the reach are counted. Of a mask, every other byte is 0.
+  // The pointer from which the bytes of the reach are counted. Of a mask, some, most or nearly all
+  // bytes are 0.
   uint8_t* Add(Reach reach, bool is_mask = false) {
     const auto edge = script_.OneIn(4) ? GuardedBytes::Edge::kFront : GuardedBytes::Edge::kBack;
     Block& block = blocks_.emplace_back(reach.Bytes(), edge);
     block.entry = script_.Noise(static_cast<std::size_t>(block.end() - block.begin()));
-    for (uint8_t& byte : block.entry) byte = is_mask && byte % 2 == 0 ? 0 : byte;
+    const std::size_t gap = is_mask ? script_.Pick(std::array<std::size_t, 3>{1, 2, 41}) : 1;
+    for (std::size_t i = 0; i < block.entry.size(); ++i) {
+      if (i % gap != 0) block.entry[i] = 0;
+    }
     return block.data() - reach.lowest;
   }
   uint8_t* Add(int bytes) { return Add(Reach{0, bytes}); }
@@ -176,9 +180,10 @@ inline void RunFilter(Rows rows, const FilterCall& c) {
   RunRows(rows, filterCorr3x3s8_v2, filterCorr3x3s8_v2Variant, c.src, c.dst, c.columns(), c.rows(),
           c.weights.corner, c.weights.centre, c.weights.edge, c.stride);
 }
-inline void RunMarkedFilter(Rows, const FilterCall& c) {
-  filterCorr3x3s8_v2WithskinMap(c.src, c.mask, c.dst, c.columns(), c.rows(), c.weights.corner,
-                                c.weights.centre, c.weights.edge, c.stride);
+inline void RunMarkedFilter(Rows rows, const FilterCall& c) {
+  RunRows(rows, filterCorr3x3s8_v2WithskinMap, filterCorr3x3s8_v2WithskinMapVariant, c.src, c.mask,
+          c.dst, c.columns(), c.rows(), c.weights.corner, c.weights.centre, c.weights.edge,
+          c.stride);
 }
 inline void RunSharpen(Rows rows, const FilterCall& c) {
   RunRows(rows, sharpenY, sharpenYVariant, c.src, c.dst, c.width, c.height, c.stride);
