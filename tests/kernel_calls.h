@@ -60,12 +60,14 @@ class Memory {
  public:
   explicit Memory(fuzz::Script& script) : script_(script) {}
 
-  // The pointer from which the bytes of the reach are counted. Of a mask, every other byte is 0.
+  // The pointer from which the bytes of the reach are counted. Of a mask, some, most or nearly all
+  // bytes are 0.
   uint8_t* Add(Reach reach, bool is_mask = false) {
     const auto edge = script_.OneIn(4) ? GuardedBytes::Edge::kFront : GuardedBytes::Edge::kBack;
     GuardedBytes& block = blocks_.emplace_back(reach.Bytes(), edge);
     auto noise = script_.Noise(static_cast<std::size_t>(block.end() - block.begin()));
-    for (uint8_t& byte : noise) byte = is_mask && byte % 2 == 0 ? 0 : byte;
+    const std::size_t gap = is_mask ? script_.Pick(std::array<std::size_t, 3>{1, 2, 41}) : 1;
+    for (std::size_t i = 0; i < noise.size(); ++i) noise[i] = i % gap != 0 ? uint8_t{0} : noise[i];
     entry_.push_back(std::move(noise));
     return block.data() - reach.lowest;
   }
@@ -175,9 +177,10 @@ inline void RunFilter(Rows rows, const FilterCall& c) {
   RunRows(rows, filterCorr3x3s8_v2, filterCorr3x3s8_v2Variant, c.src, c.dst, c.columns(), c.rows(),
           c.weights.corner, c.weights.centre, c.weights.edge, c.stride);
 }
-inline void RunMarkedFilter(Rows, const FilterCall& c) {
-  filterCorr3x3s8_v2WithskinMap(c.src, c.mask, c.dst, c.columns(), c.rows(), c.weights.corner,
-                                c.weights.centre, c.weights.edge, c.stride);
+inline void RunMarkedFilter(Rows rows, const FilterCall& c) {
+  RunRows(rows, filterCorr3x3s8_v2WithskinMap, filterCorr3x3s8_v2WithskinMapVariant, c.src, c.mask,
+          c.dst, c.columns(), c.rows(), c.weights.corner, c.weights.centre, c.weights.edge,
+          c.stride);
 }
 inline void RunSharpen(Rows rows, const FilterCall& c) {
   RunRows(rows, sharpenY, sharpenYVariant, c.src, c.dst, c.width, c.height, c.stride);

@@ -84,7 +84,7 @@ TEST(FaceCrop, ConvertsEveryColour) {
 // Around the weights whose extreme sums leave signed 16 bits, on pictures that reach the extremes:
 // flat white, and chessboards that give edges and the rest opposite values.
 TEST(FilterCorr3x3, ExactOnBothSidesOfSixteenBits) {
-  constexpr int kWidth = 28;  // a step of 16, one of 8 and two pixels
+  constexpr int kWidth = 35;  // two strips, the second over all but a column of the first
   std::vector<uint8_t> source(kWidth * 3), actual(kWidth * 3), expected(kWidth * 3);
   FilterCall call = {source.data(), nullptr, nullptr, kWidth, 3, kWidth, {}};
   for (int picture = 0; picture < 3; ++picture) {
@@ -105,7 +105,7 @@ TEST(FilterCorr3x3, ExactOnBothSidesOfSixteenBits) {
 }
 
 TEST(AllKernels, RowsMayLieGigabytesApart) {
-  constexpr int kPitch = 1 << 30, kWidth = 20, kHeight = 8;
+  constexpr int kPitch = 1 << 30, kWidth = 40, kHeight = 8;
   void* const memory = mmap(nullptr, kHeight * std::size_t{kPitch}, PROT_READ | PROT_WRITE,
                             MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
   if (memory == MAP_FAILED) GTEST_SKIP() << "no address space for it";
