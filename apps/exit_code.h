@@ -7,8 +7,14 @@
 
 namespace apps {
 
-// What a program of the simulator ends with.
-enum ExitCode { kExitOk = 0, kExitFailure = 1, kExitUsage = 2, kExitUnreadableInput = 3 };
+// What a program ends with.
+enum ExitCode {
+  kExitOk = 0,
+  kExitFailure = 1,
+  kExitUsage = 2,
+  kExitUnreadableInput = 3,
+  kExitInterrupted = 130,
+};
 
 // Runs a program, which returns an exit code; without memory it ends with a line and a failure.
 template <typename Program>

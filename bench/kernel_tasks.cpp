@@ -57,7 +57,6 @@ std::vector<Contender> BothVariants(Run run) {
 struct Plane {
   const uint8_t* from;
   uint8_t* to;
-  const uint8_t* mask;
   int width;
   int height;
   int pitch;  // of `from`
@@ -69,9 +68,9 @@ struct Plane {
 class TaskMaker {
  public:
   explicit TaskMaker(const Workspace& space)
-      : space_(space), plane_{space.source.data(), space.destination.data(),
-                              space.mask.data(),   space.width,
-                              space.height,        space.pitch} {}
+      : space_(space),
+        plane_{space.source.data(), space.destination.data(), space.width, space.height,
+               space.pitch} {}
 
   std::vector<Task> Make() {
     AddCopy(0, 0.20, {kMemcpy, 1.05});
@@ -93,8 +92,8 @@ class TaskMaker {
       tasks_.back().is_measured = false;
     }
     AddSharpenY();
-    AddCorrelation("filterCorr3x3s8_v2, weights within 16 bits", 2.60, 1, 20, -2);
-    AddCorrelation("filterCorr3x3s8_v2, any weights", 3.90, -128, 127, 127);
+    AddCorrelation("filterCorr3x3s8_v2, weights within 16 bits", 1.60, 1, 20, -2);
+    AddCorrelation("filterCorr3x3s8_v2, any weights", 3.00, -128, 127, 127);
     AddMasked();
     AddSmooth();
     return std::move(tasks_);
@@ -190,7 +189,7 @@ class TaskMaker {
   }
 
   void AddSharpenY() {
-    Task& task = Add("sharpenY", Work::kSharpen, 0, 1.62);
+    Task& task = Add("sharpenY", Work::kSharpen, 0, 1.30);
     task.host_target = {kOpenCv, 0.4};
     task.variants = BothVariants([p = plane_](KernelVariant variant) {
       sharpenYVariant(variant, p.from, p.to, p.width, p.height, p.pitch);
@@ -209,19 +208,27 @@ class TaskMaker {
   }
 
   void AddMasked() {
-    Task& filter = Add("filterCorr3x3s8_v2WithskinMap, a quarter marked", Work::kMasked, 0, 0);
-    filter.variants = {{"scalar", [p = plane_] {
-                          filterCorr3x3s8_v2WithskinMap(p.from, p.mask, p.to, p.columns(), p.rows(),
-                                                        1, 20, -2, p.pitch);
-                        }}};
-    Task& sharpen = Add("sharpenYWithSkinMap, a quarter marked", Work::kMasked, 0, 0);
-    sharpen.variants = {{"scalar", [p = plane_] {
-                           sharpenYWithSkinMap(p.from, p.to, p.mask, p.width, p.height, p.pitch);
+    AddMasked("none", space_.no_marks.data(), 0.10);
+    AddMasked("a quarter", space_.mask.data(), 1.10);
+    AddMasked("all", space_.all_marks.data(), 2.00);
+  }
+
+  void AddMasked(const std::string& share, const uint8_t* mask, double instruction_target) {
+    Task& filter = Add("filterCorr3x3s8_v2WithskinMap, " + share + " marked", Work::kMasked, 0,
+                       instruction_target);
+    filter.variants = BothVariants([p = plane_, mask](KernelVariant variant) {
+      filterCorr3x3s8_v2WithskinMapVariant(variant, p.from, mask, p.to, p.columns(), p.rows(), 1,
+                                           20, -2, p.pitch);
+    });
+    Task& sharpen =
+        Add("sharpenYWithSkinMap, " + share + " marked", Work::kMasked, 0, instruction_target);
+    sharpen.variants = {{"vector", [p = plane_, mask] {
+                           sharpenYWithSkinMap(p.from, p.to, mask, p.width, p.height, p.pitch);
                          }}};
   }
 
   void AddSmooth() {
-    Task& task = Add("smoothSkinMapGaussian", Work::kSmooth, 0, 1.90);
+    Task& task = Add("smoothSkinMapGaussian", Work::kSmooth, 0, 1.30);
     task.host_target = {kOpenCv, 0.65};
     task.variants = BothVariants([p = plane_](KernelVariant variant) {
       smoothSkinMapGaussianVariant(variant, p.to, p.columns(), p.rows());
@@ -288,11 +295,14 @@ Workspace::Workspace(int frame_width, int frame_height, int padding)
       padded_source(PlaneSize(padded_pitch) * 3 / 2),
       padded_destination(PlaneSize(padded_pitch) * 3 / 2),
       scratch(pixels() * 3),
-      mask(pixels() / 4) {
+      mask(pixels() / 4),
+      no_marks(pixels() / 4),
+      all_marks(pixels() / 4) {
   FillWithNoise(source, 1);
   FillWithNoise(padded_source, 3);
   FillWithNoise(destination, 2);
   FillMask(*this);
+  std::memset(all_marks.data(), 255, all_marks.size());
 }
 
 std::vector<Task> AllTasks(const Workspace& space) { return TaskMaker(space).Make(); }

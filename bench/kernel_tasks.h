@@ -53,7 +53,9 @@ struct Workspace {
   Block padded_source;
   Block padded_destination;
   Block scratch;  // what peers put between their steps
-  Block mask;
+  Block mask;     // marks a quarter of the blocks, in regions
+  Block no_marks;
+  Block all_marks;
 };
 
 // What a task does, for the libraries that know the same.

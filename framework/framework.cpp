@@ -44,6 +44,31 @@ std::size_t ElementBytes(ChiTagType type) {
   return 0;
 }
 
+template <typename T>
+std::vector<double> ValuesAs(const std::vector<uint8_t>& bytes) {
+  std::vector<double> values;
+  for (std::size_t at = 0; at + sizeof(T) <= bytes.size(); at += sizeof(T)) {
+    T value;
+    std::memcpy(&value, bytes.data() + at, sizeof(T));
+    values.push_back(static_cast<double>(value));
+  }
+  return values;
+}
+
+std::vector<double> ValuesOf(ChiTagType type, const std::vector<uint8_t>& bytes) {
+  switch (type) {
+    case ChiTagType::kByte:
+      return ValuesAs<uint8_t>(bytes);
+    case ChiTagType::kInt32:
+      return ValuesAs<int32_t>(bytes);
+    case ChiTagType::kInt64:
+      return ValuesAs<int64_t>(bytes);
+    case ChiTagType::kFloat:
+      return ValuesAs<float>(bytes);
+  }
+  return {};
+}
+
 ChiResult GetVendorTagBase(ChiVendorTagBase* query) {
   if (query->size != sizeof(*query)) return kChiFailed;
   const char* name = query->pTagName != nullptr ? query->pTagName : "";
@@ -117,7 +142,9 @@ Framework& Framework::Get() {
 }
 
 pictures::Failure Framework::Load(const std::string& path) {
-  void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  // Without a slash the loader would look for another library of that name, in its own folders.
+  const std::string file = path.find('/') == std::string::npos ? "./" + path : path;
+  void* library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) return pictures::Fail(dlerror());
   const auto entry = reinterpret_cast<NodeEntry>(dlsym(library, "ChiNodeEntry"));
   if (entry == nullptr) return pictures::Fail(path + ": no ChiNodeEntry");
@@ -130,6 +157,7 @@ pictures::Failure Framework::Start(NodeEntry entry) {
   entry(&callbacks_);
   if (callbacks_.pCreate == nullptr) return pictures::Fail("the node filled no callbacks");
   tags_.Clear();
+  node_tags_.clear();
   for (const PlatformTag& tag : kPlatformTags) {
     tags_.Add(tag.section, tag.name, tag.type, tag.count);
   }
@@ -151,6 +179,7 @@ pictures::Failure Framework::RegisterNodeTags() {
     for (uint32_t t = 0; t < section.numTags; ++t) {
       const ChiVendorTagData& tag = section.pTags[t];
       tags_.Add(section.pSectionName, tag.pTagName, tag.type, tag.count);
+      node_tags_.push_back({tag.pTagName, tags_.Id(section.pSectionName, tag.pTagName), tag.type});
     }
   }
   return std::nullopt;
@@ -229,6 +258,15 @@ ResultRecord Session::Result() {
     std::memcpy(&record, value->bytes.data(), sizeof(record));
   }
   return record;
+}
+
+std::vector<PublishedTag> Session::OwnTags() {
+  std::vector<PublishedTag> published;
+  for (const NodeTag& tag : Framework::Get().NodeTags()) {
+    const Metadata::Value* value = output_.Find(tag.id);
+    if (value != nullptr) published.push_back({tag.name, ValuesOf(tag.type, value->bytes)});
+  }
+  return published;
 }
 
 pictures::Failure Session::Destroy() {

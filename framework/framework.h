@@ -71,13 +71,20 @@ class VendorTags {
 
 using NodeEntry = void (*)(ChiNodeCallbacks*);
 
+// A vendor tag that the node declared.
+struct NodeTag {
+  std::string name;
+  uint32_t id;
+  ChiTagType type;
+};
+
 // The one framework of the process: the platform's interface carries no context with which there
 // could be two. One thread at a time, except that sessions run side by side.
 class Framework {
  public:
   static Framework& Get();
 
-  // Loads a node library and starts it.
+  // Loads the node library in this file and starts it.
   pictures::Failure Load(const std::string& path);
   // Starts a node by its entry: fetches its callbacks, registers the platform's and the node's
   // vendor tags, and hands over the framework's interface.
@@ -85,6 +92,7 @@ class Framework {
 
   const ChiNodeCallbacks& Callbacks() const { return callbacks_; }
   VendorTags& Tags() { return tags_; }
+  const std::vector<NodeTag>& NodeTags() const { return node_tags_; }
   // The interface as nodes receive it.
   static ChiNodeInterface Interface();
 
@@ -93,6 +101,7 @@ class Framework {
 
   ChiNodeCallbacks callbacks_ = {};
   VendorTags tags_;
+  std::vector<NodeTag> node_tags_;
 };
 
 // The value of the result tag: the record that the camera application reads.
@@ -104,6 +113,12 @@ struct ResultRecord {
   float prop[3];
 };
 static_assert(sizeof(ResultRecord) == 52);
+
+// What a node published under one of its own tags. Integers above 2^53 are rounded.
+struct PublishedTag {
+  std::string name;
+  std::vector<double> values;
+};
 
 // A camera buffer around the planes of a frame, which the caller keeps alive.
 class CameraBuffer {
@@ -142,6 +157,8 @@ class Session {
   Metadata& Output() { return output_; }
   // The published result record; all zero when there is none.
   ResultRecord Result();
+  // The node's own tags that it published for the last request, in the order of their declaration.
+  std::vector<PublishedTag> OwnTags();
   pictures::Failure Destroy();
 
   ChiHandle node() const { return node_; }

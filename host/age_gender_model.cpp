@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Stands in for libQVFD_AgeGender. Its figures follow
-// from the pixels and are no estimates of a person.
+// Stands in for libQVFD_AgeGender. Its figures follow from the pixels and are no estimates of a
+// person.
 #include "platform/age_gender_model.h"
 
 #include <algorithm>
@@ -30,16 +30,18 @@ struct State {
 std::mutex g_mutex;
 State g_state;
 
-// Answers that stay inside what a model of faces would say: an age from the brightness of the luma
-// image, `prop` from contrast, light from above and size, a gender score from the colour.
+// Answers that stay inside what a model of faces would say. Both images take part in each.
 host::AgeGenderAnswer Measure(const uint8_t* gray, const uint8_t* rgb,
                               const host::AgeGenderCall& call) {
   const host::ClippedRect rect(call.width, call.height, call.left, call.top, call.right,
                                call.bottom);
-  const host::FaceMeasure face = host::MeasureFace(rgb, call.width, call.height, rect);
-  return {5.0f + host::MeanLuma(gray, call.width, rect) * 0.25f,
-          std::clamp(face.contrast / 64.0f + face.slope / 128.0f + face.area, 0.0f, 1.0f),
-          std::clamp(0.5f + (face.red - face.blue - 40.0f) / 100.0f, 0.0f, 1.0f)};
+  const host::CellSums luma = host::SumCells(gray, 1, call.width, rect);
+  const host::CellSums colour = host::SumCells(rgb, 3, call.width, rect);
+  const auto figure = [&](float low, float high, uint32_t pattern) {
+    return host::Between(
+        low, high, host::WeightedMean(luma, pattern) + host::WeightedMean(colour, pattern + 1));
+  };
+  return {figure(4.0f, 72.0f, 0), figure(0.0f, 1.0f, 2), figure(0.0f, 1.0f, 4)};
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 
 namespace pictures {
 namespace {
@@ -11,6 +12,7 @@ namespace {
 constexpr int kGlyphWidth = 5;
 constexpr int kGlyphHeight = 7;
 constexpr int kCellWidth = kGlyphWidth + 1;
+constexpr int kCellHeight = kGlyphHeight + 1;
 constexpr int kMaxScale = 64;
 constexpr std::size_t kMaxText = 256;
 constexpr Colour kLabelGround = {16, 18, 22};
@@ -73,6 +75,54 @@ void DrawGlyph(uint64_t glyph, int64_t x, int64_t y, Colour colour, int scale, P
   }
 }
 
+std::vector<std::string_view> LinesOf(std::string_view text) {
+  std::vector<std::string_view> lines;
+  text = text.substr(0, kMaxText);
+  for (std::size_t end = text.find('\n'); end != text.npos; end = text.find('\n')) {
+    lines.push_back(text.substr(0, end));
+    text.remove_prefix(end + 1);
+  }
+  lines.push_back(text);
+  return lines;
+}
+
+Rect VisiblePart(Rect rect, const Picture& picture) {
+  const int left = Clamp(rect.x, 0, picture.width), top = Clamp(rect.y, 0, picture.height);
+  return {left, top, Clamp(int64_t{rect.x} + rect.w, left, picture.width) - left,
+          Clamp(int64_t{rect.y} + rect.h, top, picture.height) - top};
+}
+
+int64_t Overlap(Rect a, Rect b) {
+  const int64_t w = std::min(a.x + a.w, b.x + b.w) - std::max(a.x, b.x);
+  const int64_t h = std::min(a.y + a.h, b.y + b.h) - std::max(a.y, b.y);
+  return w > 0 && h > 0 ? w * h : 0;
+}
+
+// All rectangles lie in the picture, so that no sum overflows.
+Rect PlaceLabel(Rect face, Rect label, const std::vector<Rect>& taken, const Picture& picture) {
+  const int right = face.x + face.w, bottom = face.y + face.h;
+  const Rect places[] = {{face.x, face.y - label.h, 0, 0},
+                         {face.x, bottom, 0, 0},
+                         {right - label.w, face.y - label.h, 0, 0},
+                         {right - label.w, bottom, 0, 0},
+                         {right, face.y, 0, 0},
+                         {face.x - label.w, face.y, 0, 0},
+                         {face.x, face.y, 0, 0},
+                         {face.x, bottom - label.h, 0, 0}};
+  Rect best = {};
+  int64_t least = std::numeric_limits<int64_t>::max();
+  for (Rect place : places) {
+    place = {std::max(0, std::min(place.x, picture.width - label.w)),
+             std::max(0, std::min(place.y, picture.height - label.h)), label.w, label.h};
+    int64_t covered = 0;
+    for (const Rect& other : taken) covered += Overlap(place, other);
+    if (covered >= least) continue;
+    least = covered;
+    best = place;
+  }
+  return best;
+}
+
 }  // namespace
 
 void FillRectangle(Rect rect, Colour colour, Picture* picture) {
@@ -92,32 +142,44 @@ void DrawRectangle(Rect rect, Colour colour, int thickness, Picture* picture) {
   FillSpan(right - across, top, right, bottom, colour, picture);
 }
 
+int LabelScale(int width, int height) { return (std::max(width, height) + 840) / 560; }
+
 Rect LabelBox(int x, int y, std::string_view text, int scale) {
   scale = std::clamp(scale, 1, kMaxScale);
-  const int length = static_cast<int>(std::min(text.size(), kMaxText));
-  return {x, y, (length * kCellWidth + 1) * scale, (kGlyphHeight + 2) * scale};
+  const std::vector<std::string_view> lines = LinesOf(text);
+  std::size_t longest = 0;
+  for (const std::string_view line : lines) longest = std::max(longest, line.size());
+  return {x, y, (static_cast<int>(longest) * kCellWidth + 1) * scale,
+          (static_cast<int>(lines.size()) * kCellHeight + 1) * scale};
 }
 
 void DrawLabel(int x, int y, std::string_view text, Colour colour, int scale, Picture* picture) {
   scale = std::clamp(scale, 1, kMaxScale);
   FillRectangle(LabelBox(x, y, text, scale), kLabelGround, picture);
-  int64_t at = int64_t{x} + scale;
-  for (const char c : text.substr(0, kMaxText)) {
-    DrawGlyph(GlyphOf(c), at, int64_t{y} + scale, colour, scale, picture);
-    at += int64_t{kCellWidth} * scale;
+  int64_t top = int64_t{y} + scale;
+  for (const std::string_view line : LinesOf(text)) {
+    int64_t left = int64_t{x} + scale;
+    for (const char c : line) {
+      DrawGlyph(GlyphOf(c), left, top, colour, scale, picture);
+      left += int64_t{kCellWidth} * scale;
+    }
+    top += int64_t{kCellHeight} * scale;
   }
 }
 
-void DrawLabelledFace(Rect face, std::string_view text, Colour colour, int scale,
-                      Picture* picture) {
+void DrawLabelledFaces(const std::vector<LabelledFace>& faces, int scale, std::vector<Rect> taken,
+                       Picture* picture) {
   scale = std::clamp(scale, 1, kMaxScale);
-  DrawRectangle(face, colour, scale, picture);
-  const Rect box = LabelBox(0, 0, text, scale);
-  const int64_t below = int64_t{face.y} + face.h;
-  int64_t y = int64_t{face.y} - box.h;
-  if (y < 0) y = below + box.h <= picture->height ? below : std::max(face.y, 0);
-  const int64_t x = std::min<int64_t>(face.x, picture->width - box.w);
-  DrawLabel(Clamp(x, 0, kMaxSide), Clamp(y, 0, kMaxSide), text, colour, scale, picture);
+  for (const LabelledFace& labelled : faces) {
+    DrawRectangle(labelled.face, labelled.colour, scale, picture);
+    taken.push_back(VisiblePart(labelled.face, *picture));
+  }
+  for (const LabelledFace& labelled : faces) {
+    const Rect size = LabelBox(0, 0, labelled.text, scale);
+    const Rect box = PlaceLabel(VisiblePart(labelled.face, *picture), size, taken, *picture);
+    DrawLabel(box.x, box.y, labelled.text, labelled.colour, scale, picture);
+    taken.push_back(box);
+  }
 }
 
 }  // namespace pictures

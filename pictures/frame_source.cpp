@@ -23,6 +23,7 @@ class StillSource final : public FrameSource {
     *frame = still_;
     return std::nullopt;
   }
+  bool IsEndless() const override { return true; }
   int Width() const override { return still_.width; }
   int Height() const override { return still_.height; }
 
@@ -32,21 +33,23 @@ class StillSource final : public FrameSource {
 
 class SceneSource final : public FrameSource {
  public:
-  explicit SceneSource(const FrameSourceOptions& options) : options_(options) {}
+  explicit SceneSource(const FrameSourceOptions& options)
+      : options_(options),
+        scene_(options.width, options.height, options.stride, options.scene_faces) {}
   Failure Next(Nv12Frame* frame, bool* at_end) override {
     *at_end = false;
     faces_ = SceneFaces(options_.width, options_.height, options_.scene_faces, index_);
-    const Picture picture =
-        DrawScene(options_.width, options_.height, options_.scene_faces, index_);
-    ++index_;
-    return PictureToNv12(picture, options_.stride, frame);
+    scene_.Draw(index_++, frame);
+    return std::nullopt;
   }
   std::vector<Rect> Faces() const override { return faces_; }
+  bool IsEndless() const override { return true; }
   int Width() const override { return options_.width; }
   int Height() const override { return options_.height; }
 
  private:
   FrameSourceOptions options_;
+  Scene scene_;
   int64_t index_ = 0;
   std::vector<Rect> faces_;
 };
@@ -60,8 +63,8 @@ class Y4mSource final : public FrameSource {
     Failure failure = ReadY4mFrame(*reader_, header_, index_++, &planes_, at_end);
     if (failure) return FailAbout(name_, failure);
     if (*at_end) return std::nullopt;
-    return PlanarToNv12(planes_.data(), header_.layout, header_.width, header_.height, stride_,
-                        frame);
+    return PlanarToNv12(planes_.data(), header_.layout, header_.range, header_.width,
+                        header_.height, stride_, frame);
   }
   int Width() const override { return header_.width; }
   int Height() const override { return header_.height; }

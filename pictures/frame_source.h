@@ -28,6 +28,9 @@ class FrameSource {
   // sources know of none.
   virtual std::vector<Rect> Faces() const { return {}; }
 
+  // Whether frames come without end, as those of a picture and of the scene do.
+  virtual bool IsEndless() const { return false; }
+
   // Size of every frame in pixels.
   virtual int Width() const = 0;
   virtual int Height() const = 0;

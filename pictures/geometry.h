@@ -32,7 +32,9 @@ constexpr bool IsUsableSize(int64_t width, int64_t height) {
 }
 
 inline Failure UnusableSize(int64_t width, int64_t height) {
-  return Fail("unusable size " + std::to_string(width) + "x" + std::to_string(height));
+  return Fail("size " + std::to_string(width) + "x" + std::to_string(height) +
+              " is outside the limits: 1 to " + std::to_string(kMaxSide) + " a side and at most " +
+              std::to_string(kMaxPixels >> 20) + " Mi pixels");
 }
 
 // Half of a length in pixels, rounded up: the number of chroma samples along it.

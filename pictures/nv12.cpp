@@ -104,6 +104,21 @@ void FillNeutral(Nv12Frame* frame) {
   }
 }
 
+// Brings rows of full range into 16 and the given number of steps above it.
+void LimitRows(uint8_t* rows, int stride, int row_bytes, int count, int steps) {
+  for (int y = 0; y < count; ++y) {
+    uint8_t* row = rows + Size(y) * Size(stride);
+    std::transform(row, row + row_bytes, row, [steps](uint8_t full) {
+      return static_cast<uint8_t>(16 + (full * steps + 127) / 255);
+    });
+  }
+}
+
+void LimitRange(Nv12Frame* frame) {
+  LimitRows(frame->Luma(), frame->stride, frame->width, frame->height, 219);
+  LimitRows(frame->Chroma(), frame->stride, 2 * HalfUp(frame->width), HalfUp(frame->height), 224);
+}
+
 }  // namespace
 
 Failure CheckFrameShape(int width, int height, int stride) {
@@ -123,6 +138,14 @@ Failure ShapeFrame(int width, int height, int stride, Nv12Frame* frame) {
   frame->stride = stride == 0 ? DefaultStride(width) : stride;
   frame->bytes.assign(frame->LumaSize() + frame->ChromaSize(), kPaddingByte);
   return std::nullopt;
+}
+
+YuvCode CodeOf(Colour colour) {
+  const uint8_t rgb[3] = {colour.r, colour.g, colour.b};
+  const int sum[3] = {4 * colour.r, 4 * colour.g, 4 * colour.b};
+  uint8_t pair[2];
+  ChromaOf(sum, pair);
+  return {LumaOf(rgb), pair[0], pair[1]};
 }
 
 Failure PictureToNv12(const Picture& picture, int stride, Nv12Frame* frame) {
@@ -157,19 +180,20 @@ std::size_t PlanarSize(ChromaLayout layout, int width, int height) {
   return Size(width) * Size(height) + 2 * Size(chroma.width) * Size(chroma.height);
 }
 
-Failure PlanarToNv12(const uint8_t* planes, ChromaLayout layout, int width, int height, int stride,
-                     Nv12Frame* frame) {
+Failure PlanarToNv12(const uint8_t* planes, ChromaLayout layout, ColourRange range, int width,
+                     int height, int stride, Nv12Frame* frame) {
   Failure failure = ShapeFrame(width, height, stride, frame);
   if (failure) return failure;
   CopyRows(planes, width, width, height, frame->Luma(), frame->stride);
   if (layout == ChromaLayout::kMono) {
     FillNeutral(frame);
-    return std::nullopt;
+  } else {
+    const ChromaShape shape = ShapeOfChroma(layout, width, height);
+    const uint8_t* u = planes + Size(width) * Size(height);
+    ReducePlane(u, shape, frame, frame->Chroma());
+    ReducePlane(u + Size(shape.width) * Size(shape.height), shape, frame, frame->Chroma() + 1);
   }
-  const ChromaShape shape = ShapeOfChroma(layout, width, height);
-  const uint8_t* u = planes + Size(width) * Size(height);
-  ReducePlane(u, shape, frame, frame->Chroma());
-  ReducePlane(u + Size(shape.width) * Size(shape.height), shape, frame, frame->Chroma() + 1);
+  if (range == ColourRange::kFull) LimitRange(frame);
   return std::nullopt;
 }
 

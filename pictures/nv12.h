@@ -50,6 +50,14 @@ Failure CheckFrameShape(int width, int height, int stride);
 // enough. Fails as CheckFrameShape does, and leaves the frame as it was.
 Failure ShapeFrame(int width, int height, int stride, Nv12Frame* frame);
 
+// A colour by the BT.601 matrix in limited range (luma 16..235, chroma 16..240).
+struct YuvCode {
+  uint8_t y;
+  uint8_t u;
+  uint8_t v;
+};
+YuvCode CodeOf(Colour colour);
+
 // The frame of a picture, by the BT.601 matrix to limited range (luma 16..235, chroma 16..240). A
 // chroma pair is that of the mean colour of its 2x2 pixels; at an odd edge the last pixels count
 // twice. Fails as CheckFrameShape does.
@@ -60,15 +68,19 @@ Picture Nv12ToPicture(const Nv12Frame& frame);
 
 enum class ChromaLayout { kMono, k420, k422, k444 };
 
+// What samples range over: luma 16..235 and chroma 16..240, or both 0..255.
+enum class ColourRange { kLimited, kFull };
+
 // Bytes of the dense planes of one picture: luma, U, V, each without gaps; mono has luma alone.
 // Chroma rows and columns are rounded up. The size must be usable.
 std::size_t PlanarSize(ChromaLayout layout, int width, int height);
 
-// The frame of dense planes, PlanarSize bytes. Samples are taken as they are; where there is more
-// chroma than a frame holds, the mean of each group is kept (the last samples of an odd edge count
-// twice), rounded half up. Mono gets the neutral pair (128, 128). Fails as CheckFrameShape does.
-Failure PlanarToNv12(const uint8_t* planes, ChromaLayout layout, int width, int height, int stride,
-                     Nv12Frame* frame);
+// The frame of dense planes, PlanarSize bytes. Samples of limited range are taken as they are,
+// those of full range brought into the limited one; where there is more chroma than a frame holds,
+// the mean of each group is kept (the last samples of an odd edge count twice), rounded half up.
+// Mono gets the neutral pair (128, 128). Fails as CheckFrameShape does.
+Failure PlanarToNv12(const uint8_t* planes, ChromaLayout layout, ColourRange range, int width,
+                     int height, int stride, Nv12Frame* frame);
 
 // Bytes of a dense NV12 picture: rows of `width` luma bytes, then rows of HalfUp(width) pairs.
 std::size_t DenseNv12Size(int width, int height);

@@ -9,9 +9,11 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 #include "pictures/byte_reader.h"
 #include "pictures/geometry.h"
+#include "pictures/jpeg_header.h"
 
 namespace pictures {
 namespace {
@@ -53,26 +55,6 @@ bool CanHoldPixels(std::size_t file_size, int64_t pixels_per_byte, int64_t pixel
   return static_cast<int64_t>(file_size) * pixels_per_byte >= pixels;
 }
 
-// Whether a JPEG's frame header names arithmetic coding. The decoder of that fills in what is
-// missing without a warning.
-bool IsArithmeticJpeg(const uint8_t* bytes, std::size_t size) {
-  std::size_t at = 2;
-  while (at + 4 <= size && bytes[at] == 0xff) {
-    const uint8_t marker = bytes[at + 1];
-    if (marker == 0xff) {
-      ++at;
-    } else if (marker == 0x01 || (marker >= 0xd0 && marker <= 0xd7)) {
-      at += 2;
-    } else if (marker >= 0xc9 && marker <= 0xcf && marker != 0xcc) {
-      return true;
-    } else {
-      at += 2 + std::size_t{bytes[at + 2]} * 256 + bytes[at + 3];
-    }
-    if (marker == 0xda) return false;
-  }
-  return false;
-}
-
 struct PngImage : png_image {
   PngImage() : png_image{} { version = PNG_IMAGE_VERSION; }
   ~PngImage() { png_image_free(this); }
@@ -102,7 +84,8 @@ Failure DecodePng(const uint8_t* bytes, std::size_t size, Picture* picture) {
 }
 
 Failure DecodeJpeg(const uint8_t* bytes, std::size_t size, Picture* picture) {
-  if (IsArithmeticJpeg(bytes, size)) return Fail("JPEG with arithmetic coding is not supported");
+  const JpegHeader header = ReadJpegHeader(bytes, size);
+  if (header.is_arithmetic) return Fail("JPEG with arithmetic coding is not supported");
   const auto close = [](void* handle) { tjDestroy(handle); };
   const std::unique_ptr<void, decltype(close)> decoder(tjInitDecompress(), close);
   if (decoder == nullptr) return Fail("no JPEG decoder");
@@ -117,15 +100,21 @@ Failure DecodeJpeg(const uint8_t* bytes, std::size_t size, Picture* picture) {
                           &colour_space) != 0) {
     return damaged();
   }
-  if (!IsUsableSize(width, height)) return UnusableSize(width, height);
-  if (!CanHoldPixels(size, kJpegPixelsPerByte, int64_t{width} * height)) {
+  // The decoder gives 0x0 for a file that ends before its frame header.
+  const bool has_size = width != 0 && height != 0;
+  if (has_size && !IsUsableSize(width, height)) return UnusableSize(width, height);
+  if (!has_size || !CanHoldPixels(size, kJpegPixelsPerByte, int64_t{width} * height)) {
     return Fail("damaged JPEG: the file is cut short");
+  }
+  if (colour_space == TJCS_CMYK || colour_space == TJCS_YCCK) {
+    return Fail("JPEG in CMYK, for print, is not supported; it takes one in RGB or gray");
   }
   *picture = MakePicture(width, height);
   if (tjDecompress2(decoder.get(), bytes, size, picture->rgb.data(), width, 0, height, TJPF_RGB,
                     TJFLAG_STOPONWARNING | TJFLAG_LIMITSCANS) != 0) {
     return damaged();
   }
+  *picture = TurnUpright(std::move(*picture), header.orientation);
   return std::nullopt;
 }
 
@@ -182,6 +171,7 @@ Failure WritePng(const std::string& path, const Picture& picture) {
   image.width = static_cast<png_uint_32>(picture.width);
   image.height = static_cast<png_uint_32>(picture.height);
   image.format = PNG_FORMAT_RGB;
+  image.flags = PNG_IMAGE_FLAG_FAST;
   const bool written =
       png_image_write_to_stdio(&image, file, 0, picture.rgb.data(), 0, nullptr) != 0;
   const bool closed = std::fclose(file) == 0;

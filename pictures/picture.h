@@ -42,19 +42,20 @@ PictureFormat DetectPictureFormat(const uint8_t* bytes, std::size_t size);
 // The largest picture file that is read, in bytes.
 inline constexpr std::size_t kMaxPictureFile = std::size_t{1} << 28;
 
-// A black picture of the given size, which must be usable (sim/geometry.h).
+// A black picture of the given size, which must be usable (pictures/geometry.h).
 Picture MakePicture(int width, int height);
 
 // Decodes a whole PNG or JPEG file held in memory. PNGs of every kind come out as 8-bit sRGB, with
-// transparent parts over black. Cut or damaged data is a failure, even where a decoder would fill
-// in the rest; so is a JPEG with arithmetic coding, whose decoder does so unseen. Any thread.
+// transparent parts over black; JPEGs are turned upright by their Exif orientation. Cut or damaged
+// data is a failure, even where a decoder would fill in the rest; so is a JPEG with arithmetic
+// coding, whose decoder does so unseen, and one in CMYK. Any thread.
 Failure DecodePicture(const uint8_t* bytes, std::size_t size, Picture* picture);
 
 // Reads a PNG or JPEG file; the message begins with the path. Any thread.
 Failure ReadPicture(const std::string& path, Picture* picture);
 
-// Writes an 8-bit RGB PNG; the message begins with the path. A file cut short by a failure stays
-// where it is. Any thread.
+// Writes an 8-bit RGB PNG, in haste rather than small; the message begins with the path. A file
+// cut short by a failure stays where it is. Any thread.
 Failure WritePng(const std::string& path, const Picture& picture);
 
 }  // namespace pictures

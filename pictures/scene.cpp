@@ -2,7 +2,11 @@
 #include "pictures/scene.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
+#include <cstring>
+
+#include "pictures/picture.h"
 
 namespace pictures {
 namespace {
@@ -63,12 +67,6 @@ Colour Mix(Colour from, Colour to, int weight) {
           static_cast<uint8_t>(Mix(from.b, to.b, weight))};
 }
 
-void Put(Colour colour, uint8_t* rgb) {
-  rgb[0] = colour.r;
-  rgb[1] = colour.g;
-  rgb[2] = colour.b;
-}
-
 // A smooth swing between -kOne and kOne in steps of 1/1024 of a period: two parabolas in place of a
 // sine, which would not be the same everywhere.
 int Swing(int64_t phase) {
@@ -90,32 +88,56 @@ Rect FaceOf(const Person& person, int column_x, int column_width, int height, in
           free_y / 2 + free_y / 5 * Swing(phase * 2 + 256) / kOne, w, h};
 }
 
-void DrawBackground(Picture* picture) {
+Nv12Frame DrawBackground(int width, int height, int stride) {
   constexpr Colour kUpperLeft = {176, 196, 214};
   constexpr Colour kUpperRight = {214, 208, 196};
   constexpr Colour kLowerLeft = {92, 108, 128};
   constexpr Colour kLowerRight = {132, 122, 112};
-  for (int y = 0; y < picture->height; ++y) {
-    const int down = y * kOne / picture->height;
+  Picture picture = MakePicture(width, height);
+  for (int y = 0; y < height; ++y) {
+    const int down = y * kOne / height;
     const Colour left = Mix(kUpperLeft, kLowerLeft, down);
     const Colour right = Mix(kUpperRight, kLowerRight, down);
-    for (int x = 0; x < picture->width; ++x) {
-      Put(Mix(left, right, x * kOne / picture->width), picture->Pixel(x, y));
+    for (int x = 0; x < width; ++x) {
+      const Colour colour = Mix(left, right, x * kOne / width);
+      std::copy_n(&colour.r, 3, picture.Pixel(x, y));
     }
   }
+  Nv12Frame frame;
+  PictureToNv12(picture, stride, &frame);
+  return frame;
 }
 
-// Fills the ellipse that touches the box's sides, from one colour at its centre to another at its
-// border. The box may lie outside the picture.
-void FillEllipse(Rect box, Colour centre, Colour border, Picture* picture) {
-  const int bottom = std::min(box.y + box.h, picture->height);
-  const int right = std::min(box.x + box.w, picture->width);
-  for (int y = std::max(box.y, 0); y < bottom; ++y) {
-    const int v = (2 * (y - box.y) + 1 - box.h) * kOne / box.h;
-    for (int x = std::max(box.x, 0); x < right; ++x) {
-      const int u = (2 * (x - box.x) + 1 - box.w) * kOne / box.w;
-      const int distance = (u * u + v * v) / kOne;
-      if (distance <= kOne) Put(Mix(centre, border, distance), picture->Pixel(x, y));
+// The codes of an ellipse's colours by the distance from its centre, 0 to kOne.
+struct Codes {
+  std::array<uint8_t, kOne + 1> luma;
+  std::array<std::array<uint8_t, 2>, kOne + 1> chroma;
+};
+
+// Where a pixel's middle lies in a box, squared: 0 in the box's middle, kOne * kOne at its sides.
+int SquaredPlace(int position, int begin, int length) {
+  const int place = (2 * (position - begin) + 1 - length) * kOne / length;
+  return place * place;
+}
+
+// Fills the ellipse that touches the box's sides in one plane, whose samples stand for every
+// `step`-th pixel of every `step`-th row. The box may lie outside the frame.
+template <typename Sample, std::size_t kBytes = sizeof(Sample)>
+void FillEllipse(Rect box, const std::array<Sample, kOne + 1>& codes, int step,
+                 const Nv12Frame& frame, uint8_t* plane) {
+  const auto first = [step](int pixel) { return (std::max(pixel, 0) + step - 1) / step; };
+  const int left = first(box.x), right = first(std::min(box.x + box.w, frame.width));
+  const int bottom = first(std::min(box.y + box.h, frame.height));
+  std::vector<int> across;
+  for (int x = left; x < right; ++x) across.push_back(SquaredPlace(x * step, box.x, box.w));
+  for (int y = first(box.y); y < bottom; ++y) {
+    const int down = SquaredPlace(y * step, box.y, box.h);
+    uint8_t* row = plane + std::ptrdiff_t{y} * frame.stride;
+    for (int x = left; x < right; ++x) {
+      const int distance = (across[static_cast<std::size_t>(x - left)] + down) / kOne;
+      if (distance > kOne) continue;
+      std::memcpy(row + std::size_t{kBytes} * static_cast<std::size_t>(x),
+                  &codes[static_cast<std::size_t>(distance)], kBytes);
     }
   }
 }
@@ -155,6 +177,16 @@ Gradient PaintOf(const Person& person, Paint paint) {
   return {person.skin_edge, Mix(person.skin_edge, kBlack, kOne / 8)};
 }
 
+Codes CodesOf(const Gradient& gradient) {
+  Codes codes;
+  for (std::size_t i = 0; i < codes.luma.size(); ++i) {
+    const YuvCode code = CodeOf(Mix(gradient.centre, gradient.border, static_cast<int>(i)));
+    codes.luma[i] = code.y;
+    codes.chroma[i] = {code.u, code.v};
+  }
+  return codes;
+}
+
 }  // namespace
 
 std::vector<Rect> SceneFaces(int width, int height, int faces, int64_t index) {
@@ -167,17 +199,20 @@ std::vector<Rect> SceneFaces(int width, int height, int faces, int64_t index) {
   return rects;
 }
 
-Picture DrawScene(int width, int height, int faces, int64_t index) {
-  Picture picture = MakePicture(width, height);
-  DrawBackground(&picture);
-  const std::vector<Rect> rects = SceneFaces(width, height, faces, index);
+Scene::Scene(int width, int height, int stride, int faces)
+    : background_(DrawBackground(width, height, stride)), faces_(faces) {}
+
+void Scene::Draw(int64_t index, Nv12Frame* frame) const {
+  *frame = background_;
+  const std::vector<Rect> rects = SceneFaces(frame->width, frame->height, faces_, index);
   for (const Feature& feature : kFeatures) {
     for (std::size_t i = 0; i < rects.size(); ++i) {
-      const Gradient gradient = PaintOf(kPeople[i], feature.paint);
-      FillEllipse(BoxOf(feature.place, rects[i]), gradient.centre, gradient.border, &picture);
+      const Codes codes = CodesOf(PaintOf(kPeople[i], feature.paint));
+      const Rect box = BoxOf(feature.place, rects[i]);
+      FillEllipse(box, codes.luma, 1, *frame, frame->Luma());
+      FillEllipse(box, codes.chroma, 2, *frame, frame->Chroma());
     }
   }
-  return picture;
 }
 
 }  // namespace pictures

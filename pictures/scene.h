@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "pictures/geometry.h"
-#include "pictures/picture.h"
+#include "pictures/nv12.h"
 
 namespace pictures {
 
@@ -21,8 +21,20 @@ inline constexpr int kMaxSceneFaces = 3;
 // wholly inside the picture and apart from the others.
 std::vector<Rect> SceneFaces(int width, int height, int faces, int64_t index);
 
-// The picture of frame `index`.
-Picture DrawScene(int width, int height, int faces, int64_t index);
+// Draws frames of one size, straight into luma and chroma: at 4K a camera's rate leaves no time to
+// draw colours first and convert them.
+class Scene {
+ public:
+  // As SceneFaces; `stride` fits the width (CheckFrameShape).
+  Scene(int width, int height, int stride, int faces);
+
+  // Draws frame `index` into `frame`, reusing its memory.
+  void Draw(int64_t index, Nv12Frame* frame) const;
+
+ private:
+  Nv12Frame background_;
+  int faces_;
+};
 
 }  // namespace pictures
 

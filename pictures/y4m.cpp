@@ -57,6 +57,7 @@ struct Tags {
   std::optional<int> width;
   std::optional<int> height;
   std::optional<ChromaLayout> layout;
+  ColourRange range = ColourRange::kLimited;
 };
 
 template <typename T>
@@ -78,8 +79,10 @@ bool TakeTag(std::string_view tag, Tags* tags) {
     case 'F':
     case 'A':
       return IsRatio(value);
-    case 'I':
     case 'X':
+      if (value == "COLORRANGE=FULL") tags->range = ColourRange::kFull;
+      return true;
+    case 'I':
       return true;
     default:
       return false;
@@ -111,7 +114,7 @@ Failure ReadY4mHeader(ByteReader& reader, Y4mHeader* header) {
   }
   if (!tags.width || !tags.height) return Fail("Y4M header: width or height is missing");
   if (!IsUsableSize(*tags.width, *tags.height)) return UnusableSize(*tags.width, *tags.height);
-  *header = {*tags.width, *tags.height, tags.layout.value_or(ChromaLayout::k420)};
+  *header = {*tags.width, *tags.height, tags.layout.value_or(ChromaLayout::k420), tags.range};
   return std::nullopt;
 }
 

@@ -23,11 +23,13 @@ struct Y4mHeader {
   int width = 0;
   int height = 0;
   ChromaLayout layout = ChromaLayout::k420;
+  ColourRange range = ColourRange::kLimited;
 };
 
 // Reads the stream header line. W and H are required and must give a usable size; C, when there, is
-// one of 420, 420jpeg, 420mpeg2, 420paldv, 422, 444 and mono; F and A are ratios; I and X are
-// passed over. Other tags, and a second W, H or C, are a failure.
+// one of 420, 420jpeg, 420mpeg2, 420paldv, 422, 444 and mono; F and A are ratios;
+// XCOLORRANGE=FULL says what it says; I and every other X are passed over. Other tags, and a second
+// W, H or C, are a failure.
 Failure ReadY4mHeader(ByteReader& reader, Y4mHeader* header);
 
 // Reads frame `index` (counted from 0, for messages only) into dense

@@ -27,8 +27,11 @@ void filterCorr3x3s8_v2(const unsigned char* src, unsigned char* dst, unsigned i
 // but 0 marks the block of pixel rows 2by, 2by + 1 and columns 2bx, 2bx + 1. The outermost ring of
 // blocks, and the last row or column of an odd size, never change and their mask bytes are not
 // read: at most rows 2 to 2 * (height / 2) - 3 and columns 2 to 2 * (width / 2) - 3 are written.
-// Every other destination byte keeps what it held. `src` and `dst` are shaped as above; of the
-// source, only marked blocks and the pixels around them are read.
+// Every other destination byte keeps what it held; those of the written range are written as well,
+// with what they held, in up to 32 columns around a marked block. `src` and `dst` are shaped as
+// above. Of the source, at most rows 1 to 2 * (height / 2) - 2 and columns 1 to
+// 2 * (width / 2) - 2 are read, around marked blocks only: up to 34 columns of the block's rows and
+// of one more above and below.
 //
 // A width or height below 6 or above INT_MAX, or a null pointer, writes nothing. The planes must
 // not overlap. Any thread.

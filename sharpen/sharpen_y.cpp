@@ -6,8 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "sharpen/corr3x3_rows.h"
 #include "sharpen/filter_corr3x3.h"
+#include "sharpen/strips.h"
 #include "sharpen/variants.h"
 
 namespace {
@@ -15,7 +15,6 @@ namespace {
 constexpr signed char kCorner = -3;
 constexpr signed char kCentre = 76;
 constexpr signed char kEdge = -12;
-constexpr corr3x3::Weights kWeights{kCorner, kCentre, kEdge};
 
 // The wall clock; the epoch when it cannot be read.
 timeval ReadClock() {
@@ -26,35 +25,37 @@ timeval ReadClock() {
 
 #if ZY_HAVE_NEON
 
-// The edge weight is four times the corner weight, so one column sum t = above + below + 4 * middle
-// serves as left, middle and right neighbour: the pixel's sum is
-//   124 * middle - 12 * t - 3 * (left t + right t).
-// It lies in -60 * 255 .. 76 * 255 = -15300 .. 19380 and so is exact in signed 16 bits, whatever
-// the partial sums wrap around to.
+// The edge weight is four times the corner weight, so with one row sum
+//   w = left + right + 4 * middle
+// the pixel's sum is 124 * middle - 12 * w - 3 * (w above + w below). It lies in -60 * 255 ..
+// 76 * 255 = -15300 .. 19380 and so is exact in signed 16 bits, whatever the partial sums wrap to.
 struct SharpenKernel {
   struct Half {
-    uint16x8_t side;  // t, 0..1530
-    uint16x8_t own;   // 124 * middle - 12 * t
+    uint16x8_t side;  // w of the last row
+    uint16x8_t own;   // the sums of its pixels, without the row below
   };
-  struct Columns {
+  struct Sums {
     Half low;
     Half high;
   };
 
-  static Columns Gather(uint8x16_t above, uint8x16_t middle, uint8x16_t below) {
+  static uint8x16_t Take(uint8x16_t left, uint8x16_t middle, uint8x16_t right, Sums* sums) {
     const uint8x16_t four = vdupq_n_u8(4);
     const uint8x16_t scale = vdupq_n_u8(124);
-    const uint16x8_t low_ends = vaddl_u8(vget_low_u8(above), vget_low_u8(below));
-    const uint16x8_t low = vmlal_u8(low_ends, vget_low_u8(middle), vget_low_u8(four));
-    const uint16x8_t high = vmlal_high_u8(vaddl_high_u8(above, below), middle, four);
-    return {{low, vmlsq_n_u16(vmull_u8(vget_low_u8(middle), vget_low_u8(scale)), low, 12)},
-            {high, vmlsq_n_u16(vmull_high_u8(middle, scale), high, 12)}};
+    const uint16x8_t low = vmlal_u8(vaddl_u8(vget_low_u8(left), vget_low_u8(right)),
+                                    vget_low_u8(middle), vget_low_u8(four));
+    const uint16x8_t high = vmlal_high_u8(vaddl_high_u8(left, right), middle, four);
+    const int16x8_t first = Add(low, vmull_u8(vget_low_u8(middle), vget_low_u8(scale)), &sums->low);
+    const int16x8_t second = Add(high, vmull_high_u8(middle, scale), &sums->high);
+    return vqshrun_high_n_s16(vqshrun_n_s16(first, 4), second, 4);
   }
 
-  static int16x8_t Sum(const Half& left, const Half& right) {
-    const uint16x8_t sides = vaddq_u16(vextq_u16(left.side, right.side, 6), right.side);
-    const uint16x8_t own = vextq_u16(left.own, right.own, 7);
-    return vreinterpretq_s16_u16(vmlsq_n_u16(own, sides, 3));
+ private:
+  // `scaled` is 124 * middle. Returns the sums of the row before.
+  static int16x8_t Add(uint16x8_t w, uint16x8_t scaled, Half* half) {
+    const uint16x8_t done = vmlsq_n_u16(half->own, w, 3);
+    *half = {w, vmlsq_n_u16(vmlsq_n_u16(scaled, w, 12), half->side, 3)};
+    return vreinterpretq_s16_u16(done);
   }
 };
 static_assert(kEdge == 4 * kCorner && kCorner == -3 && kCentre == 124 - 4 * 12);
@@ -65,15 +66,15 @@ static_assert(kEdge == 4 * kCorner && kCorner == -3 && kCentre == 124 - 4 * 12);
 
 void sharpenYVariant(KernelVariant variant, const unsigned char* src, unsigned char* dst, int width,
                      int height, int stride) {
-  const auto columns = static_cast<unsigned>(width);
-  const auto rows = static_cast<unsigned>(height);
 #if ZY_HAVE_NEON
-  if (variant == KernelVariant::kVector && width > 17) {
-    return corr3x3::VectorRows(SharpenKernel(), kWeights, src, dst, columns, rows, stride);
+  const bool has_planes = src != nullptr && dst != nullptr;
+  if (variant == KernelVariant::kVector && has_planes && width >= strips::kColumns + 2) {
+    const strips::Place first = {src, stride, dst, width};
+    return strips::Walk(SharpenKernel(), first.Moved(1, 1), width - 2, std::ptrdiff_t{height} - 2);
   }
 #endif
-  static_cast<void>(variant);
-  corr3x3::ScalarRows(kWeights, src, dst, columns, rows, stride);
+  filterCorr3x3s8_v2Variant(variant, src, dst, static_cast<unsigned>(width),
+                            static_cast<unsigned>(height), kCorner, kCentre, kEdge, stride);
 }
 
 void sharpenY(const unsigned char* src, unsigned char* dst, int width, int height, int stride) {

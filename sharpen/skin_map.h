@@ -10,10 +10,10 @@
 // samples wide on every side. Read are the bytes of the map and no others. A map of fewer than 5
 // rows or columns comes back unchanged.
 //
-// Each call allocates width * height 16-bit elements with new[], of which it touches three rows
-// only, and releases them on every way out. If that throws std::bad_alloc, the map is untouched. A
-// size of 0 or above INT_MAX (a negative number that was converted) and a null map return before
-// the allocation. Any thread; concurrent calls need different maps.
+// Each call allocates width * height 16-bit elements with new[], of which it touches no more than
+// the first 16 * width, and releases them on every way out. If that throws std::bad_alloc, the map
+// is untouched. A size of 0 or above INT_MAX (a negative number that was converted) and a null map
+// return before the allocation. Any thread; concurrent calls need different maps.
 void smoothSkinMapGaussian(unsigned char* map, unsigned int width, unsigned int height);
 
 #endif  // ZY_SHARPEN_SKIN_MAP_H_

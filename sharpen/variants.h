@@ -11,6 +11,12 @@ void filterCorr3x3s8_v2Variant(KernelVariant variant, const unsigned char* src, 
                                unsigned int width, unsigned int height, signed char corner,
                                signed char centre, signed char edge, int stride);
 
+void filterCorr3x3s8_v2WithskinMapVariant(KernelVariant variant, const unsigned char* src,
+                                          const unsigned char* mask, unsigned char* dst,
+                                          unsigned int width, unsigned int height,
+                                          signed char corner, signed char centre, signed char edge,
+                                          int stride);
+
 void sharpenYVariant(KernelVariant variant, const unsigned char* src, unsigned char* dst, int width,
                      int height, int stride);
 

@@ -31,13 +31,14 @@ run_bad() {
   { [ "$(wc -l <err)" -eq 1 ] && grep -q '^camkit: ' err; } || fail "no one-line error: $* ($(cat err))"
 }
 
-# Good input: success without a word, and a PNG of the size.
+# Good input: success, one line with the time of the call, and a PNG of the size.
 run_to() { # size, arguments with the output's name last
   local size=$1
   shift
   rm -f "${!#}"
   run 0 "$@"
-  [ ! -s out ] && [ ! -s err ] || fail "$* talks: $(cat out err)"
+  [ ! -s out ] && grep -Eqx "$1: [0-9]+x[0-9]+ in [0-9]+\.[0-9]+ ms" err && [ "$(wc -l <err)" -eq 1 ] ||
+    fail "$* says: $(cat out err)"
   [ "$(size_of "${!#}")" = "$size" ] || fail "$* gives $(size_of "${!#}"), not $size"
 }
 
@@ -74,7 +75,7 @@ picture() { # file, width, height, red [green blue]
 
 # Compares pixels: one more program run brings both files into the same form.
 same() {
-  camkit rotate --degrees 180 "$1" same1.png && camkit rotate --degrees 180 "$2" same2.png &&
+  camkit rotate --degrees 180 "$1" same1.png 2>err && camkit rotate --degrees 180 "$2" same2.png 2>err &&
     cmp -s same1.png same2.png
 }
 
@@ -91,12 +92,23 @@ for operation in sharpen sharpen-skin smooth; do
   if same edge.png $operation.png; then fail "$operation leaves an edge as it was"; fi
   run_to 328x29 $operation --compare wide.png both.png
 done
-run_to 265x29 half --compare wide.png both.png  # the small picture's label is wider than the picture
+run_to 328x29 half --compare wide.png both.png  # enlarged to the size that it had
+run_to 48x32 filter --weights=-3,76,-12 edge.png filtered.png
+same filtered.png sharpen.png || fail "filter with the weights of sharpen is not sharpen"
+run_to 48x32 filter --weights=0,16,0 edge.png filtered.png
+same filtered.png edge.png || fail "filter with the weight of the centre alone changes the picture"
+
+# Colours stay.
+for operation in sharpen smooth; do
+  run_to 40x30 $operation colours.png colour.png
+  picture gray.png 40 30 '.299 * (60 + 3 * x) + .587 * (200 - 2 * y) + .114 * (100 + x + y)'
+  if same colour.png gray.png; then fail "$operation loses the colours"; fi
+done
 
 picture white.png 48 32 255
 picture white_half.png 24 16 255
 picture black.png 48 32 0
-picture right.png 48 32 'x < 24 ? 0 : 1 + y % 2 * 200'
+picture right.png 48 32 'x < 24 ? 100 : 200'
 run_to 48x32 sharpen-skin --mask white.png edge.png marked.png
 same marked.png sharpen-skin.png || fail "a white mask is not the same as none"
 run_to 48x32 sharpen-skin --mask white_half.png edge.png marked.png
@@ -105,6 +117,14 @@ run_to 48x32 sharpen-skin --mask black.png edge.png marked.png
 same marked.png edge.png || fail "a black mask does not leave the picture alone"
 run_to 48x32 sharpen-skin --mask right.png edge.png marked.png
 if same marked.png edge.png || same marked.png sharpen-skin.png; then fail "half a mask does nothing, or all"; fi
+run_to 48x32 sharpen-skin --mask right.png --threshold 90 edge.png marked.png
+same marked.png sharpen-skin.png || fail "a threshold below the whole mask does not mark everything"
+picture face.png 48 32 'x < 24 ? 200 + y % 2 * 20 : 60 + y % 2 * 20' 'x < 24 ? 150 + y % 2 * 20 : 110 + y % 2 * 20' 'x < 24 ? 120 + y % 2 * 20 : 160 + y % 2 * 20'
+picture left.png 48 32 'x < 24 ? 255 : 0'
+run_to 48x32 sharpen-skin --mask left.png face.png expected.png
+run_to 48x32 sharpen-skin --skin face.png marked.png
+same marked.png expected.png && ! same marked.png face.png || fail "--skin does not mark the part with a skin's chroma"
+run_to 24x16 smooth --skin face.png map.png
 
 # ---- Sizes ---------------------------------------------------------------------------------------------
 # Columns beyond the last block are dropped, and no row drifts.
@@ -114,6 +134,14 @@ for case in "half 22x18 12" "quarter 11x9 6" "eighth 5x4 3"; do
   run_to "$size" "$operation" stripes.png small.png
   picture expected.png "${size%x*}" "${size#*x}" "x < $edge ? 80 : 180"
   same small.png expected.png || fail "$operation: not the means of the blocks"
+done
+
+picture flag.png 64 32 'x < 32 ? 180 : 40' 60 'x < 32 ? 40 : 200'
+for case in "half 32 16" "quarter 16 8" "eighth 8 4"; do
+  read -r operation width height <<<"$case"
+  run_to "${width}x$height" "$operation" flag.png small.png
+  picture expected.png "$width" "$height" "x < $width / 2 ? 180 : 40" 60 "x < $width / 2 ? 40 : 200"
+  same small.png expected.png || fail "$operation: not the means of the colours"
 done
 
 # ---- Rotation ------------------------------------------------------------------------------------------
@@ -145,6 +173,11 @@ done
 run_bad 1 sharpen-skin --mask colours.png edge.png out.png
 run_bad 1 sharpen edge.png missing/out.png
 run_bad 1 sharpen edge.png /dev/full
+cp edge.png kept.png
+run_bad 1 sharpen kept.png ./kept.png
+run_bad 1 sharpen - kept.png <kept.png
+run_bad 1 sharpen-skin --mask kept.png face.png kept.png
+cmp -s edge.png kept.png || fail "an input was overwritten"
 [ ! -e out.png ] || fail "a failure leaves a picture behind"
 head -c 500 edge.png >cut.png
 : >empty.png
@@ -156,9 +189,11 @@ done
 run 0 --help
 grep -q 'camkit sharpen photo.jpg' out || fail "--help has no example"
 for arguments in "" "sharpen edge.png" "blur edge.png out.png" "rotate edge.png out.png" \
-  "rotate --degrees 45 edge.png out.png" "half edge.png -" "half --mask white.png edge.png out.png"; do
+  "rotate --degrees 45 edge.png out.png" "half edge.png -" "half --mask white.png edge.png out.png" \
+  "half edge.png out.jpg" "filter --weights 1,2 edge.png out.png" "filter --weights 1,200,3 edge.png out.png" \
+  "sharpen-skin --skin --mask white.png edge.png out.png"; do
   # shellcheck disable=SC2086
-  run 2 $arguments
+  run_bad 2 $arguments
 done
 
 [ "$failed" -eq 0 ] && echo "camkit does what it says"

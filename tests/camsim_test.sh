@@ -30,12 +30,17 @@ run_bad() {
   [ "$(wc -l <err)" -eq 1 ] && grep -q '^camsim: ' err || fail "no one-line error: $* ($(cat err))"
 }
 
-results() { grep -o '"faceNum".*' "$1" || true; }
+# What the node found; its own tags tell of options as well.
+results() { grep -o '"faceNum".*"why"' "$1" || true; }
+own_tags() { grep -o '"own".*' "$1" | sort -u; }
 
 # ---- The built-in scene --------------------------------------------------------------------------------
 run 0
 grep -q '60 requests sent, 10 handed over: 3 taken, 0 dropped, 7 skipped' out || fail "summary: $(tail -n 2 out)"
 grep -q '; 3 analysed$' out || fail "analysed"
+grep -q '^requests that were not handed over: 50 ' out || fail "how many requests are left out"
+[ "$(grep -c '^ *[0-9]* *3 |' out)" -eq 10 ] || fail "the table has other rows than those handed over"
+grep -q '^ *4 .*| not analysed yet$' out || fail "no reason for the defaults of request 4"
 grep -q '^annotated picture: annotated.png$' out || fail "no path of the annotated picture"
 [ "$(head -c 4 annotated.png | tail -c 3)" = PNG ] || fail "the annotated picture is no PNG"
 cp out first
@@ -49,8 +54,9 @@ small() {
   run 0 --requests 10 --size 320x240 "$@"
 }
 small --jsonl base.jsonl
-[ "$(wc -l <base.jsonl)" -eq 10 ] || fail "one JSON object per request"
-grep -q '"request":4,.*"outcome":"taken","faceNum":3' base.jsonl || fail "request 4: $(sed -n 4p base.jsonl)"
+[ "$(grep -c '^{"request"' base.jsonl)" -eq 10 ] || fail "one JSON object per request"
+head -n 1 base.jsonl | grep -q '^{"format":1,"camsim":"[0-9.]*","input":"the built-in scene","width":320,"height":240}$' || fail "header: $(head -n 1 base.jsonl)"
+grep -q '"request":4,.*"outcome":"taken","faceNum":3' base.jsonl || fail "request 4: $(sed -n 5p base.jsonl)"
 for options in "--orientation 0" "--orientation 90" "--orientation 180" \
   "--face 40,40,120,120" "--role 2" "--no-score" "--no-gender-age" "--zynode-conf fffffb" \
   "--operation-mask 0" "--sensor 160x120"; do
@@ -66,17 +72,40 @@ for options in "--quad-cfa" "--quad-cfa --camera 7" "--sensor 5000x4000" "--stri
   small --jsonl other.jsonl $options
   [ "$(results base.jsonl)" = "$(results other.jsonl)" ] || fail "$options changes the results"
 done
+for options in "--buffer 64x48" "--node-caps 5"; do
+  # shellcheck disable=SC2086
+  small --jsonl other.jsonl $options
+  [ "$(own_tags base.jsonl)" != "$(own_tags other.jsonl)" ] || fail "$options does not show in the node's own tags"
+done
+grep -q '^the node.s own tags: SupportedFeature 1, CurrentMode 5, ' out || fail "own tags: $(tail -n 2 out)"
+
+# ---- Why a figure is zero or default -------------------------------------------------------------------
+why() { # the reason of the last row, requests, options
+  local reason=$1 requests=$2
+  shift 2
+  run 0 --requests "$requests" --all "$@"
+  grep '^ *[0-9]* *[0-9] |' out | tail -n 1 | grep -q "| $reason\$" || fail "not '$reason': $* ($(tail -n 4 out | head -n 1))"
+}
+why "off" 10 --role 2
+why "off" 10 --no-score --no-gender-age
+why "not handed over" 9
+why "estimates off" 10 --no-gender-age
+why "score off" 10 --no-score
+why "0 too small, 1 no face, 2 no face" 10 --face 10,10,120,300
+why "1 no face, 2 no face" 10 --face 10,10,121,300
+why "0 too small, 1 no face, 2 no face" 10 --face 10,10,300,120 --orientation 0
 
 # ---- Logs, pacing, slow models -------------------------------------------------------------------------
 run 0 --requests 4 --size 320x240 --log info --jsonl -
-[ "$(wc -l <out)" -eq 4 ] || fail "--jsonl - leaves standard output to the objects"
+[ "$(wc -l <out)" -eq 5 ] || fail "--jsonl - leaves standard output to the objects"
 grep -q '^I/CHIGENDERAGE: ProcessRequest():642 ChiGenderAgeNode frameNum 4, inputNum 1$' err || fail "info log"
 grep -q '^E/ZYPreview: ProcessBuffer++,   mAnalyzingEnabled:1, mIsAnalyzing:0' err || fail "error log"
 run 0 --requests 4 --size 320x240 --log error --failing-inits 2
 [ "$(grep -c '^E/ZYPreview: AnalyzeCurrentFrame: FaceInit failed$' err)" -eq 2 ] || fail "failing set-ups of the model"
 if grep -q '^I/' err; then fail "info lines at level error"; fi
 run 0 --requests 60 --size 64x64 --realtime --fps 500 --model-delay 1000
-grep -Eq '[12] taken, [12] dropped, 7 skipped' out || fail "frames drop in real time: $(tail -n 2 out)"
+grep -Eq '[12] taken, [12] dropped, 7 skipped' out || fail "frames drop in real time: $(tail -n 4 out)"
+grep -Eq '^500.0 requests a second asked, [0-9.]+ reached; [0-9]+ late' out || fail "no rates: $(tail -n 4 out)"
 
 # ---- Streams and pictures ------------------------------------------------------------------------------
 y4m() { # frames
@@ -93,6 +122,11 @@ cp out from_file
 "${camsim[@]}" --annotated annotated.png --input - --face 8,8,30,30 <clip.y4m >out || fail "from a pipe"
 cmp -s out from_file || fail "a pipe and a file differ"
 run 0 --input first.png --face 100,100,300,300 --requests 10
+{ cat clip.y4m && for _ in 1 2 3 4 5; do tail -n +2 clip.y4m; done; } >long.y4m
+run 0 --input long.y4m
+grep -q '^72 requests sent' out || fail "a clip of 72 frames: $(grep sent out)"
+y4m 3 >short.y4m
+why "no face" 3 --input short.y4m
 tail -c 9216 clip.y4m | tr 'F' '_' >raw.nv12
 run 0 --input raw.nv12 --size 64x48
 run_bad 3 --input missing.png
@@ -112,17 +146,53 @@ run_bad 2 --input clip.y4m --face 64,0,8,8
 run 0 --input clip.y4m --sensor 16384x8192 --face 0,0,200000,200000
 run_bad 1 --jsonl /dev/full
 run_bad 1 --node missing.so
+# A bare name is a file of this folder, wherever the loader looks for libraries.
+mkdir elsewhere && cp first.png elsewhere/bare.so
+LD_LIBRARY_PATH=${LD_LIBRARY_PATH:-}:elsewhere run_bad 1 --node bare.so
+grep -q 'cannot open' err || fail "a bare name leaves the folder: $(cat err)"
+
+# Outputs are tried first: nothing is run, nothing is overwritten, nothing is left behind.
 run_bad 1 --jsonl missing/out.jsonl
 picture=missing/out.png
 run_bad 1
-picture=both.out
-run_bad 1 --jsonl both.out
-cp clip.y4m kept.y4m
-run_bad 1 --input kept.y4m --jsonl kept.y4m
-picture=kept.y4m
-run_bad 1 --input kept.y4m
-cmp -s clip.y4m kept.y4m || fail "the input was overwritten"
+picture=both.png
+run_bad 1 --jsonl both.png
+cp first.png kept.png
+for input in kept.png - ./elsewhere/../kept.png; do
+  picture=annotated.png
+  run_bad 1 --input "$input" --jsonl kept.png <kept.png
+  picture=kept.png
+  run_bad 1 --input "$input" <kept.png
+done
+cmp -s first.png kept.png || fail "the input was overwritten"
+[ ! -e both.png ] || fail "a refused picture is left behind"
+[ ! -s out ] || fail "a run before its outputs were tried"
+picture=none
+run 0 --requests 4 --size 64x64
+[ ! -e none ] || fail "--annotated none writes a picture"
+run 0 --requests 3 --size 64x64 --jsonl /dev/stdout
+[ "$(grep -c '^{' out)" -eq 4 ] && [ "$(wc -l <out)" -eq 4 ] || fail "/dev/stdout is not -"
 picture=annotated.png
+
+# ---- Runs that end early -------------------------------------------------------------------------------
+head -c 50000 clip.y4m >cut.y4m
+rm annotated.png
+run 3 --input cut.y4m --face 8,8,30,30
+grep -q '^10 requests sent' out && [ -s annotated.png ] || fail "a clip cut in its middle loses summary or picture"
+for signal in INT TERM; do
+  rm -f annotated.png lines
+  # A job in the background ignores SIGINT until it is told otherwise.
+  env --default-signal=INT "${camsim[@]}" --annotated annotated.png --requests 1000000 --realtime --size 64x64 --jsonl lines >out 2>err &
+  until [ -s lines ]; do sleep 0.05; done
+  [ "$(tail -c 1 lines | od -An -tx1)" = " 0a" ] || fail "the lines do not leave one by one"
+  sleep 0.5
+  kill -$signal $!
+  status=0
+  wait $! || status=$?
+  [ "$status" -eq 130 ] || fail "exit status $status after SIG$signal"
+  [ "$(tail -n 1 lines | tail -c 2)" = "}" ] && [ -s annotated.png ] || fail "SIG$signal loses half a line or the picture"
+  [ "$(grep -c '^{"request"' lines)" = "$(sed -n 's/ requests sent,.*//p' out)" ] || fail "SIG$signal loses lines"
+done
 
 # A closed stream does not end up in another file.
 "${camsim[@]}" --annotated annotated.png --requests 6 --size 64x64 --jsonl apart.jsonl >&- 2>err && fail "a closed standard output goes unnoticed"
@@ -132,10 +202,16 @@ picture=annotated.png
 run 0 --help
 grep -q 'no estimates of a person' out || fail "--help does not say what the figures are"
 grep -q 'yuv4mpegpipe' out || fail "--help has no example"
-for options in --nonsense "--face 1,2,3" "--face 1,2,0,4" "--size 0x5" "--requests 0" "--log loud" "--fps 0" "--fps nan" "--input=" "--size 8x8"; do
+run 0 --version
+grep -Eq '^camsim [0-9]+\.[0-9]+\.[0-9]+$' out || fail "--version: $(cat out)"
+for options in --nonsense "--face 1,2,3" "--face 1,2,0,4" "--size 0x5" "--requests 0" "--fps 0" "--fps nan" "--input=" "--size 8x8" "--annotated -" "--annotated picture.jpg"; do
   # shellcheck disable=SC2086
-  run 2 $options
+  run_bad 2 $options
 done
+run_bad 2 --size 16385x16
+grep -q '1 to 16384 a side' err || fail "the limits of a size are not said"
+run_bad 2 --log loud
+grep -q 'error, info, none' err || fail "the choices of --log are not said"
 
 [ "$failed" -eq 0 ] && echo "camsim does what it says"
 exit "$failed"

@@ -60,12 +60,15 @@ class Memory {
  public:
   explicit Memory(fuzz::Script& script) : script_(script) {}
 
-  // The pointer from which the bytes of the reach are counted. Of a mask, every other byte is 0.
+  // The pointer from which the bytes of the reach are counted. Of a mask, some, most or nearly all
+  // bytes are 0.
   uint8_t* Add(Reach reach, bool is_mask = false) {
     const auto edge = script_.OneIn(4) ? GuardedBytes::Edge::kFront : GuardedBytes::Edge::kBack;
-    Block& block = blocks_.emplace_back(reach.Bytes(), edge);
-    block.entry = script_.Noise(static_cast<std::size_t>(block.end() - block.begin()));
-    for (uint8_t& byte : block.entry) byte = is_mask && byte % 2 == 0 ? 0 : byte;
+    GuardedBytes& block = blocks_.emplace_back(reach.Bytes(), edge);
+    auto noise = script_.Noise(static_cast<std::size_t>(block.end() - block.begin()));
+    const std::size_t gap = is_mask ? script_.Pick(std::array<std::size_t, 3>{1, 2, 41}) : 1;
+    for (std::size_t i = 0; i < noise.size(); ++i) noise[i] = i % gap != 0 ? uint8_t{0} : noise[i];
+    entry_.push_back(std::move(noise));
     return block.data() - reach.lowest;
   }
   uint8_t* Add(int bytes) { return Add(Reach{0, bytes}); }
@@ -73,31 +76,29 @@ class Memory {
   // Whether the kernel leaves what the formula leaves, with all its rows.
   template <typename Formula, typename Kernel>
   bool EndsAlike(Formula formula, Kernel kernel) {
-    Restore();
-    formula();
-    for (Block& block : blocks_) block.expected.assign(block.begin(), block.end());
+    const std::vector<uint8_t> expected = ContentAfter(formula);
     for (const Rows rows : {Rows{}, Rows{KernelVariant::kScalar}, Rows{KernelVariant::kVector}}) {
-      Restore();
-      kernel(rows);
-      for (Block& block : blocks_) {
-        if (!std::equal(block.begin(), block.end(), block.expected.begin())) return false;
-      }
+      if (ContentAfter([&] { kernel(rows); }) != expected) return false;
     }
     return true;
   }
 
  private:
-  struct Block : GuardedBytes {
-    using GuardedBytes::GuardedBytes;
-    std::vector<uint8_t> entry, expected;
-  };
-
-  void Restore() {
-    for (Block& block : blocks_) std::copy(block.entry.begin(), block.entry.end(), block.begin());
+  // All that is in the memory, when the work began with the noise.
+  template <typename Work>
+  std::vector<uint8_t> ContentAfter(Work work) {
+    auto noise = entry_.begin();
+    for (GuardedBytes& block : blocks_)
+      std::copy_n((noise++)->begin(), block.end() - block.begin(), block.begin());
+    work();
+    std::vector<uint8_t> content;
+    for (GuardedBytes& block : blocks_) content.insert(content.end(), block.begin(), block.end());
+    return content;
   }
 
   fuzz::Script& script_;
-  std::list<Block> blocks_;
+  std::list<GuardedBytes> blocks_;
+  std::vector<std::vector<uint8_t>> entry_;
 };
 
 // ---- The kernels: each says what was broken, or null --------------------------------------------
@@ -176,9 +177,10 @@ inline void RunFilter(Rows rows, const FilterCall& c) {
   RunRows(rows, filterCorr3x3s8_v2, filterCorr3x3s8_v2Variant, c.src, c.dst, c.columns(), c.rows(),
           c.weights.corner, c.weights.centre, c.weights.edge, c.stride);
 }
-inline void RunMarkedFilter(Rows, const FilterCall& c) {
-  filterCorr3x3s8_v2WithskinMap(c.src, c.mask, c.dst, c.columns(), c.rows(), c.weights.corner,
-                                c.weights.centre, c.weights.edge, c.stride);
+inline void RunMarkedFilter(Rows rows, const FilterCall& c) {
+  RunRows(rows, filterCorr3x3s8_v2WithskinMap, filterCorr3x3s8_v2WithskinMapVariant, c.src, c.mask,
+          c.dst, c.columns(), c.rows(), c.weights.corner, c.weights.centre, c.weights.edge,
+          c.stride);
 }
 inline void RunSharpen(Rows rows, const FilterCall& c) {
   RunRows(rows, sharpenY, sharpenYVariant, c.src, c.dst, c.width, c.height, c.stride);
@@ -240,8 +242,7 @@ inline const char* CallCrop(fuzz::Script& script) {
   return alike ? nullptr : "a crop is upright and in colour";
 }
 
-// The first byte of a script chooses the kind, the second what the kind has a choice of, the next
-// two width and height.
+// A call reads first what the kind has a choice of, then width and height.
 struct KernelKind {
   const char* name;
   std::size_t choices;
@@ -252,11 +253,6 @@ inline constexpr KernelKind kKernelKinds[] = {{"Copy", std::size(kRotations), Ca
                                               {"Shrink", std::size(kDownscalers), CallDownscaler},
                                               {"Filter", std::size(kFilters), CallFilter},
                                               {"Crop", std::size(kViews), CallCrop}};
-
-// What a kernel broke, or null.
-inline const char* CallKernel(fuzz::Script& script) {
-  return script.Pick(kKernelKinds).call(script);
-}
 
 }  // namespace testing_support
 

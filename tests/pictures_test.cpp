@@ -4,9 +4,11 @@
 #include <turbojpeg.h>
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <random>
 #include <set>
 #include <sstream>
 #include <tuple>
@@ -15,8 +17,11 @@
 #include "host/face_measure.h"
 #include "pictures/annotate.h"
 #include "pictures/frame_source.h"
+#include "pictures/jpeg_header.h"
 #include "pictures/scene.h"
 #include "pictures/y4m.h"
+#include "platform/age_gender_model.h"
+#include "platform/face_grade.h"
 
 namespace pictures {
 namespace {
@@ -73,6 +78,12 @@ Bytes EncodeJpeg(const Picture& picture, int flags) {
   return bytes;
 }
 
+Picture DrawScene(int width, int height, int faces, int64_t index) {
+  Nv12Frame frame;
+  Scene(width, height, 0, faces).Draw(index, &frame);
+  return Nv12ToPicture(frame);
+}
+
 Failure Decode(const Bytes& bytes, Picture* picture) {
   // An exact copy on the heap, so that the address sanitizer sees a read past its end.
   const Bytes exact(bytes);
@@ -117,19 +128,55 @@ TEST(Picture, IsReadWholeOrNotAtAll) {
 
 TEST(Picture, ClaimedSizesAreCheckedBeforeMemoryIsTaken) {
   Picture picture;
-  EXPECT_EQ(MessageOf(Decode(EncodeGray16(16385, 1), &picture)), "unusable size 16385x1");
-  EXPECT_EQ(MessageOf(Decode(EncodeGray16(16384, 16384), &picture)), "unusable size 16384x16384");
+  const std::string limits = " is outside the limits: 1 to 16384 a side and at most 128 Mi pixels";
+  EXPECT_EQ(MessageOf(Decode(EncodeGray16(16385, 1), &picture)), "size 16385x1" + limits);
+  EXPECT_EQ(MessageOf(Decode(EncodeGray16(16384, 16384), &picture)), "size 16384x16384" + limits);
   EXPECT_EQ(MessageOf(Decode(EncodeGray16(8192, 8192), &picture)),
             "damaged PNG: the file is cut short");
   Bytes jpeg = EncodeJpeg(MakePicture(8, 8), 0);
   const uint8_t frame_header[] = {0xff, 0xc0, 0, 17, 8};
   const auto at = std::search(jpeg.begin(), jpeg.end(), frame_header, frame_header + 5);
   at[5] = at[7] = 0x40;
-  EXPECT_EQ(MessageOf(Decode(jpeg, &picture)), "unusable size 16392x16392");
+  EXPECT_EQ(MessageOf(Decode(jpeg, &picture)), "size 16392x16392" + limits);
   at[5] = at[7] = 0x10;
   EXPECT_EQ(MessageOf(Decode(jpeg, &picture)), "damaged JPEG: the file is cut short");
   at[1] = 0xc9;
   EXPECT_EQ(MessageOf(Decode(jpeg, &picture)), "JPEG with arithmetic coding is not supported");
+}
+
+TEST(Picture, JpegsAreTurnedByTheirExifOrientationAndDamagedExifIsHarmless) {
+  Picture stored = MakePicture(24, 16);
+  FillRectangle({0, 0, 8, 8}, {255, 255, 255}, &stored);
+  const Bytes jpeg = EncodeJpeg(stored, 0);
+  const auto decode = [&](const Bytes& segment) {
+    Bytes file = jpeg;
+    file.insert(file.begin() + 2, segment.begin(), segment.end());
+    Picture picture;
+    EXPECT_EQ(MessageOf(Decode(file, &picture)), "success");
+    return picture;
+  };
+  for (uint8_t orientation = 1; orientation <= 8; ++orientation) {
+    // Where the stored picture's upper left corner belongs, and whether width and height change.
+    const bool right = orientation == 2 || orientation == 3 || orientation == 6 || orientation == 7;
+    const bool below = orientation == 3 || orientation == 4 || orientation >= 7;
+    const bool swapped = orientation >= 5;
+    const Bytes little_endian = {0xff, 0xe1, 0, 34, 'E',         'x', 'i', 'f', 0,    0, 'I', 'I',
+                                 42,   0,    8, 0,  0,           0,   1,   0,   0x12, 1, 3,   0,
+                                 1,    0,    0, 0,  orientation, 0,   0,   0,   0,    0, 0,   0};
+    const Bytes big_endian = {0xff, 0xe1, 0, 34, 'E', 'x',         'i', 'f', 0, 0,    'M', 'M',
+                              0,    42,   0, 0,  0,   8,           0,   1,   1, 0x12, 0,   3,
+                              0,    0,    0, 1,  0,   orientation, 0,   0,   0, 0,    0,   0};
+    for (const Bytes& segment : {little_endian, big_endian}) {
+      Picture upright = decode(segment);
+      ASSERT_EQ(upright.width, swapped ? 16 : 24) << int{orientation};
+      EXPECT_GT(*upright.Pixel(right ? upright.width - 4 : 4, below ? upright.height - 4 : 4), 200);
+      for (std::size_t at = 4; at < segment.size(); ++at) {
+        Bytes damaged = segment;
+        damaged[at] = 0xff;
+        decode(damaged);
+      }
+    }
+  }
 }
 
 TEST(Nv12, PrimariesHaveTheirBt601Codes) {
@@ -177,6 +224,8 @@ TEST(Y4m, EveryLayoutGivesTheFrameWorkedOutByHand) {
        {1, 2, 3, p, 4, 5, 6, p, 7, 8, 9, p, 20, 120, 35, 135, 65, 165, 80, 180}},
       {"W1 H1 C444", {1, 2, 3}, 2, {1, p, 2, 3}},
       {"W3 H1 Cmono", {1, 2, 3}, 4, {1, 2, 3, p, 128, 128, 128, 128}},
+      {"W3 H1 Cmono XCOLORRANGE=FULL", {0, 128, 255}, 4, {16, 126, 235, p, 128, 128, 128, 128}},
+      {"W1 H1 C444 XCOLORRANGE=FULL", {255, 0, 255}, 2, {235, p, 16, 240}},
   };
   for (const auto& [tags, planes, stride, expected] : cases) {
     Bytes file = BytesOf(std::string("YUV4MPEG2 ") + tags + "\nFRAME Ixyz\n");
@@ -294,23 +343,42 @@ TEST(Annotate, ExtremeCoordinatesAreHarmless) {
   }
   EXPECT_EQ(picture.rgb, before.rgb);
   const std::string text(5000, 'w');
-  DrawLabelledFace({INT_MAX, INT_MIN, INT_MAX, INT_MAX}, text, {9, 9, 9}, INT_MAX, &picture);
+  DrawLabelledFaces({{{INT_MAX, INT_MIN, INT_MAX, INT_MAX}, text, {9, 9, 9}}}, INT_MAX, {},
+                    &picture);
 }
 
 uint64_t DigestOf(const Bytes& bytes) { return host::Digest(bytes.data(), bytes.size()); }
 
+TEST(Annotate, LabelsCoverNoFaceWhereThereIsRoom) {
+  std::mt19937 random(1);
+  const auto any = [&](unsigned limit) { return static_cast<int>(random() % limit); };
+  for (int round = 0; round < 200; ++round) {
+    const Rect first = {any(40), any(130), 70, 70}, second = {120 + any(110), any(130), 70, 70};
+    Picture picture = MakePicture(300, 200);
+    DrawLabelledFaces({{first, "abc\ndefg", {9, 9, 9}}, {second, "abcdefghi", {9, 9, 9}}}, 2, {},
+                      &picture);
+    int changed = 0;
+    for (int i = 0; i < 66 * 66; ++i) {
+      changed += *picture.Pixel(first.x + 2 + i % 66, first.y + 2 + i / 66) != 0;
+      changed += *picture.Pixel(second.x + 2 + i % 66, second.y + 2 + i / 66) != 0;
+    }
+    EXPECT_EQ(changed, 0) << round;
+  }
+}
+
 // The scene, its labels with every glyph, and the way to a frame and back. After a change that is
 // meant: look at camsim's picture, then write the new digests down.
 TEST(Scene, LooksAsItDid) {
-  const std::pair<uint64_t, uint64_t> digests[] = {{9637187183966173960u, 7067025724056662744u},
-                                                   {2455708068403197128u, 12649043342319910966u},
-                                                   {32957072572282914u, 4354499163476647109u}};
+  const std::pair<uint64_t, uint64_t> digests[] = {{13066746770772487407u, 12642458998098976843u},
+                                                   {13542487510761951410u, 14249479121995146279u},
+                                                   {14909245123273618416u, 4063216940227630776u}};
   for (int faces = 1; faces <= 3; ++faces) {
     Picture picture = DrawScene(641, 479, faces, 77 * faces);
+    std::vector<LabelledFace> labelled = {{{600, 2, 30, 400}, "in the corner", {9, 9, 90}}};
     for (const Rect& face : SceneFaces(641, 479, faces, 77 * faces)) {
-      DrawLabelledFace(face, "age 7.5", {9, 90, 9}, faces, &picture);
+      labelled.push_back({face, "age 7.5\nprop 0.9", {9, 90, 9}});
     }
-    DrawLabelledFace({600, 2, 30, 400}, "in the corner", {9, 9, 90}, faces, &picture);
+    DrawLabelledFaces(labelled, faces, {{0, 400, 641, 79}}, &picture);
     DrawLabel(1, 1, "0123456789.,:-+=%/#[]() \x7f", {90, 9, 9}, faces, &picture);
     DrawLabel(1, 90, "ABCDEFGHIJKLMNOPQRSTUVWXYZ", {90, 9, 9}, faces, &picture);
     DrawLabel(1, 120, "abcdefghijklmnopqrstuvwxyz", {90, 9, 9}, faces, &picture);
@@ -318,6 +386,53 @@ TEST(Scene, LooksAsItDid) {
     ASSERT_FALSE(PictureToNv12(picture, 650, &frame));
     EXPECT_EQ(DigestOf(frame.bytes), digests[faces - 1].first) << faces;
     EXPECT_EQ(DigestOf(Nv12ToPicture(frame).rgb), digests[faces - 1].second) << faces;
+  }
+}
+
+// Age, prop, gender and grade that the models' stand-ins give for a picture's middle.
+std::array<float, 4> FiguresOf(const Picture& picture) {
+  const int w = picture.width, h = picture.height;
+  Bytes bgr, gray;
+  for (std::size_t i = 0; i < picture.rgb.size(); i += 3) {
+    const uint8_t* rgb = picture.rgb.data() + i;
+    bgr.insert(bgr.end(), {rgb[2], rgb[1], rgb[0]});
+    gray.push_back(static_cast<uint8_t>((rgb[0] + 2 * rgb[1] + rgb[2]) / 4));
+  }
+  const QVAG_FaceResult age =
+      QVAG_OneFaceAnalyze(gray.data(), bgr.data(), w, h, w / 4, h / 4, w - w / 4, h - h / 4, 1.0f);
+  FaceGradeInterface grader;
+  FaceGradeResult grade;
+  grader.setFaceRect(w / 4, h / 4, w - w / 4 * 2, h - h / 4 * 2);
+  grader.process(bgr.data(), w, h, grade, false);
+  return {age.age / 68, age.prop, age.gender, grade.grade / 50};
+}
+
+// Each figure sees what is done to a picture, whatever the picture: nothing that goes wrong on the
+// way to a model stays unseen, and no figure ends at a limit.
+TEST(StandIns, EveryFigureSeesAMirrorATurnAShiftAndExchangedColours) {
+  std::mt19937 random(1);
+  for (int round = 0; round < 100; ++round) {
+    Picture texture = MakePicture(160, 160);
+    for (int blot = 0; blot < 60; ++blot) {
+      const auto any = [&](unsigned limit) { return static_cast<int>(random() % limit); };
+      const auto byte = [&] { return static_cast<uint8_t>(random() % 256); };
+      const Rect rect = {any(140), any(140), 10 + any(60), 10 + any(60)};
+      FillRectangle(rect, {byte(), byte(), byte()}, &texture);
+    }
+    Picture shifted = texture, exchanged = texture;
+    std::rotate(shifted.rgb.begin(), shifted.rgb.begin() + 24, shifted.rgb.end());
+    for (std::size_t i = 0; i < exchanged.rgb.size(); i += 3) {
+      std::swap(exchanged.rgb[i], exchanged.rgb[i + 2]);
+    }
+    const std::array<float, 4> figures = FiguresOf(texture);
+    for (const Picture& changed :
+         {TurnUpright(texture, 2), TurnUpright(texture, 6), shifted, exchanged}) {
+      const std::array<float, 4> others = FiguresOf(changed);
+      for (std::size_t i = 0; i < 4; ++i) {
+        EXPECT_NE(figures[i], others[i]) << round << " figure " << i;
+        EXPECT_TRUE(others[i] > 0.02f && others[i] < (i == 3 ? 1.98f : 1.04f)) << others[i];
+      }
+    }
   }
 }
 

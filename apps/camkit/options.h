@@ -6,7 +6,16 @@
 
 namespace camkit {
 
-enum class Operation { kSharpen, kSharpenSkin, kSmooth, kHalf, kQuarter, kEighth, kRotate };
+enum class Operation {
+  kSharpen,
+  kSharpenSkin,
+  kFilter,
+  kSmooth,
+  kHalf,
+  kQuarter,
+  kEighth,
+  kRotate
+};
 
 // What camkit's command line says.
 struct Options {
@@ -14,7 +23,10 @@ struct Options {
   std::string name;  // of the operation, as typed
   std::string input;
   std::string output;
-  std::string mask;  // empty marks the whole picture
+  std::string mask;     // a picture's path, or empty
+  int threshold = 128;  // of a mask's brightness, 1..255
+  bool skin = false;    // mark skin by its chroma
+  signed char corner = 0, centre = 16, edge = 0;
   int degrees = 0;
   bool compare = false;
 };

@@ -6,7 +6,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 
-#include "apps/exit_code.h"
+#include "apps/command_line.h"
 
 namespace camsim {
 namespace {
@@ -22,44 +22,58 @@ constexpr char kExample[] =
     "  camsim                                       the built-in scene\n"
     "  camsim --input photo.jpg --face 420,180,300,300 --requests 30 --jsonl -\n"
     "  ffmpeg -i clip.mp4 -f yuv4mpegpipe - | camsim --input - --face 80,60,200,200\n"
-    "Exit status: 0 ok, 1 failure, 2 usage, 3 unreadable input.";
+    "docs/camsim.md explains options, keys and figures.\n"
+    "Exit status: 0 ok, 1 failure, 2 usage, 3 unreadable input, 130 interrupted.";
 
-// The node library that was built with this program.
-std::string NodeBesideProgram() {
+// The node library that was built or installed with this program.
+std::string NodeOfProgram() {
   char path[4096];
   const ssize_t length = readlink("/proc/self/exe", path, sizeof(path));
   const std::string program(path, length > 0 ? static_cast<size_t>(length) : 0);
-  return program.substr(0, program.rfind('/') + 1) + "com.qti.node.brodaxgenderage.so";
+  const std::string folder = program.substr(0, program.rfind('/') + 1);
+  const std::string name = "com.qti.node.brodaxgenderage.so";
+  return access((folder + name).c_str(), F_OK) == 0 ? folder + name
+                                                    : folder + ZY_INSTALLED_NODE_FOLDER + name;
 }
-
-// What an unset shell variable leaves of a file's name.
-std::string NotEmpty(const std::string& text) { return text.empty() ? "must not be empty" : ""; }
 
 // Not a number and infinity would pass a range.
 std::string PlainNumber(const std::string& text) {
-  return text.find_first_not_of("0123456789.") == std::string::npos ? "" : "is no number";
+  return text.find_first_not_of("0123456789.") == std::string::npos ? "" : text + " is no number";
 }
 
-bool ParseSize(const std::string& text, Size* size) {
+Size ParseSize(const std::string& name, const std::string& text) {
+  Size size;
   char rest = 0;
-  return std::sscanf(text.c_str(), "%6dx%6d%c", &size->width, &size->height, &rest) == 2 &&
-         pictures::IsUsableSize(size->width, size->height);
+  if (std::sscanf(text.c_str(), "%6dx%6d%c", &size.width, &size.height, &rest) != 2) {
+    throw CLI::ValidationError(name, text + " is no size such as 1280x720");
+  }
+  if (!pictures::IsUsableSize(size.width, size.height)) {
+    throw CLI::ValidationError(name, pictures::UnusableSize(size.width, size.height)->message);
+  }
+  return size;
 }
 
-bool ParseRect(const std::string& text, pictures::Rect* rect) {
+pictures::Rect ParseRect(const std::string& name, const std::string& text) {
+  pictures::Rect rect = {};
   char rest = 0;
-  return std::sscanf(text.c_str(), "%6d,%6d,%6d,%6d%c", &rect->x, &rect->y, &rect->w, &rect->h,
-                     &rest) == 4 &&
-         rect->x >= 0 && rect->y >= 0 && rect->w > 0 && rect->h > 0;
+  if (std::sscanf(text.c_str(), "%6d,%6d,%6d,%6d%c", &rect.x, &rect.y, &rect.w, &rect.h, &rest) !=
+          4 ||
+      rect.x < 0 || rect.y < 0 || rect.w <= 0 || rect.h <= 0) {
+    throw CLI::ValidationError(name, text + " is no rectangle such as 420,180,300,300");
+  }
+  return rect;
+}
+
+LogLevel ParseLogLevel(const std::string& name, const std::string& text) {
+  if (text == "none") return LogLevel::kNone;
+  if (text == "error") return LogLevel::kError;
+  if (text == "info") return LogLevel::kInfo;
+  throw CLI::ValidationError(name, text + " is none of error, info, none");
 }
 
 void AddSize(CLI::App* app, const std::string& name, Size* size, const std::string& about) {
   app->add_option_function<std::string>(
-         name,
-         [name, size](const std::string& text) {
-           if (!ParseSize(text, size)) throw CLI::ValidationError(name, "is no size: " + text);
-         },
-         about)
+         name, [name, size](const std::string& text) { *size = ParseSize(name, text); }, about)
       ->type_name("WxH");
 }
 
@@ -67,7 +81,7 @@ void AddInput(CLI::App* app, Options* options, Size* size) {
   app->add_option("--input", options->source.input,
                   "PNG, JPEG, Y4M or raw NV12; - is standard input; without it, a built-in scene")
       ->type_name("FILE|-")
-      ->check(NotEmpty);
+      ->check(apps::NotEmpty);
   AddSize(app, "--size", size, "size of raw NV12 input, or of the scene (1280x720)");
   app->add_option("--stride", options->source.stride,
                   "row pitch of the camera buffers in bytes (the multiple of 64 above the width)")
@@ -76,11 +90,7 @@ void AddInput(CLI::App* app, Options* options, Size* size) {
          "--face",
          [options](const std::vector<std::string>& texts) {
            for (const std::string& text : texts) {
-             pictures::Rect rect = {};
-             if (!ParseRect(text, &rect)) {
-               throw CLI::ValidationError("--face", "is no rectangle: " + text);
-             }
-             options->faces.push_back(rect);
+             options->faces.push_back(ParseRect("--face", text));
            }
          },
          "a face in picture pixels; may be repeated")
@@ -89,9 +99,10 @@ void AddInput(CLI::App* app, Options* options, Size* size) {
 }
 
 void AddDeviceState(CLI::App* app, Options* options) {
-  app->add_option("--requests", options->requests, "requests to send (60)")
+  app->add_option("--requests", options->requests, "requests to send (60, or all of a clip)")
       ->check(CLI::Range(1, 100'000'000));
-  app->add_option("--orientation", options->orientation, "device orientation in degrees (270)");
+  app->add_option("--orientation", options->orientation,
+                  "device orientation in degrees (270, at which a frame is analysed as it is)");
   AddSize(app, "--sensor", &options->sensor, "sensor size (4000x3000, or the frame's if larger)");
   app->add_flag("--quad-cfa", options->quad_cfa, "the quad sensor is on");
   app->add_option("--role", options->role, "second word of MultiCameraIdRole (1, the main camera)");
@@ -100,9 +111,9 @@ void AddDeviceState(CLI::App* app, Options* options) {
                 "the gender and age switch (on)");
   app->add_flag("--score,!--no-score", options->score, "the face score switch (on)");
   app->add_option("--zynode-conf", options->zynode_conf,
-                  "property persist.vendor.camera.zynode_conf (unset)");
+                  "property persist.vendor.camera.zynode_conf, hexadecimal (unset: ffffff)");
   app->add_option("--operation-mask", options->operation_mask,
-                  "property persist.vendor.camera.operationMask (unset)");
+                  "property persist.vendor.camera.operationMask, hexadecimal (unset: ffffff)");
   app->add_option("--node-caps", options->node_caps, "capability mask of the node (0)");
   AddSize(app, "--buffer", &options->buffer, "negotiated buffer size (the frame's)");
 }
@@ -117,36 +128,37 @@ void AddRun(CLI::App* app, Options* options) {
   app->add_option("--fps", options->fps, "requests a second with --realtime (30)")
       ->check(PlainNumber)
       ->check(CLI::Range(0.1, 1000.0));
-  app->add_option("--jsonl", options->jsonl, "one JSON object per request, to a file or -")
+  app->add_flag("--all", options->all, "print every request, not only those handed over");
+  app->add_option("--jsonl", options->jsonl,
+                  "JSON lines, a header and one for each request, to a file or -")
       ->type_name("FILE|-")
-      ->check(NotEmpty);
+      ->check(apps::NotEmpty);
   app->add_option("--annotated", options->annotated,
-                  "PNG of the last analysed frame with its results (camsim.png)")
-      ->check(NotEmpty);
-  app->add_option("--log", options->log, "log lines to standard error: error, info or none (none)")
-      ->type_name("LEVEL")
-      ->transform(CLI::Transformer(std::map<std::string, LogLevel>{
-          {"none", LogLevel::kNone}, {"error", LogLevel::kError}, {"info", LogLevel::kInfo}}));
+                  "PNG of the last frame that came with figures (camsim.png); none for no picture")
+      ->type_name("FILE|none")
+      ->check([](const std::string& path) {
+        return path == kNoPicture ? std::string() : apps::PngName(path);
+      });
+  app->add_option_function<std::string>(
+         "--log",
+         [options](const std::string& text) { options->log = ParseLogLevel("--log", text); },
+         "log lines to standard error: error, info or none (none)")
+      ->type_name("LEVEL");
   app->add_option("--node", options->node, "the node library (the one beside this program)")
-      ->check(NotEmpty);
+      ->check(apps::NotEmpty);
 }
 
 }  // namespace
 
 bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
-  options->node = NodeBesideProgram();
+  options->node = NodeOfProgram();
   Size size;
   CLI::App app(kAbout, "camsim");
   app.footer(kExample);
   AddInput(&app, options, &size);
   AddDeviceState(&app, options);
   AddRun(&app, options);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    *exit_code = app.exit(error) == 0 ? apps::kExitOk : apps::kExitUsage;
-    return false;
-  }
+  if (!apps::ParseCommandLine(argc, argv, &app, exit_code)) return false;
   options->source.width = size.width;
   options->source.height = size.height;
   return true;

@@ -16,6 +16,9 @@ struct Size {
   int height = 0;
 };
 
+// In place of a picture's name.
+inline constexpr char kNoPicture[] = "none";
+
 enum class LogLevel { kNone, kError, kInfo };
 
 // What camsim's command line says.
@@ -23,7 +26,7 @@ struct Options {
   std::string node;                     // the library's path
   pictures::FrameSourceOptions source;  // where the frames come from
   std::vector<pictures::Rect> faces;  // in picture pixels; empty takes those that the source knows
-  int requests = 60;
+  int requests = 0;                   // 0 is 60 of an input without an end, else all
   int orientation = 270;
   Size sensor;  // 0x0 chooses one that holds the frame
   bool quad_cfa = false;
@@ -39,8 +42,9 @@ struct Options {
   int failing_inits = 0;
   bool realtime = false;
   double fps = 30.0;
-  std::string jsonl;  // a path, "-" or empty
-  std::string annotated = "camsim.png";
+  std::string jsonl;                     // a path, "-" or empty
+  std::string annotated = "camsim.png";  // a path or kNoPicture
+  bool all = false;                      // a row for every request
   LogLevel log = LogLevel::kNone;
 };
 

@@ -41,6 +41,20 @@ std::vector<int32_t> SensorRects(const Options& options, Size frame,
   return rects;
 }
 
+RequestState StateOf(const Options& options, Size frame, const std::vector<pictures::Rect>& faces,
+                     bool follows_a_pass) {
+  RequestState state;
+  state.node_has_role = options.role == 1;
+  state.gender_and_age = options.gender_and_age;
+  state.score = options.score;
+  state.orientation = options.orientation;
+  state.width = frame.width;
+  state.height = frame.height;
+  state.faces = faces;
+  state.follows_a_pass = follows_a_pass;
+  return state;
+}
+
 void SetRequestMetadata(const Options& options, Size frame,
                         const std::vector<pictures::Rect>& faces, framework::Metadata* metadata) {
   const framework::VendorTags& tags = framework::Framework::Get().Tags();

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "apps/camsim/options.h"
+#include "apps/camsim/why.h"
 #include "framework/framework.h"
 #include "pictures/geometry.h"
 
@@ -19,6 +20,10 @@ Size SensorSize(const Options& options, Size frame);
 // picture pixels when the sensor is at least as large as the frame.
 std::vector<int32_t> SensorRects(const Options& options, Size frame,
                                  const std::vector<pictures::Rect>& faces);
+
+// The same device state in the words of why.h.
+RequestState StateOf(const Options& options, Size frame, const std::vector<pictures::Rect>& faces,
+                     bool follows_a_pass);
 
 // Fills the input metadata of one request.
 void SetRequestMetadata(const Options& options, Size frame,

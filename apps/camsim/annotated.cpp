@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+
+#include "apps/camsim/report.h"
+#include "pictures/annotate.h"
+#include "pictures/picture.h"
+
+namespace camsim {
+namespace {
+
+constexpr pictures::Colour kFaceColours[kSlots] = {{80, 220, 100}, {90, 170, 255}, {255, 190, 60}};
+constexpr pictures::Colour kCaptionColour = {200, 200, 200};
+
+// Two lines: figures, and where there are none the reason.
+std::string Label(const RequestReport& report, std::size_t slot) {
+  const framework::ResultRecord& result = report.result;
+  const SlotWhy why = report.why[slot];
+  if (!why.HasFigures()) return TextOf(why);
+  char estimates[64], score[32];
+  std::snprintf(estimates, sizeof(estimates), "gender %.2f age %.1f", result.gender[slot],
+                result.age[slot]);
+  std::snprintf(score, sizeof(score), "score %.1f", result.score[slot]);
+  if (why.estimates != Why::kIsFigure) return score + ("\n" + TextOf(why));
+  char prop[32];
+  std::snprintf(prop, sizeof(prop), "prop %.2f", result.prop[slot]);
+  if (why.score != Why::kIsFigure) return estimates + ("\n" + std::string(prop));
+  return estimates + ("\n" + std::string(score)) + " " + prop;
+}
+
+// The largest scale up to `scale` at which every text fits into the width.
+int ScaleThatFits(const std::vector<std::string>& texts, int scale, int width) {
+  for (const std::string& text : texts) {
+    while (scale > 1 && pictures::LabelBox(0, 0, text, scale).w > width) --scale;
+  }
+  return scale;
+}
+
+}  // namespace
+
+pictures::Failure WriteAnnotated(const std::string& path, const pictures::Nv12Frame& frame,
+                                 const RequestReport& report) {
+  pictures::Picture picture = pictures::Nv12ToPicture(frame);
+  std::vector<std::string> texts = {"stand-in figures,\nno estimates of a person"};
+  const std::size_t faces = std::min<std::size_t>(report.faces.size(), kSlots);
+  for (std::size_t slot = 0; slot < faces; ++slot) texts.push_back(Label(report, slot));
+  const int scale =
+      ScaleThatFits(texts, pictures::LabelScale(picture.width, picture.height), picture.width);
+  std::vector<pictures::LabelledFace> labelled;
+  for (std::size_t slot = 0; slot < faces; ++slot) {
+    labelled.push_back({report.faces[slot], texts[slot + 1], kFaceColours[slot]});
+  }
+  const pictures::Rect size = pictures::LabelBox(0, 0, texts[0], scale);
+  const int caption_y = picture.height - size.h;
+  pictures::DrawLabelledFaces(labelled, scale, {{0, caption_y, size.w, size.h}}, &picture);
+  pictures::DrawLabel(0, caption_y, texts[0], kCaptionColour, scale, &picture);
+  return pictures::WritePng(path, picture);
+}
+
+}  // namespace camsim

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef ZY_APPS_CAMSIM_PACE_H_
+#define ZY_APPS_CAMSIM_PACE_H_
+
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <vector>
+
+namespace camsim {
+
+// Sends requests at a rate and measures how well that went. One thread.
+class Pace {
+ public:
+  explicit Pace(double requests_a_second);
+
+  // Sleeps until the next request is due; an interrupt of the program ends the sleep.
+  void AwaitNext();
+  // Notes how long the node took for a request. Returns it in microseconds.
+  int64_t Note(std::chrono::steady_clock::duration took);
+  void Print(std::FILE* to);
+
+ private:
+  using Time = std::chrono::steady_clock::time_point;
+
+  const double rate_;
+  const std::chrono::nanoseconds period_;
+  Time first_ = {};
+  Time last_ = {};
+  int sent_ = 0;
+  int late_ = 0;
+  std::vector<int64_t> took_us_;
+};
+
+}  // namespace camsim
+
+#endif  // ZY_APPS_CAMSIM_PACE_H_

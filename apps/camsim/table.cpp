@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <cinttypes>
+
+#include "apps/camsim/report.h"
+
+namespace camsim {
+namespace {
+
+// The reasons of all slots: said once when they agree, by the slots' numbers otherwise.
+std::string ReasonsOf(const RequestReport& report) {
+  std::string reasons, first = TextOf(report.why[0]);
+  bool agree = true;
+  for (int slot = 0; slot < kSlots; ++slot) {
+    const std::string text = TextOf(report.why[static_cast<std::size_t>(slot)]);
+    agree &= text == first;
+    if (text.empty()) continue;
+    if (!reasons.empty()) reasons += ", ";
+    reasons += std::to_string(slot) + " " + text;
+  }
+  return agree ? first : reasons;
+}
+
+std::string TextOf(const framework::PublishedTag& tag) {
+  std::string text = tag.name;
+  for (std::size_t i = 0; i < tag.values.size(); ++i) {
+    char value[32];
+    std::snprintf(value, sizeof(value), "%.10g", tag.values[i]);
+    text += (i == 0 ? " " : "x") + std::string(value);
+  }
+  return text;
+}
+
+}  // namespace
+
+bool RequestReport::HasFigures() const {
+  return std::any_of(why.begin(), why.end(), [](SlotWhy slot) { return slot.HasFigures(); });
+}
+
+void Summary::Count(Outcome outcome) {
+  ++sent;
+  skipped += outcome == Outcome::kSkipped;
+  dropped += outcome == Outcome::kDropped;
+  taken += outcome == Outcome::kTaken;
+}
+
+void PrintTableHead(std::FILE* to) {
+  std::fprintf(to, "%7s %5s", "", "");
+  for (int slot = 0; slot < kSlots; ++slot) std::fprintf(to, " | ------- slot %d -------", slot);
+  std::fprintf(to, " |\n%7s %5s", "request", "faces");
+  for (int slot = 0; slot < kSlots; ++slot) std::fprintf(to, " | gender   age score prop");
+  std::fprintf(to, " | why zero or default\n");
+}
+
+void PrintTableRow(const RequestReport& report, std::FILE* to) {
+  const framework::ResultRecord& result = report.result;
+  std::fprintf(to, "%7" PRIu64 " %5d", report.frame_number, result.face_count);
+  for (int slot = 0; slot < kSlots; ++slot) {
+    std::fprintf(to, " | %6.3f %5.1f %5.1f %4.2f", result.gender[slot], result.age[slot],
+                 result.score[slot], result.prop[slot]);
+  }
+  const std::string reasons = ReasonsOf(report);
+  std::fprintf(to, " |%s%s\n", reasons.empty() ? "" : " ", reasons.c_str());
+}
+
+void PrintSummary(const Summary& summary, const RequestReport& last, std::FILE* to) {
+  std::fprintf(to,
+               "%d requests sent, %d handed over: %d taken, %d dropped, %d skipped by the worker's "
+               "pacing; %" PRIu64 " analysed\n",
+               summary.sent, summary.HandedOver(), summary.taken, summary.dropped, summary.skipped,
+               summary.analysed);
+  std::string tags;
+  for (const framework::PublishedTag& tag : last.own_tags) {
+    tags += (tags.empty() ? "" : ", ") + TextOf(tag);
+  }
+  if (!tags.empty()) std::fprintf(to, "the node's own tags: %s\n", tags.c_str());
+}
+
+}  // namespace camsim

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef ZY_APPS_SAME_FILE_H_
+#define ZY_APPS_SAME_FILE_H_
+
+#include <sys/stat.h>
+
+#include <string>
+
+namespace apps {
+
+// Whether both name one regular file, whatever the names.
+inline bool IsSameFile(const struct stat& a, const struct stat& b) {
+  return S_ISREG(a.st_mode) && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+inline bool IsSameFile(const std::string& a, const std::string& b) {
+  struct stat first = {}, second = {};
+  return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 && IsSameFile(first, second);
+}
+
+}  // namespace apps
+
+#endif  // ZY_APPS_SAME_FILE_H_

@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef ZY_APPS_VERSION_H_
+#define ZY_APPS_VERSION_H_
+
+namespace apps {
+
+// The project's one version number, which stands in CMakeLists.txt.
+inline constexpr char kVersion[] = ZY_VERSION;
+
+}  // namespace apps
+
+#endif  // ZY_APPS_VERSION_H_
