@@ -93,7 +93,7 @@ Footprint MeasureAtRest(int64_t threads) {
 
 pictures::Nv12Frame Frame(int width, int height) {
   pictures::Nv12Frame frame;
-  if (PictureToNv12(pictures::DrawScene(width, height, 1, 0), 0, &frame)) std::abort();
+  pictures::Scene(width, height, 0, 1).Draw(0, &frame);
   return frame;
 }
 
