@@ -22,7 +22,6 @@
 #define vshrn_high_n_u16(low, value, shift) vcombine_u8(low, vshrn_n_u16(value, shift))
 #define vqshrun_high_n_s16(low, value, shift) vcombine_u8(low, vqshrun_n_s16(value, shift))
 #define vqshrun_high_n_s32(low, value, shift) vcombine_u16(low, vqshrun_n_s32(value, shift))
-#define vshll_high_n_u8(value, shift) vshll_n_u8(vget_high_u8(value), shift)
 #define vmull_high_n_s16(value, factor) vmull_n_s16(vget_high_s16(value), factor)
 #endif
 

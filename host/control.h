@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// The knobs of the pretend device: what its properties say, where its log goes, what its clock
-// shows, whether its workers rest, and how its two models answer, fail and dawdle. Every stand-in
-// library exports its own part of this header. All functions may be called from any thread.
+// The knobs of the pretend device: what its properties say, what its clock shows, and how its two
+// models answer, fail and dawdle. Every stand-in library exports its own part of this header. All
+// functions may be called from any thread. Programs, which open a device's libraries without
+// knowing them, look the C functions at the end up by name; the others are for tests that link the
+// stand-ins.
 #ifndef ZY_HOST_CONTROL_H_
 #define ZY_HOST_CONTROL_H_
 
@@ -13,42 +15,18 @@
 
 namespace host {
 
-// ---- Log (liblog) -------------------------------------------------------------------------------
-
-struct LogLine {
-  int priority;
-  const char* tag;   // null when the caller gave none
-  const char* text;  // formatted; valid during the call only
-};
-
-// Sends every line to `sink`, one at a time; an empty sink drops lines unformatted, which is also
-// how the log starts.
-void SetLogSink(std::function<void(const LogLine&)> sink);
-
 // ---- Properties (libcutils) ---------------------------------------------------------------------
 
 void SetProperty(const std::string& key, const std::string& value);
 void ClearProperties();
 
-// ---- Clock and threads (libutils) ---------------------------------------------------------------
+// ---- Clock (libutils) ---------------------------------------------------------------------------
 
 // Makes systemTime() answer `nanoseconds`, or the machine's monotonic clock again.
 void SetClock(int64_t nanoseconds);
 void UseRealClock();
 // How often systemTime() was called. A worker reads the clock once at the end of each pass.
 uint64_t ClockReads();
-
-// Waits until every worker rests: until each condition variable that somebody created has been
-// waited on since it was last signalled. False after `timeout`.
-bool WaitForRestingWorkers(std::chrono::milliseconds timeout);
-
-// While on, signals to those condition variables wait; switching it off passes them on. A request
-// that is sent meanwhile is over before the worker begins with its frame. Not to be left on while a
-// worker is destroyed: it would wait for its own end.
-void HoldSignals(bool hold);
-
-// Wakes every waiting worker without a reason, as a system may.
-void WakeWorkersSpuriously();
 
 // ---- Utilities of the framework (libchinodeutils) -----------------------------------------------
 
@@ -129,5 +107,37 @@ std::vector<FaceGradeCall> FaceGradeCalls();
 FaceGradeCounts FaceGradeCounters();
 
 }  // namespace host
+
+// ---- Knobs that are looked up by name -----------------------------------------------------------
+
+extern "C" {
+
+// One call of a model library. The pointers are valid during the call of the listener only.
+struct ZyModelCall {
+  const uint8_t* gray;  // width x height bytes; null for a model that does not get them
+  const uint8_t* rgb;   // width x height pixels of blue, green, red
+  int width, height;
+  int left, top, right, bottom;  // of the face
+  float answer[4];               // age, prop, gender, 0; or grade and three scores
+};
+using ZyModelListener = void (*)(void* context, const ZyModelCall* call);
+
+// libcutils: sets a property; a null value takes it away.
+void zy_set_property(const char* key, const char* value);
+
+// libQVFD_AgeGender: time of each analysis; set-ups that fail from now on (-1 fails all); who is
+// told of each analysis at its end, on the calling thread (null for nobody).
+void zy_set_age_gender_delay(int milliseconds);
+void zy_fail_age_gender_inits(int attempts);
+void zy_tell_age_gender_calls(ZyModelListener listener, void* context);
+// Calls of the library that began while another one ran.
+uint64_t zy_overlapping_age_gender_calls();
+
+// libFaceGrade: likewise.
+void zy_set_face_grade_delay(int milliseconds);
+void zy_tell_face_grade_calls(ZyModelListener listener, void* context);
+uint64_t zy_overlapping_face_grade_calls();
+
+}  // extern "C"
 
 #endif  // ZY_HOST_CONTROL_H_

@@ -127,7 +127,8 @@ pictures::Failure ApplyShrink(Operation operation, const pictures::Nv12Frame& fr
   Planes planes = PlanesOf(frame);
   result->before = pictures::Nv12ToPicture(frame);
   result->milliseconds = TimeOf([&] { planes[0] = Shrink(planes[0], factor, shrink); });
-  for (std::size_t chroma : {1, 2}) planes[chroma] = Shrink(planes[chroma], factor, shrink);
+  for (const std::size_t chroma : {std::size_t{1}, std::size_t{2}})
+    planes[chroma] = Shrink(planes[chroma], factor, shrink);
   return PictureOf(planes, &result->after);
 }
 

@@ -14,8 +14,8 @@ namespace {
 constexpr char kAbout[] =
     "camsim plays the camera framework: it loads the node library, sends it preview requests with\n"
     "pictures and metadata, and prints the record that the node publishes with each request.\n"
-    "The two models are stand-ins. Their figures follow from the pixels of the face's rectangle\n"
-    "(brightness, contrast, colour, size) and are no estimates of a person.";
+    "The two models are stand-ins. Their figures follow from the pixels of the face's rectangle,\n"
+    "place by place and colour by colour, and are no estimates of a person.";
 
 constexpr char kExample[] =
     "Examples:\n"
@@ -145,6 +145,12 @@ void AddRun(CLI::App* app, Options* options) {
          "log lines to standard error: error, info or none (none)")
       ->type_name("LEVEL");
   app->add_option("--node", options->node, "the node library (the one beside this program)")
+      ->check(apps::NotEmpty);
+  app->add_option("--device", options->devices,
+                  "a folder with libraries of the device; may be repeated, the first that has one "
+                  "wins; at last come the stand-ins of this program")
+      ->type_name("DIR")
+      ->allow_extra_args(false)
       ->check(apps::NotEmpty);
 }
 
