@@ -192,6 +192,12 @@ class Play {
     ChiNodeCallbacks table = {};
     table.majorVersion = script_.OneIn(4);
     ChiNodeEntry(Record(table, 144));
+    ChiNodeCapsInfo caps = {sizeof(caps), 0x5a};
+    ChiNodeCapsInfo* const asked = record_.Put(&caps, sizeof(caps));
+    Expect(0, table_.pGetCapabilities(asked));
+    Expect(0x5au, asked->nodeCapsMask);
+    Expect(1, table_.pGetCapabilities(nullptr));
+    Expect(5, table_.pQueryVendorTag(nullptr));
     ChiNodeInterface interface = Interface();
     if (script_.OneIn(8)) interface.pGetMetadata = nullptr;
     if (script_.OneIn(8)) interface.pSetMetadata = nullptr;
