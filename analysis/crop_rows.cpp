@@ -2,6 +2,7 @@
 #include "analysis/crop_rows.h"
 
 #include "base/neon.h"
+#include "base/row_steps.h"
 
 namespace android {
 
@@ -101,9 +102,9 @@ struct Tile {
   uint8x16_t rows[16];
 };
 
-inline Tile LoadTile(const uint8_t* at, ptrdiff_t step) {
+inline Tile LoadTile(const uint8_t* at, const RowSteps& rows) {
   Tile tile;
-  for (int i = 0; i < 16; ++i) tile.rows[i] = vld1q_u8(at + i * step);
+  for (ptrdiff_t i = 0; i < 16; ++i) tile.rows[i] = vld1q_u8(rows.Row(at, i));
   return tile;
 }
 
@@ -124,17 +125,17 @@ inline Tile Transpose(const Tile& tile) { return Unzip(Unzip(Unzip(Unzip(tile)))
 constexpr ptrdiff_t kBandRows = 32;
 constexpr ptrdiff_t kTileRows = 8;
 
-void TurnLuma(const uint8_t* at, ptrdiff_t step, Run* runs) {
+void TurnLuma(const uint8_t* at, const RowSteps& rows, Run* runs) {
   for (const Run* end = runs + kBandRows; runs != end; runs += kTileRows, at += 2 * kTileRows) {
-    const Tile tile = Transpose(LoadTile(at, step));
+    const Tile tile = Transpose(LoadTile(at, rows));
     for (ptrdiff_t i = 0; i < kTileRows; ++i) runs[i].luma = tile.rows[2 * i];
   }
 }
 
-void TurnChroma(const uint8_t* at, ptrdiff_t step, bool v_first, Run* runs) {
+void TurnChroma(const uint8_t* at, const RowSteps& rows, bool v_first, Run* runs) {
   const int u = v_first ? 1 : 0;
   for (const Run* end = runs + kBandRows; runs != end; runs += kTileRows, at += 2 * kTileRows) {
-    const Tile tile = Transpose(LoadTile(at, step));
+    const Tile tile = Transpose(LoadTile(at, rows));
     for (ptrdiff_t i = 0; i < kTileRows; ++i) {
       runs[i].chroma[u] = tile.rows[2 * i];
       runs[i].chroma[1 - u] = tile.rows[2 * i + 1];
@@ -153,16 +154,18 @@ void CropBand(const Crop& crop, ptrdiff_t row, ptrdiff_t column) {
   const ptrdiff_t y = map.y0 + column * map.y_per_column;
   const ptrdiff_t step = map.y_per_column * crop.pitch;
   Run runs[kBandRows];
-  TurnLuma(crop.LumaRow(y) + x, step, runs);
-  TurnChroma(crop.ChromaRow(y) + x, step / 2, map.v_first, runs);
+  TurnLuma(crop.LumaRow(y) + x, RowSteps(step), runs);
+  TurnChroma(crop.ChromaRow(y) + x, RowSteps(step / 2), map.v_first, runs);
   uint8_t* gray = crop.gray + first_row * crop.columns + column;
   uint8_t* rgb = crop.rgb + 3 * (first_row * crop.columns + column);
   const auto store = [&](ptrdiff_t i) {
     StoreRun(runs[i], gray + i * output_step, rgb + i * 3 * output_step);
   };
-  for (ptrdiff_t i = 0; i < kBandRows; i += 2) {
+  for (ptrdiff_t i = 0; i < kBandRows; i += 4) {
     store(i);
     store(i + 1);
+    store(i + 2);
+    store(i + 3);
   }
 }
 

@@ -20,7 +20,7 @@ void Count(const bench::Task& task, const bench::Contender& contender, std::size
   insncount_end();
   std::printf("%s\t%s\t%zu\t", task.name.c_str(), contender.name.c_str(), pixels);
   if (is_judged && task.instruction_target > 0) {
-    std::printf("%.2f\n", task.instruction_target);
+    std::printf("%.3f\n", task.instruction_target);
   } else {
     std::puts("-");
   }

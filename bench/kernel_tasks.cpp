@@ -73,20 +73,20 @@ class TaskMaker {
                space.pitch} {}
 
   std::vector<Task> Make() {
-    AddCopy(0, 0.20, {kMemcpy, 1.05});
+    AddCopy(0, 0.19, {kMemcpy, 1.05});
     AddPaddedCopy();
-    AddCopy(90, 0.90, {});
-    AddCopy(180, 0.50, {kLibyuv, 0.85});
-    AddCopy(270, 0.90, {});
+    AddCopy(90, 0.75, {});
+    AddCopy(180, 0.48, {kLibyuv, 0.85});
+    AddCopy(270, 0.75, {});
     AddCopy(-90, 0, {});
     tasks_.back().is_measured = false;
     AddShrinks();
-    AddCrop("270", 270, 0, 1.15);
-    AddCrop("90", 90, 0, 1.29);
-    AddCrop("0", 0, 0, 1.50);
-    AddCrop("0, mirrored", 0, 1, 1.50);
-    AddCrop("180", 180, 0, 1.50);
-    AddCrop("180, mirrored", 180, 1, 1.50);
+    AddCrop("270", 270, 0, 0.99);
+    AddCrop("90", 90, 0, 1.12);
+    AddCrop("0", 0, 0, 1.37);
+    AddCrop("0, mirrored", 0, 1, 1.37);
+    AddCrop("180", 180, 0, 1.37);
+    AddCrop("180, mirrored", 180, 1, 1.37);
     for (const int orientation : {90, 270}) {  // which the mirror does not change
       AddCrop(std::to_string(orientation) + ", mirrored", orientation, 1, 0);
       tasks_.back().is_measured = false;
@@ -146,11 +146,11 @@ class TaskMaker {
   }
 
   void AddShrinks() {
-    AddShrink("resize_half", 2, 0.21, PlainShrink(resize_half));
-    AddShrink("resize_halfUseNeon", 2, 0.21, ShrinkVariants(resize_halfUseNeonVariant));
-    AddShrink("resize_quarter", 4, 0.17, PlainShrink(resize_quarter));
-    AddShrink("resize_quarterUseNeon", 4, 0.17, ShrinkVariants(resize_quarterUseNeonVariant));
-    AddShrink("resize_eighthUseNeon", 8, 0.13, ShrinkVariants(resize_eighthUseNeonVariant));
+    AddShrink("resize_half", 2, 0.215, PlainShrink(resize_half));
+    AddShrink("resize_halfUseNeon", 2, 0.215, ShrinkVariants(resize_halfUseNeonVariant));
+    AddShrink("resize_quarter", 4, 0.16, PlainShrink(resize_quarter));
+    AddShrink("resize_quarterUseNeon", 4, 0.147, ShrinkVariants(resize_quarterUseNeonVariant));
+    AddShrink("resize_eighthUseNeon", 8, 0.122, ShrinkVariants(resize_eighthUseNeonVariant));
     tasks_.back().host_target = {kLibyuv, 0.7};
   }
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "base/neon.h"
+#include "base/row_steps.h"
 
 #if ZY_HAVE_NEON
 
@@ -43,15 +44,12 @@ inline uint8x16_t InterleaveHigh(uint8x16_t a, uint8x16_t b) {
   }
 }
 
+// The places of a register's bytes when its elements are taken from the last to the first.
 template <int kElementSize>
-inline uint8x16_t Reverse(uint8x16_t elements) {
-  uint8x16_t halves;
-  if constexpr (kElementSize == 1) {
-    halves = vrev64q_u8(elements);
-  } else {
-    halves = vreinterpretq_u8_u16(vrev64q_u16(vreinterpretq_u16_u8(elements)));
-  }
-  return vextq_u8(halves, halves, 8);
+inline uint8x16_t ReversedPlaces() {
+  constexpr uint8_t kPlaces[2][16] = {{15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0},
+                                      {14, 15, 12, 13, 10, 11, 8, 9, 6, 7, 4, 5, 2, 3, 0, 1}};
+  return vld1q_u8(kPlaces[kElementSize - 1]);
 }
 
 // Interleaves the upper half of the tile with the lower one, element by element.
@@ -69,58 +67,65 @@ inline Tile<kElementSize> Shuffle(const Tile<kElementSize>& tile) {
 // Each shuffle rotates the bits of an element's place, row bits before column bits, by one: as many
 // shuffles as a column has bits exchange rows and columns.
 template <int kElementSize>
-inline void TransposeTile(const uint8_t* source, ptrdiff_t source_pitch, uint8_t* destination,
-                          ptrdiff_t destination_pitch) {
+[[gnu::always_inline]] inline void TransposeTile(const uint8_t* source, const RowSteps& source_rows,
+                                                 uint8_t* destination,
+                                                 const RowSteps& destination_rows) {
   constexpr ptrdiff_t kSide = kTileSide<kElementSize>;
   Tile<kElementSize> tile;
-  for (ptrdiff_t i = 0; i < kSide; ++i) tile.rows[i] = vld1q_u8(source + i * source_pitch);
+  for (ptrdiff_t i = 0; i < kSide; ++i) tile.rows[i] = vld1q_u8(source_rows.Row(source, i));
   tile = Shuffle<kElementSize>(Shuffle<kElementSize>(Shuffle<kElementSize>(tile)));
   if constexpr (kSide == 16) tile = Shuffle<kElementSize>(tile);
-  for (ptrdiff_t i = 0; i < kSide; ++i) vst1q_u8(destination + i * destination_pitch, tile.rows[i]);
+  for (ptrdiff_t i = 0; i < kSide; ++i)
+    vst1q_u8(destination_rows.Row(destination, i), tile.rows[i]);
 }
 
 template <int kElementSize>
-void TransposePlane(const PlaneCopy& plane) {
+void TransposePlane(PlaneCopy plane) {
   constexpr ptrdiff_t kSide = kTileSide<kElementSize>;
   constexpr ptrdiff_t kStrip = kStripColumns<kElementSize>;
+  const RowSteps source_rows(plane.source_pitch);
+  const RowSteps destination_rows(plane.destination_pitch);
   for (ptrdiff_t strip = 0; strip < plane.columns; strip += kStrip) {
     const ptrdiff_t strip_end = std::min(strip + kStrip, plane.columns);
     for (ptrdiff_t row = 0; row < plane.rows; row += kSide) {
       const ptrdiff_t top = std::min(row, plane.rows - kSide);
+      const uint8_t* source = plane.source + top * plane.source_pitch;
+      uint8_t* destination = plane.destination + top * kElementSize;
       for (ptrdiff_t column = strip; column < strip_end; column += kSide) {
         const ptrdiff_t left = std::min(column, plane.columns - kSide);
-        TransposeTile<kElementSize>(
-            plane.source + top * plane.source_pitch + left * kElementSize, plane.source_pitch,
-            plane.destination + left * plane.destination_pitch + top * kElementSize,
-            plane.destination_pitch);
+        TransposeTile<kElementSize>(source + left * kElementSize, source_rows,
+                                    destination + left * plane.destination_pitch, destination_rows);
       }
     }
   }
 }
 
-template <int kElementSize>
-inline void ReverseRow(const uint8_t* source, uint8_t* destination, ptrdiff_t row_bytes) {
+// `row_bytes` is at least 16. A last block that would reach past the end is moved back onto bytes
+// that are done already.
+inline void ReverseRow(const uint8_t* source, uint8_t* destination, ptrdiff_t row_bytes,
+                       uint8x16_t places) {
   constexpr ptrdiff_t kBlock = 16;
   constexpr ptrdiff_t kBlocks = 4;
   uint8_t* const end = destination + row_bytes;
   ptrdiff_t done = 0;
   for (; done + kBlocks * kBlock <= row_bytes; done += kBlocks * kBlock) {
     for (ptrdiff_t i = done; i < done + kBlocks * kBlock; i += kBlock) {
-      vst1q_u8(end - kBlock - i, Reverse<kElementSize>(vld1q_u8(source + i)));
+      vst1q_u8(end - kBlock - i, vqtbl1q_u8(vld1q_u8(source + i), places));
     }
   }
   for (; done < row_bytes; done += kBlock) {
     const ptrdiff_t i = std::min(done, row_bytes - kBlock);
-    vst1q_u8(end - kBlock - i, Reverse<kElementSize>(vld1q_u8(source + i)));
+    vst1q_u8(end - kBlock - i, vqtbl1q_u8(vld1q_u8(source + i), places));
   }
 }
 
 template <int kElementSize>
 void ReversePlane(const PlaneCopy& plane) {
+  const uint8x16_t places = ReversedPlaces<kElementSize>();
   for (ptrdiff_t row = 0; row < plane.rows; ++row) {
-    ReverseRow<kElementSize>(plane.source + row * plane.source_pitch,
-                             plane.destination + (plane.rows - 1 - row) * plane.destination_pitch,
-                             plane.columns * kElementSize);
+    ReverseRow(plane.source + row * plane.source_pitch,
+               plane.destination + (plane.rows - 1 - row) * plane.destination_pitch,
+               plane.columns * kElementSize, places);
   }
 }
 

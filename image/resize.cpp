@@ -25,32 +25,6 @@ void ScalarRow(const uint8_t* __restrict src, std::ptrdiff_t stride, uint8_t* __
   }
 }
 
-// ScalarRow<4> in groups of sixteen outputs and with one pointer for each source row, because
-// compilers make shorter vector code of that.
-void QuarterRow(const uint8_t* src, std::ptrdiff_t stride, uint8_t* __restrict dst,
-                std::ptrdiff_t outputs) {
-  const uint8_t* __restrict first = src;
-  const uint8_t* __restrict second = src + stride;
-  const uint8_t* __restrict third = second + stride;
-  const uint8_t* __restrict fourth = third + stride;
-  for (; outputs >= 16; outputs -= 16) {
-    for (int x = 0; x < 16; ++x) {
-      unsigned sum = 0;
-      for (int c = 0; c < 4; ++c) sum += first[4 * x + c];
-      for (int c = 0; c < 4; ++c) sum += second[4 * x + c];
-      for (int c = 0; c < 4; ++c) sum += third[4 * x + c];
-      for (int c = 0; c < 4; ++c) sum += fourth[4 * x + c];
-      dst[x] = static_cast<uint8_t>(sum >> 4);  // at most 255
-    }
-    first += 64;
-    second += 64;
-    third += 64;
-    fourth += 64;
-    dst += 16;
-  }
-  ScalarRow<4>(first, stride, dst, outputs);
-}
-
 #if ZY_HAVE_NEON
 
 // Sums over kRows rows of eight neighbouring blocks of kColumns bytes; at most 64 * 255.
@@ -79,22 +53,52 @@ void VectorBlock(const uint8_t* src, std::ptrdiff_t stride, uint8_t* dst) {
   std::memcpy(dst, &bytes, 8 / kFactor);
 }
 
-// As ScalarRow, for a row whose source columns are a multiple of 8.
+// The means of sixteen neighbouring blocks.
+template <int kFactor>
+uint8x16_t SixteenMeans(const uint8_t* src, std::ptrdiff_t stride) {
+  constexpr int kShift = ShiftOf(kFactor);
+  const uint16x8_t high = EightSums<kFactor, kFactor>(src + std::ptrdiff_t{8} * kFactor, stride);
+  const uint16x8_t low = EightSums<kFactor, kFactor>(src, stride);
+  return vshrn_high_n_u16(vshrn_n_u16(low, kShift), high, kShift);
+}
+
+// As ScalarRow, for a row whose source columns are a multiple of 8. More than sixteen means of 8 x
+// 8 bytes at a time do not fit the registers.
 template <int kFactor>
 void VectorRow(const uint8_t* src, std::ptrdiff_t stride, uint8_t* dst, std::ptrdiff_t outputs) {
-  constexpr int kShift = ShiftOf(kFactor);
-  std::ptrdiff_t x = 0;
-  for (; x + 16 <= outputs; x += 16) {
-    const uint8_t* block = src + kFactor * x;
-    const uint16x8_t low = EightSums<kFactor, kFactor>(block, stride);
-    const uint16x8_t high =
-        EightSums<kFactor, kFactor>(block + std::ptrdiff_t{8} * kFactor, stride);
-    vst1q_u8(dst + x, vshrn_high_n_u16(vshrn_n_u16(low, kShift), high, kShift));
+  constexpr std::ptrdiff_t kSixteen = 16 * kFactor;
+  for (; kFactor < 8 && outputs >= 32; outputs -= 32) {
+    const uint8x16_t first = SixteenMeans<kFactor>(src, stride);
+    const uint8x16_t second = SixteenMeans<kFactor>(src + kSixteen, stride);
+    vst1q_u8(dst, first);
+    vst1q_u8(dst + 16, second);
+    src += 2 * kSixteen;
+    dst += 32;
   }
-  for (; x < outputs; x += 8 / kFactor) VectorBlock<kFactor>(src + kFactor * x, stride, dst + x);
+  for (; outputs >= 16; outputs -= 16) {
+    vst1q_u8(dst, SixteenMeans<kFactor>(src, stride));
+    src += kSixteen;
+    dst += 16;
+  }
+  for (; outputs > 0; outputs -= 8 / kFactor) {
+    VectorBlock<kFactor>(src, stride, dst);
+    src += 8;
+    dst += 8 / kFactor;
+  }
 }
 
 #endif  // ZY_HAVE_NEON
+
+// A row of any number of outputs.
+template <int kFactor>
+void PlainRow(const uint8_t* src, std::ptrdiff_t stride, uint8_t* dst, std::ptrdiff_t outputs) {
+  std::ptrdiff_t done = 0;
+#if ZY_HAVE_NEON
+  done = outputs / 16 * 16;
+  VectorRow<kFactor>(src, stride, dst, done);
+#endif
+  ScalarRow<kFactor>(src + kFactor * done, stride, dst + done, outputs - done);
+}
 
 using RowFunction = void(const uint8_t* src, std::ptrdiff_t stride, uint8_t* dst,
                          std::ptrdiff_t outputs);
@@ -108,10 +112,10 @@ void ShrinkRows(RowFunction* row, const uint8_t* src, uint8_t* dst, std::ptrdiff
 }
 
 template <int kFactor>
-void PlainShrink(RowFunction* row, const uint8_t* src, uint8_t* dst, int width, int height,
-                 std::ptrdiff_t stride) {
+void PlainShrink(const uint8_t* src, uint8_t* dst, int width, int height, std::ptrdiff_t stride) {
   if (src == nullptr || dst == nullptr || width < kFactor || height < kFactor) return;
-  ShrinkRows(row, src, dst, width / kFactor, height / kFactor, stride, kFactor * stride);
+  ShrinkRows(PlainRow<kFactor>, src, dst, width / kFactor, height / kFactor, stride,
+             kFactor * stride);
 }
 
 // `columns` of every source row are consumed, and the next row is looked for where that leaves off.
@@ -134,12 +138,12 @@ std::ptrdiff_t ColumnsBy16(std::ptrdiff_t width) { return width / 16 * 16 + (wid
 }  // namespace
 
 void resize_half(const unsigned char* src, unsigned char* dst, int width, int height, int stride) {
-  PlainShrink<2>(ScalarRow<2>, src, dst, width, height, stride);
+  PlainShrink<2>(src, dst, width, height, stride);
 }
 
 void resize_quarter(const unsigned char* src, unsigned char* dst, int width, int height,
                     int stride) {
-  PlainShrink<4>(QuarterRow, src, dst, width, height, stride);
+  PlainShrink<4>(src, dst, width, height, stride);
 }
 
 void resize_halfUseNeonVariant(KernelVariant variant, const unsigned char* src, unsigned char* dst,
