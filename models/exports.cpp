@@ -25,8 +25,8 @@ namespace {
 constexpr float kCrops[] = {0.9f, 1.0f};
 
 // The files lie beside the library.
-constexpr const char* kFiles[] = {"face_detection_back_256x256_barracuda.onnx",
-                                  "age_gender_model-weights_manifest.json", "age_gender_model.bin"};
+constexpr const char* kFiles[] = {"age_gender_model-weights_manifest.json", "age_gender_model.bin",
+                                  "face_detection_back_256x256_barracuda.onnx"};
 
 struct Listener {
   ZyModelListener function = nullptr;
@@ -64,9 +64,9 @@ struct Networks {
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
     cv::setNumThreads(1);
     try {
-      std::string wrong = frame_finder.Load(contents[0]);
-      if (wrong.empty()) wrong = finder.Load(contents[0]);
-      if (wrong.empty()) wrong = age_gender.Load(contents[1], contents[2]);
+      std::string wrong = age_gender.Load(contents[0], contents[1]);
+      if (wrong.empty()) wrong = finder.Load(contents[2]);
+      if (wrong.empty()) wrong = frame_finder.Load(contents[2]);
       return wrong.empty() ? "" : folder + ": " + wrong;
     } catch (const std::exception& thrown) {
       const std::string text = thrown.what();
