@@ -318,9 +318,9 @@ TEST(CropSquare, TakesThePixelsThatItIsAskedFor) {
   };
   expect_equal(models::CropSquare(picture, {{30, 20}, 16}, 16, cv::BORDER_CONSTANT),
                picture(cv::Rect(22, 12, 16, 16)));
-  cv::Mat half;
-  cv::resize(picture(cv::Rect(40, 10, 48, 48)), half, {24, 24}, 0, 0, cv::INTER_AREA);
-  expect_equal(models::CropSquare(picture, {{64, 34}, 48}, 24, cv::BORDER_CONSTANT), half);
+  cv::Mat third;
+  cv::resize(picture(cv::Rect(40, 10, 48, 48)), third, {16, 16}, 0, 0, cv::INTER_AREA);
+  expect_equal(models::CropSquare(picture, {{64, 34}, 48}, 16, cv::BORDER_CONSTANT), third);
   const cv::Mat corner = models::CropSquare(picture, {{0, 0}, 8}, 8, cv::BORDER_REPLICATE);
   EXPECT_EQ(corner.at<cv::Vec3b>(0, 0), picture.at<cv::Vec3b>(0, 0));
   EXPECT_EQ(cv::norm(models::CropSquare(picture, {{-50, 0}, 8}, 8, cv::BORDER_CONSTANT)), 0);
@@ -352,7 +352,7 @@ TEST(GradePicture, FallsWithBlurDarknessAndTurn) {
   };
   const cv::Mat clear = picture.clone();
   expect_falling(1, [&](int step) { cv::GaussianBlur(clear, picture, {}, step + 1); });
-  expect_falling(2, [&](int step) { clear.convertTo(picture, -1, 0.8 - 0.15 * step); });
+  expect_falling(2, [&](int step) { clear.convertTo(picture, -1, 0.25, 50 - 20 * step); });
   clear.copyTo(picture);
   expect_falling(3, [&](int step) { face.points[2].x = static_cast<float>(80 + 6 * step); });
   face.score = 0;
