@@ -73,7 +73,7 @@ TEST(Upright, RectanglesGoWhereTheirPixelsGo) {
     }
     for (const int orientation : kOrientations) {
       ASSERT_FALSE(camsim::TurnToSensor(upright, orientation, 0, &frame));
-      const Rect moved = camsim::TurnToSensor(rect, orientation, width, height);
+      const Rect moved = camsim::TurnToSensor(rect, orientation, {width, height});
       int marked = 0;
       for (int i = 0; i < frame.width * frame.height; ++i) {
         const int x = i % frame.width - moved.x, y = i / frame.width - moved.y;
@@ -93,7 +93,7 @@ TEST(Upright, APictureOnePixelWideStaysAsItIs) {
     Nv12Frame frame;
     ASSERT_FALSE(camsim::TurnToSensor(upright, orientation, 0, &frame));
     EXPECT_EQ(frame.bytes, upright.bytes);
-    EXPECT_EQ(camsim::TurnToSensor(Rect{0, 2, 1, 3}, orientation, 1, 9), (Rect{0, 2, 1, 3}));
+    EXPECT_EQ(camsim::TurnToSensor(Rect{0, 2, 1, 3}, orientation, {1, 9}), (Rect{0, 2, 1, 3}));
   }
 }
 

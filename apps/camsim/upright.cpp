@@ -28,15 +28,17 @@ Turn TurnOf(int orientation) {
   }
 }
 
-bool IsTurned(const Turn& turn, int width, int height) {
-  return turn.degrees != 0 && width > 1 && height > 1;
+bool IsTurned(const Turn& turn, Size size) {
+  return turn.degrees != 0 && size.width > 1 && size.height > 1;
 }
 
-ZyImageBuffer Describe(pictures::Nv12Frame* frame, int width, int height) {
+Size Even(Size size) { return {size.width / 2 * 2, size.height / 2 * 2}; }
+
+ZyImageBuffer Describe(pictures::Nv12Frame* frame, Size size) {
   ZyImageBuffer image = {};
   image.format = kZyFormatYuv420SemiPlanar;
-  image.width = width;
-  image.height = height;
+  image.width = size.width;
+  image.height = size.height;
   image.stride[0] = image.stride[1] = frame->stride;
   image.plane[0] = frame->Luma();
   image.plane[1] = frame->Chroma();
@@ -59,31 +61,39 @@ void MirrorRows(uint8_t* plane, int rows, int stride, int elements, std::ptrdiff
 pictures::Failure TurnToSensor(const pictures::Nv12Frame& upright, int orientation, int stride,
                                pictures::Nv12Frame* sensor) {
   const Turn turn = TurnOf(orientation);
-  if (!IsTurned(turn, upright.width, upright.height)) {
+  const Size whole = {upright.width, upright.height}, size = Even(whole);
+  if (!IsTurned(turn, whole)) {
     *sensor = upright;
     return std::nullopt;
   }
-  const int width = upright.width / 2 * 2, height = upright.height / 2 * 2;
-  const bool sideways = turn.degrees != 180;
-  if (pictures::Failure failure = pictures::ShapeFrame(sideways ? height : width,
-                                                       sideways ? width : height, stride, sensor)) {
+  const Size turned = TurnToSensor(whole, orientation);
+  if (pictures::Failure failure =
+          pictures::ShapeFrame(turned.width, turned.height, stride, sensor)) {
     return failure;
   }
   pictures::Nv12Frame from = upright;
   if (turn.mirrored) {
-    MirrorRows(from.Luma(), height, from.stride, width, 1);
-    MirrorRows(from.Chroma(), height / 2, from.stride, width / 2, 2);
+    MirrorRows(from.Luma(), size.height, from.stride, size.width, 1);
+    MirrorRows(from.Chroma(), size.height / 2, from.stride, size.width / 2, 2);
   }
-  const ZyImageBuffer source = Describe(&from, width, height);
-  ZyImageBuffer target = Describe(sensor, sensor->width, sensor->height);
+  const ZyImageBuffer source = Describe(&from, size);
+  ZyImageBuffer target = Describe(sensor, turned);
   ZyCopyBuffer(&target, &source, turn.degrees);
   return std::nullopt;
 }
 
-pictures::Rect TurnToSensor(const pictures::Rect& rect, int orientation, int width, int height) {
+Size TurnToSensor(Size upright, int orientation) {
   const Turn turn = TurnOf(orientation);
-  if (!IsTurned(turn, width, height)) return rect;
-  const int right = width / 2 * 2 - rect.x - rect.w, below = height / 2 * 2 - rect.y - rect.h;
+  if (!IsTurned(turn, upright)) return upright;
+  const Size size = Even(upright);
+  return turn.degrees == 180 ? size : Size{size.height, size.width};
+}
+
+pictures::Rect TurnToSensor(const pictures::Rect& rect, int orientation, Size upright) {
+  const Turn turn = TurnOf(orientation);
+  if (!IsTurned(turn, upright)) return rect;
+  const Size size = Even(upright);
+  const int right = size.width - rect.x - rect.w, below = size.height - rect.y - rect.h;
   if (turn.degrees == 180) return {right, below, rect.w, rect.h};
   if (turn.degrees == 90) return {below, right, rect.h, rect.w};
   return {rect.y, rect.x, rect.h, rect.w};

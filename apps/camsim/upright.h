@@ -2,6 +2,7 @@
 #ifndef ZY_APPS_CAMSIM_UPRIGHT_H_
 #define ZY_APPS_CAMSIM_UPRIGHT_H_
 
+#include "apps/camsim/options.h"
 #include "pictures/error.h"
 #include "pictures/geometry.h"
 #include "pictures/nv12.h"
@@ -18,8 +19,9 @@ namespace camsim {
 pictures::Failure TurnToSensor(const pictures::Nv12Frame& upright, int orientation, int stride,
                                pictures::Nv12Frame* sensor);
 
-// Where a rectangle of an upright picture of `width` x `height` pixels lies in that frame.
-pictures::Rect TurnToSensor(const pictures::Rect& rect, int orientation, int width, int height);
+// The size of that frame, and where a rectangle of an upright picture of that size lies in it.
+Size TurnToSensor(Size upright, int orientation);
+pictures::Rect TurnToSensor(const pictures::Rect& rect, int orientation, Size upright);
 
 }  // namespace camsim
 
