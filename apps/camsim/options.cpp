@@ -130,8 +130,9 @@ void AddInput(CLI::App* app, Options* options, Size* size) {
          "auto finds the faces of each frame, those of a score from 0.75 or the one named")
       ->type_name("auto[:SCORE]")
       ->excludes("--face");
-  app->add_flag("--upright,!--no-upright", options->upright,
-                "turn each frame into what a sensor at --orientation delivers (on with --faces)");
+  app->add_flag_function(
+      "--upright,!--no-upright", [options](int64_t count) { options->upright = count > 0; },
+      "turn each frame into what a sensor at --orientation delivers (on with --faces)");
 }
 
 void AddDeviceState(CLI::App* app, Options* options) {

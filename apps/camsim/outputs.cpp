@@ -135,8 +135,8 @@ pictures::Failure Outputs::WriteClipFrame(const pictures::Nv12Frame& frame,
   if (report.HasFigures()) published_ = report;
   std::string caption = Caption(options_);
   if (published_.HasFigures()) {
-    caption += "\nfigures " + std::to_string(report.frame_number - published_.frame_number) +
-               " frames old";
+    const uint64_t age = report.frame_number - published_.frame_number;
+    caption += "\nfigures " + std::to_string(age) + (age == 1 ? " frame old" : " frames old");
   }
   pictures::Failure failure;
   if (report.frame_number == 1) {
