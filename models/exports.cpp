@@ -11,12 +11,12 @@
 #include <opencv2/core/utils/logger.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include "host/control.h"
 #include "models/find_faces.h"
 #include "models/networks.h"
 #include "platform/age_gender_model.h"
 #include "platform/android_log.h"
 #include "platform/face_grade.h"
-#include "platform/model_observer.h"
 
 namespace {
 
