@@ -15,7 +15,6 @@
 #include "models/find_faces.h"
 #include "models/networks.h"
 #include "platform/age_gender_model.h"
-#include "platform/android_log.h"
 #include "platform/face_grade.h"
 
 namespace {
@@ -45,11 +44,7 @@ struct Networks {
   models::FaceFinder frame_finder;  // of zy_find_faces, whose caller may run beside a worker
   models::FaceFinder finder;
   models::AgeGenderNet age_gender;
-  std::string error;  // why they cannot be used; empty when they can
-
-  Networks() : error(Load()) {
-    if (!error.empty()) __android_log_print(kLogError, "networks", "%s", error.c_str());
-  }
+  std::string error = Load();  // why they cannot be used; empty when they can
 
   std::string Load() {
     Dl_info library = {};

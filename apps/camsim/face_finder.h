@@ -19,8 +19,7 @@ inline constexpr int kMaxSentFaces = 255;
 // time.
 class FaceFinder {
  public:
-  // Opens the library of networks in the folder; to be called after the device's libraries were
-  // opened. Fails unless every network can be used.
+  // Opens the library of networks in the folder. Fails unless every network can be used.
   pictures::Failure Open(const std::string& folder);
 
   // The faces of a frame whose score reaches `threshold` (0 to 1), the largest first.
