@@ -212,6 +212,9 @@ bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
   AddDeviceState(&app, options);
   AddRun(&app, options);
   if (!apps::ParseCommandLine(argc, argv, &app, exit_code)) return false;
+  if (options->real_models) {
+    options->devices.insert(options->devices.begin(), options->real_device);
+  }
   options->source.width = size.width;
   options->source.height = size.height;
   return true;
