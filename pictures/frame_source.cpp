@@ -66,6 +66,7 @@ class Y4mSource final : public FrameSource {
     return PlanarToNv12(planes_.data(), header_.layout, header_.range, header_.width,
                         header_.height, stride_, frame);
   }
+  std::string Rate() const override { return header_.rate; }
   int Width() const override { return header_.width; }
   int Height() const override { return header_.height; }
 

@@ -31,6 +31,9 @@ class FrameSource {
   // Whether frames come without end, as those of a picture and of the scene do.
   virtual bool IsEndless() const { return false; }
 
+  // Frames a second, as a ratio.
+  virtual std::string Rate() const { return "30:1"; }
+
   // Size of every frame in pixels.
   virtual int Width() const = 0;
   virtual int Height() const = 0;

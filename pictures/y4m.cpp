@@ -58,6 +58,7 @@ struct Tags {
   std::optional<int> height;
   std::optional<ChromaLayout> layout;
   ColourRange range = ColourRange::kLimited;
+  std::string rate = Y4mHeader().rate;
 };
 
 template <typename T>
@@ -77,6 +78,8 @@ bool TakeTag(std::string_view tag, Tags* tags) {
     case 'C':
       return SetOnce(&tags->layout, ParseLayout(value));
     case 'F':
+      if (value != "0:0") tags->rate = value;  // which stands for an unknown one
+      return IsRatio(value);
     case 'A':
       return IsRatio(value);
     case 'X':
@@ -114,7 +117,8 @@ Failure ReadY4mHeader(ByteReader& reader, Y4mHeader* header) {
   }
   if (!tags.width || !tags.height) return Fail("Y4M header: width or height is missing");
   if (!IsUsableSize(*tags.width, *tags.height)) return UnusableSize(*tags.width, *tags.height);
-  *header = {*tags.width, *tags.height, tags.layout.value_or(ChromaLayout::k420), tags.range};
+  *header = {*tags.width, *tags.height, tags.layout.value_or(ChromaLayout::k420), tags.range,
+             tags.rate};
   return std::nullopt;
 }
 

@@ -24,6 +24,7 @@ struct Y4mHeader {
   int height = 0;
   ChromaLayout layout = ChromaLayout::k420;
   ColourRange range = ColourRange::kLimited;
+  std::string rate = "30:1";  // frames a second, as a ratio
 };
 
 // Reads the stream header line. W and H are required and must give a usable size; C, when there, is

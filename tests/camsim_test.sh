@@ -82,6 +82,11 @@ for options in "--buffer 64x48" "--node-caps 5"; do
 done
 grep -q '^the node.s own tags: SupportedFeature 1, CurrentMode 5, ' out || fail "own tags: $(tail -n 2 out)"
 
+# At 180 the crop of an upright picture begins with the same pixel as at 270.
+small --jsonl other.jsonl --upright --orientation 180
+[ "$(results base.jsonl)" = "$(results other.jsonl)" ] || fail "--upright does not turn the frames"
+[ "$(grep -o '"faces".*"outcome"' base.jsonl)" = "$(grep -o '"faces".*"outcome"' other.jsonl)" ] || fail "--upright: the faces are those of the sensor"
+
 # ---- Why a figure is zero or default -------------------------------------------------------------------
 why() { # the reason of the last row, requests, options
   local reason=$1 requests=$2
@@ -124,6 +129,12 @@ grep -q '^12 requests sent, 2 handed over' out || fail "a clip of 12 frames: $(t
 cp out from_file
 "${camsim[@]}" --annotated annotated.png --input - --face 8,8,30,30 <clip.y4m >out || fail "from a pipe"
 cmp -s out from_file || fail "a pipe and a file differ"
+"${camsim[@]}" --annotated none --input clip.y4m --face 8,8,30,30 --annotated-clip - >shown.y4m 2>err || fail "a clip of a clip: $(cat err)"
+grep -q '^12 requests sent' err || fail "where a clip takes standard output the summary is lost"
+head -n 1 shown.y4m | grep -q '^YUV4MPEG2 W64 H48 F30:1 ' || fail "header of the clip: $(head -n 1 shown.y4m)"
+run 0 --input shown.y4m --annotated-clip again.y4m
+grep -q '^12 requests sent' out || fail "frames of the clip: $(grep sent out)"
+if cmp -s <(tail -c 4614 shown.y4m) <(tail -c 4614 clip.y4m); then fail "nothing is drawn into the clip"; fi
 run 0 --input first.png --face 100,100,300,300 --requests 10
 { cat clip.y4m && for _ in 1 2 3 4 5; do tail -n +2 clip.y4m; done; } >long.y4m
 run 0 --input long.y4m
@@ -148,6 +159,9 @@ run_bad 2 --input clip.y4m --stride 60
 run_bad 2 --input clip.y4m --face 64,0,8,8
 run 0 --input clip.y4m --sensor 16384x8192 --face 0,0,200000,200000
 run_bad 1 --jsonl /dev/full
+run 1 --input clip.y4m --annotated-clip /dev/full
+grep -q '^camsim: /dev/full: ' err || fail "a clip that cannot be written: $(cat err)"
+run_bad 1 --annotated-clip - --jsonl -
 run_bad 1 --node missing.so
 # A bare name is a file of this folder, wherever the loader looks for libraries.
 mkdir elsewhere && cp first.png elsewhere/bare.so
@@ -164,6 +178,7 @@ cp first.png kept.png
 for input in kept.png - ./elsewhere/../kept.png; do
   picture=annotated.png
   run_bad 1 --input "$input" --jsonl kept.png <kept.png
+  run_bad 1 --input "$input" --annotated-clip kept.png <kept.png
   picture=kept.png
   run_bad 1 --input "$input" <kept.png
 done
@@ -222,7 +237,7 @@ grep -q 'no estimates of a person' out || fail "--help does not say what the fig
 grep -q 'yuv4mpegpipe' out || fail "--help has no example"
 run 0 --version
 grep -Eq '^camsim [0-9]+\.[0-9]+\.[0-9]+$' out || fail "--version: $(cat out)"
-for options in --nonsense "--face 1,2,3" "--face 1,2,0,4" "--size 0x5" "--requests 0" "--fps 0" "--fps nan" "--input=" "--size 8x8" "--annotated -" "--annotated picture.jpg"; do
+for options in --nonsense "--face 1,2,3" "--face 1,2,0,4" "--size 0x5" "--requests 0" "--fps 0" "--fps nan" "--input=" "--size 8x8" "--annotated -" "--annotated picture.jpg" "--faces some" "--faces auto:2" "--faces auto --face 1,2,3,4" "--models other"; do
   # shellcheck disable=SC2086
   run_bad 2 $options
 done

@@ -20,6 +20,7 @@
 #include "pictures/jpeg_header.h"
 #include "pictures/scene.h"
 #include "pictures/y4m.h"
+#include "pictures/y4m_writer.h"
 #include "platform/age_gender_model.h"
 #include "platform/face_grade.h"
 
@@ -433,6 +434,33 @@ TEST(StandIns, EveryFigureSeesAMirrorATurnAShiftAndExchangedColours) {
         EXPECT_TRUE(others[i] > 0.02f && others[i] < (i == 3 ? 1.98f : 1.04f)) << others[i];
       }
     }
+  }
+}
+
+TEST(Y4mWriter, WhatItWritesIsReadBack) {
+  for (const auto& [width, height] : {std::pair(6, 4), {7, 5}, {1, 1}}) {
+    std::FILE* const file = std::tmpfile();
+    ASSERT_NE(file, nullptr);
+    ASSERT_FALSE(WriteY4mHeader(width, height, "30000:1001", file));
+    std::vector<Nv12Frame> frames(3);
+    for (Nv12Frame& frame : frames) {
+      ASSERT_FALSE(PictureToNv12(GroundPicture(width, height), 64, &frame));
+      frame.Luma()[0] = static_cast<uint8_t>(&frame - frames.data());
+      ASSERT_FALSE(WriteY4mFrame(frame, file));
+    }
+    std::rewind(file);
+    std::unique_ptr<FrameSource> source;
+    FrameSourceOptions options;
+    options.stride = 64;
+    ASSERT_FALSE(OpenFrameSource(std::make_unique<FileReader>(file), options, &source));
+    bool at_end = false;
+    Nv12Frame read;
+    for (const Nv12Frame& frame : frames) {
+      ASSERT_FALSE(source->Next(&read, &at_end));
+      EXPECT_EQ(read.bytes, frame.bytes);
+    }
+    ASSERT_FALSE(source->Next(&read, &at_end));
+    EXPECT_TRUE(at_end);
   }
 }
 

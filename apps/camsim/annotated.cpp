@@ -35,12 +35,18 @@ int ScaleThatFits(const std::vector<std::string>& texts, int scale, int width) {
   return scale;
 }
 
+int64_t Overlap(const pictures::Rect& a, const pictures::Rect& b) {
+  const int64_t width = std::min(int64_t{a.x} + a.w, int64_t{b.x} + b.w) - std::max(a.x, b.x);
+  const int64_t height = std::min(int64_t{a.y} + a.h, int64_t{b.y} + b.h) - std::max(a.y, b.y);
+  return std::max<int64_t>(width, 0) * std::max<int64_t>(height, 0);
+}
+
 }  // namespace
 
-pictures::Failure WriteAnnotated(const std::string& path, const pictures::Nv12Frame& frame,
-                                 const RequestReport& report) {
+pictures::Picture Annotate(const pictures::Nv12Frame& frame, const RequestReport& report,
+                           const std::string& caption) {
   pictures::Picture picture = pictures::Nv12ToPicture(frame);
-  std::vector<std::string> texts = {"stand-in figures,\nno estimates of a person"};
+  std::vector<std::string> texts = {caption};
   const std::size_t faces = std::min<std::size_t>(report.faces.size(), kSlots);
   for (std::size_t slot = 0; slot < faces; ++slot) texts.push_back(Label(report, slot));
   const int scale =
@@ -53,7 +59,28 @@ pictures::Failure WriteAnnotated(const std::string& path, const pictures::Nv12Fr
   const int caption_y = picture.height - size.h;
   pictures::DrawLabelledFaces(labelled, scale, {{0, caption_y, size.w, size.h}}, &picture);
   pictures::DrawLabel(0, caption_y, texts[0], kCaptionColour, scale, &picture);
-  return pictures::WritePng(path, picture);
+  return picture;
+}
+
+RequestReport WithFigures(const RequestReport& frame, const RequestReport& published) {
+  RequestReport shown = frame;
+  shown.result = {};
+  shown.why.fill({Why::kNotAnalysed, Why::kNotAnalysed});
+  const std::size_t known = std::min<std::size_t>(published.faces.size(), kSlots);
+  for (std::size_t slot = 0; slot < std::min<std::size_t>(frame.faces.size(), kSlots); ++slot) {
+    int64_t most = 0;
+    for (std::size_t other = 0; other < known; ++other) {
+      const int64_t overlap = Overlap(frame.faces[slot], published.faces[other]);
+      if (overlap <= most) continue;
+      most = overlap;
+      shown.why[slot] = published.why[other];
+      shown.result.gender[slot] = published.result.gender[other];
+      shown.result.age[slot] = published.result.age[other];
+      shown.result.score[slot] = published.result.score[other];
+      shown.result.prop[slot] = published.result.prop[other];
+    }
+  }
+  return shown;
 }
 
 }  // namespace camsim

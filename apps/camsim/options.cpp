@@ -15,26 +15,37 @@ constexpr char kAbout[] =
     "camsim plays the camera framework: it loads the node library, sends it preview requests with\n"
     "pictures and metadata, and prints the record that the node publishes with each request.\n"
     "The two models are stand-ins. Their figures follow from the pixels of the face's rectangle,\n"
-    "place by place and colour by colour, and are no estimates of a person.";
+    "place by place and colour by colour, and are no estimates of a person. With --models real\n"
+    "they are estimates by a small network, and no basis for decisions about people.";
 
 constexpr char kExample[] =
     "Examples:\n"
     "  camsim                                       the built-in scene\n"
     "  camsim --input photo.jpg --face 420,180,300,300 --requests 30 --jsonl -\n"
     "  ffmpeg -i clip.mp4 -f yuv4mpegpipe - | camsim --input - --face 80,60,200,200\n"
+    "  camsim --input photo.jpg --faces auto --models real   after ./dev models\n"
+    "  ffmpeg -i in.mp4 -f yuv4mpegpipe - | camsim --input - --faces auto --models real \\\n"
+    "    --annotated-clip - | ffmpeg -i - out.mp4\n"
     "docs/camsim.md explains options, keys and figures.\n"
     "Exit status: 0 ok, 1 failure, 2 usage, 3 unreadable input, 130 interrupted.";
 
-// The node library that was built or installed with this program.
-std::string NodeOfProgram() {
+std::string ProgramFolder() {
   char path[4096];
   const ssize_t length = readlink("/proc/self/exe", path, sizeof(path));
   const std::string program(path, length > 0 ? static_cast<size_t>(length) : 0);
-  const std::string folder = program.substr(0, program.rfind('/') + 1);
+  return program.substr(0, program.rfind('/') + 1);
+}
+
+// The node library that was built or installed with this program.
+std::string NodeOfProgram() {
+  const std::string folder = ProgramFolder();
   const std::string name = "com.qti.node.brodaxgenderage.so";
   return access((folder + name).c_str(), F_OK) == 0 ? folder + name
                                                     : folder + ZY_INSTALLED_NODE_FOLDER + name;
 }
+
+// What the faces of a picture reach.
+constexpr float kFaceThreshold = 0.75f;
 
 // Not a number and infinity would pass a range.
 std::string PlainNumber(const std::string& text) {
@@ -62,6 +73,23 @@ pictures::Rect ParseRect(const std::string& name, const std::string& text) {
     throw CLI::ValidationError(name, text + " is no rectangle such as 420,180,300,300");
   }
   return rect;
+}
+
+float ParseFoundFaces(const std::string& text) {
+  float threshold = kFaceThreshold;
+  char rest = 0;
+  const bool is_right =
+      text == "auto" || (text.rfind("auto:", 0) == 0 &&
+                         std::sscanf(text.c_str(), "auto:%8f%c", &threshold, &rest) == 1);
+  if (!is_right || !(threshold > 0 && threshold <= 1)) {
+    throw CLI::ValidationError("--faces", text + " is neither auto nor a score such as auto:0.6");
+  }
+  return threshold;
+}
+
+bool ParseModels(const std::string& text) {
+  if (text == "real" || text == "stand-in") return text == "real";
+  throw CLI::ValidationError("--models", text + " is neither real nor stand-in");
 }
 
 LogLevel ParseLogLevel(const std::string& name, const std::string& text) {
@@ -96,6 +124,15 @@ void AddInput(CLI::App* app, Options* options, Size* size) {
          "a face in picture pixels; may be repeated")
       ->type_name("X,Y,W,H")
       ->allow_extra_args(false);
+  app->add_option_function<std::string>(
+         "--faces",
+         [options](const std::string& text) { options->found_faces = ParseFoundFaces(text); },
+         "auto finds the faces of each frame, those of a score from 0.75 or the one named")
+      ->type_name("auto[:SCORE]")
+      ->excludes("--face");
+  app->add_flag_function(
+      "--upright,!--no-upright", [options](int64_t count) { options->upright = count > 0; },
+      "turn each frame into what a sensor at --orientation delivers (on with --faces)");
 }
 
 void AddDeviceState(CLI::App* app, Options* options) {
@@ -119,6 +156,11 @@ void AddDeviceState(CLI::App* app, Options* options) {
 }
 
 void AddRun(CLI::App* app, Options* options) {
+  app->add_option_function<std::string>(
+         "--models",
+         [options](const std::string& text) { options->real_models = ParseModels(text); },
+         "stand-in, or real: estimates by a small network (stand-in)")
+      ->type_name("WHICH");
   app->add_option("--model-delay", options->model_delay_ms, "time of one model call in ms (0)")
       ->check(CLI::Range(0, 60'000));
   app->add_option("--failing-inits", options->failing_inits,
@@ -139,6 +181,10 @@ void AddRun(CLI::App* app, Options* options) {
       ->check([](const std::string& path) {
         return path == kNoPicture ? std::string() : apps::PngName(path);
       });
+  app->add_option("--annotated-clip", options->annotated_clip,
+                  "Y4M of all frames, with their faces and the figures published last")
+      ->type_name("FILE|-")
+      ->check(apps::NotEmpty);
   app->add_option_function<std::string>(
          "--log",
          [options](const std::string& text) { options->log = ParseLogLevel("--log", text); },
@@ -158,6 +204,7 @@ void AddRun(CLI::App* app, Options* options) {
 
 bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
   options->node = NodeOfProgram();
+  options->real_device = ProgramFolder() + "device-real";
   Size size;
   CLI::App app(kAbout, "camsim");
   app.footer(kExample);
@@ -165,6 +212,9 @@ bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
   AddDeviceState(&app, options);
   AddRun(&app, options);
   if (!apps::ParseCommandLine(argc, argv, &app, exit_code)) return false;
+  if (options->real_models) {
+    options->devices.insert(options->devices.begin(), options->real_device);
+  }
   options->source.width = size.width;
   options->source.height = size.height;
   return true;

@@ -3,6 +3,7 @@
 #define ZY_APPS_CAMSIM_OPTIONS_H_
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,7 +28,9 @@ struct Options {
   std::vector<std::string> devices;     // folders of the device's libraries
   pictures::FrameSourceOptions source;  // where the frames come from
   std::vector<pictures::Rect> faces;  // in picture pixels; empty takes those that the source knows
-  int requests = 0;                   // 0 is 60 of an input without an end, else all
+  std::optional<float> found_faces;   // or the faces found in each frame, from this score on
+  std::optional<bool> upright;  // frames are turned into a sensor's; unset: if faces are found
+  int requests = 0;             // 0 is 60 of an input without an end, else all
   int orientation = 270;
   Size sensor;  // 0x0 chooses one that holds the frame
   bool quad_cfa = false;
@@ -39,14 +42,19 @@ struct Options {
   std::string operation_mask;  // likewise
   uint32_t node_caps = 0;
   Size buffer;  // 0x0 is the frame's size
+  bool real_models = false;
+  std::string real_device;  // the folder of the libraries with real networks
   int model_delay_ms = 0;
   int failing_inits = 0;
   bool realtime = false;
   double fps = 30.0;
   std::string jsonl;                     // a path, "-" or empty
   std::string annotated = "camsim.png";  // a path or kNoPicture
+  std::string annotated_clip;            // a path, "-" or empty
   bool all = false;                      // a row for every request
   LogLevel log = LogLevel::kNone;
+
+  bool IsUpright() const { return upright.value_or(found_faces.has_value()); }
 };
 
 // Reads the command line. Returns true to go on; otherwise everything is said, and `exit_code` is

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "apps/same_file.h"
+#include "pictures/y4m_writer.h"
 
 namespace camsim {
 namespace {
@@ -33,6 +34,20 @@ bool IsInput(const std::string& path, const std::string& input) {
   return has_input && apps::IsSameFile(output, in);
 }
 
+// What a regular file held before goes when all outputs are known to be apart.
+pictures::Failure Empty(std::FILE* file, const std::string& path) {
+  struct stat status = {};
+  if (file == nullptr || file == stdout || fstat(fileno(file), &status) != 0 ||
+      !S_ISREG(status.st_mode)) {
+    return std::nullopt;
+  }
+  return ftruncate(fileno(file), 0) == 0 ? std::nullopt : SystemFailure(path);
+}
+
+std::string Caption(const Options& options) {
+  return options.real_models ? kRealCaption : kStandInCaption;
+}
+
 }  // namespace
 
 Outputs::~Outputs() {
@@ -41,15 +56,12 @@ Outputs::~Outputs() {
 
 pictures::Failure Outputs::Open() {
   pictures::Failure failure = TryPicture();
-  if (!failure) failure = OpenJson();
+  if (!failure) failure = OpenStream(options_.jsonl, &json_);
+  if (!failure) failure = OpenStream(options_.annotated_clip, &clip_);
   if (!failure) failure = CheckApart();
-  if (failure) return failure;
-  struct stat json = {};
-  if (json_ == nullptr || json_.get() == stdout || fstat(fileno(json_.get()), &json) != 0 ||
-      !S_ISREG(json.st_mode)) {
-    return std::nullopt;
-  }
-  return ftruncate(fileno(json_.get()), 0) == 0 ? std::nullopt : SystemFailure(options_.jsonl);
+  if (!failure) failure = Empty(json_.get(), options_.jsonl);
+  if (!failure) failure = Empty(clip_.get(), options_.annotated_clip);
+  return failure;
 }
 
 bool Outputs::WantsPicture() const { return options_.annotated != kNoPicture; }
@@ -68,33 +80,42 @@ pictures::Failure Outputs::TryPicture() {
   return pictures::Fail(options_.annotated + ": is standard output");
 }
 
-// Standard output under whatever name is "-": the table and the lines must not share a file.
-pictures::Failure Outputs::OpenJson() {
-  if (options_.jsonl.empty()) return std::nullopt;
-  if (options_.jsonl == "-") {
-    json_.reset(stdout);
+// Standard output under whatever name is "-": what is said in text must not share a file with it.
+pictures::Failure Outputs::OpenStream(const std::string& path, File* file) {
+  if (path.empty()) return std::nullopt;
+  if (path == "-") {
+    file->reset(stdout);
     return std::nullopt;
   }
-  const int descriptor = open(options_.jsonl.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-  if (descriptor < 0) return SystemFailure(options_.jsonl);
+  const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+  if (descriptor < 0) return SystemFailure(path);
   if (IsStandardOutput(descriptor)) {
     close(descriptor);
-    json_.reset(stdout);
+    file->reset(stdout);
     return std::nullopt;
   }
-  json_.reset(fdopen(descriptor, "w"));
-  return json_ != nullptr ? std::nullopt : SystemFailure(options_.jsonl);
+  file->reset(fdopen(descriptor, "w"));
+  return *file != nullptr ? std::nullopt : SystemFailure(path);
 }
 
 pictures::Failure Outputs::CheckApart() const {
-  for (const std::string& output : {options_.annotated, options_.jsonl}) {
-    if (!IsInput(output, options_.source.input)) continue;
-    return pictures::Fail(output + ": is the input as well");
+  if (json_ != nullptr && json_.get() == clip_.get()) {
+    return pictures::Fail("standard output: is to hold both the JSON lines and the clip");
   }
-  if (!WantsPicture() || !apps::IsSameFile(options_.annotated, options_.jsonl)) {
-    return std::nullopt;
+  std::vector<std::pair<std::string, std::string>> earlier;
+  for (const auto& [path, what] : {std::pair<std::string, std::string>(
+                                       WantsPicture() ? options_.annotated : "", "the picture"),
+                                   {options_.jsonl, "the JSON lines"},
+                                   {options_.annotated_clip, "the clip"}}) {
+    if (IsInput(path, options_.source.input))
+      return pictures::Fail(path + ": is the input as well");
+    for (const auto& [other, other_what] : earlier) {
+      if (!apps::IsSameFile(path, other)) continue;
+      return pictures::Fail(other + ": is to hold both " + other_what + " and " + what);
+    }
+    earlier.emplace_back(path, what);
   }
-  return pictures::Fail(options_.annotated + ": is to hold both the picture and the JSON lines");
+  return std::nullopt;
 }
 
 void Outputs::WriteJson(const std::string& line) {
@@ -106,7 +127,27 @@ void Outputs::WriteJson(const std::string& line) {
 pictures::Failure Outputs::WritePicture(const pictures::Nv12Frame& frame,
                                         const RequestReport& report) {
   made_picture_ = false;
-  return WriteAnnotated(options_.annotated, frame, report);
+  return pictures::WritePng(options_.annotated, Annotate(frame, report, Caption(options_)));
+}
+
+pictures::Failure Outputs::WriteClipFrame(const pictures::Nv12Frame& frame,
+                                          const RequestReport& report, const std::string& rate) {
+  if (report.HasFigures()) published_ = report;
+  std::string caption = Caption(options_);
+  if (published_.HasFigures()) {
+    const uint64_t age = report.frame_number - published_.frame_number;
+    caption += "\nfigures " + std::to_string(age) + (age == 1 ? " frame old" : " frames old");
+  }
+  pictures::Failure failure;
+  if (report.frame_number == 1) {
+    failure = pictures::WriteY4mHeader(frame.width, frame.height, rate, clip_.get());
+  }
+  if (!failure) {
+    failure = pictures::PictureToNv12(Annotate(frame, WithFigures(report, published_), caption), 0,
+                                      &clip_frame_);
+  }
+  if (!failure) failure = pictures::WriteY4mFrame(clip_frame_, clip_.get());
+  return failure ? pictures::FailAbout(options_.annotated_clip, failure) : failure;
 }
 
 // A stream that lost bytes once stays marked, even when later writes succeed.

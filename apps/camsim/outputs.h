@@ -13,7 +13,8 @@
 namespace camsim {
 
 // Where a run's results go: the table and the summary to standard output, or the summary alone to
-// standard error when JSON lines take standard output; JSON lines; a picture. One thread.
+// standard error when JSON lines or a clip take standard output; JSON lines; a picture; a clip. One
+// thread.
 class Outputs {
  public:
   explicit Outputs(const Options& options) : options_(options) {}
@@ -26,28 +27,37 @@ class Outputs {
   // well or that is the input is a failure, and nothing that was there is lost.
   pictures::Failure Open();
 
-  std::FILE* Text() const { return json_.get() == stdout ? stderr : stdout; }
-  bool WantsTable() const { return json_.get() != stdout; }
+  std::FILE* Text() const { return WantsTable() ? stdout : stderr; }
+  bool WantsTable() const { return json_.get() != stdout && clip_.get() != stdout; }
   // Each line leaves at once, so that a reader is never behind and an interrupt loses nothing.
   void WriteJson(const std::string& line);
   bool WantsPicture() const;
   pictures::Failure WritePicture(const pictures::Nv12Frame& frame, const RequestReport& report);
+  bool WantsClip() const { return !options_.annotated_clip.empty(); }
+  // Adds a frame to the clip: its faces, with the figures that the latest of the reports up to
+  // `report` published, and how many frames ago that was. `rate` as for pictures::WriteY4mHeader.
+  pictures::Failure WriteClipFrame(const pictures::Nv12Frame& frame, const RequestReport& report,
+                                   const std::string& rate);
   // Whether everything written so far has arrived.
   pictures::Failure Check() const;
 
  private:
-  pictures::Failure TryPicture();
-  pictures::Failure OpenJson();
-  pictures::Failure CheckApart() const;
-
   struct Close {
     void operator()(std::FILE* file) const {
       if (file != stdout) std::fclose(file);
     }
   };
+  using File = std::unique_ptr<std::FILE, Close>;
+
+  pictures::Failure TryPicture();
+  static pictures::Failure OpenStream(const std::string& path, File* file);
+  pictures::Failure CheckApart() const;
 
   const Options& options_;
-  std::unique_ptr<std::FILE, Close> json_;
+  File json_;
+  File clip_;
+  pictures::Nv12Frame clip_frame_;
+  RequestReport published_;  // the latest report with figures
   bool made_picture_ = false;
 };
 

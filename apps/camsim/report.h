@@ -15,6 +15,7 @@
 #include "pictures/error.h"
 #include "pictures/geometry.h"
 #include "pictures/nv12.h"
+#include "pictures/picture.h"
 
 namespace camsim {
 
@@ -49,7 +50,7 @@ struct Summary {
 
 // ---- Text (table.cpp) ---------------------------------------------------------------------------
 
-void PrintTableHead(std::FILE* to);
+void PrintTableHead(bool real_models, std::FILE* to);
 void PrintTableRow(const RequestReport& report, std::FILE* to);
 // `last` is the run's last request: what the node publishes under its own tags is shown once.
 void PrintSummary(const Summary& summary, const RequestReport& last, std::FILE* to);
@@ -63,9 +64,17 @@ std::string JsonLine(const RequestReport& report);
 
 // ---- Picture (annotated.cpp) --------------------------------------------------------------------
 
-// Writes the frame with its faces outlined and labelled with their results.
-pictures::Failure WriteAnnotated(const std::string& path, const pictures::Nv12Frame& frame,
-                                 const RequestReport& report);
+// What figures of the stand-ins, and of real networks, are.
+inline constexpr char kStandInCaption[] = "stand-in figures,\nno estimates of a person";
+inline constexpr char kRealCaption[] = "estimates by a small network,\nno basis for decisions";
+
+// The frame with its faces outlined and labelled with their results, and a caption.
+pictures::Picture Annotate(const pictures::Nv12Frame& frame, const RequestReport& report,
+                           const std::string& caption);
+
+// What is shown of a frame of a clip: its own faces with the figures that were published last, each
+// with those of the face that it overlaps most.
+RequestReport WithFigures(const RequestReport& frame, const RequestReport& published);
 
 }  // namespace camsim
 

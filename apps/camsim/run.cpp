@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "apps/camsim/sensor.h"
+#include "apps/camsim/upright.h"
 #include "apps/exit_code.h"
 #include "apps/interrupt.h"
 #include "framework/worker_watch.h"
@@ -51,6 +52,11 @@ int Run::Go() {
   }
   if (pictures::Failure failure = CheckFaces()) return Say(failure, apps::kExitUsage);
   if (pictures::Failure failure = outputs_.Open()) return Say(failure, apps::kExitFailure);
+  if (options_.found_faces || options_.real_models) {
+    if (pictures::Failure failure = finder_.Open(options_.real_device)) {
+      return Say(failure, apps::kExitFailure);
+    }
+  }
   if (pictures::Failure failure = SetUpDevice()) return Say(failure, apps::kExitFailure);
   if (pictures::Failure failure = StartNode()) return Say(failure, apps::kExitFailure);
   const int exit_code = SendRequests();
@@ -112,7 +118,10 @@ pictures::Failure Run::SetProperty(const char* option, const std::string& name,
 pictures::Failure Run::StartNode() {
   if (pictures::Failure failure = framework::Framework::Get().Load(options_.node)) return failure;
   Size buffer = options_.buffer;
-  if (buffer.width == 0) buffer = {source_->Width(), source_->Height()};
+  if (buffer.width == 0) {
+    buffer = {source_->Width(), source_->Height()};
+    if (options_.IsUpright()) buffer = TurnToSensor(buffer, options_.orientation);
+  }
   output_frame_.width = buffer.width;
   output_frame_.height = buffer.height;
   if (pictures::Failure failure =
@@ -135,7 +144,7 @@ int Run::SendRequests() {
   const std::string input =
       options_.source.input.empty() ? "the built-in scene" : options_.source.input;
   outputs_.WriteJson(JsonHeader(input, source_->Width(), source_->Height()));
-  if (outputs_.WantsTable()) PrintTableHead(outputs_.Text());
+  if (outputs_.WantsTable()) PrintTableHead(options_.real_models, outputs_.Text());
   while (WantsMore()) {
     bool at_end = false;
     if (pictures::Failure failure = source_->Next(&frame_, &at_end)) {
@@ -157,14 +166,33 @@ bool Run::WantsMore() const {
   return !apps::Interrupted() && (requests_ == 0 || summary_.sent < requests_);
 }
 
+std::vector<pictures::Rect> Run::FacesOfFrame() const {
+  if (options_.found_faces) return finder_.Find(frame_, *options_.found_faces);
+  return options_.faces.empty() ? source_->Faces() : options_.faces;
+}
+
 pictures::Failure Run::SendRequest(RequestReport* report) {
-  const Size size = {frame_.width, frame_.height};
   report->frame_number = static_cast<uint64_t>(summary_.sent) + 1;
-  report->faces = options_.faces.empty() ? source_->Faces() : options_.faces;
-  SetRequestMetadata(options_, size, report->faces, &session_.Input());
+  report->faces = FacesOfFrame();
+  if (!options_.IsUpright()) return SendFrame(report->faces, report, &frame_);
+  std::vector<pictures::Rect> turned;
+  for (const pictures::Rect& face : report->faces) {
+    turned.push_back(TurnToSensor(face, options_.orientation, {frame_.width, frame_.height}));
+  }
+  if (pictures::Failure failure =
+          TurnToSensor(frame_, options_.orientation, options_.source.stride, &sensor_frame_)) {
+    return failure;
+  }
+  return SendFrame(turned, report, &sensor_frame_);
+}
+
+pictures::Failure Run::SendFrame(const std::vector<pictures::Rect>& faces, RequestReport* report,
+                                 pictures::Nv12Frame* frame) {
+  const Size size = {frame->width, frame->height};
+  SetRequestMetadata(options_, size, faces, &session_.Input());
   const RequestState state =
-      StateOf(options_, size, report->faces, framework::CountWorkers().passes != 0);
-  framework::CameraBuffer input(&frame_);
+      StateOf(options_, size, faces, framework::CountWorkers().passes != 0);
+  framework::CameraBuffer input(frame);
   framework::CameraBuffer output(&output_frame_);
   if (options_.realtime) pace_.AwaitNext();
   const auto start = std::chrono::steady_clock::now();
@@ -192,6 +220,10 @@ pictures::Failure Run::Report(const RequestReport& report) {
   if (outputs_.WantsTable() && is_told) PrintTableRow(report, outputs_.Text());
   outputs_.WriteJson(JsonLine(report));
   last_report_ = report;
+  if (outputs_.WantsClip()) {
+    const std::string rate = source_->Rate();
+    if (pictures::Failure failure = outputs_.WriteClipFrame(frame_, report, rate)) return failure;
+  }
   KeepForPicture(report);
   progress_.Show("request " + std::to_string(report.frame_number) +
                  (requests_ != 0 ? " of " + std::to_string(requests_) : ""));

@@ -3,7 +3,9 @@
 #define ZY_APPS_CAMSIM_RUN_H_
 
 #include <memory>
+#include <vector>
 
+#include "apps/camsim/face_finder.h"
 #include "apps/camsim/log_watch.h"
 #include "apps/camsim/options.h"
 #include "apps/camsim/outputs.h"
@@ -49,7 +51,10 @@ class Run {
 
   int SendRequests();
   bool WantsMore() const;
+  std::vector<pictures::Rect> FacesOfFrame() const;
   pictures::Failure SendRequest(RequestReport* report);
+  pictures::Failure SendFrame(const std::vector<pictures::Rect>& faces, RequestReport* report,
+                              pictures::Nv12Frame* frame);
   pictures::Failure Report(const RequestReport& report);
   void KeepForPicture(const RequestReport& report);
 
@@ -63,7 +68,9 @@ class Run {
   Pace pace_;
   int requests_ = 0;  // 0 is until the input ends
   std::unique_ptr<pictures::FrameSource> source_;
+  FaceFinder finder_;
   pictures::Nv12Frame frame_;
+  pictures::Nv12Frame sensor_frame_;  // where it differs
   pictures::Nv12Frame output_frame_;
   framework::Device device_;
   framework::Session session_;

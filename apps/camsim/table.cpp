@@ -46,7 +46,10 @@ void Summary::Count(Outcome outcome) {
   unknown += outcome == Outcome::kUnknown;
 }
 
-void PrintTableHead(std::FILE* to) {
+void PrintTableHead(bool real_models, std::FILE* to) {
+  if (real_models) {
+    std::fputs("Estimates by a small network, no basis for decisions about people.\n", to);
+  }
   std::fprintf(to, "%7s %5s", "", "");
   for (int slot = 0; slot < kSlots; ++slot) std::fprintf(to, " | ------- slot %d -------", slot);
   std::fprintf(to, " |\n%7s %5s", "request", "faces");

@@ -1,0 +1,364 @@
+// SPDX-License-Identifier: Apache-2.0
+// The networks' arithmetic and their files, without the files that are fetched.
+#include "models/networks.h"
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <opencv2/imgproc.hpp>
+#include <random>
+
+#include "models/find_faces.h"
+
+namespace {
+
+// ---- Age and gender: a network with seeded weights, and plain loops
+// ------------------------------
+
+// Rows of pixels of channels.
+struct Map {
+  int side, channels;
+  std::vector<float> values;
+
+  Map(int side_, int channels_)
+      : side(side_), channels(channels_), values(static_cast<size_t>(side * side * channels)) {}
+  float& At(int y, int x, int c) {
+    return values[static_cast<size_t>((y * side + x) * channels + c)];
+  }
+};
+
+// Weights as the files hold them: filters are height, width, inputs, outputs.
+class SeededNet {
+ public:
+  // Every other one is quantised.
+  SeededNet() {
+    const auto separable = [this](const std::string& name, int in, int out) {
+      Add(name + "/depthwise_filter", {3, 3, in, 1});
+      Add(name + "/pointwise_filter", {1, 1, in, out});
+      Add(name + "/bias", {out});
+    };
+    const auto reduction = [&](const std::string& name, int in, int out) {
+      separable(name + "/separable_conv0", in, out);
+      separable(name + "/separable_conv1", out, out);
+      Add(name + "/expansion_conv/filters", {1, 1, in, out});
+      Add(name + "/expansion_conv/bias", {out});
+    };
+    Add("entry_flow/conv_in/filters", {3, 3, 3, 4});
+    Add("entry_flow/conv_in/bias", {4});
+    reduction("entry_flow/reduction_block_0", 4, 5);
+    reduction("entry_flow/reduction_block_1", 5, 6);
+    for (const std::string block : {"0", "1"}) {
+      for (const std::string part : {"0", "1", "2"}) {
+        separable("middle_flow/main_block_" + block + "/separable_conv" + part, 6, 6);
+      }
+    }
+    reduction("exit_flow/reduction_block", 6, 7);
+    separable("exit_flow/separable_conv", 7, 8);
+    Add("fc/age/weights", {8, 1});
+    Add("fc/age/bias", {1});
+    Add("fc/gender/weights", {8, 2});
+    Add("fc/gender/bias", {2});
+  }
+
+  nlohmann::json entries = nlohmann::json::array();
+  std::string bytes;
+
+  std::string Manifest() const { return nlohmann::json{{{"weights", entries}}}.dump(); }
+
+  models::AgeAndGender Run(const cv::Mat& face) {
+    Map x(face.rows, 3);
+    const float mean[] = {122.782f, 117.001f, 104.298f};
+    for (int i = 0; i < face.rows * face.cols * 3; ++i) {
+      const int c = i % 3;
+      x.values[static_cast<size_t>(i)] =
+          (static_cast<float>(face.data[i - c + 2 - c]) - mean[c]) / 255;
+    }
+    x = Relu(Convolve(x, "entry_flow/conv_in/filters", "entry_flow/conv_in/bias", 2));
+    x = Reduce(x, x, "entry_flow/reduction_block_0");
+    x = Reduce(Relu(x), x, "entry_flow/reduction_block_1");
+    for (const std::string block : {"middle_flow/main_block_0", "middle_flow/main_block_1"}) {
+      Map inner = x;
+      for (const char* part : {"/separable_conv0", "/separable_conv1", "/separable_conv2"}) {
+        inner = Separable(Relu(inner), block + part);
+      }
+      x = Sum(x, inner);
+    }
+    x = Reduce(Relu(x), x, "exit_flow/reduction_block");
+    x = Relu(Separable(x, "exit_flow/separable_conv"));
+    Map average(1, x.channels);
+    for (int i = 0; i < x.side * x.side * x.channels; ++i) {
+      average.At(0, 0, i % x.channels) +=
+          x.values[static_cast<size_t>(i)] / static_cast<float>(x.side * x.side);
+    }
+    const float age = Convolve(average, "fc/age/weights", "fc/age/bias", 1).values[0];
+    const Map gender = Convolve(average, "fc/gender/weights", "fc/gender/bias", 1);
+    const float man = std::exp(gender.values[0]), woman = std::exp(gender.values[1]);
+    return {age, man / (man + woman)};
+  }
+
+ private:
+  void Add(const std::string& name, std::vector<int> shape) {
+    nlohmann::json entry = {{"name", name}, {"shape", shape}};
+    const bool quantised = entries.size() % 2 == 0;
+    const float scale = 0.004f, least = -0.5f;
+    if (quantised) entry["quantization"] = {{"dtype", "uint8"}, {"scale", scale}, {"min", least}};
+    int count = 1;
+    for (const int side : shape) count *= side;
+    std::vector<float>& values = values_[name];
+    for (int i = 0; i < count; ++i) {
+      const auto byte = static_cast<uint8_t>(random_());
+      const float value = static_cast<float>(byte) * scale + least;
+      values.push_back(value);
+      bytes.append(quantised ? std::string(1, static_cast<char>(byte))
+                             : std::string(reinterpret_cast<const char*>(&value), sizeof(value)));
+    }
+    shape.insert(shape.begin(), 4 - shape.size(), 1);
+    shapes_[name] = shape;
+    entries.push_back(entry);
+  }
+
+  static Map Relu(Map x) {
+    for (float& value : x.values) value = std::max(value, 0.0f);
+    return x;
+  }
+
+  static Map Sum(Map a, const Map& b) {
+    for (size_t i = 0; i < a.values.size(); ++i) a.values[i] += b.values[i];
+    return a;
+  }
+
+  // Visits the pixels under a window of `size` at (y, x) of a map of half the side (`stride` 2) or
+  // the same: what the sides miss is left out evenly, the odd one at the end.
+  static void Visit(int side, int size, int stride, int y, int x,
+                    const std::function<void(int, int, int)>& see) {
+    const int before = std::max((side / stride - 1) * stride + size - side, 0) / 2;
+    for (int i = 0; i < size * size; ++i) {
+      const int from_y = y * stride + i / size - before, from_x = x * stride + i % size - before;
+      if (from_y >= 0 && from_y < side && from_x >= 0 && from_x < side) see(from_y, from_x, i);
+    }
+  }
+
+  // With one filter for each channel where the last side of its shape is 1 and there is no bias.
+  Map Convolve(Map& x, const std::string& filter, const std::string& bias, int stride) {
+    const std::vector<int>& shape = shapes_.at(filter);
+    const std::vector<float>& weights = values_.at(filter);
+    const bool deep = bias.empty();
+    Map to(x.side / stride, deep ? x.channels : shape[3]);
+    for (int i = 0; i < to.side * to.side * to.channels; ++i) {
+      const int c = i % to.channels;
+      float& sum = to.values[static_cast<size_t>(i)];
+      sum = deep ? 0 : values_.at(bias)[static_cast<size_t>(c)];
+      Visit(x.side, shape[0], stride, i / to.channels / to.side, i / to.channels % to.side,
+            [&](int from_y, int from_x, int tap) {
+              for (int in = deep ? c : 0; in < (deep ? c + 1 : x.channels); ++in) {
+                const int weight =
+                    deep ? tap * x.channels + in : (tap * x.channels + in) * to.channels + c;
+                sum += x.At(from_y, from_x, in) * weights[static_cast<size_t>(weight)];
+              }
+            });
+    }
+    return to;
+  }
+
+  Map Separable(Map x, const std::string& name) {
+    Map deep = Convolve(x, name + "/depthwise_filter", "", 1);
+    return Convolve(deep, name + "/pointwise_filter", name + "/bias", 1);
+  }
+
+  Map Reduce(const Map& activated, Map plain, const std::string& name) {
+    Map x =
+        Separable(Relu(Separable(activated, name + "/separable_conv0")), name + "/separable_conv1");
+    Map to(x.side / 2, x.channels);
+    for (int i = 0; i < to.side * to.side * to.channels; ++i) {
+      float& most = to.values[static_cast<size_t>(i)];
+      most = -INFINITY;
+      Visit(x.side, 3, 2, i / to.channels / to.side, i / to.channels % to.side,
+            [&](int y, int at, int) { most = std::max(most, x.At(y, at, i % to.channels)); });
+    }
+    return Sum(to,
+               Convolve(plain, name + "/expansion_conv/filters", name + "/expansion_conv/bias", 2));
+  }
+
+  std::mt19937 random_{7};
+  std::map<std::string, std::vector<int>> shapes_;
+  std::map<std::string, std::vector<float>> values_;
+};
+
+cv::Mat RandomPicture(int width, int height, uint64_t seed) {
+  cv::Mat picture(height, width, CV_8UC3);
+  cv::RNG(seed).fill(picture, cv::RNG::UNIFORM, 0, 256);
+  return picture;
+}
+
+TEST(AgeGenderNet, GivesWhatPlainLoopsGive) {
+  SeededNet plain;
+  models::AgeGenderNet net;
+  ASSERT_EQ(net.Load(plain.Manifest(), plain.bytes), "");
+  for (uint64_t seed = 1; seed < 4; ++seed) {
+    const cv::Mat face = RandomPicture(models::kAgeGenderInput, models::kAgeGenderInput, seed);
+    const models::AgeAndGender expected = plain.Run(face), seen = net.Run(face);
+    EXPECT_NEAR(seen.age, expected.age, 1e-4f * (1 + std::abs(expected.age)));
+    EXPECT_NEAR(seen.male, expected.male, 1e-4f);
+  }
+}
+
+// ---- Files
+// ----------------------------------------------------------------------------------------
+
+// What the library says that lies beside these files.
+std::string ErrorWith(const std::map<std::string, std::string>& files) {
+  char folder[] = "/tmp/models_test_XXXXXX";
+  if (mkdtemp(folder) == nullptr) return "no folder";
+  const std::string library = std::string(folder) + "/libzy_networks.so";
+  std::filesystem::copy_file(NETWORKS_LIBRARY, library);
+  for (const auto& [name, content] : files) std::ofstream(folder + ("/" + name)) << content;
+  void* const handle = dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
+  std::string error = "not opened";
+  if (handle != nullptr) {
+    const auto open =
+        reinterpret_cast<decltype(&zy_open_face_finder)>(dlsym(handle, "zy_open_face_finder"));
+    error = open();
+    error.erase(0, error.rfind(folder, 0) == 0 ? sizeof(folder) : 0);
+  }
+  std::filesystem::remove_all(folder);
+  return error;
+}
+
+TEST(ModelFiles, SaysWhichIsMissingAndWhatIsWrong) {
+  const std::string manifest = "age_gender_model-weights_manifest.json";
+  const std::string weights = "age_gender_model.bin";
+  const std::string finder = "face_detection_back_256x256_barracuda.onnx";
+  SeededNet net;
+  std::map<std::string, std::string> files;
+  EXPECT_EQ(ErrorWith(files), manifest + ": is missing or empty");
+  files = {{manifest, net.Manifest()}, {weights, net.bytes}};
+  EXPECT_EQ(ErrorWith(files), finder + ": is missing or empty");
+  files[finder] = "no network";
+  EXPECT_EQ(ErrorWith(files).rfind(": a file is damaged: ", 0), 0u) << ErrorWith(files);
+  files[weights] = net.bytes.substr(1);
+  EXPECT_EQ(ErrorWith(files), ": the weights are cut short");
+  files[weights] = net.bytes + "x";
+  EXPECT_EQ(ErrorWith(files), ": the weights are more than their manifest says");
+  files[weights] = net.bytes;
+  net.entries[0]["name"] = "other";
+  files[manifest] = net.Manifest();
+  EXPECT_EQ(ErrorWith(files).rfind(": a file is damaged: ", 0), 0u) << ErrorWith(files);
+}
+
+// ---- Faces
+// ----------------------------------------------------------------------------------------
+
+// Answers of the detector in which no anchor saw a face.
+std::vector<cv::Mat> NoFaces() {
+  std::vector<cv::Mat> answers;
+  for (const int anchors : {512, 384}) {
+    answers.emplace_back(cv::Mat(anchors, 16, CV_32F, cv::Scalar(0)));
+    answers.emplace_back(cv::Mat(anchors, 1, CV_32F, cv::Scalar(-20)));
+  }
+  return answers;
+}
+
+// Puts a square face around (x, y) into the answer of an anchor that stands at (at_x, at_y).
+void SetFace(std::vector<cv::Mat>* answers, int anchor, cv::Point2f at, cv::Point2f centre,
+             float side, float logit) {
+  const size_t layer = anchor < 512 ? 0 : 2;
+  const int row = anchor % 512;
+  (*answers)[layer + 1].at<float>(row) = logit;
+  float* const values = (*answers)[layer].ptr<float>(row);
+  for (int i = 0; i < 16; i += 2) {
+    values[i] = centre.x - at.x + static_cast<float>(i);
+    values[i + 1] = centre.y - at.y;
+  }
+  values[0] = centre.x - at.x;
+  values[2] = values[3] = side;
+}
+
+TEST(DecodeFaces, PutsBoxesAndPointsWhereTheAnchorsStand) {
+  std::vector<cv::Mat> answers = NoFaces();
+  EXPECT_TRUE(models::DecodeFaces(answers, 0.5f).empty());
+  // The second anchor in column 3 of row 2 of the fine grid; the last one of the coarse grid.
+  SetFace(&answers, (2 * 16 + 3) * 2 + 1, {56, 40}, {60, 50}, 20, 1);
+  SetFace(&answers, 512 + 383, {240, 240}, {200, 210}, 90, 2);
+  const std::vector<models::FoundFace> faces = models::DecodeFaces(answers, 0.5f);
+  ASSERT_EQ(faces.size(), 2u);
+  EXPECT_EQ(faces[0].box, cv::Rect2f(155, 165, 90, 90));
+  EXPECT_NEAR(faces[0].score, 1 / (1 + std::exp(-2.0f)), 1e-6f);
+  EXPECT_EQ(faces[1].box, cv::Rect2f(50, 40, 20, 20));
+  for (int point = 0; point < 6; ++point) {
+    EXPECT_EQ(faces[1].points[static_cast<size_t>(point)],
+              cv::Point2f(static_cast<float>(64 + 2 * point), 50));
+  }
+  EXPECT_EQ(models::DecodeFaces(answers, 0.8f).size(), 1u);
+  answers.pop_back();
+  EXPECT_TRUE(models::DecodeFaces(answers, 0).empty()) << "answers of another network";
+}
+
+TEST(DecodeFaces, DropsWhatOverlapsABetterFace) {
+  // A box of 40 overlaps one of 20 by so many columns of the smaller.
+  for (const auto& [columns, kept] : {std::pair(7.9f, 2u), {8.1f, 1u}, {20.0f, 1u}}) {
+    std::vector<cv::Mat> answers = NoFaces();
+    SetFace(&answers, 0, {8, 8}, {100, 100}, 40, 2);
+    SetFace(&answers, 2, {24, 8}, {130 - columns, 100}, 20, 3);
+    const std::vector<models::FoundFace> faces = models::DecodeFaces(answers, 0.5f);
+    ASSERT_EQ(faces.size(), kept) << columns;
+    EXPECT_LT(faces[0].box.width, 30) << "the better one stays";
+  }
+}
+
+TEST(CropSquare, TakesThePixelsThatItIsAskedFor) {
+  const cv::Mat picture = RandomPicture(90, 60, 5);
+  const auto expect_equal = [](const cv::Mat& a, const cv::Mat& b) {
+    EXPECT_LE(cv::norm(a, b, cv::NORM_INF), 1);
+  };
+  expect_equal(models::CropSquare(picture, {{30, 20}, 16}, 16, cv::BORDER_CONSTANT),
+               picture(cv::Rect(22, 12, 16, 16)));
+  cv::Mat third;
+  cv::resize(picture(cv::Rect(40, 10, 48, 48)), third, {16, 16}, 0, 0, cv::INTER_AREA);
+  expect_equal(models::CropSquare(picture, {{64, 34}, 48}, 16, cv::BORDER_CONSTANT), third);
+  const cv::Mat corner = models::CropSquare(picture, {{0, 0}, 8}, 8, cv::BORDER_REPLICATE);
+  EXPECT_EQ(corner.at<cv::Vec3b>(0, 0), picture.at<cv::Vec3b>(0, 0));
+  EXPECT_EQ(cv::norm(models::CropSquare(picture, {{-50, 0}, 8}, 8, cv::BORDER_CONSTANT)), 0);
+}
+
+// ---- Grade
+// ----------------------------------------------------------------------------------------
+
+TEST(GradePicture, FallsWithBlurDarknessAndTurn) {
+  models::FoundFace face;
+  face.score = 1;
+  face.box = {20, 20, 128, 128};
+  face.points = {cv::Point2f(60, 70), cv::Point2f(100, 70), cv::Point2f(80, 90)};
+  cv::Mat picture, small = RandomPicture(21, 21, 9);
+  cv::resize(small, picture, {168, 168}, 0, 0, cv::INTER_CUBIC);
+  const std::array<float, 4> best = models::GradePicture(picture, face);
+  EXPECT_GT(best[0], 60);
+  // The parts: 1 is sharpness, 2 exposure, 3 pose; the total follows the part that changed.
+  const auto expect_falling = [&](size_t part, const std::function<void(int)>& worsen) {
+    float total = best[0], value = best[part];
+    for (int step = 1; step <= 3; ++step) {
+      worsen(step);
+      const std::array<float, 4> grade = models::GradePicture(picture, face);
+      EXPECT_LT(grade[part], value) << part << " at step " << step;
+      EXPECT_LT(grade[0], total) << part << " at step " << step;
+      total = grade[0];
+      value = grade[part];
+    }
+  };
+  const cv::Mat clear = picture.clone();
+  expect_falling(1, [&](int step) { cv::GaussianBlur(clear, picture, {}, step + 1); });
+  expect_falling(2, [&](int step) { clear.convertTo(picture, -1, 0.25, 50 - 20 * step); });
+  clear.copyTo(picture);
+  expect_falling(3, [&](int step) { face.points[2].x = static_cast<float>(80 + 6 * step); });
+  face.score = 0;
+  EXPECT_EQ(models::GradePicture(picture, face)[3], 0);
+  face.box.x = 500;
+  EXPECT_EQ(models::GradePicture(picture, face)[0], 0);
+}
+
+}  // namespace

@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: Apache-2.0
+// The way of a photograph through a sensor's frame and the node's crop.
+#include "apps/camsim/upright.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <utility>
+#include <vector>
+
+#include "analysis/face_crop.h"
+
+namespace {
+
+using pictures::Nv12Frame;
+using pictures::Rect;
+
+constexpr int kOrientations[] = {270, 90, 0, 180};
+constexpr std::pair<int, int> kSizes[] = {{64, 48}, {51, 70}, {2, 2}, {201, 33}};
+
+// Random blocks of 2 x 2 equal pixels, so that the grid that a crop takes its pixels from does not
+// show; none is as bright as 255.
+Nv12Frame BlockFrame(int width, int height) {
+  std::mt19937 random(static_cast<unsigned>(width * 1000 + height));
+  Nv12Frame frame;
+  EXPECT_FALSE(pictures::ShapeFrame(width, height, 0, &frame));
+  for (uint8_t& byte : frame.bytes) byte = static_cast<uint8_t>(random() % 255);
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      frame.Luma()[y * frame.stride + x] = frame.Luma()[y / 2 * 2 * frame.stride + x / 2 * 2];
+    }
+  }
+  return frame;
+}
+
+// What the node's models are given: luma, then colours.
+std::vector<uint8_t> Crop(const Nv12Frame& frame, int orientation) {
+  std::vector<uint8_t> luma, chroma;
+  for (int y = 0; y < frame.height; ++y) {
+    const uint8_t* const row = frame.Luma() + y * frame.stride;
+    luma.insert(luma.end(), row, row + frame.width);
+    const uint8_t* const pairs = frame.Chroma() + y / 2 * frame.stride;
+    if (y % 2 == 1) chroma.insert(chroma.end(), pairs, pairs + frame.width);
+  }
+  const auto pixels = static_cast<size_t>(frame.width / 2 * (frame.height / 2));
+  std::vector<uint8_t> crop(4 * pixels);
+  android::prepareDataForFaceAnalyse(luma.data(), chroma.data(), crop.data(), crop.data() + pixels,
+                                     frame.width, frame.height, orientation, 1);
+  return crop;
+}
+
+TEST(Upright, TheModelsSeeTheSamePictureAtEveryOrientation) {
+  VP8YUVInit();
+  for (const auto& [width, height] : kSizes) {
+    const Nv12Frame upright = BlockFrame(width, height);
+    const std::vector<uint8_t> expected = Crop(upright, 270);
+    EXPECT_EQ(expected.front(), *upright.Luma());
+    for (const int orientation : kOrientations) {
+      Nv12Frame frame;
+      ASSERT_FALSE(camsim::TurnToSensor(upright, orientation, 0, &frame));
+      EXPECT_EQ(Crop(frame, orientation), expected) << width << "x" << height << " " << orientation;
+    }
+  }
+}
+
+TEST(Upright, RectanglesGoWhereTheirPixelsGo) {
+  const Rect rect = {8, 4, 30, 22};
+  for (const auto& [width, height] : {kSizes[0], kSizes[1], kSizes[3]}) {
+    Nv12Frame upright = BlockFrame(width, height), frame;
+    for (int y = rect.y; y < rect.y + rect.h; ++y) {
+      std::fill_n(upright.Luma() + y * upright.stride + rect.x, rect.w, uint8_t{255});
+    }
+    for (const int orientation : kOrientations) {
+      ASSERT_FALSE(camsim::TurnToSensor(upright, orientation, 0, &frame));
+      const Rect moved = camsim::TurnToSensor(rect, orientation, {width, height});
+      int marked = 0;
+      for (int i = 0; i < frame.width * frame.height; ++i) {
+        const int x = i % frame.width - moved.x, y = i / frame.width - moved.y;
+        const bool inside = x >= 0 && x < moved.w && y >= 0 && y < moved.h;
+        const int luma = frame.Luma()[i / frame.width * frame.stride + i % frame.width];
+        ASSERT_EQ(inside, luma == 255) << orientation << ": " << i;
+        marked += inside;
+      }
+      EXPECT_EQ(marked, rect.w * rect.h);
+    }
+  }
+}
+
+TEST(Upright, APictureOnePixelWideStaysAsItIs) {
+  const Nv12Frame upright = BlockFrame(1, 9);
+  for (const int orientation : kOrientations) {
+    Nv12Frame frame;
+    ASSERT_FALSE(camsim::TurnToSensor(upright, orientation, 0, &frame));
+    EXPECT_EQ(frame.bytes, upright.bytes);
+    EXPECT_EQ(camsim::TurnToSensor(Rect{0, 2, 1, 3}, orientation, {1, 9}), (Rect{0, 2, 1, 3}));
+  }
+}
+
+}  // namespace
