@@ -31,7 +31,7 @@ Plane MarkSkin(const pictures::Nv12Frame& frame) {
   auto mark = map.bytes.begin();
   for (int y = 0; y < map.height; ++y) {
     const uint8_t* row = frame.Chroma() + std::ptrdiff_t{y} * frame.stride;
-    for (int x = 0; x < map.width; ++x) *mark++ = IsSkin(row + 2 * x) ? kMarked : 0;
+    for (int x = 0; x < map.width; ++x) *mark++ = IsSkin(row + 2 * std::ptrdiff_t{x}) ? kMarked : 0;
   }
   return map;
 }

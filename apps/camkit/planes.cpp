@@ -20,8 +20,9 @@ Planes PlanesOf(const pictures::Nv12Frame& frame) {
   for (int y = 0; y < frame.height; ++y) {
     const uint8_t* row = frame.Chroma() + std::ptrdiff_t{y / 2} * frame.stride;
     for (int x = 0; x < frame.width; ++x, ++at) {
-      u.bytes[at] = row[x / 2 * 2];
-      v.bytes[at] = row[x / 2 * 2 + 1];
+      const uint8_t* pair = row + std::ptrdiff_t{x / 2} * 2;
+      u.bytes[at] = pair[0];
+      v.bytes[at] = pair[1];
     }
   }
   return {LumaOf(frame), std::move(u), std::move(v)};
