@@ -9,19 +9,19 @@
 #include <atomic>
 #include <iterator>
 #include <mutex>
-#include <utility>
 
 namespace {
 
 enum class Held { kNothing, kSignal, kBroadcast };
 
 // Signal and wait happen under the mutex that belongs to the condition variable, so a resting
-// worker has seen every signal.
+// worker has seen every signal. All of it is atomic, also what a lock guards, because the thread
+// sanitizer does not see locks that are taken inside calls that it passes on itself.
 struct Watched {
   std::atomic<pthread_cond_t*> condition{nullptr};
-  std::atomic<bool> resting{false};    // waited on since the last signal
-  std::atomic<uint64_t> untreated{0};  // signals since the last wait
-  Held held = Held::kNothing;          // under g_hold_mutex
+  std::atomic<bool> resting{false};        // waited on since the last signal
+  std::atomic<uint64_t> untreated{0};      // signals since the last wait
+  std::atomic<Held> held{Held::kNothing};  // changed under g_hold_mutex
 };
 
 constexpr int kMaxWatched = 256;
@@ -29,7 +29,7 @@ Watched g_watched[kMaxWatched];
 std::mutex g_table_mutex;  // for who is in the table
 
 std::mutex g_hold_mutex;
-bool g_holding = false;  // under g_hold_mutex
+std::atomic<bool> g_holding{false};  // changed under g_hold_mutex
 
 std::atomic<uint64_t> g_waits{0};
 std::atomic<uint64_t> g_signals{0};
@@ -72,7 +72,7 @@ bool NoteSignal(const pthread_cond_t* condition, Held kind) {
   ++watched->untreated;
   watched->resting = false;
   std::lock_guard<std::mutex> lock(g_hold_mutex);
-  if (g_holding) watched->held = std::max(watched->held, kind);
+  if (g_holding) watched->held = std::max(watched->held.load(), kind);
   return g_holding;
 }
 
@@ -137,7 +137,7 @@ void HoldSignals(bool hold) {
   g_holding = hold;
   if (hold) return;
   for (Watched& watched : g_watched) {
-    const Held held = std::exchange(watched.held, Held::kNothing);
+    const Held held = watched.held.exchange(Held::kNothing);
     pthread_cond_t* const condition = watched.condition;
     if (held == Held::kNothing || condition == nullptr) continue;
     held == Held::kSignal ? g_signal(condition) : g_broadcast(condition);
