@@ -57,34 +57,28 @@ void VectorBlock(const uint8_t* src, std::ptrdiff_t stride, uint8_t* dst) {
 template <int kFactor>
 uint8x16_t SixteenMeans(const uint8_t* src, std::ptrdiff_t stride) {
   constexpr int kShift = ShiftOf(kFactor);
-  const uint16x8_t high = EightSums<kFactor, kFactor>(src + std::ptrdiff_t{8} * kFactor, stride);
   const uint16x8_t low = EightSums<kFactor, kFactor>(src, stride);
+  const uint16x8_t high = EightSums<kFactor, kFactor>(src + std::ptrdiff_t{8} * kFactor, stride);
   return vshrn_high_n_u16(vshrn_n_u16(low, kShift), high, kShift);
 }
 
-// As ScalarRow, for a row whose source columns are a multiple of 8. More than sixteen means of 8 x
-// 8 bytes at a time do not fit the registers.
+// As ScalarRow, for a row whose source columns are a multiple of 8. Two registers of means at a
+// time are stored together; those of 8 x 8 bytes leave no room for that.
 template <int kFactor>
 void VectorRow(const uint8_t* src, std::ptrdiff_t stride, uint8_t* dst, std::ptrdiff_t outputs) {
-  constexpr std::ptrdiff_t kSixteen = 16 * kFactor;
   for (; kFactor < 8 && outputs >= 32; outputs -= 32) {
     const uint8x16_t first = SixteenMeans<kFactor>(src, stride);
-    const uint8x16_t second = SixteenMeans<kFactor>(src + kSixteen, stride);
+    const uint8x16_t second = SixteenMeans<kFactor>(src + std::ptrdiff_t{16} * kFactor, stride);
     vst1q_u8(dst, first);
     vst1q_u8(dst + 16, second);
-    src += 2 * kSixteen;
+    src += std::ptrdiff_t{32} * kFactor;
     dst += 32;
   }
-  for (; outputs >= 16; outputs -= 16) {
-    vst1q_u8(dst, SixteenMeans<kFactor>(src, stride));
-    src += kSixteen;
-    dst += 16;
+  std::ptrdiff_t x = 0;
+  for (; x + 16 <= outputs; x += 16) {
+    vst1q_u8(dst + x, SixteenMeans<kFactor>(src + kFactor * x, stride));
   }
-  for (; outputs > 0; outputs -= 8 / kFactor) {
-    VectorBlock<kFactor>(src, stride, dst);
-    src += 8;
-    dst += 8 / kFactor;
-  }
+  for (; x < outputs; x += 8 / kFactor) VectorBlock<kFactor>(src + kFactor * x, stride, dst + x);
 }
 
 #endif  // ZY_HAVE_NEON
