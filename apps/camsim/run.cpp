@@ -190,8 +190,7 @@ pictures::Failure Run::SendFrame(const std::vector<pictures::Rect>& faces, Reque
                                  pictures::Nv12Frame* frame) {
   const Size size = {frame->width, frame->height};
   SetRequestMetadata(options_, size, faces, &session_.Input());
-  const RequestState state =
-      StateOf(options_, size, faces, framework::CountWorkers().passes != 0);
+  const RequestState state = StateOf(options_, size, faces, framework::CountWorkers().passes != 0);
   framework::CameraBuffer input(frame);
   framework::CameraBuffer output(&output_frame_);
   if (options_.realtime) pace_.AwaitNext();
