@@ -237,7 +237,7 @@ grep -q 'no estimates of a person' out || fail "--help does not say what the fig
 grep -q 'yuv4mpegpipe' out || fail "--help has no example"
 run 0 --version
 grep -Eq '^camsim [0-9]+\.[0-9]+\.[0-9]+$' out || fail "--version: $(cat out)"
-for options in --nonsense "--face 1,2,3" "--face 1,2,0,4" "--size 0x5" "--requests 0" "--fps 0" "--fps nan" "--input=" "--size 8x8" "--annotated -" "--annotated picture.jpg" "--faces some" "--faces auto:2" "--faces auto --face 1,2,3,4" "--models other"; do
+for options in --nonsense "--face 1,2,3" "--face 1,2,0,4" "--size 0x5" "--requests 0" "--fps 0" "--fps nan" "--input=" "--size 8x8" "--annotated -" "--annotated picture.jpg" "--faces some" "--faces auto:2" "--faces auto --face 1,2,3,4" "--models other" "--size 64x128 --stride 64 --upright --orientation 0"; do
   # shellcheck disable=SC2086
   run_bad 2 $options
 done

@@ -453,6 +453,7 @@ TEST(Y4mWriter, WhatItWritesIsReadBack) {
     FrameSourceOptions options;
     options.stride = 64;
     ASSERT_FALSE(OpenFrameSource(std::make_unique<FileReader>(file), options, &source));
+    EXPECT_EQ(source->Rate(), "30000:1001");
     bool at_end = false;
     Nv12Frame read;
     for (const Nv12Frame& frame : frames) {

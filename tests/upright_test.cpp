@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The way of a photograph through a sensor's frame and the node's crop.
+// The way of a photograph through a sensor's frame and the node's crop, and of figures back.
 #include "apps/camsim/upright.h"
 
 #include <gtest/gtest.h>
@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "analysis/face_crop.h"
+#include "apps/camsim/report.h"
 
 namespace {
 
@@ -95,6 +96,24 @@ TEST(Upright, APictureOnePixelWideStaysAsItIs) {
     EXPECT_EQ(frame.bytes, upright.bytes);
     EXPECT_EQ(camsim::TurnToSensor(Rect{0, 2, 1, 3}, orientation, {1, 9}), (Rect{0, 2, 1, 3}));
   }
+}
+
+TEST(Clip, FiguresFollowTheFacesThatTheyWerePublishedFor) {
+  camsim::RequestReport published, frame;
+  published.faces = {{100, 100, 50, 50}, {300, 100, 40, 40}, {500, 100, 30, 30}};
+  published.result = {3, {0.1f, 0.2f, 0.3f}, {10, 20, 30}, {60, 70, 80}, {0.8f, 0.6f, 0.4f}};
+  // The second face came nearer, the third left; another one is new.
+  frame.faces = {{290, 95, 60, 60}, {120, 110, 50, 50}, {700, 100, 30, 30}};
+  const camsim::RequestReport shown = camsim::WithFigures(frame, published);
+  EXPECT_EQ(shown.faces, frame.faces);
+  for (const auto& [slot, from] : {std::pair(0, 1), {1, 0}}) {
+    EXPECT_EQ(shown.result.gender[slot], published.result.gender[from]);
+    EXPECT_EQ(shown.result.age[slot], published.result.age[from]);
+    EXPECT_EQ(shown.result.score[slot], published.result.score[from]);
+    EXPECT_EQ(shown.result.prop[slot], published.result.prop[from]);
+    EXPECT_TRUE(shown.why[static_cast<size_t>(slot)].HasFigures());
+  }
+  EXPECT_FALSE(shown.why[2].HasFigures());
 }
 
 }  // namespace

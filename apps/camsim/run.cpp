@@ -117,11 +117,13 @@ pictures::Failure Run::SetProperty(const char* option, const std::string& name,
 
 pictures::Failure Run::StartNode() {
   if (pictures::Failure failure = framework::Framework::Get().Load(options_.node)) return failure;
-  Size buffer = options_.buffer;
-  if (buffer.width == 0) {
-    buffer = {source_->Width(), source_->Height()};
-    if (options_.IsUpright()) buffer = TurnToSensor(buffer, options_.orientation);
+  Size frame = {source_->Width(), source_->Height()};
+  if (options_.IsUpright()) frame = TurnToSensor(frame, options_.orientation);
+  if (pictures::Failure failure =
+          pictures::CheckFrameShape(frame.width, frame.height, options_.source.stride)) {
+    return failure;
   }
+  const Size buffer = options_.buffer.width != 0 ? options_.buffer : frame;
   output_frame_.width = buffer.width;
   output_frame_.height = buffer.height;
   if (pictures::Failure failure =
@@ -190,8 +192,7 @@ pictures::Failure Run::SendFrame(const std::vector<pictures::Rect>& faces, Reque
                                  pictures::Nv12Frame* frame) {
   const Size size = {frame->width, frame->height};
   SetRequestMetadata(options_, size, faces, &session_.Input());
-  const RequestState state =
-      StateOf(options_, size, faces, framework::CountWorkers().passes != 0);
+  const RequestState state = StateOf(options_, size, faces, framework::CountWorkers().passes != 0);
   framework::CameraBuffer input(frame);
   framework::CameraBuffer output(&output_frame_);
   if (options_.realtime) pace_.AwaitNext();
