@@ -229,25 +229,15 @@ class Stream {
 
  private:
   void SetInput() {
-    const framework::VendorTags& tags = framework::Framework::Get().Tags();
-    const auto set = [&](const char* section, const char* name,
-                         const std::vector<uint32_t>& words) {
-      session_.Input().SetWords(tags.Id(section, name), words);
-    };
-    const auto width = static_cast<uint32_t>(frame_.width);
-    const auto height = static_cast<uint32_t>(frame_.height);
-    set("com.qti.chi.multicamerainfo", "MultiCameraIdRole", {0, 1, 0});
-    set("brodax.faceGenderAndAge", "enabled", {1});
-    set("brodax.faceScore", "enabled", {1});
-    set("brodax.sensorSize", "size", {width, height});
-    const uint8_t quad_cfa = 0;
-    session_.Input().Set(tags.Id("brodax.quadcfa", "enabled"), &quad_cfa, 1, 1);
-    set("brodax.device", "orientation", {270});
-    std::vector<uint32_t> rects;  // at twice the sensor's size
-    for (uint32_t face = 0; face < 3; ++face) {
+    std::vector<int32_t> rects;  // at twice the sensor's size
+    for (int face = 0; face < 3; ++face) {
       rects.insert(rects.end(), {400 + 600 * face, 400, 800 + 600 * face, 800});
     }
-    session_.Input().SetWords(kChiFaceRectanglesTag, rects);
+    framework::SetUsualMetadata(static_cast<uint32_t>(frame_.width),
+                                static_cast<uint32_t>(frame_.height), rects, &session_.Input());
+    const uint8_t quad_cfa = 0;
+    session_.Input().Set(framework::Framework::Get().Tags().Id("brodax.quadcfa", "enabled"),
+                         &quad_cfa, 1, 1);
   }
 
   // Sends the next frame whose number suits the kind.

@@ -9,9 +9,11 @@
 
 #include "analysis/zy_preview.h"
 #include "framework/frame_fate.h"
+#include "framework/framework.h"
 #include "tests/allocations.h"
 #include "tests/device_testing.h"
-#include "tests/node_testing.h"
+
+extern "C" void ChiNodeEntry(ChiNodeCallbacks*);
 
 namespace {
 
@@ -146,7 +148,7 @@ class FaultTest : public DeviceTest {
     if (session.Create(0, 160, 120)) return false;
     session.PostPipelineCreate();
     AwaitPass();
-    testing_support::SetUsualMetadata(session.Input(), {640, 480}, {0, 0, 160, 160});
+    framework::SetUsualMetadata(640, 480, {0, 0, 160, 160}, &session.Input());
     return true;
   }
 
@@ -161,7 +163,8 @@ class FaultTest : public DeviceTest {
   }
 
   const bool started_ = !framework::Framework::Get().Start(ChiNodeEntry);
-  const uint32_t result_tag_ = testing_support::TagId("brodax.faceAnalyzeResult", "result");
+  const uint32_t result_tag_ =
+      framework::Framework::Get().Tags().Id("brodax.faceAnalyzeResult", "result");
   int failed_joins_ = 0;  // the log of this thread alone tells of these
   int considered_frames_ = 0;
   uint64_t frame_number_ = 4;

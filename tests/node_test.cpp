@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 // The node: random scripts that its model follows, one life told line by line, and what needs a
 // worker by itself or time.
-#include "tests/node_testing.h"
-
 #include <array>
 #include <cstring>
 #include <random>
 
 #include "analysis/zy_preview.h"
+#include "framework/framework.h"
 #include "platform/android_clock.h"
 #include "platform/android_log.h"
 #include "platform/android_properties.h"
 #include "tests/device_testing.h"
 
+extern "C" void ChiNodeEntry(ChiNodeCallbacks*);
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, std::size_t size);
 
 namespace {
@@ -62,7 +62,7 @@ class NodeTest : public testing_support::DeviceTest {
   NodeTest() { EXPECT_FALSE(Framework::Get().Start(ChiNodeEntry)); }
 
   void Send(uint64_t frame_number, const std::vector<int32_t>& faces) {
-    testing_support::SetUsualMetadata(session_.Input(), {4000, 3000}, faces);
+    framework::SetUsualMetadata(4000, 3000, faces, &session_.Input());
     framework::CameraBuffer input(&frame_), output(&output_);
     ASSERT_FALSE(session_.Process(frame_number, &input, &output));
   }
@@ -89,6 +89,35 @@ class NodeTest : public testing_support::DeviceTest {
   const ChiNodeCallbacks& node_ = Framework::Get().Callbacks();
   std::string text_;
 };
+
+// The first test, because it needs a library that nobody has set up yet.
+TEST(AFreshLibrary, NamesNoTagThatNobodyToldIt) {
+  ChiNodeCallbacks node = {};
+  node.size = sizeof(node);
+  ChiNodeEntry(&node);
+  static int publications = 0;
+  ChiNodeInterface interface = {};
+  interface.size = sizeof(interface);
+  interface.pSetMetadata = [](ChiMetadataSet*) -> ChiResult { return ++publications, 0; };
+  node.pSetNodeInterface(&interface);
+  ChiNodeCreateInfo create = {sizeof(create), 0, 0, 0, nullptr, nullptr, {}};
+  ASSERT_EQ(node.pCreate(&create), 0);
+  ChiNodeProcessRequestInfo request = {88, 0, create.hNodeSession, 4, 0, 0, nullptr, nullptr, {}};
+  EXPECT_EQ(node.pProcessRequest(&request), 0);
+  EXPECT_EQ(publications, 0);
+  ChiNodedestroyInfo destroy = {sizeof(destroy), 0, create.hNodeSession};
+  EXPECT_EQ(node.pDestroy(&destroy), 0);
+}
+
+TEST_F(NodeTest, SurvivesASensorAndAFrameOfNoSize) {
+  ASSERT_FALSE(session_.Create(0, 1, 1));
+  framework::CameraBuffer camera(&frame_);
+  for (const uint32_t side : {0u, 1u}) {
+    camera.handle()->format = {side, 1 - side, 0, 0};
+    framework::SetUsualMetadata(side, 1 - side, {2, 2, 4, 4}, &session_.Input());
+    EXPECT_FALSE(session_.Process(4, &camera, &camera));
+  }
+}
 
 TEST_F(NodeTest, DoesWhatItsModelDoes) {
   std::mt19937 random(1);
@@ -137,6 +166,8 @@ TEST_F(NodeTest, TellsItsLife) {
   TryBadRecords("destroy", node_.pDestroy, 16);
   TryBadRecords("query-buffer-info", node_.pQueryBufferInfo, 48);
   TryBadRecords("set-buffer-info", node_.pSetBufferInfo, 32);
+  ChiNodeSetBufferPropertiesInfo sizeless = {32, 0, session_.node(), nullptr, 0};
+  Note("set-buffer-info without a format: %d", node_.pSetBufferInfo(&sizeless));
   TryBadRecords("process-request", node_.pProcessRequest, 88);
   node_.pPostPipelineCreate(nullptr);
   Tell("bad records");
@@ -164,6 +195,9 @@ TEST_F(NodeTest, TellsItsLife) {
   Tell("a result tag that is gone");
   ASSERT_FALSE(session_.Destroy());
   Tell("destroy");
+  ASSERT_FALSE(session_.Create(0, 1, 1));
+  ASSERT_FALSE(session_.Destroy());
+  Tell("a node without a pipeline");
   host::SetProperty("persist.vendor.camera.zynode_conf", "0xFFFFFB");
   ASSERT_FALSE(session_.Create(4, 1, 1) == std::nullopt);
   session_.PostPipelineCreate();
