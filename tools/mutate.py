@@ -112,7 +112,7 @@ class Workplace:
 
     def passes(self, program):
         return self.make(program) and run(self.build / program, "--gtest_brief=1",
-                                          "--gtest_fail_fast", seconds=20)
+                                          "--gtest_fail_fast", seconds=60)
 
     def passes_rest(self):
         return self.make() and run("ctest", "--test-dir", self.build, "--stop-on-failure",
