@@ -175,7 +175,8 @@ Failure OpenScene(FrameSourceOptions options, std::unique_ptr<FrameSource>* sour
   Failure failure = CheckFrameShape(options.width, options.height, options.stride);
   if (failure) return FailAbout("built-in scene", failure);
   if (options.width < kMinSceneSide || options.height < kMinSceneSide) {
-    return FailUsage("built-in scene: " + UnusableSize(options.width, options.height)->message);
+    return FailUsage("built-in scene: has at least " + std::to_string(kMinSceneSide) +
+                     " pixels a side");
   }
   if (options.scene_faces < 1 || options.scene_faces > kMaxSceneFaces) {
     return Fail("built-in scene: has 1 to 3 faces");

@@ -90,7 +90,7 @@ run_bad 1 "its soname is not liblog.so" "$node" --device "$work"
 run_bad 2 "no check's name" "$node" --filter nonsense
 for arguments in "" "$node --limit 0" "$node --soak 0" "$node --nonsense"; do
   # shellcheck disable=SC2086
-  run 2 $arguments
+  run_bad 2 "see nodecheck --help" $arguments
 done
 run 0 --help
 

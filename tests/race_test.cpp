@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Races: two threads that offer frames to one worker. (Nodes that share the models race in
-// bench/soak.cpp.) The thread sanitizer judges; ZY_RACE_ROUNDS makes it longer (./dev races).
+// Races: two threads that offer frames to one worker. (Nodes that share the models race in the soak
+// of nodecheck.) The thread sanitizer judges; ZY_RACE_ROUNDS makes it longer (./dev races).
 #include <cstdio>
 #include <cstdlib>
 #include <memory>

@@ -3,6 +3,7 @@
 #include "apps/nodecheck/nodecheck.h"
 
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -79,7 +80,10 @@ void Run(const Options& options, const Check& check, int timeout_s) {
   *g_report = {};
   std::fflush(stdout);
   const pid_t child = fork();
-  if (child == 0) RunChild(options, check);
+  if (child == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);  // it has no time limit of its own
+    RunChild(options, check);
+  }
   int status = 0;
   if (child < 0) return Write(kFailed, "there is no process for it");
   if (!Await(child, timeout_s, &status)) {
@@ -87,6 +91,16 @@ void Run(const Options& options, const Check& check, int timeout_s) {
   }
   const bool is_told = g_report->verdict == kFailed || g_report->verdict == kSkipped;
   if (!is_told && (status != 0 || g_report->verdict == kNone)) Write(kFailed, DescribeEnd(status));
+}
+
+int Say(const std::string& message, int exit_code) {
+  std::fprintf(stderr, "nodecheck: %s\n", message.c_str());
+  return exit_code;
+}
+
+int EndOutput(int exit_code) {
+  if (std::fflush(stdout) == 0) return exit_code;
+  return Say("standard output: write failed", apps::kExitFailure);
 }
 
 int RunAll(const Options& options, const Checks& checks, int timeout_s) {
@@ -99,12 +113,7 @@ int RunAll(const Options& options, const Checks& checks, int timeout_s) {
   }
   std::printf("%zu checks: %d ok, %d failed, %d skipped\n", checks.size(), counts[kOk],
               counts[kFailed], counts[kSkipped]);
-  return std::fflush(stdout) == 0 && counts[kFailed] == 0 ? apps::kExitOk : apps::kExitFailure;
-}
-
-int Say(const std::string& message, int exit_code) {
-  std::fprintf(stderr, "nodecheck: %s\n", message.c_str());
-  return exit_code;
+  return EndOutput(counts[kFailed] == 0 ? apps::kExitOk : apps::kExitFailure);
 }
 
 // This process opens no library and starts no thread: each of its children begins afresh.
@@ -119,7 +128,7 @@ int Main(const Options& options) {
   if (chosen.empty()) return Say("no check's name holds " + options.filter, apps::kExitUsage);
   if (options.list) {
     for (const Check& check : chosen) std::printf("%-22s %s\n", check.name, check.about);
-    return std::fflush(stdout) == 0 ? apps::kExitOk : apps::kExitFailure;
+    return EndOutput(apps::kExitOk);
   }
   void* const shared =
       mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);

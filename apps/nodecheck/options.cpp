@@ -2,7 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <filesystem>
 
-#include "apps/exit_code.h"
+#include "apps/command_line.h"
 #include "apps/nodecheck/nodecheck.h"
 
 #ifndef __has_feature  // clang's
@@ -61,11 +61,10 @@ bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
                  "after so many seconds a check counts as hanging (60; 300)")
       ->check(CLI::Range(1, 3600));
   app.add_option("--seed", options->seed, "of what is random (1)");
-  try {
-    app.parse(argc, argv);
-    if (!options->list && options->node.empty()) throw CLI::RequiredError("NODE.so");
-  } catch (const CLI::ParseError& error) {
-    *exit_code = app.exit(error) == 0 ? apps::kExitOk : apps::kExitUsage;
+  if (!apps::ParseCommandLine(argc, argv, &app, exit_code)) return false;
+  if (!options->list && options->node.empty()) {
+    std::fputs("nodecheck: NODE.so is required (see nodecheck --help)\n", stderr);
+    *exit_code = apps::kExitUsage;
     return false;
   }
   if (options->limit_ms == 0) options->limit_ms = IsSlowMachine() ? 1000 : 16;
