@@ -3,9 +3,11 @@
 // sends it: times, allocations and, under the counting plugin, instructions. Log lines are dropped
 // by the pretend device. Measured is the node's process-request callback alone, with what it calls;
 // the pretend framework's functions are part of the times, but their allocations do not count.
-// usage: request_bench [--count] NODE_LIBRARY
+// usage: request_bench [--count | --growth | --delays] NODE_LIBRARY
 //   --count, for the plugin: few rounds; instead of the table a line for each of the plugin's
 //   regions, in order: "FRAME<tab>REQUEST", REQUEST "-" for what only leads to another one.
+//   --growth, for the plugin: the same with other numbers of faces and of nodes, in place of FRAME
+//   --delays: the time from hand-over to published figures, by the length of a model's call
 #include <dlfcn.h>
 
 #include <algorithm>
@@ -16,7 +18,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <memory>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -192,24 +196,55 @@ void PushOutOfCaches() {
   std::fill(bytes.begin(), bytes.end(), ++value);
 }
 
-// A session on frames of one size with three faces, which sends requests of the wanted kind.
+// A session on frames of one size, by default with three faces, which sends requests of the wanted
+// kind.
 class Stream {
  public:
-  Stream(int width, int height) {
+  Stream(int width, int height, int faces = 3) {
     Require(pictures::ShapeFrame(width, height, width, &frame_));
     std::fill(frame_.bytes.begin(), frame_.bytes.end(), uint8_t{90});
     Require(session_.Create(0, static_cast<uint32_t>(width), static_cast<uint32_t>(height)));
     session_.PostPipelineCreate();
     AwaitWorker();
-    SetInput();
+    SetInput(faces);
     if (ZyAllocBuffer(&copy_, width, height, kZyFormatYuv420SemiPlanar) == 0) Die("no memory");
-    for (int i = 0; i < 3; ++i) SendTaken();  // until the worker knows the size
-    SendDropped();
+    hands_over_ = faces > 0;
+    if (hands_over_) {
+      for (int i = 0; i < 3; ++i) SendTaken();  // until the worker knows the size
+      SendDropped();
+    } else {
+      for (const Kind kind : {kOffCadence, kPaced}) SendNext(kind);
+    }
     is_warm_ = true;
   }
   ~Stream() { ZyFreeBuffer(&copy_); }
   Stream(const Stream&) = delete;
   Stream& operator=(const Stream&) = delete;
+
+  // Without faces the node hands no frame over.
+  bool hands_over() const { return hands_over_; }
+
+  // Milliseconds from the hand-over of a frame with other pixels than before until its figures are
+  // published. The node reads figures on the cadence, so a request on it is sent each millisecond.
+  double AwaitFigures() {
+    std::fill(frame_.bytes.begin(), frame_.bytes.end(), static_cast<uint8_t>(~*frame_.Luma()));
+    SendPacedOffers();
+    const framework::ResultRecord before = session_.Result();
+    const Clock::time_point begin = Clock::now();
+    SendNext(kTaken);
+    framework::ResultRecord now = session_.Result();
+    int offers = 0;
+    for (; std::memcmp(&now, &before, sizeof(now)) == 0; ++offers) {
+      if (Clock::now() - begin > kRestTimeout) Die("the figures do not change");
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      SendNext(kPaced);
+      now = session_.Result();
+    }
+    const std::chrono::duration<double, std::milli> time = Clock::now() - begin;
+    offers_ = offers % 4;
+    AwaitWorker();
+    return time.count();
+  }
 
   // One measure of a kind. What it takes to get there is not measured.
   Measure Send(Kind kind) {
@@ -217,7 +252,7 @@ class Stream {
       case kOffCadence:
         return SendNext(kOffCadence);
       case kPaced:
-        return SendPaced();
+        return hands_over_ ? SendPaced() : SendNext(kPaced);
       case kDropped:
         return SendDropped();
       case kTaken:
@@ -228,9 +263,9 @@ class Stream {
   }
 
  private:
-  void SetInput() {
+  void SetInput(int faces) {
     std::vector<int32_t> rects;  // at twice the sensor's size
-    for (int face = 0; face < 3; ++face) {
+    for (int face = 0; face < faces; ++face) {
       rects.insert(rects.end(), {400 + 600 * face, 400, 800 + 600 * face, 800});
     }
     framework::SetUsualMetadata(static_cast<uint32_t>(frame_.width),
@@ -259,9 +294,14 @@ class Stream {
     return SendNext(kPaced);
   }
 
-  Measure SendConsidered(Kind kind) {
+  // Leaves an offer that the worker considers to come next.
+  void SendPacedOffers() {
     while (offers_ < 3) SendPaced();
     offers_ = 0;
+  }
+
+  Measure SendConsidered(Kind kind) {
+    SendPacedOffers();
     if (kind == kTaken) PushOutOfCaches();
     return SendNext(kind);
   }
@@ -301,6 +341,7 @@ class Stream {
   framework::Session session_;
   ZyImageBuffer copy_ = {};
   bool is_warm_ = false;
+  bool hands_over_ = false;
   uint64_t frame_number_ = 0;
   int offers_ = 3;  // since the last one that the worker considered; it considers the first
 };
@@ -373,16 +414,69 @@ void MeasureFrames(const char* frame, int width, int height, bool is_counting) {
   if (!is_counting) PrintTable(frame, measures);
 }
 
+// ---- How cost grows -----------------------------------------------------------------------------
+
+// Nodes of one process in turns.
+void CountGrowth(int faces, int nodes) {
+  const std::string name = "faces " + std::to_string(faces) + ", nodes " + std::to_string(nodes);
+  g_frame_name = name.c_str();
+  std::vector<std::unique_ptr<Stream>> streams;
+  for (int i = 0; i < nodes; ++i) streams.push_back(std::make_unique<Stream>(1920, 1080, faces));
+  for (int round = 0; round < 3; ++round) {
+    for (const Kind kind : {kOffCadence, kPaced, kTaken}) {
+      for (const auto& stream : streams) {
+        if (kind != kTaken || stream->hands_over()) stream->Send(kind);
+      }
+    }
+  }
+}
+
+void CountAllGrowth() {
+  for (const int faces : {0, 1, 2, 3, 6}) CountGrowth(faces, 1);
+  for (const int nodes : {2, 4}) CountGrowth(3, nodes);
+}
+
+void PrintDelays() {
+  constexpr int kRounds = 5;
+  std::printf("hand-over to published figures, 1920x1080, milliseconds\n%8s %8s %8s %8s %8s\n",
+              "faces", "call", "least", "middle", "most");
+  for (const int faces : {1, 3}) {
+    for (const int delay : {0, 5, 20, 50, 100}) {
+      host::SetAgeGenderDelay(std::chrono::milliseconds(0));
+      host::SetFaceGradeDelay(std::chrono::milliseconds(0));
+      Stream stream(1920, 1080, faces);
+      host::SetAgeGenderDelay(std::chrono::milliseconds(delay));
+      host::SetFaceGradeDelay(std::chrono::milliseconds(delay));
+      std::vector<double> times;
+      for (int round = 0; round < kRounds; ++round) times.push_back(stream.AwaitFigures());
+      std::printf("%8u %8d %8.1f %8.1f %8.1f\n", faces, delay, Percentile(times, 0),
+                  Percentile(times, 50), Percentile(times, 100));
+    }
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  const bool is_counting = argc == 3 && std::strcmp(argv[1], "--count") == 0;
-  if (argc != (is_counting ? 3 : 2)) Die("usage: request_bench [--count] NODE_LIBRARY");
+  const std::string mode = argc == 3 ? argv[1] : "";
+  const bool is_counting = mode == "--count";
+  const bool is_known = is_counting || mode == "--growth" || mode == "--delays";
+  if (argc != (is_known ? 3 : 2)) {
+    Die("usage: request_bench [--count | --growth | --delays] NODE_LIBRARY");
+  }
   void* library = dlopen(argv[argc - 1], RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) Die(dlerror());
   g_entry = reinterpret_cast<framework::NodeEntry>(dlsym(library, "ChiNodeEntry"));
   if (g_entry == nullptr) Die("no ChiNodeEntry");
   Require(framework::Framework::Get().Start(MeasuredEntry));
+  if (mode == "--growth") {
+    CountAllGrowth();
+    return 0;
+  }
+  if (mode == "--delays") {
+    PrintDelays();
+    return 0;
+  }
   if (!is_counting) {
     std::puts("process-request on the request thread, microseconds");
     std::printf("%-10s %-36s %9s %9s %9s %9s %11s\n", "frame", "request", "p50", "p90", "p99",
