@@ -449,7 +449,7 @@ void PrintDelays() {
       host::SetFaceGradeDelay(std::chrono::milliseconds(delay));
       std::vector<double> times;
       for (int round = 0; round < kRounds; ++round) times.push_back(stream.AwaitFigures());
-      std::printf("%8u %8d %8.1f %8.1f %8.1f\n", faces, delay, Percentile(times, 0),
+      std::printf("%8d %8d %8.1f %8.1f %8.1f\n", faces, delay, Percentile(times, 0),
                   Percentile(times, 50), Percentile(times, 100));
     }
   }
