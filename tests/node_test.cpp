@@ -3,6 +3,7 @@
 // worker by itself or time.
 #include <array>
 #include <cstring>
+#include <mutex>
 #include <random>
 
 #include "analysis/zy_preview.h"
@@ -11,6 +12,7 @@
 #include "platform/android_log.h"
 #include "platform/android_properties.h"
 #include "tests/device_testing.h"
+#include "tests/node_model.h"
 
 extern "C" void ChiNodeEntry(ChiNodeCallbacks*);
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, std::size_t size);
@@ -205,25 +207,39 @@ TEST_F(NodeTest, TellsItsLife) {
   EXPECT_EQ(text_, kTranscript);
 }
 
-// What no request can ask of a worker.
-TEST_F(NodeTest, AWorkerAnswersMoreThanANodeAsks) {
+// Every turn: a node asks for the mirrored ones alone.
+TEST_F(NodeTest, AWorkerTurnsFramesAsItsModelDoes) {
+  std::string seen, expected;
+  std::mutex mutex;
+  node_model::World world, model_world;
+  world.trace = &seen;
+  model_world.trace = &expected;
+  const auto ask = [&](const auto& call) {
+    std::lock_guard<std::mutex> lock(mutex);
+    return world.Ask(call);
+  };
+  host::ScriptAgeGender(ask);
+  host::ScriptFaceGrade(ask);
+  pictures::Nv12Frame frame = testing_support::PatternFrame(95, 61, 96);
+  const ZyImageBuffer image = {1, 95, 61, {96, 96}, {frame.Luma(), frame.Chroma()}};
+  const android::_FaceLocation faces[] = {{9, 4, 33, 27}, {-7, 40, 60, 31}, {80, -3, 20, 50}};
   android::ZYPreview worker;
-  worker.mFaceGenderAndAgeEnabled = true;
-  AwaitWorkers();
-  host::RecordAgeGender(true);
-  const ZyImageBuffer image = {1, 1920, 1440, {2048, 2048}, {frame_.Luma(), frame_.Chroma()}};
-  const android::_FaceLocation faces[] = {{9, 9, 600, 700}, {9, 9, 600, 700}, {9, 9, 600, 700}};
-  for (const int flip : {0, 2, -1, 1}) {
-    for (int i = 0; i < 4; ++i) worker.ProcessBuffer(&image, faces, 3, 0, flip);
-    AwaitWorkers();
-    worker.ProcessBuffer(&image, nullptr, 2, 0, 0);  // faces without rectangles change nothing
-    EXPECT_EQ(worker.getFaceIndex(false, 9, 609, 9, 709), 0);
+  node_model::Worker model(model_world);
+  worker.mFaceGenderAndAgeEnabled = worker.mFaceScoreEnabled = true;
+  model.gender_age_on = model.score_on = true;
+  for (const int turn : {0, 90, 180, 270, 45}) {
+    for (const int flip : {0, 1, 2, -1}) {
+      for (int i = 0; i < 4; ++i) {
+        worker.ProcessBuffer(&image, faces, 3, turn, flip);
+        model.ProcessBuffer(image, faces, 3, turn, flip == 1);
+      }
+      AwaitWorkers();
+      model.Work();
+    }
   }
-  const auto calls = host::AgeGenderCalls();
-  ASSERT_EQ(calls.size(), 12u);
-  EXPECT_EQ(calls[0].gray_digest, calls[3].gray_digest);
-  EXPECT_EQ(calls[0].top, calls[6].top);
-  EXPECT_NE(calls[0].top, calls[9].top);
+  std::lock_guard<std::mutex> lock(mutex);
+  EXPECT_EQ(seen, expected);
+  EXPECT_EQ(host::AgeGenderCounters().analyses, 60u);
 }
 
 }  // namespace
