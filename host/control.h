@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The knobs of the pretend device: what its properties say, where its log goes, what its clock
-// shows, whether its workers rest, and how its two models answer, fail and dawdle. Every stand-in
-// library exports its own part of this header. All functions may be called from any thread.
+// The knobs of the pretend device: what its properties say, what its clock shows, and how its two
+// models answer, fail and dawdle. Every stand-in library exports its own part of this header. All
+// functions may be called from any thread.
 #ifndef ZY_HOST_CONTROL_H_
 #define ZY_HOST_CONTROL_H_
 
@@ -11,44 +11,36 @@
 #include <string>
 #include <vector>
 
+#include "framework/log_watch.h"
+#include "framework/worker_watch.h"
+
 namespace host {
 
-// ---- Log (liblog) -------------------------------------------------------------------------------
-
-struct LogLine {
-  int priority;
-  const char* tag;   // null when the caller gave none
-  const char* text;  // formatted; valid during the call only
-};
-
-// Sends every line to `sink`, one at a time; an empty sink drops lines unformatted, which is also
-// how the log starts.
-void SetLogSink(std::function<void(const LogLine&)> sink);
+// Names of before, until the tests are renamed.
+using framework::HoldSignals;
+using framework::LogLine;
+using framework::WaitForRestingWorkers;
+using framework::WakeWorkersSpuriously;
+inline void SetLogSink(const std::function<void(const LogLine&)>& sink) {
+  if (!sink) return framework::SetLogListener(nullptr);
+  framework::SetLogListener([sink](const LogLine& line) {
+    sink(line);
+    return false;
+  });
+}
 
 // ---- Properties (libcutils) ---------------------------------------------------------------------
 
 void SetProperty(const std::string& key, const std::string& value);
 void ClearProperties();
 
-// ---- Clock and threads (libutils) ---------------------------------------------------------------
+// ---- Clock (libutils) ---------------------------------------------------------------------------
 
 // Makes systemTime() answer `nanoseconds`, or the machine's monotonic clock again.
 void SetClock(int64_t nanoseconds);
 void UseRealClock();
 // How often systemTime() was called. A worker reads the clock once at the end of each pass.
 uint64_t ClockReads();
-
-// Waits until every worker rests: until each condition variable that somebody created has been
-// waited on since it was last signalled. False after `timeout`.
-bool WaitForRestingWorkers(std::chrono::milliseconds timeout);
-
-// While on, signals to those condition variables wait; switching it off passes them on. A request
-// that is sent meanwhile is over before the worker begins with its frame. Not to be left on while a
-// worker is destroyed: it would wait for its own end.
-void HoldSignals(bool hold);
-
-// Wakes every waiting worker without a reason, as a system may.
-void WakeWorkersSpuriously();
 
 // ---- Utilities of the framework (libchinodeutils) -----------------------------------------------
 

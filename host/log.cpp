@@ -1,39 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
-// Stands in for liblog.
-#include <atomic>
+// Stands in for liblog: prints lines on standard error as logcat does.
 #include <cstdarg>
 #include <cstdio>
-#include <mutex>
-#include <utility>
+#include <cstring>
 
-#include "host/control.h"
 #include "platform/android_log.h"
 
-namespace {
-
-// As long as a line of the device's log.
-constexpr int kMaxLine = 1024;
-
-std::mutex g_mutex;
-std::function<void(const host::LogLine&)> g_sink;
-std::atomic<bool> g_has_sink{false};
-
-}  // namespace
-
-void host::SetLogSink(std::function<void(const LogLine&)> sink) {
-  std::lock_guard<std::mutex> lock(g_mutex);
-  g_sink = std::move(sink);
-  g_has_sink = static_cast<bool>(g_sink);
-}
-
 extern "C" int __android_log_print(int priority, const char* tag, const char* format, ...) {
-  if (!g_has_sink.load(std::memory_order_relaxed)) return 0;
-  char text[kMaxLine];
+  char text[1024];
   va_list arguments;
   va_start(arguments, format);
   const int length = std::vsnprintf(text, sizeof(text), format, arguments);
   va_end(arguments);
-  std::lock_guard<std::mutex> lock(g_mutex);
-  if (g_sink) g_sink({priority, tag, text});
+  const size_t size = std::strlen(text);
+  const bool ends = size > 0 && text[size - 1] == '\n';
+  std::fprintf(stderr, "%c/%s: %s%s", priority >= kLogError ? 'E' : 'I', tag != nullptr ? tag : "",
+               text, ends ? "" : "\n");
   return length;
 }

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the node and the device's libraries log. The shared library behind this header defines the
+// device's log function; a program that needs it before liblog sees every line first, and decides
+// which ones liblog gets.
+#ifndef ZY_FRAMEWORK_LOG_WATCH_H_
+#define ZY_FRAMEWORK_LOG_WATCH_H_
+
+#include <functional>
+
+namespace framework {
+
+struct LogLine {
+  int priority;
+  const char* tag;   // null when the caller gave none
+  const char* text;  // formatted; valid during the call only
+};
+
+// Calls `listener` with every line, one at a time; liblog gets the lines for which it returns true.
+// With an empty one, as at the start, lines are dropped unformatted. Any thread.
+void SetLogListener(std::function<bool(const LogLine&)> listener);
+
+}  // namespace framework
+
+#endif  // ZY_FRAMEWORK_LOG_WATCH_H_

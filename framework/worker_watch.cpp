@@ -1,0 +1,197 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "framework/worker_watch.h"
+
+#include <dlfcn.h>
+#include <pthread.h>
+#include <time.h>
+
+#include <algorithm>
+#include <atomic>
+#include <iterator>
+#include <mutex>
+#include <utility>
+
+namespace {
+
+enum class Held { kNothing, kSignal, kBroadcast };
+
+// Signal and wait happen under the mutex that belongs to the condition variable, so a resting
+// worker has seen every signal.
+struct Watched {
+  std::atomic<pthread_cond_t*> condition{nullptr};
+  std::atomic<bool> resting{false};    // waited on since the last signal
+  std::atomic<uint64_t> untreated{0};  // signals since the last wait
+  Held held = Held::kNothing;          // under g_hold_mutex
+};
+
+constexpr int kMaxWatched = 256;
+Watched g_watched[kMaxWatched];
+std::mutex g_table_mutex;  // for who is in the table
+
+std::mutex g_hold_mutex;
+bool g_holding = false;  // under g_hold_mutex
+
+std::atomic<uint64_t> g_waits{0};
+std::atomic<uint64_t> g_signals{0};
+std::atomic<uint64_t> g_passes{0};
+
+Watched* Find(const pthread_cond_t* condition) {
+  const auto found =
+      std::find_if(std::begin(g_watched), std::end(g_watched),
+                   [=](const Watched& w) { return w.condition.load() == condition; });
+  return found != std::end(g_watched) ? found : nullptr;
+}
+
+// Puts `to` where `from` stands; null stands for a free place. Null when there is none.
+Watched* Replace(const pthread_cond_t* from, pthread_cond_t* to) {
+  std::lock_guard<std::mutex> lock(g_table_mutex);
+  Watched* const watched = Find(from);
+  if (watched == nullptr) return nullptr;
+  watched->resting = false;
+  watched->untreated = 0;
+  watched->condition = to;
+  std::lock_guard<std::mutex> hold_lock(g_hold_mutex);
+  watched->held = Held::kNothing;
+  return watched;
+}
+
+void NoteWait(pthread_cond_t* condition) {
+  ++g_waits;
+  Watched* watched = Find(condition);
+  if (watched == nullptr) watched = Replace(nullptr, condition);
+  if (watched == nullptr) return;
+  g_passes += watched->untreated.exchange(0);
+  watched->resting = true;
+}
+
+// Whether a signal is to wait; then it is kept.
+bool NoteSignal(const pthread_cond_t* condition, Held kind) {
+  Watched* const watched = Find(condition);
+  if (watched == nullptr) return false;
+  ++g_signals;
+  ++watched->untreated;
+  watched->resting = false;
+  std::lock_guard<std::mutex> lock(g_hold_mutex);
+  if (g_holding) watched->held = std::max(watched->held, kind);
+  return g_holding;
+}
+
+bool AllRest() {
+  return std::all_of(std::begin(g_watched), std::end(g_watched), [](const Watched& watched) {
+    return watched.condition.load() == nullptr || watched.resting.load();
+  });
+}
+
+using InitFunction = int(pthread_cond_t*, const pthread_condattr_t*);
+using ConditionFunction = int(pthread_cond_t*);
+using WaitFunction = int(pthread_cond_t*, pthread_mutex_t*);
+using TimedWaitFunction = int(pthread_cond_t*, pthread_mutex_t*, const timespec*);
+using ClockWaitFunction = int(pthread_cond_t*, pthread_mutex_t*, clockid_t, const timespec*);
+
+// The C library's function behind one of ours. Found again by each thread that asks first; an
+// atomic, because the thread sanitizer does not see what orders calls that it passes on itself.
+template <typename Function>
+class Next {
+ public:
+  explicit constexpr Next(const char* name) : name_(name) {}
+
+  template <typename... Arguments>
+  int operator()(Arguments... arguments) {
+    Function* function = found_.load();
+    if (function == nullptr) {
+      function = reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name_));
+      found_.store(function);
+    }
+    return function(arguments...);
+  }
+
+ private:
+  const char* const name_;
+  std::atomic<Function*> found_{nullptr};
+};
+
+Next<InitFunction> g_init("pthread_cond_init");
+Next<ConditionFunction> g_destroy("pthread_cond_destroy");
+Next<ConditionFunction> g_signal("pthread_cond_signal");
+Next<ConditionFunction> g_broadcast("pthread_cond_broadcast");
+Next<WaitFunction> g_wait("pthread_cond_wait");
+Next<TimedWaitFunction> g_timed_wait("pthread_cond_timedwait");
+Next<ClockWaitFunction> g_clock_wait("pthread_cond_clockwait");
+
+}  // namespace
+
+namespace framework {
+
+bool WaitForRestingWorkers(std::chrono::milliseconds timeout) {
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
+  while (!AllRest()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    const timespec pause = {0, 50'000};
+    nanosleep(&pause, nullptr);
+  }
+  return true;
+}
+
+void HoldSignals(bool hold) {
+  std::lock_guard<std::mutex> lock(g_hold_mutex);
+  g_holding = hold;
+  if (hold) return;
+  for (Watched& watched : g_watched) {
+    const Held held = std::exchange(watched.held, Held::kNothing);
+    pthread_cond_t* const condition = watched.condition;
+    if (held == Held::kNothing || condition == nullptr) continue;
+    held == Held::kSignal ? g_signal(condition) : g_broadcast(condition);
+  }
+}
+
+void WakeWorkersSpuriously() {
+  for (Watched& watched : g_watched) {
+    pthread_cond_t* const condition = watched.condition;
+    if (condition != nullptr) g_signal(condition);
+  }
+}
+
+WorkerCounts CountWorkers() { return {g_waits, g_signals, g_passes}; }
+
+}  // namespace framework
+
+extern "C" {
+
+int pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attributes) noexcept {
+  const int result = g_init(condition, attributes);
+  // Memory may come again without the destruction of what was there before.
+  if (result == 0 && Replace(condition, condition) == nullptr) Replace(nullptr, condition);
+  return result;
+}
+
+int pthread_cond_destroy(pthread_cond_t* condition) noexcept {
+  Replace(condition, nullptr);
+  return g_destroy(condition);
+}
+
+int pthread_cond_signal(pthread_cond_t* condition) noexcept {
+  return NoteSignal(condition, Held::kSignal) ? 0 : g_signal(condition);
+}
+
+int pthread_cond_broadcast(pthread_cond_t* condition) noexcept {
+  return NoteSignal(condition, Held::kBroadcast) ? 0 : g_broadcast(condition);
+}
+
+int pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
+  NoteWait(condition);
+  return g_wait(condition, mutex);
+}
+
+int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex,
+                           const timespec* until) {
+  NoteWait(condition);
+  return g_timed_wait(condition, mutex, until);
+}
+
+int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, clockid_t clock,
+                           const timespec* until) {
+  NoteWait(condition);
+  return g_clock_wait(condition, mutex, clock, until);
+}
+
+}  // extern "C"
