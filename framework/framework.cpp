@@ -4,7 +4,10 @@
 #include <dlfcn.h>
 
 #include <algorithm>
+#include <cinttypes>
+#include <cstdio>
 #include <cstring>
+#include <utility>
 
 namespace framework {
 namespace {
@@ -141,13 +144,37 @@ Framework& Framework::Get() {
   return framework;
 }
 
-pictures::Failure Framework::Load(const std::string& path) {
+pictures::Failure OpenNode(const std::string& path, NodeEntry* entry) {
   // Without a slash the loader would look for another library of that name, in its own folders.
   const std::string file = path.find('/') == std::string::npos ? "./" + path : path;
   void* library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) return pictures::Fail(dlerror());
-  const auto entry = reinterpret_cast<NodeEntry>(dlsym(library, "ChiNodeEntry"));
-  if (entry == nullptr) return pictures::Fail(path + ": no ChiNodeEntry");
+  *entry = reinterpret_cast<NodeEntry>(dlsym(library, "ChiNodeEntry"));
+  if (*entry == nullptr) return pictures::Fail(path + ": no ChiNodeEntry");
+  return std::nullopt;
+}
+
+std::string MissingCallbacks(const ChiNodeCallbacks& callbacks) {
+  const std::pair<const char*, bool> filled[] = {
+      {"pGetCapabilities", callbacks.pGetCapabilities != nullptr},
+      {"pQueryVendorTag", callbacks.pQueryVendorTag != nullptr},
+      {"pCreate", callbacks.pCreate != nullptr},
+      {"pDestroy", callbacks.pDestroy != nullptr},
+      {"pQueryBufferInfo", callbacks.pQueryBufferInfo != nullptr},
+      {"pSetBufferInfo", callbacks.pSetBufferInfo != nullptr},
+      {"pProcessRequest", callbacks.pProcessRequest != nullptr},
+      {"pSetNodeInterface", callbacks.pSetNodeInterface != nullptr},
+      {"pPostPipelineCreate", callbacks.pPostPipelineCreate != nullptr}};
+  std::string missing;
+  for (const auto& [name, is_filled] : filled) {
+    if (!is_filled) missing += (missing.empty() ? "" : ", ") + std::string(name);
+  }
+  return missing;
+}
+
+pictures::Failure Framework::Load(const std::string& path) {
+  NodeEntry entry = nullptr;
+  if (pictures::Failure failure = OpenNode(path, &entry)) return failure;
   return Start(entry);
 }
 
@@ -155,7 +182,8 @@ pictures::Failure Framework::Start(NodeEntry entry) {
   callbacks_ = {};
   callbacks_.size = sizeof(callbacks_);
   entry(&callbacks_);
-  if (callbacks_.pCreate == nullptr) return pictures::Fail("the node filled no callbacks");
+  const std::string missing = MissingCallbacks(callbacks_);
+  if (!missing.empty()) return pictures::Fail("the node leaves callbacks empty: " + missing);
   tags_.Clear();
   node_tags_.clear();
   for (const PlatformTag& tag : kPlatformTags) {
@@ -173,11 +201,16 @@ pictures::Failure Framework::RegisterNodeTags() {
   if (pictures::Failure failure = Check("query-vendor-tag", callbacks_.pQueryVendorTag(&query))) {
     return failure;
   }
+  if (query.pVendorTagInfo == nullptr) return std::nullopt;
   const ChiVendorTagInfo& info = *query.pVendorTagInfo;
   for (uint32_t s = 0; s < info.numSections; ++s) {
     const ChiVendorTagSectionData& section = info.pSections[s];
+    if (section.pSectionName == nullptr) return pictures::Fail("a vendor tag section has no name");
     for (uint32_t t = 0; t < section.numTags; ++t) {
       const ChiVendorTagData& tag = section.pTags[t];
+      if (tag.pTagName == nullptr) {
+        return pictures::Fail(std::string(section.pSectionName) + ": a vendor tag has no name");
+      }
       tags_.Add(section.pSectionName, tag.pTagName, tag.type, tag.count);
       node_tags_.push_back({tag.pTagName, tags_.Id(section.pSectionName, tag.pTagName), tag.type});
     }
@@ -192,6 +225,20 @@ ChiNodeInterface Framework::Interface() {
   interface.pSetMetadata = Session::SetMetadata;
   interface.pGetVendorTagBase = GetVendorTagBase;
   return interface;
+}
+
+void SetUsualMetadata(uint32_t sensor_width, uint32_t sensor_height,
+                      const std::vector<int32_t>& faces, Metadata* metadata) {
+  const VendorTags& tags = Framework::Get().Tags();
+  const auto set = [&](const char* section, const char* name, const std::vector<uint32_t>& words) {
+    metadata->SetWords(tags.Id(section, name), words);
+  };
+  set("com.qti.chi.multicamerainfo", "MultiCameraIdRole", {0, 1, 0});
+  set("brodax.faceGenderAndAge", "enabled", {1});
+  set("brodax.faceScore", "enabled", {1});
+  set("brodax.sensorSize", "size", {sensor_width, sensor_height});
+  set("brodax.device", "orientation", {270});
+  metadata->SetWords(kChiFaceRectanglesTag, faces);
 }
 
 CameraBuffer::CameraBuffer(pictures::Nv12Frame* frame) {
@@ -235,19 +282,26 @@ void Session::PostPipelineCreate() { Framework::Get().Callbacks().pPostPipelineC
 
 pictures::Failure Session::Process(uint64_t frame_number, CameraBuffer* input,
                                    CameraBuffer* output) {
-  output_.Clear();
-  request_id_ = frame_number;
   ChiNodeBuffer* inputs[] = {input->handle()};
   ChiNodeBuffer* outputs[] = {output->handle()};
   ChiNodeProcessRequestInfo info = {};
-  info.size = sizeof(info);
-  info.hNodeSession = node_;
   info.frameNum = frame_number;
   info.inputNum = 1;
   info.outputNum = 1;
   info.phInputBuffer = inputs;
   info.phOutputBuffer = outputs;
-  return Check("process-request", Framework::Get().Callbacks().pProcessRequest(&info));
+  return Check("process-request", Process(&info));
+}
+
+ChiResult Session::Process(ChiNodeProcessRequestInfo* info) {
+  output_.Clear();
+  guarded_.clear();
+  complaint_.clear();
+  publications_ = 0;
+  request_id_ = info->frameNum;
+  info->size = sizeof(*info);
+  info->hNodeSession = node_;
+  return Framework::Get().Callbacks().pProcessRequest(info);
 }
 
 ResultRecord Session::Result() {
@@ -288,24 +342,46 @@ ChiResult Session::GetMetadata(ChiMetadataGet* get) {
   if (value == nullptr) return kChiFailed;
   get->pData = value->bytes.data();
   get->count = value->count;
+  if (session->guards_) {
+    get->pData = session->guarded_.emplace_back(value->bytes.size()).data();
+    std::copy(value->bytes.begin(), value->bytes.end(), static_cast<uint8_t*>(get->pData));
+  }
   return kChiSuccess;
 }
 
-// Takes only what a framework could take: known tags, with the count that they declare.
 ChiResult Session::SetMetadata(ChiMetadataSet* set) {
   auto* session = static_cast<Session*>(set->hChiSession);
   if (session == nullptr || set->size < sizeof(*set)) return kChiFailed;
+  ++session->publications_;
+  if (session->refuses_) return kChiFailed;
   for (uint32_t i = 0; i < set->tagCount; ++i) {
-    const ChiTagData& data = set->pTagData[i];
-    std::size_t element_bytes = 0;
-    uint32_t count = 0;
-    if (!Framework::Get().Tags().Describe(set->pTagList[i], &element_bytes, &count) ||
-        data.count != count || data.size < sizeof(data) || data.requestId != session->request_id_) {
-      return kChiFailed;
-    }
-    session->output_.Set(set->pTagList[i], data.pData, count * element_bytes, count);
+    session->complaint_ = session->Take(set->pTagList[i], set->pTagData[i]);
+    if (!session->complaint_.empty()) return kChiFailed;
   }
   return kChiSuccess;
+}
+
+// Takes only what a framework could take: known tags of the request, with the count that they
+// declare. Returns what is wrong.
+std::string Session::Take(uint32_t tag, const ChiTagData& data) {
+  std::size_t element_bytes = 0;
+  uint32_t count = 0;
+  char text[96] = "";
+  if (!Framework::Get().Tags().Describe(tag, &element_bytes, &count)) {
+    std::snprintf(text, sizeof(text), "tag 0x%08" PRIx32 " is unknown", tag);
+  } else if (data.count != count) {
+    std::snprintf(text, sizeof(text), "tag 0x%08" PRIx32 " has %" PRIu64 " elements instead of %u",
+                  tag, data.count, count);
+  } else if (data.size < sizeof(data) || data.pData == nullptr) {
+    std::snprintf(text, sizeof(text), "tag 0x%08" PRIx32 " comes without its value", tag);
+  } else if (data.requestId != request_id_) {
+    std::snprintf(text, sizeof(text),
+                  "tag 0x%08" PRIx32 " is for request %" PRIu64 ", not %" PRIu64, tag,
+                  data.requestId, request_id_);
+  } else {
+    output_.Set(tag, data.pData, count * element_bytes, count);
+  }
+  return text;
 }
 
 }  // namespace framework

@@ -6,9 +6,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <string>
 #include <vector>
 
+#include "framework/guarded_bytes.h"
 #include "pictures/error.h"
 #include "pictures/nv12.h"
 #include "platform/chi_node.h"
@@ -51,7 +53,8 @@ class VendorTags {
   void Clear() { sections_.clear(); }
   // The identifier of a tag, of the section's first one for an empty name; 0 when it is unknown.
   uint32_t Id(const std::string& section, const std::string& name) const;
-  // Bytes of one element of the tag and its declared count; false when the identifier is unknown.
+  // Bytes of one element of the tag (0 for an unknown type) and its declared count; false when the
+  // identifier is unknown.
   bool Describe(uint32_t id, std::size_t* element_bytes, uint32_t* count) const;
 
  private:
@@ -78,6 +81,12 @@ struct NodeTag {
   ChiTagType type;
 };
 
+// Opens a node library, for good, and finds its entry. Any thread.
+pictures::Failure OpenNode(const std::string& path, NodeEntry* entry);
+
+// The names of the callbacks that a table lacks, with commas between them.
+std::string MissingCallbacks(const ChiNodeCallbacks& callbacks);
+
 // The one framework of the process: the platform's interface carries no context with which there
 // could be two. One thread at a time, except that sessions run side by side.
 class Framework {
@@ -87,7 +96,8 @@ class Framework {
   // Loads the node library in this file and starts it.
   pictures::Failure Load(const std::string& path);
   // Starts a node by its entry: fetches its callbacks, registers the platform's and the node's
-  // vendor tags, and hands over the framework's interface.
+  // vendor tags, and hands over the framework's interface. Fails when a callback is missing or
+  // refuses, and on tags that cannot be registered.
   pictures::Failure Start(NodeEntry entry);
 
   const ChiNodeCallbacks& Callbacks() const { return callbacks_; }
@@ -103,6 +113,11 @@ class Framework {
   VendorTags tags_;
   std::vector<NodeTag> node_tags_;
 };
+
+// Sets what a request usually carries: the main camera with both analyses on, an upright device, a
+// sensor of the size, and faces in its pixels (left, top, right, bottom).
+void SetUsualMetadata(uint32_t sensor_width, uint32_t sensor_height,
+                      const std::vector<int32_t>& faces, Metadata* metadata);
 
 // The value of the result tag: the record that the camera application reads.
 struct ResultRecord {
@@ -153,6 +168,8 @@ class Session {
   Metadata& Input() { return input_; }
   // Sends one request with one input buffer and one output buffer.
   pictures::Failure Process(uint64_t frame_number, CameraBuffer* input, CameraBuffer* output);
+  // Sends a request with any buffers; size and node session are filled in.
+  ChiResult Process(ChiNodeProcessRequestInfo* info);
   // What the node published for the last request.
   Metadata& Output() { return output_; }
   // The published result record; all zero when there is none.
@@ -163,13 +180,28 @@ class Session {
 
   ChiHandle node() const { return node_; }
 
+  // How often the node published for the last request.
+  int Publications() const { return publications_; }
+  // What was wrong with what it published, "" when nothing was.
+  const std::string& Complaint() const { return complaint_; }
+  // Answers the node's publications with a failure, whatever they hold.
+  void RefusePublications(bool refuse) { refuses_ = refuse; }
+  // Hands tag values out in memory that ends at a page which nobody may touch.
+  void GuardValues(bool guard) { guards_ = guard; }
+
  private:
   friend class Framework;
   static ChiResult GetMetadata(ChiMetadataGet* get);
   static ChiResult SetMetadata(ChiMetadataSet* set);
+  std::string Take(uint32_t tag, const ChiTagData& data);
 
   ChiHandle node_ = nullptr;
   uint64_t request_id_ = 0;
+  int publications_ = 0;
+  std::string complaint_;
+  bool refuses_ = false;
+  bool guards_ = false;
+  std::deque<GuardedBytes> guarded_;  // values of this request
   Metadata input_;
   Metadata output_;
 };

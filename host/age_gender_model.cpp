@@ -23,6 +23,8 @@ struct State {
   std::function<host::AgeGenderAnswer(const host::AgeGenderCall&)> script;
   std::string version = "host-1.0";
   bool record = false;
+  ZyModelListener listener = nullptr;
+  void* listener_context = nullptr;
   std::vector<host::AgeGenderCall> calls;
   host::AgeGenderCounts counts = {};
 };
@@ -99,6 +101,18 @@ AgeGenderCounts AgeGenderCounters() {
 
 extern "C" {
 
+void zy_set_age_gender_delay(int milliseconds) {
+  host::SetAgeGenderDelay(std::chrono::milliseconds(milliseconds));
+}
+
+void zy_tell_age_gender_calls(ZyModelListener listener, void* context) {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  g_state.listener = listener;
+  g_state.listener_context = context;
+}
+
+void zy_fail_age_gender_inits(int attempts) { host::FailAgeGenderInit(attempts); }
+
 int QVAG_Model_Init() {
   const host::CallInLibrary call;
   std::lock_guard<std::mutex> lock(g_mutex);
@@ -132,9 +146,17 @@ QVAG_FaceResult QVAG_OneFaceAnalyze(const uint8_t* gray, const uint8_t* rgb, int
   if (g_state.record) g_state.calls.push_back(call);
   const auto script = g_state.script;
   const auto delay = g_state.delay;
+  const auto listener = g_state.listener;
+  void* const context = g_state.listener_context;
   lock.unlock();
   if (delay.count() > 0) std::this_thread::sleep_for(delay);
   const host::AgeGenderAnswer answer = script ? script(call) : Measure(gray, rgb, call);
+  if (listener != nullptr) {
+    const ZyModelCall told = {gray,   rgb,    width,
+                              height, left,   top,
+                              right,  bottom, {answer.age, answer.prop, answer.gender, 0}};
+    listener(context, &told);
+  }
   return {answer.age, answer.prop, answer.gender, 0.0f};
 }
 

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // The knobs of the pretend device: what its properties say, what its clock shows, and how its two
 // models answer, fail and dawdle. Every stand-in library exports its own part of this header. All
-// functions may be called from any thread.
+// functions may be called from any thread. Programs, which open a device's libraries without
+// knowing them, look the C functions at the end up by name; the others are for tests that link the
+// stand-ins.
 #ifndef ZY_HOST_CONTROL_H_
 #define ZY_HOST_CONTROL_H_
 
@@ -121,5 +123,34 @@ std::vector<FaceGradeCall> FaceGradeCalls();
 FaceGradeCounts FaceGradeCounters();
 
 }  // namespace host
+
+// ---- Knobs that are looked up by name -----------------------------------------------------------
+
+extern "C" {
+
+// One call of a model library. The pointers are valid during the call of the listener only.
+struct ZyModelCall {
+  const uint8_t* gray;  // width x height bytes; null for a model that does not get them
+  const uint8_t* rgb;   // width x height pixels of blue, green, red
+  int width, height;
+  int left, top, right, bottom;  // of the face
+  float answer[4];               // age, prop, gender, 0; or grade and three scores
+};
+using ZyModelListener = void (*)(void* context, const ZyModelCall* call);
+
+// libcutils: sets a property; a null value takes it away.
+void zy_set_property(const char* key, const char* value);
+
+// libQVFD_AgeGender: time of each analysis; set-ups that fail from now on (-1 fails all); who is
+// told of each analysis at its end, on the calling thread (null for nobody).
+void zy_set_age_gender_delay(int milliseconds);
+void zy_fail_age_gender_inits(int attempts);
+void zy_tell_age_gender_calls(ZyModelListener listener, void* context);
+
+// libFaceGrade: likewise.
+void zy_set_face_grade_delay(int milliseconds);
+void zy_tell_face_grade_calls(ZyModelListener listener, void* context);
+
+}  // extern "C"
 
 #endif  // ZY_HOST_CONTROL_H_

@@ -20,6 +20,8 @@ struct State {
   bool throws = false;
   bool skip_result = false;
   bool record = false;
+  ZyModelListener listener = nullptr;
+  void* listener_context = nullptr;
   std::vector<host::FaceGradeCall> calls;
   host::FaceGradeCounts counts = {};
 };
@@ -89,6 +91,20 @@ FaceGradeCounts FaceGradeCounters() {
 
 }  // namespace host
 
+extern "C" {
+
+void zy_set_face_grade_delay(int milliseconds) {
+  host::SetFaceGradeDelay(std::chrono::milliseconds(milliseconds));
+}
+
+void zy_tell_face_grade_calls(ZyModelListener listener, void* context) {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  g_state.listener = listener;
+  g_state.listener_context = context;
+}
+
+}  // extern "C"
+
 FaceGradeResult::FaceGradeResult() : grade(0.0f), scores{}, reserved{} {}
 
 FaceGradeInterface::FaceGradeInterface() : reserved_{} {
@@ -126,10 +142,24 @@ int FaceGradeInterface::process(const uint8_t* rgb, int width, int height, FaceG
   if (g_state.skip_result) return 0;
   const auto script = g_state.script;
   const auto delay = g_state.delay;
+  const auto listener = g_state.listener;
+  void* const context = g_state.listener_context;
   lock.unlock();
   if (delay.count() > 0) std::this_thread::sleep_for(delay);
   const host::FaceGradeAnswer answer = script ? script(call) : Measure(rgb, call);
   result.grade = answer.grade;
   std::memcpy(result.scores, answer.scores, sizeof(result.scores));
+  if (listener != nullptr) {
+    const ZyModelCall told = {nullptr,
+                              rgb,
+                              width,
+                              height,
+                              rect.x,
+                              rect.y,
+                              rect.x + rect.width,
+                              rect.y + rect.height,
+                              {answer.grade, answer.scores[0], answer.scores[1], answer.scores[2]}};
+    listener(context, &told);
+  }
   return 0;
 }

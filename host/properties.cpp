@@ -24,6 +24,12 @@ void host::ClearProperties() {
   g_properties.clear();
 }
 
+extern "C" void zy_set_property(const char* key, const char* value) {
+  std::lock_guard<std::mutex> lock(g_mutex);
+  g_properties.erase(key);
+  if (value != nullptr) g_properties[key] = value;
+}
+
 extern "C" int property_get(const char* key, char* value, const char* default_value) {
   std::lock_guard<std::mutex> lock(g_mutex);
   const auto found = g_properties.find(key);

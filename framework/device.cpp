@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "framework/device.h"
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <iterator>
+
+namespace framework {
+namespace {
+
+// In the order in which they are opened: the models may need the others.
+constexpr const char* kLibraries[] = {
+    "liblog.so",          "libcutils.so",         "libutils.so",
+    "libchinodeutils.so", "libQVFD_AgeGender.so", "libFaceGrade.so"};
+
+std::string PathIn(const std::string& folder, const std::string& name) {
+  return folder + (folder.empty() || folder.back() == '/' ? "" : "/") + name;
+}
+
+bool Has(const std::string& folder, const std::string& name) {
+  return access(PathIn(folder, name).c_str(), F_OK) == 0;
+}
+
+}  // namespace
+
+std::string ProgramFolder() {
+  char path[4096];
+  const ssize_t length = readlink("/proc/self/exe", path, sizeof(path));
+  const std::string program(path, length > 0 ? static_cast<size_t>(length) : 0);
+  return program.substr(0, program.rfind('/') + 1);
+}
+
+pictures::Failure Device::Open(const std::vector<std::string>& folders) {
+  for (const std::string& folder : folders) {
+    if (std::none_of(std::begin(kLibraries), std::end(kLibraries),
+                     [&](const char* name) { return Has(folder, name); })) {
+      return pictures::Fail(folder + ": has none of the device's libraries");
+    }
+  }
+  for (const char* name : kLibraries) {
+    const auto folder = std::find_if(folders.begin(), folders.end(),
+                                     [&](const std::string& f) { return Has(f, name); });
+    const std::string path =
+        PathIn(folder != folders.end() ? *folder : ProgramFolder() + "device", name);
+    if (pictures::Failure failure = OpenLibrary(name, path)) return failure;
+  }
+  return std::nullopt;
+}
+
+pictures::Failure Device::OpenLibrary(const std::string& name, const std::string& path) {
+  void* const handle = dlopen(path.c_str(), RTLD_NOW | RTLD_GLOBAL);
+  if (handle == nullptr) {
+    const std::string message = dlerror();
+    const bool names_file = message.find(path) != std::string::npos;
+    return pictures::Fail(names_file ? message : path + ": " + message);
+  }
+  libraries_.push_back({name, path, handle});
+  if (dlopen(name.c_str(), RTLD_NOW | RTLD_NOLOAD) == handle) return std::nullopt;
+  return pictures::Fail(path + ": its soname is not " + name);
+}
+
+pictures::Failure Device::FindSymbol(const std::string& library, const char* name,
+                                     void** symbol) const {
+  const auto found = std::find_if(libraries_.begin(), libraries_.end(),
+                                  [&](const Library& other) { return other.name == library; });
+  if (found == libraries_.end()) return pictures::FailUsage(library + ": is not open");
+  *symbol = dlsym(found->handle, name);
+  if (*symbol != nullptr) return std::nullopt;
+  return pictures::FailUsage(found->path + ": has no " + name);
+}
+
+}  // namespace framework
