@@ -128,6 +128,16 @@ uint32_t VendorTags::Id(const std::string& section, const std::string& name) con
   return 0;
 }
 
+std::vector<uint32_t> VendorTags::Ids() const {
+  std::vector<uint32_t> ids;
+  for (uint32_t s = 0; s < sections_.size(); ++s) {
+    for (uint32_t t = 0; t < sections_[s].tags.size(); ++t) {
+      ids.push_back(kFirstSection + s * kSectionBlock + t);
+    }
+  }
+  return ids;
+}
+
 bool VendorTags::Describe(uint32_t id, std::size_t* element_bytes, uint32_t* count) const {
   if (id < kFirstSection) return false;
   const uint32_t section = (id - kFirstSection) / kSectionBlock;

@@ -53,6 +53,8 @@ class VendorTags {
   void Clear() { sections_.clear(); }
   // The identifier of a tag, of the section's first one for an empty name; 0 when it is unknown.
   uint32_t Id(const std::string& section, const std::string& name) const;
+  // The identifiers of all tags.
+  std::vector<uint32_t> Ids() const;
   // Bytes of one element of the tag (0 for an unknown type) and its declared count; false when the
   // identifier is unknown.
   bool Describe(uint32_t id, std::size_t* element_bytes, uint32_t* count) const;
@@ -186,6 +188,7 @@ class Session {
   const std::string& Complaint() const { return complaint_; }
   // Answers the node's publications with a failure, whatever they hold.
   void RefusePublications(bool refuse) { refuses_ = refuse; }
+  bool RefusesPublications() const { return refuses_; }
   // Hands tag values out in memory that ends at a page which nobody may touch.
   void GuardValues(bool guard) { guards_ = guard; }
 

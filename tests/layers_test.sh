@@ -27,6 +27,7 @@ check host 'host/|platform/|framework/(log|worker)_watch\.h'
 check pictures 'pictures/'
 check framework 'framework/|pictures/|platform/'
 check apps/camsim 'apps/[a-z_]+\.h|apps/camsim/|framework/|pictures/|platform/|host/control\.h'
+check apps/nodecheck 'apps/[a-z_]+\.h|apps/nodecheck/|framework/|platform/|host/control\.h|pictures/error\.h'
 check apps/camkit 'apps/[a-z_]+\.h|apps/camkit/|pictures/|image/|sharpen/'
 
 # One file chooses the vector header.

@@ -1,0 +1,97 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+# Every check of nodecheck must be able to fail: a small node with one defect at a time, and the check that
+# names it. Without a defect, and with our node, no check fails.
+# usage: nodecheck_test.sh NODE BROKEN_NODE PLAIN_MODEL MEMORY NODECHECK...
+#   (MEMORY 0: resident memory says nothing here; an emulator stands before the program where there is one)
+set -euo pipefail
+node=$1
+broken=$2
+plain=$(dirname "$3")
+memory=$4
+nodecheck=("${@:5}")
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+failed=0
+
+fail() {
+  echo "FAIL $*"
+  failed=1
+}
+
+# Runs nodecheck with a time that a busy machine keeps, too; expects an exit status.
+run() {
+  local expected=$1 status=0
+  shift
+  "${nodecheck[@]}" --limit 200 "$@" >"$work/out" 2>"$work/err" || status=$?
+  [ "$status" -eq "$expected" ] || fail "exit status $status, not $expected: $* $(cat "$work/out" "$work/err")"
+}
+
+# Bad input: the status, and one line that begins with the program's name.
+run_bad() {
+  local expected=$1 text=$2
+  run "$expected" "${@:3}"
+  [ "$(wc -l <"$work/err")" -eq 1 ] && grep -q "^nodecheck: .*$text" "$work/err" || fail "no error about $text: $(cat "$work/err")"
+}
+
+# ---- Nodes that behave ---------------------------------------------------------------------------------
+run 0 --list
+checks=$(wc -l <"$work/out")
+for behaving in "$node" "$broken"; do
+  run 0 "$behaving"
+  grep -q "^$checks checks: $checks ok, 0 failed, 0 skipped$" "$work/out" || fail "$behaving: $(cat "$work/out")"
+done
+run 0 "$node" --device "$plain"
+grep -q "^$checks checks: $((checks - 2)) ok, 0 failed, 2 skipped$" "$work/out" || fail "without knobs: $(cat "$work/out")"
+grep -q "^skip models.slow: $plain/libQVFD_AgeGender.so: has no zy_" "$work/out" || fail "no reason of a skip: $(cat "$work/out")"
+for behaving in "$node" "$broken"; do
+  run 0 "$behaving" --soak 20000 50
+  [ "$(awk '$1 == 20000' "$work/out" | wc -l)" -eq 1 ] || fail "soak of $behaving: $(cat "$work/out")"
+done
+
+# ---- One defect at a time ------------------------------------------------------------------------------
+finds() { # defect, check, what it says
+  ZY_DEFECT=$1 run 1 "$broken" --filter "$2" --timeout "${4:-60}"
+  grep -Eq "^FAIL $2: .*$3" "$work/out" || fail "$1: $(cat "$work/out")"
+}
+finds fills_smaller_table entry.refused "expected byte 0 and later|during the entry"
+finds fills_create_only entry.callbacks "callbacks empty: pGetCapabilities, .*pPostPipelineCreate$"
+finds writes_behind_callbacks entry.callbacks "expected byte 88 and later as they were, saw them changed"
+finds crashes_on_null records.null "during create of a null record"
+finds accepts_short records.short "(expected an error, saw success|during .* of [0-9]+ bytes)"
+finds changes_refused records.short "expected the record as it was, saw it changed"
+finds names_twice tags.declared "other.node/Passes: expected an identifier of its own"
+finds publishes_twice tags.published "request 1: expected one publication, saw 2"
+finds undeclared_tag tags.published "request 1: published that tag 0x80990000 is unknown"
+finds forgets_record tags.published "request 49: expected one publication, saw 0"
+finds insists tags.refused "request 1: expected one publication, saw 2"
+finds reads_past_planes requests.sizes "during process-request"
+finds reads_past_tags requests.sizes "during process-request"
+finds hangs life.at_once "hung for 3 s in destroy" 3
+finds leaks_thread life.many "threads between two lives: expected at most [12], saw "
+finds leaks_descriptor life.many "open descriptors between two lives: expected at most "
+finds waits_for_model models.slow "the longest request: expected at most 200 ms, saw [0-9]{3,}"
+finds gives_up models.failing "expected a call of it, saw none"
+[ "$memory" -eq 0 ] || finds leaks_memory life.many "(KiB of resident memory: expected at most|during the end of the process)"
+ZY_DEFECT=forgets_record run 1 "$broken" --soak 1000
+grep -q "^FAIL soak: request .*: expected one publication, saw 0" "$work/out" || fail "the soak passes over a lost record"
+
+# ---- Bad input -----------------------------------------------------------------------------------------
+run_bad 1 missing.so missing.so
+printf 'no library' >"$work/text.so"
+run_bad 1 text.so "$work/text.so"
+run_bad 1 "no ChiNodeEntry" "$plain/libQVFD_AgeGender.so"
+run_bad 1 "none of the device's libraries" "$node" --device "$work"
+cp "$work/text.so" "$work/liblog.so"
+run_bad 1 "$work/liblog.so" "$node" --device "$work"
+cp "$plain/libQVFD_AgeGender.so" "$work/liblog.so"
+run_bad 1 "its soname is not liblog.so" "$node" --device "$work"
+run_bad 2 "no check's name" "$node" --filter nonsense
+for arguments in "" "$node --limit 0" "$node --soak 0" "$node --nonsense"; do
+  # shellcheck disable=SC2086
+  run 2 $arguments
+done
+run 0 --help
+
+[ "$failed" -eq 0 ] && echo "nodecheck names every defect"
+exit "$failed"
