@@ -68,7 +68,7 @@ finds insists tags.refused "request 1: expected one publication, saw 2"
 finds reads_past_planes requests.sizes "during process-request"
 finds reads_past_tags requests.sizes "during process-request"
 finds hangs life.at_once "hung for 3 s in destroy" 3
-finds leaks_thread life.many "threads between two lives: expected at most [12], saw "
+finds leaks_thread life.many "threads between two lives: expected at most [1-9], saw "
 finds leaks_descriptor life.many "open descriptors between two lives: expected at most "
 finds waits_for_model models.slow "the longest request: expected at most 200 ms, saw [0-9]{3,}"
 finds gives_up models.failing "expected a call of it, saw none"

@@ -32,7 +32,7 @@ std::string NullTable(const Subject& subject) {
 
 std::string RefusedTables(const Subject& subject) {
   constexpr uint32_t kSize = sizeof(ChiNodeCallbacks);
-  for (const uint32_t size : {0u, 16u, 80u, kSize - 1}) CallEntry(subject, size, 0, 0);
+  for (const uint32_t size : {0u, 16u, 80u, kSize - 8}) CallEntry(subject, size, 0, 0);
   for (const uint32_t major : {1u, 0xffffffffu}) CallEntry(subject, kSize, major, 0);
   return "";
 }

@@ -25,11 +25,11 @@ constexpr uint32_t RecordSize(ChiResult (*)(Record*)) {
   return sizeof(Record);
 }
 
-// Calls with a record that holds as many bytes as it says.
+// Calls with a record that holds as many bytes as it says, or up to seven more, for its alignment.
 template <typename Record>
 void ExpectRefusal(const std::string& call, ChiResult (*callback)(Record*), uint32_t size,
                    ChiHandle session) {
-  framework::GuardedBytes record(std::max(size, kLeast));
+  framework::GuardedBytes record(std::max(size + 7, kLeast) / 8 * 8);
   std::memcpy(record.data(), &size, sizeof(size));
   std::memcpy(record.data() + 8, &session, sizeof(session));
   const std::vector<uint8_t> before(record.data(), record.data() + record.size());
