@@ -22,6 +22,7 @@
 
 #include "bench/marks.h"
 #include "framework/framework.h"
+#include "framework/worker_watch.h"
 #include "host/control.h"
 #include "image/zy_copy_buffer.h"
 #include "pictures/nv12.h"
@@ -168,7 +169,7 @@ void Require(const pictures::Failure& failure) {
 }
 
 void AwaitWorker() {
-  if (!host::WaitForRestingWorkers(kRestTimeout)) Die("the worker does not come to rest");
+  if (!framework::WaitForRestingWorkers(kRestTimeout)) Die("the worker does not come to rest");
 }
 
 ZyImageBuffer Describe(pictures::Nv12Frame* frame) {
@@ -291,10 +292,10 @@ class Stream {
   // While it waits for a signal the worker is busy with the frame before.
   Measure SendDropped() {
     const uint64_t passes = host::ClockReads();
-    host::HoldSignals(true);
+    framework::HoldSignals(true);
     SendConsidered(kLeadUp);
     const Measure measure = SendConsidered(kDropped);
-    host::HoldSignals(false);
+    framework::HoldSignals(false);
     AwaitPasses(passes + 1);
     return measure;
   }

@@ -4,8 +4,10 @@
 // where they promise to. Everything that leaves the library is compared with the model.
 #include <mutex>
 
+#include "framework/guarded_bytes.h"
+#include "framework/log_watch.h"
+#include "framework/worker_watch.h"
 #include "fuzz/script.h"
-#include "tests/guarded.h"
 #include "tests/node_model.h"
 
 extern "C" void ChiNodeEntry(ChiNodeCallbacks*);
@@ -43,7 +45,7 @@ class Memory {
   }
 
  private:
-  testing_support::GuardedBytes bytes_{1 << 14};
+  framework::GuardedBytes bytes_{1 << 14};
 };
 
 // A camera buffer; its planes hold every byte of their rows and none behind the last.
@@ -84,10 +86,10 @@ class Play {
     host::ClearProperties();
     host::ResetAgeGender();
     host::ResetFaceGrade();
-    host::SetLogSink([](auto&) {});  // lines are formatted
+    framework::SetLogListener([](auto&) { return false; });  // lines are formatted
     host::ScriptAgeGender(Answer<host::AgeGenderAnswer, host::AgeGenderCall>);
     host::ScriptFaceGrade(Answer<host::FaceGradeAnswer, host::FaceGradeCall>);
-    host::HoldSignals(true);  // a pass runs when the script says so
+    framework::HoldSignals(true);  // a pass runs when the script says so
     g_world = World();
     g_world.trace = &seen_;
     g_world.negotiations = host::BufferNegotiations();
@@ -106,7 +108,7 @@ class Play {
       Destroy(&info);
     }
     Compare();
-    host::HoldSignals(false);
+    framework::HoldSignals(false);
   }
 
   void Run() {
@@ -166,9 +168,10 @@ class Play {
 
   void Rest() {
     { std::lock_guard<std::mutex> lock(g_turns); }
-    host::HoldSignals(false);
-    fuzz::Require(host::WaitForRestingWorkers(std::chrono::seconds(60)), "workers come to rest");
-    host::HoldSignals(true);
+    framework::HoldSignals(false);
+    fuzz::Require(framework::WaitForRestingWorkers(std::chrono::seconds(60)),
+                  "workers come to rest");
+    framework::HoldSignals(true);
     { std::lock_guard<std::mutex> lock(g_turns); }
   }
   // Before another actor's turn, so that what the models are asked has an order.
@@ -235,7 +238,7 @@ class Play {
     }
     const ChiHandle told = script_.OneIn(32) ? nullptr : handle;
     if (call < 4) {
-      host::HoldSignals(false);
+      framework::HoldSignals(false);
       table_.pPostPipelineCreate(told);
       Rest();
       if (told != nullptr) node->CreatePipeline();
@@ -259,7 +262,7 @@ class Play {
   }
   void Destroy(ChiNodedestroyInfo* info) {
     const ChiResult refusal = Refusal(info, 16);
-    host::HoldSignals(false);
+    framework::HoldSignals(false);
     Expect(refusal, table_.pDestroy(info));
     Rest();
     if (refusal != 0) return;

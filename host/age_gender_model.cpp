@@ -105,6 +105,8 @@ void zy_set_age_gender_delay(int milliseconds) {
   host::SetAgeGenderDelay(std::chrono::milliseconds(milliseconds));
 }
 
+uint64_t zy_overlapping_age_gender_calls() { return host::CallInLibrary::Overlaps(); }
+
 void zy_tell_age_gender_calls(ZyModelListener listener, void* context) {
   std::lock_guard<std::mutex> lock(g_mutex);
   g_state.listener = listener;

@@ -13,23 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "framework/log_watch.h"
-#include "framework/worker_watch.h"
-
 namespace host {
-
-// Names of before, until the tests are renamed.
-using framework::HoldSignals;
-using framework::LogLine;
-using framework::WaitForRestingWorkers;
-using framework::WakeWorkersSpuriously;
-inline void SetLogSink(const std::function<void(const LogLine&)>& sink) {
-  if (!sink) return framework::SetLogListener(nullptr);
-  framework::SetLogListener([sink](const LogLine& line) {
-    sink(line);
-    return false;
-  });
-}
 
 // ---- Properties (libcutils) ---------------------------------------------------------------------
 
@@ -146,10 +130,13 @@ void zy_set_property(const char* key, const char* value);
 void zy_set_age_gender_delay(int milliseconds);
 void zy_fail_age_gender_inits(int attempts);
 void zy_tell_age_gender_calls(ZyModelListener listener, void* context);
+// Calls of the library that began while another one ran.
+uint64_t zy_overlapping_age_gender_calls();
 
 // libFaceGrade: likewise.
 void zy_set_face_grade_delay(int milliseconds);
 void zy_tell_face_grade_calls(ZyModelListener listener, void* context);
+uint64_t zy_overlapping_face_grade_calls();
 
 }  // extern "C"
 

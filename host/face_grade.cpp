@@ -97,6 +97,8 @@ void zy_set_face_grade_delay(int milliseconds) {
   host::SetFaceGradeDelay(std::chrono::milliseconds(milliseconds));
 }
 
+uint64_t zy_overlapping_face_grade_calls() { return host::CallInLibrary::Overlaps(); }
+
 void zy_tell_face_grade_calls(ZyModelListener listener, void* context) {
   std::lock_guard<std::mutex> lock(g_mutex);
   g_state.listener = listener;

@@ -131,7 +131,8 @@ class Node {
   }
 
   void Analyse() {
-    std::lock_guard<std::mutex> lock(g_model);
+    std::unique_lock<std::mutex> lock(g_model);
+    if (Has("models_at_once")) lock.unlock();
     if (!ready_ && !(gave_up_ && Has("gives_up"))) ready_ = (QVAG_Model_Init() & 1) != 0;
     gave_up_ = !ready_;
     rgb_.resize(gray_.size() * 3);

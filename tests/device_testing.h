@@ -14,6 +14,8 @@
 #include <thread>
 #include <vector>
 
+#include "framework/log_watch.h"
+#include "framework/worker_watch.h"
 #include "host/control.h"
 #include "image/zy_image_buffer.h"
 #include "pictures/nv12.h"
@@ -25,14 +27,15 @@ namespace testing_support {
 class LogCapture {
  public:
   LogCapture() {
-    host::SetLogSink([this](const host::LogLine& line) {
+    framework::SetLogListener([this](const framework::LogLine& line) {
       std::lock_guard<std::mutex> lock(mutex_);
       lines_[std::this_thread::get_id()].push_back(std::to_string(line.priority) + "/" +
                                                    (line.tag != nullptr ? line.tag : "") + "/" +
                                                    line.text);
+      return false;
     });
   }
-  ~LogCapture() { host::SetLogSink(nullptr); }
+  ~LogCapture() { framework::SetLogListener(nullptr); }
 
   // The lines of this thread, or of all others, since the last call for the same.
   std::vector<std::string> TakeOwn() {
@@ -80,7 +83,9 @@ class DeviceTest : public testing::Test {
     host::UseRealClock();
   }
 
-  static void AwaitWorkers() { ASSERT_TRUE(host::WaitForRestingWorkers(std::chrono::seconds(60))); }
+  static void AwaitWorkers() {
+    ASSERT_TRUE(framework::WaitForRestingWorkers(std::chrono::seconds(60)));
+  }
 
   LogCapture log_;
 };

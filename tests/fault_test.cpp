@@ -123,11 +123,12 @@ class FaultTest : public DeviceTest {
   // Counts instead of collecting, because a list of lines would allocate.
   FaultTest() {
     testing_support::g_allocation_watch = &g_starvation;
-    host::SetLogSink([this](const host::LogLine& line) {
+    framework::SetLogListener([this](const framework::LogLine& line) {
       failed_joins_ += std::strstr(line.text, "pthread dead already") != nullptr;
       const auto fate = framework::FateIn(line.text);
       considered_frames_ += fate.has_value();
       EXPECT_FALSE(g_worker_is_off && fate == framework::FrameFate::kTaken);
+      return false;
     });
   }
   ~FaultTest() override {

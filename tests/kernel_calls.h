@@ -13,6 +13,7 @@
 
 #include "analysis/face_crop.h"
 #include "analysis/variants.h"
+#include "framework/guarded_bytes.h"
 #include "fuzz/script.h"
 #include "image/resize.h"
 #include "image/variants.h"
@@ -21,10 +22,11 @@
 #include "sharpen/sharpen_y.h"
 #include "sharpen/skin_map.h"
 #include "sharpen/variants.h"
-#include "tests/guarded.h"
 #include "tests/kernel_oracles.h"
 
 namespace testing_support {
+
+using framework::GuardedBytes;
 
 // Which rows a kernel runs; none for what its public function chooses, or has no choice of.
 using Rows = std::optional<KernelVariant>;
@@ -63,7 +65,8 @@ class Memory {
   // The pointer from which the bytes of the reach are counted. Of a mask, some, most or nearly all
   // bytes are 0.
   uint8_t* Add(Reach reach, bool is_mask = false) {
-    const auto edge = script_.OneIn(4) ? GuardedBytes::Edge::kFront : GuardedBytes::Edge::kBack;
+    using Edge = GuardedBytes::Edge;
+    const Edge edge = script_.OneIn(4) ? Edge::kFront : Edge::kBack;
     GuardedBytes& block = blocks_.emplace_back(reach.Bytes(), edge);
     auto noise = script_.Noise(static_cast<std::size_t>(block.end() - block.begin()));
     const std::size_t gap = is_mask ? script_.Pick(std::array<std::size_t, 3>{1, 2, 41}) : 1;

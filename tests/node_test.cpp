@@ -147,9 +147,9 @@ TEST_F(NodeTest, TellsItsLife) {
   const std::vector<int32_t> requests[] = {two, two, {}, small, small, small};
   uint64_t frame = 4;
   for (const std::vector<int32_t>& faces : requests) {
-    host::HoldSignals(true);  // until the request has looked at the results
+    framework::HoldSignals(true);  // until the request has looked at the results
     Send(frame, faces);
-    host::HoldSignals(false);
+    framework::HoldSignals(false);
     Tell("request " + std::to_string(frame));
     frame += 6;
   }

@@ -70,6 +70,7 @@ finds reads_past_tags requests.sizes "during process-request"
 finds hangs life.at_once "hung for 3 s in destroy" 3
 finds leaks_thread life.many "threads between two lives: expected at most [1-9], saw "
 finds leaks_descriptor life.many "open descriptors between two lives: expected at most "
+finds models_at_once life.two_nodes "calls of a model: expected one at a time, saw [0-9]+ overlap"
 finds waits_for_model models.slow "the longest request: expected at most 200 ms, saw [0-9]{3,}"
 finds gives_up models.failing "expected a call of it, saw none"
 [ "$memory" -eq 0 ] || finds leaks_memory life.many "(KiB of resident memory: expected at most|during the end of the process)"

@@ -36,7 +36,7 @@ TEST_F(RaceTest, TwoThreadsOfferToOneWorkerThatIsDestroyedInTheMiddleOfAPass) {
   constexpr int kOffers = 2000;
   const char* const asked = std::getenv("ZY_RACE_ROUNDS");
   const int rounds = asked != nullptr ? std::atoi(asked) : 20;
-  host::SetLogSink(nullptr);
+  framework::SetLogListener(nullptr);
   for (int round = 0; round < rounds; ++round) {
     auto worker = std::make_unique<ZYPreview>();
     std::thread other([&] { Offer(*worker, 1, kOffers); });

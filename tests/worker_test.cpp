@@ -76,14 +76,14 @@ TEST_F(WorkerTest, AFrameThatIsDroppedLeavesThePendingOneAlone) {
     while (runs) std::this_thread::yield();
     return host::AgeGenderAnswer{};
   });
-  host::HoldSignals(true);
+  framework::HoldSignals(true);
   EXPECT_EQ(Offer(image_, face_, 0), FrameFate::kTaken);
   std::fill(frame_.bytes.begin(), frame_.bytes.end(), uint8_t{0});
   for (const bool pending : {true, false}) {
     ExpectThreeSkips();
     EXPECT_EQ(Offer(image_, Faces(2, {0, 0, 90, 90}), 180, 1), FrameFate::kDropped);
     EXPECT_EQ(worker_->mFaceAnalyzeNum, 1);
-    host::HoldSignals(false);
+    framework::HoldSignals(false);
     while (pending && host::AgeGenderCounters().analyses < 2) std::this_thread::yield();
   }
   runs = false;
@@ -147,7 +147,7 @@ TEST_F(WorkerTest, AWakeUpWithoutAFrameIsNoPass) {
   EXPECT_EQ(host::AgeGenderCounters().analyses, 1u);  // the model is never ready, but asked
   const uint64_t passes = host::ClockReads();
   const uint64_t attempts = host::AgeGenderCounters().inits;
-  host::WakeWorkersSpuriously();
+  framework::WakeWorkersSpuriously();
   while (host::AgeGenderCounters().inits < attempts + 3) std::this_thread::yield();
   EXPECT_EQ(host::ClockReads(), passes);
 }
@@ -242,17 +242,18 @@ TEST_F(WorkerTest, DestructionWaitsForOneAttemptToSetTheModelUp) {
   std::atomic<bool> ends{false};
   host::FailAgeGenderInit(-1);
   worker_.reset();
-  host::SetLogSink([&](const host::LogLine&) {
-    if (attempts++ != 0) return;
+  framework::SetLogListener([&](const framework::LogLine&) {
+    if (attempts++ != 0) return false;
     while (!ends) std::this_thread::yield();
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    return false;
   });
   worker_ = std::make_unique<ZYPreview>();
   while (attempts == 0) std::this_thread::yield();
   ends = true;
   worker_.reset();
   EXPECT_EQ(attempts, 1);
-  host::SetLogSink(nullptr);
+  framework::SetLogListener(nullptr);
 }
 
 TEST_F(WorkerTest, DestructionWaitsForARunningPassAndNoLonger) {

@@ -9,12 +9,15 @@
 namespace camsim {
 
 LogWatch::LogWatch(LogLevel level, Progress* progress) : level_(level), progress_(progress) {
-  host::SetLogSink([this](const host::LogLine& line) { See(line); });
+  framework::SetLogListener([this](const framework::LogLine& line) {
+    See(line);
+    return false;
+  });
 }
 
-LogWatch::~LogWatch() { host::SetLogSink(nullptr); }
+LogWatch::~LogWatch() { framework::SetLogListener(nullptr); }
 
-void LogWatch::See(const host::LogLine& line) {
+void LogWatch::See(const framework::LogLine& line) {
   if (std::strncmp(line.text, "ProcessRequest():679", 20) == 0 &&
       outcome_ == Outcome::kNotOffered) {
     outcome_ = Outcome::kSkipped;

@@ -7,7 +7,7 @@
 #include "apps/camsim/options.h"
 #include "apps/camsim/progress.h"
 #include "apps/camsim/report.h"
-#include "host/control.h"
+#include "framework/log_watch.h"
 
 namespace camsim {
 
@@ -24,7 +24,7 @@ class LogWatch {
   Outcome Take() { return outcome_.exchange(Outcome::kNotOffered); }
 
  private:
-  void See(const host::LogLine& line);
+  void See(const framework::LogLine& line);
 
   const LogLevel level_;
   Progress* const progress_;

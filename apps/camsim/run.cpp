@@ -8,6 +8,7 @@
 #include "apps/camsim/sensor.h"
 #include "apps/exit_code.h"
 #include "apps/interrupt.h"
+#include "framework/worker_watch.h"
 #include "host/control.h"
 
 namespace camsim {
@@ -89,7 +90,7 @@ pictures::Failure Run::StartNode() {
 }
 
 pictures::Failure Run::AwaitWorker() const {
-  if (options_.realtime || host::WaitForRestingWorkers(kRestTimeout)) return std::nullopt;
+  if (options_.realtime || framework::WaitForRestingWorkers(kRestTimeout)) return std::nullopt;
   return pictures::Fail("the worker does not come to rest");
 }
 
@@ -133,9 +134,9 @@ pictures::Failure Run::SendRequest(RequestReport* report) {
   const auto start = std::chrono::steady_clock::now();
   // The worker could be done before the node collects the results; which it is must not depend on
   // the machine.
-  host::HoldSignals(!options_.realtime);
+  framework::HoldSignals(!options_.realtime);
   const pictures::Failure failure = session_.Process(report->frame_number, &input, &output);
-  host::HoldSignals(false);
+  framework::HoldSignals(false);
   if (failure) return failure;
   if (options_.realtime) report->took_us = pace_.Note(std::chrono::steady_clock::now() - start);
   report->result = session_.Result();

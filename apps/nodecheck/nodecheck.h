@@ -113,6 +113,19 @@ class Camera {
 // Waits for the workers' rest; a minute is a hang.
 void AwaitWorkers();
 
+// ---- What the process holds ---------------------------------------------------------------------
+
+struct Footprint {
+  int64_t resident_kib, threads, descriptors;
+};
+// The threads that are there without a node.
+int64_t CountThreadsAtRest();
+// Waits until as many threads are left, for ten seconds at most, and measures.
+Footprint MeasureAtRest(int64_t threads);
+void RequireNothingLeft(int64_t threads, const Footprint& warm, const Footprint& now);
+// Calls of a model that overlapped are the node's fault; the libraries are not thread-safe.
+void RequireTurns(const Subject& subject);
+
 }  // namespace nodecheck
 
 #endif  // ZY_APPS_NODECHECK_NODECHECK_H_
