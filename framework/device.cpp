@@ -23,14 +23,16 @@ bool Has(const std::string& folder, const std::string& name) {
   return access(PathIn(folder, name).c_str(), F_OK) == 0;
 }
 
-}  // namespace
-
-std::string ProgramFolder() {
+// Where this program was built, else where it was installed.
+std::string StandInFolder() {
   char path[4096];
   const ssize_t length = readlink("/proc/self/exe", path, sizeof(path));
   const std::string program(path, length > 0 ? static_cast<size_t>(length) : 0);
-  return program.substr(0, program.rfind('/') + 1);
+  const std::string folder = program.substr(0, program.rfind('/') + 1);
+  return folder + (Has(folder + "device", kLibraries[0]) ? "device" : ZY_INSTALLED_DEVICE_FOLDER);
 }
+
+}  // namespace
 
 pictures::Failure Device::Open(const std::vector<std::string>& folders) {
   for (const std::string& folder : folders) {
@@ -42,8 +44,7 @@ pictures::Failure Device::Open(const std::vector<std::string>& folders) {
   for (const char* name : kLibraries) {
     const auto folder = std::find_if(folders.begin(), folders.end(),
                                      [&](const std::string& f) { return Has(f, name); });
-    const std::string path =
-        PathIn(folder != folders.end() ? *folder : ProgramFolder() + "device", name);
+    const std::string path = PathIn(folder != folders.end() ? *folder : StandInFolder(), name);
     if (pictures::Failure failure = OpenLibrary(name, path)) return failure;
   }
   return std::nullopt;

@@ -14,9 +14,9 @@ namespace framework {
 // what a node needs is found among them. One device in a process; one thread at a time.
 class Device {
  public:
-  // Opens each library from the first of the folders that has it, at last from the stand-ins beside
-  // this program. Fails on a folder that has none of them, and on a library that cannot be loaded
-  // or goes by another name inside.
+  // Opens each library from the first of the folders that has it, at last from the stand-ins that
+  // came with this program. Fails on a folder that has none of them, and on a library that cannot
+  // be loaded or goes by another name inside.
   pictures::Failure Open(const std::vector<std::string>& folders);
 
   // Finds a function that a stand-in offers beyond the device's interface. Fails (usage) when the
@@ -43,9 +43,6 @@ class Device {
 
   std::vector<Library> libraries_;
 };
-
-// The folder of the running program, with a slash at its end.
-std::string ProgramFolder();
 
 }  // namespace framework
 

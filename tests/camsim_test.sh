@@ -2,9 +2,12 @@
 # SPDX-License-Identifier: Apache-2.0
 # Runs camsim as a person would: the same input gives the same bytes, other inputs other numbers, and bad
 # input a line and an exit status.
-# usage: camsim_test.sh CAMSIM...   (the program, with an emulator before it where there is one)
+# usage: camsim_test.sh OTHER_NODE PLAIN_MODEL CAMSIM...
+#   (a node and a model library that are not ours; an emulator stands before the program where there is one)
 set -euo pipefail
-camsim=("$@")
+other_node=$1
+plain=$(dirname "$2")
+camsim=("${@:3}")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
@@ -197,6 +200,21 @@ done
 # A closed stream does not end up in another file.
 "${camsim[@]}" --annotated annotated.png --requests 6 --size 64x64 --jsonl apart.jsonl >&- 2>err && fail "a closed standard output goes unnoticed"
 [ "$(grep -vc '^{' apart.jsonl)" -eq 0 ] || fail "the table went into the JSON lines"
+
+# ---- Another node, another device ----------------------------------------------------------------------
+run 0 --node "$other_node" --requests 8
+grep -q '^8 requests sent, 8 handed over: 8 taken, .* 8 analysed$' out || fail "another node: $(tail -n 2 out)"
+run 0 --node "$other_node" --input clip.y4m
+[ "$(grep -c '| ?$' out)" -eq 12 ] || fail "requests of which a node tells nothing: $(cat out)"
+grep -q '^12 requests sent, 0 seen taken; the node does not tell of the others; 0 analysed$' out || fail "silence: $(tail -n 2 out)"
+ZY_DEFECT=fills_create_only run_bad 1 --node "$other_node"
+grep -q 'callbacks empty: pGetCapabilities, ' err || fail "missing callbacks: $(cat err)"
+run 0 --requests 4 --device "$plain" --log info
+grep -q "^camsim: libQVFD_AgeGender.so is $plain/libQVFD_AgeGender.so$" err || fail "no path of a library: $(cat err)"
+grep -q 'zyGenderVer=plain' err || fail "the folder's library is not in use"
+run_bad 2 --device "$plain" --model-delay 5
+grep -q "$plain/libQVFD_AgeGender.so: has no zy_" err || fail "a missing knob: $(cat err)"
+run_bad 1 --device .
 
 # ---- Usage ---------------------------------------------------------------------------------------------
 run 0 --help

@@ -14,6 +14,8 @@ constexpr int kFormat = 1;
 
 const char* Name(Outcome outcome) {
   switch (outcome) {
+    case Outcome::kUnknown:
+      return "?";
     case Outcome::kNotOffered:
       return "not offered";
     case Outcome::kSkipped:

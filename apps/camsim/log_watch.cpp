@@ -9,25 +9,30 @@
 namespace camsim {
 
 LogWatch::LogWatch(LogLevel level, Progress* progress) : level_(level), progress_(progress) {
-  framework::SetLogListener([this](const framework::LogLine& line) {
-    See(line);
-    return false;
-  });
+  framework::SetLogListener([this](const framework::LogLine& line) { return See(line); });
 }
 
 LogWatch::~LogWatch() { framework::SetLogListener(nullptr); }
 
-void LogWatch::See(const framework::LogLine& line) {
-  if (std::strncmp(line.text, "ProcessRequest():679", 20) == 0 &&
+Outcome LogWatch::Take(bool has_woken) {
+  if (!tells_) return has_woken ? Outcome::kTaken : Outcome::kUnknown;
+  return outcome_.exchange(Outcome::kNotOffered);
+}
+
+bool LogWatch::See(const framework::LogLine& line) {
+  const bool is_request = std::strncmp(line.text, "ProcessRequest():", 17) == 0;
+  if (is_request) tells_ = true;
+  if (is_request && std::strncmp(line.text + 17, "679", 3) == 0 &&
       outcome_ == Outcome::kNotOffered) {
     outcome_ = Outcome::kSkipped;
   } else if (const auto fate = framework::FateIn(line.text)) {
     outcome_ = fate == framework::FrameFate::kTaken ? Outcome::kTaken : Outcome::kDropped;
   }
-  const bool is_error = line.priority >= kLogError;
-  if (level_ == LogLevel::kNone || (level_ == LogLevel::kError && !is_error)) return;
-  const std::string tag = line.tag != nullptr ? line.tag : "";
-  progress_->Print((is_error ? "E/" : "I/") + tag + ": " + line.text);
+  if (level_ == LogLevel::kNone || (level_ == LogLevel::kError && line.priority < kLogError)) {
+    return false;
+  }
+  progress_->End();  // the log prints where the progress stands
+  return true;
 }
 
 }  // namespace camsim

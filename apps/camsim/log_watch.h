@@ -11,8 +11,8 @@
 
 namespace camsim {
 
-// Prints log lines as logcat does, and learns from them what became of a frame that was offered:
-// the node says that it hands over, and the worker that it considers the frame.
+// Chooses the log lines that the device's log gets, and learns from them what became of a frame
+// that was offered: our node says that it hands over, and its worker that it considers the frame.
 class LogWatch {
  public:
   LogWatch(LogLevel level, Progress* progress);
@@ -20,15 +20,19 @@ class LogWatch {
   LogWatch(const LogWatch&) = delete;
   LogWatch& operator=(const LogWatch&) = delete;
 
-  // What happened since the last call.
-  Outcome Take() { return outcome_.exchange(Outcome::kNotOffered); }
+  // Whether the node's lines tell what becomes of frames.
+  bool Tells() const { return tells_; }
+  // What happened since the last call; of a node that does not tell, only a worker that was seen to
+  // wake says something.
+  Outcome Take(bool has_woken);
 
  private:
-  void See(const framework::LogLine& line);
+  bool See(const framework::LogLine& line);
 
   const LogLevel level_;
   Progress* const progress_;
   std::atomic<Outcome> outcome_{Outcome::kNotOffered};
+  std::atomic<bool> tells_{false};
 };
 
 }  // namespace camsim

@@ -146,6 +146,12 @@ void AddRun(CLI::App* app, Options* options) {
       ->type_name("LEVEL");
   app->add_option("--node", options->node, "the node library (the one beside this program)")
       ->check(apps::NotEmpty);
+  app->add_option("--device", options->devices,
+                  "a folder with libraries of the device; may be repeated, the first that has one "
+                  "wins; at last come the stand-ins of this program")
+      ->type_name("DIR")
+      ->allow_extra_args(false)
+      ->check(apps::NotEmpty);
 }
 
 }  // namespace

@@ -24,6 +24,7 @@ enum class LogLevel { kNone, kError, kInfo };
 // What camsim's command line says.
 struct Options {
   std::string node;                     // the library's path
+  std::vector<std::string> devices;     // folders of the device's libraries
   pictures::FrameSourceOptions source;  // where the frames come from
   std::vector<pictures::Rect> faces;  // in picture pixels; empty takes those that the source knows
   int requests = 0;                   // 0 is 60 of an input without an end, else all

@@ -21,7 +21,7 @@ namespace camsim {
 inline constexpr int kSlots = 3;
 
 // What became of a frame at the worker.
-enum class Outcome { kNotOffered, kSkipped, kDropped, kTaken };
+enum class Outcome { kUnknown, kNotOffered, kSkipped, kDropped, kTaken };
 
 struct RequestReport {
   uint64_t frame_number = 0;
@@ -40,6 +40,7 @@ struct Summary {
   int skipped = 0;
   int dropped = 0;
   int taken = 0;
+  int unknown = 0;
   uint64_t analysed = 0;
 
   int HandedOver() const { return skipped + dropped + taken; }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "apps/camsim/run.h"
 
+#include <atomic>
 #include <chrono>
 #include <string>
 #include <utility>
@@ -18,6 +19,18 @@ constexpr std::chrono::minutes kRestTimeout{5};
 
 // What an input without an end is asked for.
 constexpr int kDefaultRequests = 60;
+
+constexpr char kModel[] = "libQVFD_AgeGender.so";
+constexpr char kGrader[] = "libFaceGrade.so";
+std::atomic<uint64_t> g_model_calls{0};
+
+void CountModelCall(void*, const ZyModelCall*) { ++g_model_calls; }
+
+// What is seen of any node's workers: signals that wake them, and, where each pass is awaited, the
+// calls that they make.
+uint64_t CountWakes(bool passes_are_awaited) {
+  return framework::CountWorkers().signals + (passes_are_awaited ? g_model_calls.load() : 0);
+}
 
 // How well a frame shows what the node found: the largest rank is the one that is drawn.
 int RankOf(const RequestReport& report) {
@@ -38,7 +51,7 @@ int Run::Go() {
   }
   if (pictures::Failure failure = CheckFaces()) return Say(failure, apps::kExitUsage);
   if (pictures::Failure failure = outputs_.Open()) return Say(failure, apps::kExitFailure);
-  SetUpDevice();
+  if (pictures::Failure failure = SetUpDevice()) return Say(failure, apps::kExitFailure);
   if (pictures::Failure failure = StartNode()) return Say(failure, apps::kExitFailure);
   const int exit_code = SendRequests();
   if (pictures::Failure failure = session_.Destroy()) return Say(failure, apps::kExitFailure);
@@ -63,15 +76,37 @@ pictures::Failure Run::CheckFaces() const {
   return std::nullopt;
 }
 
-void Run::SetUpDevice() {
-  if (!options_.zynode_conf.empty()) {
-    host::SetProperty("persist.vendor.camera.zynode_conf", options_.zynode_conf);
+pictures::Failure Run::SetUpDevice() {
+  if (pictures::Failure failure = device_.Open(options_.devices)) return failure;
+  if (options_.log == LogLevel::kInfo) {
+    for (const auto& library : device_.Libraries()) {
+      progress_.Print("camsim: " + library.name + " is " + library.path);
+    }
   }
-  if (!options_.operation_mask.empty()) {
-    host::SetProperty("persist.vendor.camera.operationMask", options_.operation_mask);
+  for (const auto& [library, name] : {std::pair(kModel, "zy_tell_age_gender_calls"),
+                                      std::pair(kGrader, "zy_tell_face_grade_calls")}) {
+    decltype(zy_tell_age_gender_calls)* tell = nullptr;
+    if (!device_.FindKnob(library, name, &tell)) tell(CountModelCall, nullptr);
   }
-  host::SetAgeGenderDelay(std::chrono::milliseconds(options_.model_delay_ms));
-  host::FailAgeGenderInit(options_.failing_inits);
+  pictures::Failure failure = SetProperty("--zynode-conf", "zynode_conf", options_.zynode_conf);
+  if (!failure) failure = SetProperty("--operation-mask", "operationMask", options_.operation_mask);
+  if (!failure && options_.model_delay_ms != 0) {
+    failure = SetKnob<decltype(zy_set_age_gender_delay)>(
+        "--model-delay", kModel, "zy_set_age_gender_delay", options_.model_delay_ms);
+  }
+  if (!failure && options_.failing_inits != 0) {
+    failure = SetKnob<decltype(zy_fail_age_gender_inits)>(
+        "--failing-inits", kModel, "zy_fail_age_gender_inits", options_.failing_inits);
+  }
+  return failure;
+}
+
+pictures::Failure Run::SetProperty(const char* option, const std::string& name,
+                                   const std::string& value) const {
+  if (value.empty()) return std::nullopt;
+  return SetKnob<decltype(zy_set_property)>(option, "libcutils.so", "zy_set_property",
+                                            ("persist.vendor.camera." + name).c_str(),
+                                            value.c_str());
 }
 
 pictures::Failure Run::StartNode() {
@@ -127,13 +162,15 @@ pictures::Failure Run::SendRequest(RequestReport* report) {
   report->frame_number = static_cast<uint64_t>(summary_.sent) + 1;
   report->faces = options_.faces.empty() ? source_->Faces() : options_.faces;
   SetRequestMetadata(options_, size, report->faces, &session_.Input());
-  const RequestState state = StateOf(options_, size, report->faces, host::ClockReads() != 0);
+  const RequestState state =
+      StateOf(options_, size, report->faces, framework::CountWorkers().passes != 0);
   framework::CameraBuffer input(&frame_);
   framework::CameraBuffer output(&output_frame_);
   if (options_.realtime) pace_.AwaitNext();
   const auto start = std::chrono::steady_clock::now();
   // The worker could be done before the node collects the results; which it is must not depend on
   // the machine.
+  const uint64_t wakes = CountWakes(!options_.realtime);
   framework::HoldSignals(!options_.realtime);
   const pictures::Failure failure = session_.Process(report->frame_number, &input, &output);
   framework::HoldSignals(false);
@@ -141,11 +178,12 @@ pictures::Failure Run::SendRequest(RequestReport* report) {
   if (options_.realtime) report->took_us = pace_.Note(std::chrono::steady_clock::now() - start);
   report->result = session_.Result();
   report->own_tags = session_.OwnTags();
-  report->outcome = log_.Take();
-  for (int slot = 0; slot < kSlots; ++slot) {
+  if (pictures::Failure unrest = AwaitWorker()) return unrest;
+  report->outcome = log_.Take(CountWakes(!options_.realtime) != wakes);
+  for (int slot = 0; slot < kSlots && log_.Tells(); ++slot) {
     report->why[static_cast<std::size_t>(slot)] = WhyOf(state, report->result, slot);
   }
-  return AwaitWorker();
+  return std::nullopt;
 }
 
 pictures::Failure Run::Report(const RequestReport& report) {
@@ -174,7 +212,7 @@ pictures::Failure Run::Finish() {
   if (summary_.sent == 0) return std::nullopt;
   std::FILE* const to = outputs_.Text();
   PrintNotHandedOver();
-  summary_.analysed = host::ClockReads();
+  summary_.analysed = framework::CountWorkers().passes;
   PrintSummary(summary_, last_report_, to);
   if (options_.realtime) pace_.Print(to);
   if (outputs_.WantsPicture()) {
@@ -187,7 +225,7 @@ pictures::Failure Run::Finish() {
 }
 
 void Run::PrintNotHandedOver() const {
-  const int count = summary_.sent - summary_.HandedOver();
+  const int count = summary_.sent - summary_.HandedOver() - summary_.unknown;
   if (!outputs_.WantsTable() || options_.all || count == 0) return;
   const SlotWhy why = last_report_.why[0];
   const std::string reason =

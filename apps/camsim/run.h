@@ -10,6 +10,7 @@
 #include "apps/camsim/pace.h"
 #include "apps/camsim/progress.h"
 #include "apps/camsim/report.h"
+#include "framework/device.h"
 #include "framework/framework.h"
 #include "pictures/error.h"
 #include "pictures/frame_source.h"
@@ -30,7 +31,19 @@ class Run {
   int Say(const pictures::Failure& failure, int exit_code);
 
   pictures::Failure CheckFaces() const;
-  void SetUpDevice();
+  pictures::Failure SetUpDevice();
+  pictures::Failure SetProperty(const char* option, const std::string& name,
+                                const std::string& value) const;
+  // Calls a knob for an option; fails when its library has none.
+  template <typename Knob, typename... Values>
+  pictures::Failure SetKnob(const char* option, const char* library, const char* name,
+                            Values... values) const {
+    Knob* knob = nullptr;
+    pictures::Failure failure = device_.FindKnob(library, name, &knob);
+    if (failure) return pictures::FailAbout(option, failure);
+    knob(values...);
+    return std::nullopt;
+  }
   pictures::Failure StartNode();
   pictures::Failure AwaitWorker() const;
 
@@ -52,6 +65,7 @@ class Run {
   std::unique_ptr<pictures::FrameSource> source_;
   pictures::Nv12Frame frame_;
   pictures::Nv12Frame output_frame_;
+  framework::Device device_;
   framework::Session session_;
   Summary summary_;
   RequestReport last_report_;

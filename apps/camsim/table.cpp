@@ -9,6 +9,7 @@ namespace {
 
 // The reasons of all slots: said once when they agree, by the slots' numbers otherwise.
 std::string ReasonsOf(const RequestReport& report) {
+  if (report.outcome == Outcome::kUnknown) return "?";
   std::string reasons, first = TextOf(report.why[0]);
   bool agree = true;
   for (int slot = 0; slot < kSlots; ++slot) {
@@ -42,6 +43,7 @@ void Summary::Count(Outcome outcome) {
   skipped += outcome == Outcome::kSkipped;
   dropped += outcome == Outcome::kDropped;
   taken += outcome == Outcome::kTaken;
+  unknown += outcome == Outcome::kUnknown;
 }
 
 void PrintTableHead(std::FILE* to) {
@@ -64,11 +66,18 @@ void PrintTableRow(const RequestReport& report, std::FILE* to) {
 }
 
 void PrintSummary(const Summary& summary, const RequestReport& last, std::FILE* to) {
-  std::fprintf(to,
-               "%d requests sent, %d handed over: %d taken, %d dropped, %d skipped by the worker's "
-               "pacing; %" PRIu64 " analysed\n",
-               summary.sent, summary.HandedOver(), summary.taken, summary.dropped, summary.skipped,
-               summary.analysed);
+  if (summary.unknown != 0) {
+    std::fprintf(to,
+                 "%d requests sent, %d seen taken; the node does not tell of the others; %" PRIu64
+                 " analysed\n",
+                 summary.sent, summary.taken, summary.analysed);
+  } else
+    std::fprintf(
+        to,
+        "%d requests sent, %d handed over: %d taken, %d dropped, %d skipped by the worker's "
+        "pacing; %" PRIu64 " analysed\n",
+        summary.sent, summary.HandedOver(), summary.taken, summary.dropped, summary.skipped,
+        summary.analysed);
   std::string tags;
   for (const framework::PublishedTag& tag : last.own_tags) {
     tags += (tags.empty() ? "" : ", ") + TextOf(tag);
