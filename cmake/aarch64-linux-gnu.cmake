@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
-# Arm 64-bit on Linux: cross-built, run by an emulator. Libraries come from Debian's arm64 packages.
+# Arm 64-bit on Linux: cross-built by the compiler that the preset names, run by an emulator.
+# Libraries come from Debian's arm64 packages.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
-set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
 set(CMAKE_LIBRARY_ARCHITECTURE aarch64-linux-gnu)
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64)
 set(ENV{PKG_CONFIG_LIBDIR} /usr/lib/aarch64-linux-gnu/pkgconfig:/usr/share/pkgconfig)

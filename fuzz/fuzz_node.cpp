@@ -286,7 +286,7 @@ class Play {
     const std::size_t bytes = tag == kQuad ? 1 : 4 * words.size();
     g_world.values[tag] = values_[tag].Put(words.data(), bytes, script_.Byte() % 4);
     g_world.counts[tag] = words.size();
-    if (!script_.OneIn(12)) return;
+    if (!script_.OneIn(8)) return;
     g_world.values[tag] = nullptr;
     g_world.counts[tag] = script_.OneIn(2) ? script_.Raw<uint16_t>() : 0;
   }
@@ -299,7 +299,7 @@ class Play {
     const int faces = script_.OneIn(24) ? script_.Between(250, 520) : script_.Byte() % 5;
     faces_.assign(static_cast<std::size_t>(4 * faces + script_.Byte() % 4), 1);
     for (std::size_t e = 0; e < std::min<std::size_t>(12, faces_.size()); ++e) {
-      faces_[e] = e % 4 < 2 ? script_.Byte() % 128u : faces_[e - 2] + 2u * script_.Byte();
+      faces_[e] = e % 4 < 2 ? script_.Byte() % 128u - 4 : faces_[e - 2] + 2u * script_.Byte();
       if (script_.OneIn(24)) faces_[e] = script_.Word();
     }
     return faces_;

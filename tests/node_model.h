@@ -211,7 +211,8 @@ class Worker {
     const testing_support::CropCall crop = {orientation_, flip_, width_, height_};
     gray_.resize(static_cast<std::size_t>(crop.pixels()));
     rgb_.resize(3 * gray_.size());
-    CropNaively(crop, planes_[0].data(), planes_[1].data(), gray_.data(), rgb_.data());
+    testing_support::CropNaively(crop, planes_[0].data(), planes_[1].data(), gray_.data(),
+                                 rgb_.data());
   }
 
   // A rectangle of the frame in the upright image, at the frame's scale; exact, wherever it lies.

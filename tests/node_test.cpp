@@ -93,7 +93,7 @@ class NodeTest : public testing_support::DeviceTest {
 TEST_F(NodeTest, DoesWhatItsModelDoes) {
   std::mt19937 random(1);
   for (int i = 0; i < 300; ++i) {
-    std::vector<uint8_t> script(600);
+    std::vector<uint8_t> script(1400);
     for (uint8_t& byte : script) byte = static_cast<uint8_t>(random());
     LLVMFuzzerTestOneInput(script.data(), script.size());
   }

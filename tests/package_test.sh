@@ -1,9 +1,11 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Installs the kits and builds and runs another program with nothing but what was installed.
-# usage: package_test.sh BUILD_DIRECTORY
+# Installs the kits and builds and runs another program with nothing but what was installed; installs the
+# node with its tools and runs those.
+# usage: package_test.sh BUILD_DIRECTORY [EMULATOR...]
 set -euo pipefail
 build=$(cd "$1" && pwd)
+emulator=("${@:2}")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
@@ -29,7 +31,7 @@ expected+=" sharpen/filter_corr3x3.h sharpen/sharpen_y.h sharpen/skin_map.h"
 cat >CMakeLists.txt <<'TXT'
 cmake_minimum_required(VERSION 3.16)
 project(consumer CXX)
-find_package(brodax_kits REQUIRED)
+find_package(brodax_kits VERSION REQUIRED)
 add_executable(consumer consumer.cpp)
 target_compile_options(consumer PRIVATE -Wall -Wextra -Werror)
 target_link_libraries(consumer PRIVATE brodax_kits::zy_image brodax_kits::zy_sharpen)
@@ -59,9 +61,30 @@ int main() {
 }
 TXT
 sanitize=$(cached ZY_SANITIZE)
+version=$(cached CMAKE_PROJECT_VERSION)
+sed -i "s/VERSION REQUIRED/$version REQUIRED/" CMakeLists.txt
 quietly cmake -S . -B consumer -G "$(cached CMAKE_GENERATOR)" -DCMAKE_PREFIX_PATH="$work/moved" \
   -DCMAKE_TOOLCHAIN_FILE="$(cached CMAKE_TOOLCHAIN_FILE)" -DCMAKE_CXX_COMPILER="$(cached CMAKE_CXX_COMPILER)" \
   -DCMAKE_CXX_FLAGS="${sanitize:+-fsanitize=$sanitize}"
 quietly cmake --build consumer
 quietly ctest --test-dir consumer --no-tests=error --output-on-failure
-echo "another program finds, links and runs the kits"
+
+# The same program by way of pkg-config.
+export PKG_CONFIG_PATH=$work/moved/lib/pkgconfig
+[ "$(pkg-config --modversion brodax_kits)" = "$version" ] || fail "pkg-config: version"
+# shellcheck disable=SC2046,SC2086
+quietly "$(cached CMAKE_CXX_COMPILER)" -std=c++17 ${sanitize:+-fsanitize=$sanitize} consumer.cpp \
+  $(pkg-config --cflags --libs brodax_kits) -o by_pkg_config
+quietly "${emulator[@]}" ./by_pkg_config
+grep -q 'Apache License' moved/share/doc/brodax_kits/LICENSE || fail "the kits come without a licence"
+
+# The tools run from wherever they were put, with the node and the pretend device that came along.
+quietly cmake --install "$build" --prefix "$work/installed" --component tools
+mv installed tools
+export LD_LIBRARY_PATH=
+quietly "${emulator[@]}" tools/bin/camsim --requests 10 --size 320x240 --annotated seen.png
+grep -q '1 analysed$' log || fail "the installed camsim: $(cat log)"
+quietly "${emulator[@]}" tools/bin/camkit half seen.png half.png
+[ "$("${emulator[@]}" tools/bin/camkit --version)" = "camkit $version" ] || fail "camkit: version"
+
+echo "another program finds, links and runs the kits, and the tools run where they were put"

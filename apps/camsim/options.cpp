@@ -14,8 +14,8 @@ namespace {
 constexpr char kAbout[] =
     "camsim plays the camera framework: it loads the node library, sends it preview requests with\n"
     "pictures and metadata, and prints the record that the node publishes with each request.\n"
-    "The two models are stand-ins. Their figures follow from the pixels of the face's rectangle\n"
-    "(brightness, contrast, colour, size) and are no estimates of a person.";
+    "The two models are stand-ins. Their figures follow from the pixels of the face's rectangle,\n"
+    "place by place and colour by colour, and are no estimates of a person.";
 
 constexpr char kExample[] =
     "Examples:\n"
