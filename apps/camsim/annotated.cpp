@@ -37,6 +37,18 @@ int ScaleThatFits(const std::vector<std::string>& texts, int scale, int width) {
 
 }  // namespace
 
+pictures::Picture DrawFaces(const pictures::Nv12Frame& frame,
+                            const std::vector<pictures::Rect>& faces) {
+  pictures::Picture picture = pictures::Nv12ToPicture(frame);
+  std::vector<pictures::LabelledFace> labelled;
+  for (std::size_t slot = 0; slot < faces.size() && slot < kSlots; ++slot) {
+    labelled.push_back({faces[slot], "slot " + std::to_string(slot), kFaceColours[slot]});
+  }
+  const int scale = pictures::LabelScale(picture.width, picture.height);
+  pictures::DrawLabelledFaces(labelled, scale, {}, &picture);
+  return picture;
+}
+
 pictures::Failure WriteAnnotated(const std::string& path, const pictures::Nv12Frame& frame,
                                  const RequestReport& report) {
   pictures::Picture picture = pictures::Nv12ToPicture(frame);

@@ -2,6 +2,7 @@
 #ifndef ZY_APPS_CAMSIM_OPTIONS_H_
 #define ZY_APPS_CAMSIM_OPTIONS_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -46,6 +47,13 @@ struct Options {
   std::string jsonl;                     // a path, "-" or empty
   std::string annotated = "camsim.png";  // a path or kNoPicture
   bool all = false;                      // a row for every request
+  std::string script;                    // a path, "-" or empty
+  std::string replay;                    // likewise; one of both is empty
+  double tolerance = 0;                  // up to which figures of a replay may differ
+  std::size_t differences = 20;          // that are printed
+  std::string trace;                     // a path or empty
+  std::string report;                    // likewise
+  std::vector<std::string> compared;     // two recordings that are compared instead of a run
   LogLevel log = LogLevel::kNone;
 };
 

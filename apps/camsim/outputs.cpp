@@ -7,6 +7,8 @@
 
 #include <cerrno>
 #include <cstring>
+#include <iterator>
+#include <utility>
 
 #include "apps/same_file.h"
 
@@ -41,15 +43,21 @@ Outputs::~Outputs() {
 
 pictures::Failure Outputs::Open() {
   pictures::Failure failure = TryPicture();
-  if (!failure) failure = OpenJson();
+  if (!failure && options_.jsonl == "-") json_.reset(stdout);
+  if (!failure && options_.jsonl != "-") failure = OpenFile(options_.jsonl, &json_);
+  if (!failure) failure = OpenFile(options_.trace, &trace_);
+  if (!failure) failure = OpenFile(options_.report, &report_);
   if (!failure) failure = CheckApart();
   if (failure) return failure;
-  struct stat json = {};
-  if (json_ == nullptr || json_.get() == stdout || fstat(fileno(json_.get()), &json) != 0 ||
-      !S_ISREG(json.st_mode)) {
-    return std::nullopt;
+  for (const File* file : {&json_, &trace_, &report_}) {
+    struct stat state = {};
+    if (*file == nullptr || file->get() == stdout || fstat(fileno(file->get()), &state) != 0)
+      continue;
+    if (S_ISREG(state.st_mode) && ftruncate(fileno(file->get()), 0) != 0) {
+      return pictures::Fail(std::string("an output cannot be emptied: ") + std::strerror(errno));
+    }
   }
-  return ftruncate(fileno(json_.get()), 0) == 0 ? std::nullopt : SystemFailure(options_.jsonl);
+  return std::nullopt;
 }
 
 bool Outputs::WantsPicture() const { return options_.annotated != kNoPicture; }
@@ -69,38 +77,44 @@ pictures::Failure Outputs::TryPicture() {
 }
 
 // Standard output under whatever name is "-": the table and the lines must not share a file.
-pictures::Failure Outputs::OpenJson() {
-  if (options_.jsonl.empty()) return std::nullopt;
-  if (options_.jsonl == "-") {
-    json_.reset(stdout);
-    return std::nullopt;
+pictures::Failure Outputs::OpenFile(const std::string& path, File* file) {
+  if (path.empty()) return std::nullopt;
+  const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+  if (descriptor < 0) return SystemFailure(path);
+  if (!IsStandardOutput(descriptor)) {
+    file->reset(fdopen(descriptor, "w"));
+    return *file != nullptr ? std::nullopt : SystemFailure(path);
   }
-  const int descriptor = open(options_.jsonl.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-  if (descriptor < 0) return SystemFailure(options_.jsonl);
-  if (IsStandardOutput(descriptor)) {
-    close(descriptor);
-    json_.reset(stdout);
-    return std::nullopt;
-  }
-  json_.reset(fdopen(descriptor, "w"));
-  return json_ != nullptr ? std::nullopt : SystemFailure(options_.jsonl);
+  close(descriptor);
+  if (file != &json_) return pictures::Fail(path + ": is standard output");
+  json_.reset(stdout);
+  return std::nullopt;
 }
 
 pictures::Failure Outputs::CheckApart() const {
-  for (const std::string& output : {options_.annotated, options_.jsonl}) {
-    if (!IsInput(output, options_.source.input)) continue;
-    return pictures::Fail(output + ": is the input as well");
+  const std::string outputs[] = {WantsPicture() ? options_.annotated : "", options_.jsonl,
+                                 options_.trace, options_.report};
+  for (std::size_t i = 0; i < std::size(outputs); ++i) {
+    for (const std::string& input : {options_.source.input, options_.script, options_.replay}) {
+      if (!IsInput(outputs[i], input)) continue;
+      return pictures::Fail(outputs[i] + ": is the input as well");
+    }
+    for (std::size_t k = 0; k < i; ++k) {
+      if (!apps::IsSameFile(outputs[i], outputs[k])) continue;
+      return pictures::Fail(outputs[i] + ": is to hold two outputs");
+    }
   }
-  if (!WantsPicture() || !apps::IsSameFile(options_.annotated, options_.jsonl)) {
-    return std::nullopt;
-  }
-  return pictures::Fail(options_.annotated + ": is to hold both the picture and the JSON lines");
+  return std::nullopt;
 }
 
 void Outputs::WriteJson(const std::string& line) {
   if (json_ == nullptr) return;
   std::fwrite(line.data(), 1, line.size(), json_.get());
   std::fflush(json_.get());
+}
+
+void Outputs::WriteReport(const std::string& html) {
+  std::fwrite(html.data(), 1, html.size(), report_.get());
 }
 
 pictures::Failure Outputs::WritePicture(const pictures::Nv12Frame& frame,
@@ -112,10 +126,20 @@ pictures::Failure Outputs::WritePicture(const pictures::Nv12Frame& frame,
 // A stream that lost bytes once stays marked, even when later writes succeed.
 pictures::Failure Outputs::Check() const {
   if (std::ferror(stdout) != 0) return pictures::Fail("standard output: write failed");
-  if (json_ != nullptr && std::ferror(json_.get()) != 0) {
-    return pictures::Fail(options_.jsonl + ": write failed");
+  const std::pair<const File*, std::string> files[] = {
+      {&json_, options_.jsonl}, {&trace_, options_.trace}, {&report_, options_.report}};
+  for (const auto& [file, path] : files) {
+    if (*file != nullptr && std::ferror(file->get()) != 0) {
+      return pictures::Fail(path + ": write failed");
+    }
   }
   return std::nullopt;
+}
+
+void Outputs::Flush() const {
+  for (std::FILE* file : {stdout, trace_.get(), report_.get()}) {
+    if (file != nullptr) std::fflush(file);
+  }
 }
 
 }  // namespace camsim

@@ -30,14 +30,18 @@ class Outputs {
   bool WantsTable() const { return json_.get() != stdout; }
   // Each line leaves at once, so that a reader is never behind and an interrupt loses nothing.
   void WriteJson(const std::string& line);
+  // Null where none is wanted.
+  std::FILE* TraceFile() const { return trace_.get(); }
+  void WriteReport(const std::string& html);
   bool WantsPicture() const;
   pictures::Failure WritePicture(const pictures::Nv12Frame& frame, const RequestReport& report);
+  // Sends what still waits on its way; Check() then says whether it arrived.
+  void Flush() const;
   // Whether everything written so far has arrived.
   pictures::Failure Check() const;
 
  private:
   pictures::Failure TryPicture();
-  pictures::Failure OpenJson();
   pictures::Failure CheckApart() const;
 
   struct Close {
@@ -46,8 +50,12 @@ class Outputs {
     }
   };
 
+  using File = std::unique_ptr<std::FILE, Close>;
+
+  pictures::Failure OpenFile(const std::string& path, File* file);
+
   const Options& options_;
-  std::unique_ptr<std::FILE, Close> json_;
+  File json_, trace_, report_;
   bool made_picture_ = false;
 };
 

@@ -2,14 +2,20 @@
 #ifndef ZY_APPS_CAMSIM_RUN_H_
 #define ZY_APPS_CAMSIM_RUN_H_
 
+#include <chrono>
+#include <cstdint>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "apps/camsim/log_watch.h"
 #include "apps/camsim/options.h"
 #include "apps/camsim/outputs.h"
 #include "apps/camsim/pace.h"
 #include "apps/camsim/progress.h"
+#include "apps/camsim/recorder.h"
 #include "apps/camsim/report.h"
+#include "apps/camsim/script.h"
 #include "framework/device.h"
 #include "framework/framework.h"
 #include "pictures/error.h"
@@ -30,37 +36,45 @@ class Run {
  private:
   int Say(const pictures::Failure& failure, int exit_code);
 
+  pictures::Failure ReadScript();
+  // Whether the device can do what the script asks of it.
+  pictures::Failure TryScript() const;
+  pictures::Failure PlayScript(int64_t number);
+  pictures::Failure ApplyEvent(const framework::Json& event);
+  pictures::Failure GoToFrame(int64_t index);
+  std::vector<pictures::Rect> Faces(Size frame) const;
+
   pictures::Failure CheckFaces() const;
-  pictures::Failure SetUpDevice();
-  pictures::Failure SetProperty(const char* option, const std::string& name,
-                                const std::string& value) const;
-  // Calls a knob for an option; fails when its library has none.
-  template <typename Knob, typename... Values>
-  pictures::Failure SetKnob(const char* option, const char* library, const char* name,
-                            Values... values) const {
-    Knob* knob = nullptr;
-    pictures::Failure failure = device_.FindKnob(library, name, &knob);
-    if (failure) return pictures::FailAbout(option, failure);
-    knob(values...);
-    return std::nullopt;
-  }
+  pictures::Failure OpenDevice();
+  void BeginRecording();
   pictures::Failure StartNode();
+  pictures::Failure StartPipeline();
   pictures::Failure AwaitWorker() const;
+  void NotePass();
+  uint64_t CountWakes();
 
   int SendRequests();
+  bool WantsTable() const;
   bool WantsMore() const;
   pictures::Failure SendRequest(RequestReport* report);
+  void Record(RequestReport* report);
   pictures::Failure Report(const RequestReport& report);
   void KeepForPicture(const RequestReport& report);
 
   pictures::Failure Finish();
   void PrintNotHandedOver() const;
 
-  const Options& options_;
+  Options options_;  // with the device state that a script has changed
   Progress progress_;
   LogWatch log_;
   Outputs outputs_;
   Pace pace_;
+  Recorder recorder_;
+  Script script_;
+  const framework::Json* recorded_ = nullptr;  // of this request, in a replay
+  int64_t next_frame_ = 0;                     // in the input
+  int64_t analysed_ = 0;  // request of the pass whose results the worker has; 0 for none
+  std::chrono::steady_clock::time_point start_;
   int requests_ = 0;  // 0 is until the input ends
   std::unique_ptr<pictures::FrameSource> source_;
   pictures::Nv12Frame frame_;
