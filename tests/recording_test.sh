@@ -6,7 +6,7 @@
 #   (a model library without knobs; an emulator stands before the program where there is one)
 set -euo pipefail
 source=$(realpath "$1")
-plain=$(dirname "$2")
+plain=$(dirname "$(realpath "$2")")
 camsim=("${@:3}")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
