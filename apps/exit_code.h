@@ -13,6 +13,7 @@ enum ExitCode {
   kExitFailure = 1,
   kExitUsage = 2,
   kExitUnreadableInput = 3,
+  kExitDifferences = 4,
   kExitInterrupted = 130,
 };
 

@@ -47,31 +47,6 @@ std::size_t ElementBytes(ChiTagType type) {
   return 0;
 }
 
-template <typename T>
-std::vector<double> ValuesAs(const std::vector<uint8_t>& bytes) {
-  std::vector<double> values;
-  for (std::size_t at = 0; at + sizeof(T) <= bytes.size(); at += sizeof(T)) {
-    T value;
-    std::memcpy(&value, bytes.data() + at, sizeof(T));
-    values.push_back(static_cast<double>(value));
-  }
-  return values;
-}
-
-std::vector<double> ValuesOf(ChiTagType type, const std::vector<uint8_t>& bytes) {
-  switch (type) {
-    case ChiTagType::kByte:
-      return ValuesAs<uint8_t>(bytes);
-    case ChiTagType::kInt32:
-      return ValuesAs<int32_t>(bytes);
-    case ChiTagType::kInt64:
-      return ValuesAs<int64_t>(bytes);
-    case ChiTagType::kFloat:
-      return ValuesAs<float>(bytes);
-  }
-  return {};
-}
-
 ChiResult GetVendorTagBase(ChiVendorTagBase* query) {
   if (query->size != sizeof(*query)) return kChiFailed;
   const char* name = query->pTagName != nullptr ? query->pTagName : "";
@@ -99,6 +74,10 @@ void Metadata::Set(uint32_t tag, const void* data, std::size_t bytes, std::size_
   value->count = count;
   value->bytes.resize(bytes);
   if (bytes != 0) std::memcpy(value->bytes.data(), data, bytes);
+}
+
+void Metadata::Remove(uint32_t tag) {
+  if (Value* value = Find(tag)) value->present = false;
 }
 
 Metadata::Value* Metadata::Find(uint32_t tag) {
@@ -138,14 +117,28 @@ std::vector<uint32_t> VendorTags::Ids() const {
   return ids;
 }
 
-bool VendorTags::Describe(uint32_t id, std::size_t* element_bytes, uint32_t* count) const {
-  if (id < kFirstSection) return false;
+const VendorTags::Tag* VendorTags::Find(uint32_t id) const {
+  if (id < kFirstSection) return nullptr;
   const uint32_t section = (id - kFirstSection) / kSectionBlock;
   const uint32_t index = id % kSectionBlock;
-  if (section >= sections_.size() || index >= sections_[section].tags.size()) return false;
-  const Tag& tag = sections_[section].tags[index];
-  *element_bytes = ElementBytes(tag.type);
-  *count = tag.count;
+  if (section >= sections_.size() || index >= sections_[section].tags.size()) return nullptr;
+  return &sections_[section].tags[index];
+}
+
+bool VendorTags::Describe(uint32_t id, std::size_t* element_bytes, uint32_t* count) const {
+  const Tag* const tag = Find(id);
+  if (tag == nullptr) return false;
+  *element_bytes = ElementBytes(tag->type);
+  *count = tag->count;
+  return true;
+}
+
+bool VendorTags::Name(uint32_t id, std::string* name, ChiTagType* type, uint32_t* count) const {
+  const Tag* const tag = Find(id);
+  if (tag == nullptr) return false;
+  *name = sections_[(id - kFirstSection) / kSectionBlock].name + "." + tag->name;
+  *type = tag->type;
+  *count = tag->count;
   return true;
 }
 
@@ -195,7 +188,6 @@ pictures::Failure Framework::Start(NodeEntry entry) {
   const std::string missing = MissingCallbacks(callbacks_);
   if (!missing.empty()) return pictures::Fail("the node leaves callbacks empty: " + missing);
   tags_.Clear();
-  node_tags_.clear();
   for (const PlatformTag& tag : kPlatformTags) {
     tags_.Add(tag.section, tag.name, tag.type, tag.count);
   }
@@ -222,7 +214,6 @@ pictures::Failure Framework::RegisterNodeTags() {
         return pictures::Fail(std::string(section.pSectionName) + ": a vendor tag has no name");
       }
       tags_.Add(section.pSectionName, tag.pTagName, tag.type, tag.count);
-      node_tags_.push_back({tag.pTagName, tags_.Id(section.pSectionName, tag.pTagName), tag.type});
     }
   }
   return std::nullopt;
@@ -322,15 +313,6 @@ ResultRecord Session::Result() {
     std::memcpy(&record, value->bytes.data(), sizeof(record));
   }
   return record;
-}
-
-std::vector<PublishedTag> Session::OwnTags() {
-  std::vector<PublishedTag> published;
-  for (const NodeTag& tag : Framework::Get().NodeTags()) {
-    const Metadata::Value* value = output_.Find(tag.id);
-    if (value != nullptr) published.push_back({tag.name, ValuesOf(tag.type, value->bytes)});
-  }
-  return published;
 }
 
 pictures::Failure Session::Destroy() {

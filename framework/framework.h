@@ -31,8 +31,12 @@ class Metadata {
 
   void Clear();
   void Set(uint32_t tag, const void* data, std::size_t bytes, std::size_t count);
+  // Makes the tag absent.
+  void Remove(uint32_t tag);
   // Null when the tag is absent.
   Value* Find(uint32_t tag);
+  // In the order in which the tags were first set, absent ones among them.
+  const std::vector<Value>& Values() const { return values_; }
 
   // Sets a tag of 32-bit elements.
   template <typename T>
@@ -55,6 +59,9 @@ class VendorTags {
   uint32_t Id(const std::string& section, const std::string& name) const;
   // The identifiers of all tags.
   std::vector<uint32_t> Ids() const;
+  // The name of a tag behind that of its section, its type and its declared count; false when the
+  // identifier is unknown.
+  bool Name(uint32_t id, std::string* name, ChiTagType* type, uint32_t* count) const;
   // Bytes of one element of the tag (0 for an unknown type) and its declared count; false when the
   // identifier is unknown.
   bool Describe(uint32_t id, std::size_t* element_bytes, uint32_t* count) const;
@@ -69,19 +76,14 @@ class VendorTags {
     std::string name;
     std::vector<Tag> tags;
   };
+  // Null when the identifier is unknown.
+  const Tag* Find(uint32_t id) const;
   std::vector<Section> sections_;
 };
 
 // ---- The framework ------------------------------------------------------------------------------
 
 using NodeEntry = void (*)(ChiNodeCallbacks*);
-
-// A vendor tag that the node declared.
-struct NodeTag {
-  std::string name;
-  uint32_t id;
-  ChiTagType type;
-};
 
 // Opens a node library, for good, and finds its entry. Any thread.
 pictures::Failure OpenNode(const std::string& path, NodeEntry* entry);
@@ -104,7 +106,6 @@ class Framework {
 
   const ChiNodeCallbacks& Callbacks() const { return callbacks_; }
   VendorTags& Tags() { return tags_; }
-  const std::vector<NodeTag>& NodeTags() const { return node_tags_; }
   // The interface as nodes receive it.
   static ChiNodeInterface Interface();
 
@@ -113,7 +114,6 @@ class Framework {
 
   ChiNodeCallbacks callbacks_ = {};
   VendorTags tags_;
-  std::vector<NodeTag> node_tags_;
 };
 
 // Sets what a request usually carries: the main camera with both analyses on, an upright device, a
@@ -130,12 +130,6 @@ struct ResultRecord {
   float prop[3];
 };
 static_assert(sizeof(ResultRecord) == 52);
-
-// What a node published under one of its own tags. Integers above 2^53 are rounded.
-struct PublishedTag {
-  std::string name;
-  std::vector<double> values;
-};
 
 // A camera buffer around the planes of a frame, which the caller keeps alive.
 class CameraBuffer {
@@ -176,8 +170,6 @@ class Session {
   Metadata& Output() { return output_; }
   // The published result record; all zero when there is none.
   ResultRecord Result();
-  // The node's own tags that it published for the last request, in the order of their declaration.
-  std::vector<PublishedTag> OwnTags();
   pictures::Failure Destroy();
 
   ChiHandle node() const { return node_; }

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Whatever camsim reads (Y4M, NV12, PNG, JPEG) gives frames or a message; the JSON that it writes.
-#include <cmath>
-#include <nlohmann/json.hpp>
-
-#include "apps/camsim/report.h"
+// Whatever camsim reads (Y4M, NV12, PNG, JPEG, recordings) gives something of use or a message.
+#include "framework/comparison.h"
+#include "framework/recording.h"
 #include "fuzz/png_checksums.h"
 #include "fuzz/script.h"
 #include "pictures/frame_source.h"
@@ -42,22 +40,31 @@ static void ReadFrames(fuzz::Script& script) {
   Require(is_line, "a failure is told in a line");
 }
 
-static void WriteJson(fuzz::Script& script) {
-  camsim::RequestReport report;
-  report.frame_number = script.Raw<uint64_t>();
-  report.faces.resize(script.Byte() % 4, {script.Raw<int32_t>(), 0, script.Raw<int32_t>(), 0});
-  report.outcome = script.Pick(std::array{camsim::Outcome::kTaken, camsim::Outcome::kSkipped});
-  report.result = script.Raw<framework::ResultRecord>();
-  const nlohmann::json json = nlohmann::json::parse(camsim::JsonLine(report));
-  Require(json["request"] == report.frame_number, "the number of the request");
-  Require(json["faces"].size() == report.faces.size(), "each face");
-  for (const char* name : {"gender", "age", "score", "prop"}) Require(json[name].size() == 3, name);
-  const float age = report.result.age[2];
-  Require(std::isfinite(age) ? json["age"][2] == age : json["age"][2].is_null(), "each age");
+// A recording is refused in a line, or all of it is of use and reads the same once more.
+static void ReadRecording(fuzz::Script& script) {
+  const std::vector<uint8_t> bytes = script.Rest();
+  framework::Recording recording, again;
+  const pictures::Failure failure = framework::ParseRecording(
+      {reinterpret_cast<const char*>(bytes.data()), bytes.size()}, &recording);
+  if (failure) return Require(failure->message.rfind("line ", 0) == 0, "a failure names the line");
+  std::string text;
+  framework::HeldInput held;
+  framework::Metadata metadata;
+  for (const framework::Step& step : recording.steps) {
+    text += framework::LineOf(step.json);
+    if (!step.json.contains("in")) continue;
+    held.Change(step.json["in"]);
+    framework::ApplyInput(held.Tags(), &metadata);
+    Require(framework::ReadInput(metadata, {}).size() == 8, "every tag of a request");
+  }
+  Require(!framework::ParseRecording(text, &again), "what was written is read");
+  framework::Comparison comparison({});
+  framework::CompareRecordings(recording, again, &comparison);
+  Require(comparison.Count() == 0, "what was written is the same");
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, std::size_t size) {
   fuzz::Script script(bytes, size);
-  script.OneIn(16) ? WriteJson(script) : ReadFrames(script);
+  script.OneIn(16) ? ReadRecording(script) : ReadFrames(script);
   return 0;
 }

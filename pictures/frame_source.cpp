@@ -23,6 +23,7 @@ class StillSource final : public FrameSource {
     *frame = still_;
     return std::nullopt;
   }
+  Failure Skip(int64_t) override { return std::nullopt; }
   bool IsEndless() const override { return true; }
   int Width() const override { return still_.width; }
   int Height() const override { return still_.height; }
@@ -40,6 +41,10 @@ class SceneSource final : public FrameSource {
     *at_end = false;
     faces_ = SceneFaces(options_.width, options_.height, options_.scene_faces, index_);
     scene_.Draw(index_++, frame);
+    return std::nullopt;
+  }
+  Failure Skip(int64_t count) override {
+    index_ += count;
     return std::nullopt;
   }
   std::vector<Rect> Faces() const override { return faces_; }
@@ -186,6 +191,15 @@ Failure OpenScene(FrameSourceOptions options, std::unique_ptr<FrameSource>* sour
 }
 
 }  // namespace
+
+Failure FrameSource::Skip(int64_t count) {
+  Failure failure;
+  bool at_end = false;
+  for (Nv12Frame passed_over; count > 0 && !at_end && !failure; --count) {
+    failure = Next(&passed_over, &at_end);
+  }
+  return failure;
+}
 
 Failure OpenFrameSource(const FrameSourceOptions& options, std::unique_ptr<FrameSource>* source) {
   if (options.input.empty()) return OpenScene(options, source);

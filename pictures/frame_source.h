@@ -24,6 +24,9 @@ class FrameSource {
   // calls give is of no use.
   virtual Failure Next(Nv12Frame* frame, bool* at_end) = 0;
 
+  // Passes over so many frames; at the source's end over those that are left.
+  virtual Failure Skip(int64_t count);
+
   // The faces known to be in the latest frame, in its pixels: those of the built-in scene. Other
   // sources know of none.
   virtual std::vector<Rect> Faces() const { return {}; }

@@ -180,4 +180,32 @@ Failure WritePng(const std::string& path, const Picture& picture) {
   return std::nullopt;
 }
 
+Picture Shrink(const Picture& picture, int side) {
+  const int n = std::max(1, (std::max(picture.width, picture.height) + side - 1) / side);
+  if (n == 1) return picture;
+  Picture small = MakePicture(picture.width / n, picture.height / n);
+  for (int y = 0; y < small.height; ++y) {
+    for (int x = 0; x < 3 * small.width; ++x) {
+      int sum = 0;
+      for (int i = 0; i < n * n; ++i) sum += picture.Pixel(x / 3 * n + i % n, y * n + i / n)[x % 3];
+      small.Pixel(0, y)[x] = static_cast<uint8_t>(sum / (n * n));
+    }
+  }
+  return small;
+}
+
+Failure EncodeJpeg(const Picture& picture, std::vector<uint8_t>* bytes) {
+  tjhandle encoder = tjInitCompress();
+  unsigned char* data = nullptr;
+  unsigned long size = 0;
+  const bool done = encoder != nullptr &&
+                    tjCompress2(encoder, picture.rgb.data(), picture.width, 0, picture.height,
+                                TJPF_RGB, &data, &size, TJSAMP_420, 85, 0) == 0;
+  if (done) bytes->assign(data, data + size);
+  tjFree(data);
+  tjDestroy(encoder);
+  if (done) return std::nullopt;
+  return Fail("cannot be encoded as JPEG");
+}
+
 }  // namespace pictures

@@ -58,6 +58,14 @@ Failure ReadPicture(const std::string& path, Picture* picture);
 // cut short by a failure stays where it is. Any thread.
 Failure WritePng(const std::string& path, const Picture& picture);
 
+// The picture with every block of n x n pixels made into their mean, for the smallest n that makes
+// neither side longer than `side`; what is left of a block at the right and lower edge is cut off.
+// Any thread.
+Picture Shrink(const Picture& picture, int side);
+
+// Encodes a picture as a JPEG file in memory. Any thread.
+Failure EncodeJpeg(const Picture& picture, std::vector<uint8_t>* bytes);
+
 }  // namespace pictures
 
 #endif  // ZY_PICTURES_PICTURE_H_

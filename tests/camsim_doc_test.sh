@@ -25,8 +25,8 @@ same "options" "$(awk '/^## Options/ { on = 1; next } /^## / { on = 0 } on && /^
   "$("${camsim[@]}" --help | grep -E '^  (-h,)?--' | grep -oE -e '--[a-z-]+' | LC_ALL=C sort -u)"
 
 lines=$("${camsim[@]}" --requests 1 --size 64x64 --realtime --annotated none --jsonl - 2>/dev/null)
-# Keys of the outermost level: what stands in "own" is the node's.
-keys=$(sed 's/"own":{[^}]*}/"own":0/' <<<"$lines" | grep -oE '"[A-Za-z_]+":' | tr -d '":' | LC_ALL=C sort)
+# Keys of the outermost level: values are made into 0 from the inside out.
+keys=$(sed -E 's/^\{(.*)\}$/\1/; :a; s/\{[^{}]*\}|\[[^][{}]*\]/0/; ta' <<<"$lines" | grep -oE '"[a-z_]+":' | tr -d '":' | LC_ALL=C sort)
 same "keys of the JSON lines" "$(names "JSON lines" 2)" "$keys"
 
 shown=$(awk '/slot 0/ { on = 1 } /^annotated/ { on = 0 } on' "$1/README.md")

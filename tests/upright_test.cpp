@@ -75,6 +75,7 @@ TEST(Upright, RectanglesGoWhereTheirPixelsGo) {
     for (const int orientation : kOrientations) {
       ASSERT_FALSE(camsim::TurnToSensor(upright, orientation, 0, &frame));
       const Rect moved = camsim::TurnToSensor(rect, orientation, {width, height});
+      EXPECT_EQ(camsim::TurnToSensor(moved, orientation, {frame.width, frame.height}), rect);
       int marked = 0;
       for (int i = 0; i < frame.width * frame.height; ++i) {
         const int x = i % frame.width - moved.x, y = i / frame.width - moved.y;

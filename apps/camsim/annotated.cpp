@@ -43,6 +43,18 @@ int64_t Overlap(const pictures::Rect& a, const pictures::Rect& b) {
 
 }  // namespace
 
+pictures::Picture DrawFaces(const pictures::Nv12Frame& frame,
+                            const std::vector<pictures::Rect>& faces) {
+  pictures::Picture picture = pictures::Nv12ToPicture(frame);
+  std::vector<pictures::LabelledFace> labelled;
+  for (std::size_t slot = 0; slot < faces.size() && slot < kSlots; ++slot) {
+    labelled.push_back({faces[slot], "slot " + std::to_string(slot), kFaceColours[slot]});
+  }
+  const int scale = pictures::LabelScale(picture.width, picture.height);
+  pictures::DrawLabelledFaces(labelled, scale, {}, &picture);
+  return picture;
+}
+
 pictures::Picture Annotate(const pictures::Nv12Frame& frame, const RequestReport& report,
                            const std::string& caption) {
   pictures::Picture picture = pictures::Nv12ToPicture(frame);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // camsim: runs the node library on pictures, without a phone.
+#include "apps/camsim/diff.h"
 #include "apps/camsim/options.h"
 #include "apps/camsim/run.h"
 #include "apps/exit_code.h"
@@ -12,5 +13,7 @@ int main(int argc, char** argv) {
   int exit_code = apps::kExitOk;
   if (!camsim::ParseOptions(argc, argv, &options, &exit_code)) return exit_code;
   apps::CatchInterrupts();
-  return apps::RunWithinMemory("camsim", [&] { return camsim::Run(options).Go(); });
+  return apps::RunWithinMemory("camsim", [&] {
+    return options.compared.empty() ? camsim::Run(options).Go() : camsim::Diff(options);
+  });
 }

@@ -23,11 +23,12 @@ constexpr char kExample[] =
     "  camsim                                       the built-in scene\n"
     "  camsim --input photo.jpg --face 420,180,300,300 --requests 30 --jsonl -\n"
     "  ffmpeg -i clip.mp4 -f yuv4mpegpipe - | camsim --input - --face 80,60,200,200\n"
+    "  camsim --jsonl old.jsonl; camsim --replay old.jsonl --node other.so\n"
     "  camsim --input photo.jpg --faces auto --models real   after ./dev models\n"
     "  ffmpeg -i in.mp4 -f yuv4mpegpipe - | camsim --input - --faces auto --models real \\\n"
     "    --annotated-clip - | ffmpeg -i - out.mp4\n"
     "docs/camsim.md explains options, keys and figures.\n"
-    "Exit status: 0 ok, 1 failure, 2 usage, 3 unreadable input, 130 interrupted.";
+    "Exit status: 0 ok, 1 failure, 2 usage, 3 unreadable input, 4 differences,\n130 interrupted.";
 
 std::string ProgramFolder() {
   char path[4096];
@@ -200,6 +201,41 @@ void AddRun(CLI::App* app, Options* options) {
       ->check(apps::NotEmpty);
 }
 
+void AddRecordings(CLI::App* app, Options* options) {
+  const auto file = [](const std::string& path) {
+    return path == "-" ? "is not written to standard output; name a file" : apps::NotEmpty(path);
+  };
+  app->add_option("--script", options->script, "send what a script or a recording says")
+      ->type_name("FILE|-")
+      ->check(apps::NotEmpty);
+  app->add_option("--replay", options->replay,
+                  "send what a recording (--jsonl) says, and compare what comes back")
+      ->type_name("FILE|-")
+      ->check(apps::NotEmpty)
+      ->excludes("--script");
+  app->add_option("--trace", options->trace, "trace events, for a trace viewer")
+      ->type_name("FILE")
+      ->check(file);
+  app->add_option("--report", options->report, "the run as a page of HTML")
+      ->type_name("FILE")
+      ->check(file);
+}
+
+// For replays and for comparisons without a run.
+void AddComparison(CLI::App* app, Options* options) {
+  app->add_option("--tolerance", options->tolerance, "by which figures may differ (0)")
+      ->check(PlainNumber);
+  app->add_option("--differences", options->differences, "differences to print (20)");
+}
+
+void AddDiff(CLI::App* app, Options* options) {
+  CLI::App* diff = app->add_subcommand("diff", "compare two recordings without a run");
+  diff->add_option("recordings", options->compared, "two files that --jsonl wrote")
+      ->required()
+      ->expected(2);
+  AddComparison(diff, options);
+}
+
 }  // namespace
 
 bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
@@ -211,6 +247,9 @@ bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
   AddInput(&app, options, &size);
   AddDeviceState(&app, options);
   AddRun(&app, options);
+  AddRecordings(&app, options);
+  AddComparison(&app, options);
+  AddDiff(&app, options);
   if (!apps::ParseCommandLine(argc, argv, &app, exit_code)) return false;
   if (options->real_models) {
     options->devices.insert(options->devices.begin(), options->real_device);

@@ -2,6 +2,7 @@
 #ifndef ZY_APPS_CAMSIM_OPTIONS_H_
 #define ZY_APPS_CAMSIM_OPTIONS_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -52,6 +53,13 @@ struct Options {
   std::string annotated = "camsim.png";  // a path or kNoPicture
   std::string annotated_clip;            // a path, "-" or empty
   bool all = false;                      // a row for every request
+  std::string script;                    // a path, "-" or empty
+  std::string replay;                    // likewise; one of both is empty
+  double tolerance = 0;                  // up to which figures of a replay may differ
+  std::size_t differences = 20;          // that are printed
+  std::string trace;                     // a path or empty
+  std::string report;                    // likewise
+  std::vector<std::string> compared;     // two recordings that are compared instead of a run
   LogLevel log = LogLevel::kNone;
 
   bool IsUpright() const { return upright.value_or(found_faces.has_value()); }

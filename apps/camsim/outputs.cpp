@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "apps/same_file.h"
 #include "pictures/y4m_writer.h"
@@ -58,9 +59,13 @@ pictures::Failure Outputs::Open() {
   pictures::Failure failure = TryPicture();
   if (!failure) failure = OpenStream(options_.jsonl, &json_);
   if (!failure) failure = OpenStream(options_.annotated_clip, &clip_);
+  if (!failure) failure = OpenFile(options_.trace, &trace_);
+  if (!failure) failure = OpenFile(options_.report, &report_);
   if (!failure) failure = CheckApart();
   if (!failure) failure = Empty(json_.get(), options_.jsonl);
   if (!failure) failure = Empty(clip_.get(), options_.annotated_clip);
+  if (!failure) failure = Empty(trace_.get(), options_.trace);
+  if (!failure) failure = Empty(report_.get(), options_.report);
   return failure;
 }
 
@@ -82,11 +87,15 @@ pictures::Failure Outputs::TryPicture() {
 
 // Standard output under whatever name is "-": what is said in text must not share a file with it.
 pictures::Failure Outputs::OpenStream(const std::string& path, File* file) {
-  if (path.empty()) return std::nullopt;
   if (path == "-") {
     file->reset(stdout);
     return std::nullopt;
   }
+  return OpenFile(path, file);
+}
+
+pictures::Failure Outputs::OpenFile(const std::string& path, File* file) {
+  if (path.empty()) return std::nullopt;
   const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
   if (descriptor < 0) return SystemFailure(path);
   if (IsStandardOutput(descriptor)) {
@@ -102,13 +111,20 @@ pictures::Failure Outputs::CheckApart() const {
   if (json_ != nullptr && json_.get() == clip_.get()) {
     return pictures::Fail("standard output: is to hold both the JSON lines and the clip");
   }
+  for (const auto& [file, path] :
+       {std::pair(&trace_, options_.trace), std::pair(&report_, options_.report)}) {
+    if (file->get() == stdout) return pictures::Fail(path + ": is standard output");
+  }
   std::vector<std::pair<std::string, std::string>> earlier;
   for (const auto& [path, what] : {std::pair<std::string, std::string>(
                                        WantsPicture() ? options_.annotated : "", "the picture"),
                                    {options_.jsonl, "the JSON lines"},
-                                   {options_.annotated_clip, "the clip"}}) {
-    if (IsInput(path, options_.source.input))
-      return pictures::Fail(path + ": is the input as well");
+                                   {options_.annotated_clip, "the clip"},
+                                   {options_.trace, "the trace"},
+                                   {options_.report, "the report"}}) {
+    for (const std::string& input : {options_.source.input, options_.script, options_.replay}) {
+      if (IsInput(path, input)) return pictures::Fail(path + ": is the input as well");
+    }
     for (const auto& [other, other_what] : earlier) {
       if (!apps::IsSameFile(path, other)) continue;
       return pictures::Fail(other + ": is to hold both " + other_what + " and " + what);
@@ -122,6 +138,10 @@ void Outputs::WriteJson(const std::string& line) {
   if (json_ == nullptr) return;
   std::fwrite(line.data(), 1, line.size(), json_.get());
   std::fflush(json_.get());
+}
+
+void Outputs::WriteReport(const std::string& html) {
+  std::fwrite(html.data(), 1, html.size(), report_.get());
 }
 
 pictures::Failure Outputs::WritePicture(const pictures::Nv12Frame& frame,
@@ -153,10 +173,22 @@ pictures::Failure Outputs::WriteClipFrame(const pictures::Nv12Frame& frame,
 // A stream that lost bytes once stays marked, even when later writes succeed.
 pictures::Failure Outputs::Check() const {
   if (std::ferror(stdout) != 0) return pictures::Fail("standard output: write failed");
-  if (json_ != nullptr && std::ferror(json_.get()) != 0) {
-    return pictures::Fail(options_.jsonl + ": write failed");
+  const std::pair<const File*, std::string> files[] = {{&json_, options_.jsonl},
+                                                       {&clip_, options_.annotated_clip},
+                                                       {&trace_, options_.trace},
+                                                       {&report_, options_.report}};
+  for (const auto& [file, path] : files) {
+    if (*file != nullptr && std::ferror(file->get()) != 0) {
+      return pictures::Fail(path + ": write failed");
+    }
   }
   return std::nullopt;
+}
+
+void Outputs::Flush() const {
+  for (std::FILE* file : {stdout, clip_.get(), trace_.get(), report_.get()}) {
+    if (file != nullptr) std::fflush(file);
+  }
 }
 
 }  // namespace camsim

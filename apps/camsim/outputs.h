@@ -31,6 +31,9 @@ class Outputs {
   bool WantsTable() const { return json_.get() != stdout && clip_.get() != stdout; }
   // Each line leaves at once, so that a reader is never behind and an interrupt loses nothing.
   void WriteJson(const std::string& line);
+  // Null where none is wanted.
+  std::FILE* TraceFile() const { return trace_.get(); }
+  void WriteReport(const std::string& html);
   bool WantsPicture() const;
   pictures::Failure WritePicture(const pictures::Nv12Frame& frame, const RequestReport& report);
   bool WantsClip() const { return !options_.annotated_clip.empty(); }
@@ -38,6 +41,8 @@ class Outputs {
   // `report` published, and how many frames ago that was. `rate` as for pictures::WriteY4mHeader.
   pictures::Failure WriteClipFrame(const pictures::Nv12Frame& frame, const RequestReport& report,
                                    const std::string& rate);
+  // Sends what still waits on its way; Check() then says whether it arrived.
+  void Flush() const;
   // Whether everything written so far has arrived.
   pictures::Failure Check() const;
 
@@ -50,12 +55,12 @@ class Outputs {
   using File = std::unique_ptr<std::FILE, Close>;
 
   pictures::Failure TryPicture();
+  static pictures::Failure OpenFile(const std::string& path, File* file);
   static pictures::Failure OpenStream(const std::string& path, File* file);
   pictures::Failure CheckApart() const;
 
   const Options& options_;
-  File json_;
-  File clip_;
+  File json_, trace_, report_, clip_;
   pictures::Nv12Frame clip_frame_;
   RequestReport published_;  // the latest report with figures
   bool made_picture_ = false;

@@ -10,8 +10,10 @@
 #include <string>
 #include <vector>
 
+#include "apps/camsim/trace.h"
 #include "apps/camsim/why.h"
 #include "framework/framework.h"
+#include "framework/recording.h"
 #include "pictures/error.h"
 #include "pictures/geometry.h"
 #include "pictures/nv12.h"
@@ -23,6 +25,7 @@ inline constexpr int kSlots = 3;
 
 // What became of a frame at the worker.
 enum class Outcome { kUnknown, kNotOffered, kSkipped, kDropped, kTaken };
+const char* NameOf(Outcome outcome);
 
 struct RequestReport {
   uint64_t frame_number = 0;
@@ -30,8 +33,10 @@ struct RequestReport {
   Outcome outcome = Outcome::kNotOffered;
   framework::ResultRecord result = {};
   std::array<SlotWhy, kSlots> why = {};
-  std::vector<framework::PublishedTag> own_tags;
-  std::optional<int64_t> took_us;  // of a run in real time
+  int64_t frame_index = 0;             // in the input
+  std::string digest;                  // of the frame's pixels, where somebody asks
+  std::optional<int64_t> figures_age;  // requests since the one whose frame gave the figures
+  std::optional<Span> time;            // of a run in real time
 
   bool HasFigures() const;
 };
@@ -52,17 +57,15 @@ struct Summary {
 
 void PrintTableHead(bool real_models, std::FILE* to);
 void PrintTableRow(const RequestReport& report, std::FILE* to);
-// `last` is the run's last request: what the node publishes under its own tags is shown once.
-void PrintSummary(const Summary& summary, const RequestReport& last, std::FILE* to);
-
-// ---- JSON lines (json_lines.cpp) ----------------------------------------------------------------
-
-// The first line: the format's number, the version, the input and the size of its frames.
-std::string JsonHeader(const std::string& input, int width, int height);
-// One request. Both with their line break.
-std::string JsonLine(const RequestReport& report);
+std::string SummaryLine(const Summary& summary);
+// The tags that are not the record's, of what a request published.
+std::string OwnTagsLine(const framework::Json& out);
 
 // ---- Picture (annotated.cpp) --------------------------------------------------------------------
+
+// The frame with its faces outlined and numbered by slot.
+pictures::Picture DrawFaces(const pictures::Nv12Frame& frame,
+                            const std::vector<pictures::Rect>& faces);
 
 // What figures of the stand-ins, and of real networks, are.
 inline constexpr char kStandInCaption[] = "stand-in figures,\nno estimates of a person";

@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "apps/camsim/run.h"
 
-#include <atomic>
 #include <chrono>
 #include <string>
 #include <utility>
 
+#include "apps/camsim/header.h"
+#include "apps/camsim/knobs.h"
 #include "apps/camsim/sensor.h"
 #include "apps/camsim/upright.h"
 #include "apps/exit_code.h"
 #include "apps/interrupt.h"
 #include "framework/worker_watch.h"
-#include "host/control.h"
 
 namespace camsim {
 namespace {
@@ -20,18 +20,6 @@ constexpr std::chrono::minutes kRestTimeout{5};
 
 // What an input without an end is asked for.
 constexpr int kDefaultRequests = 60;
-
-constexpr char kModel[] = "libQVFD_AgeGender.so";
-constexpr char kGrader[] = "libFaceGrade.so";
-std::atomic<uint64_t> g_model_calls{0};
-
-void CountModelCall(void*, const ZyModelCall*) { ++g_model_calls; }
-
-// What is seen of any node's workers: signals that wake them, and, where each pass is awaited, the
-// calls that they make.
-uint64_t CountWakes(bool passes_are_awaited) {
-  return framework::CountWorkers().signals + (passes_are_awaited ? g_model_calls.load() : 0);
-}
 
 // How well a frame shows what the node found: the largest rank is the one that is drawn.
 int RankOf(const RequestReport& report) {
@@ -43,27 +31,37 @@ int RankOf(const RequestReport& report) {
 }  // namespace
 
 Run::Run(const Options& options)
-    : options_(options), log_(options.log, &progress_), outputs_(options), pace_(options.fps) {}
+    : options_(options),
+      log_(options.log, &progress_),
+      outputs_(options_),
+      pace_(options.fps),
+      recorder_(options_, &outputs_) {}
 
 int Run::Go() {
+  if (pictures::Failure failure = ReadScript()) return Say(failure, apps::kExitUnreadableInput);
   if (pictures::Failure failure = pictures::OpenFrameSource(options_.source, &source_)) {
     if (apps::Interrupted()) return apps::kExitInterrupted;  // it ended the read
     return Say(failure, apps::kExitUnreadableInput);
   }
   if (pictures::Failure failure = CheckFaces()) return Say(failure, apps::kExitUsage);
-  if (pictures::Failure failure = outputs_.Open()) return Say(failure, apps::kExitFailure);
   if (options_.found_faces || options_.real_models) {
     if (pictures::Failure failure = finder_.Open(options_.real_device)) {
       return Say(failure, apps::kExitFailure);
     }
   }
-  if (pictures::Failure failure = SetUpDevice()) return Say(failure, apps::kExitFailure);
+  if (pictures::Failure failure = OpenDevice()) return Say(failure, apps::kExitFailure);
+  if (pictures::Failure failure = TryScript()) return Say(failure, apps::kExitUnreadableInput);
+  if (pictures::Failure failure = outputs_.Open()) return Say(failure, apps::kExitFailure);
+  BeginRecording();
+  if (pictures::Failure failure = PlayScript(1)) return Say(failure, apps::kExitUnreadableInput);
   if (pictures::Failure failure = StartNode()) return Say(failure, apps::kExitFailure);
   const int exit_code = SendRequests();
   if (pictures::Failure failure = session_.Destroy()) return Say(failure, apps::kExitFailure);
   const pictures::Failure failure = Finish();
   // What failed the run is said already.
-  return failure && exit_code != apps::kExitFailure ? Say(failure, apps::kExitFailure) : exit_code;
+  if (failure && exit_code != apps::kExitFailure) return Say(failure, apps::kExitFailure);
+  const bool differs = exit_code == apps::kExitOk && recorder_.Differences() != 0;
+  return differs ? apps::kExitDifferences : exit_code;
 }
 
 int Run::Say(const pictures::Failure& failure, int exit_code) {
@@ -82,58 +80,134 @@ pictures::Failure Run::CheckFaces() const {
   return std::nullopt;
 }
 
-pictures::Failure Run::SetUpDevice() {
+pictures::Failure Run::OpenDevice() {
   if (pictures::Failure failure = device_.Open(options_.devices)) return failure;
   if (options_.log == LogLevel::kInfo) {
     for (const auto& library : device_.Libraries()) {
       progress_.Print("camsim: " + library.name + " is " + library.path);
     }
   }
-  for (const auto& [library, name] : {std::pair(kModel, "zy_tell_age_gender_calls"),
-                                      std::pair(kGrader, "zy_tell_face_grade_calls")}) {
-    decltype(zy_tell_age_gender_calls)* tell = nullptr;
-    if (!device_.FindKnob(library, name, &tell)) tell(CountModelCall, nullptr);
+  TellCalls(device_, &recorder_.Passes());
+  for (const framework::Json& event : DeviceEvents(options_)) {
+    if (pictures::Failure failure = SetKnobs(device_, event, false)) return failure;
   }
-  pictures::Failure failure = SetProperty("--zynode-conf", "zynode_conf", options_.zynode_conf);
-  if (!failure) failure = SetProperty("--operation-mask", "operationMask", options_.operation_mask);
-  if (!failure && options_.model_delay_ms != 0) {
-    failure = SetKnob<decltype(zy_set_age_gender_delay)>(
-        "--model-delay", kModel, "zy_set_age_gender_delay", options_.model_delay_ms);
-  }
-  if (!failure && options_.failing_inits != 0) {
-    failure = SetKnob<decltype(zy_fail_age_gender_inits)>(
-        "--failing-inits", kModel, "zy_fail_age_gender_inits", options_.failing_inits);
-  }
-  return failure;
+  return std::nullopt;
 }
 
-pictures::Failure Run::SetProperty(const char* option, const std::string& name,
-                                   const std::string& value) const {
-  if (value.empty()) return std::nullopt;
-  return SetKnob<decltype(zy_set_property)>(option, "libcutils.so", "zy_set_property",
-                                            ("persist.vendor.camera." + name).c_str(),
-                                            value.c_str());
+void Run::BeginRecording() {
+  if (options_.buffer.width == 0) options_.buffer = SentSize();
+  recorder_.Begin(HeaderOf(options_, {source_->Width(), source_->Height()}, device_));
+  for (const framework::Json& event : DeviceEvents(options_)) recorder_.AddEvent(event);
+}
+
+Size Run::SentSize() const {
+  const Size frame = {source_->Width(), source_->Height()};
+  return options_.IsUpright() ? TurnToSensor(frame, options_.orientation) : frame;
 }
 
 pictures::Failure Run::StartNode() {
   if (pictures::Failure failure = framework::Framework::Get().Load(options_.node)) return failure;
-  Size frame = {source_->Width(), source_->Height()};
-  if (options_.IsUpright()) frame = TurnToSensor(frame, options_.orientation);
+  const Size frame = SentSize();
   if (pictures::Failure failure =
           pictures::CheckFrameShape(frame.width, frame.height, options_.source.stride)) {
     return failure;
   }
-  const Size buffer = options_.buffer.width != 0 ? options_.buffer : frame;
-  output_frame_.width = buffer.width;
-  output_frame_.height = buffer.height;
+  output_frame_.width = options_.buffer.width;
+  output_frame_.height = options_.buffer.height;
+  return StartPipeline();
+}
+
+pictures::Failure Run::StartPipeline() {
   if (pictures::Failure failure =
-          session_.Create(options_.node_caps, static_cast<uint32_t>(buffer.width),
-                          static_cast<uint32_t>(buffer.height))) {
+          session_.Create(options_.node_caps, static_cast<uint32_t>(output_frame_.width),
+                          static_cast<uint32_t>(output_frame_.height))) {
     return failure;
   }
   session_.PostPipelineCreate();
   return AwaitWorker();
 }
+
+// ---- Scripts ------------------------------------------------------------------------------------
+
+pictures::Failure Run::ReadScript() {
+  const bool is_replay = !options_.replay.empty();
+  const std::string& path = is_replay ? options_.replay : options_.script;
+  if (path.empty()) return std::nullopt;
+  if (pictures::Failure failure = script_.Read(path, is_replay)) return failure;
+  UseHeader(script_.Header(), &options_);
+  for (const framework::Step& step : script_.Steps()) {
+    if (step.request > 1) break;
+    if (step.json.contains("in")) TakeTags(step.json["in"], &options_);
+  }
+  return std::nullopt;
+}
+
+pictures::Failure Run::TryScript() const {
+  for (const framework::Step& step : script_.Steps()) {
+    if (step.IsRequest()) continue;
+    const pictures::Failure failure = SetKnobs(device_, step.json, true);
+    if (failure) return script_.FailAt(step, failure);
+  }
+  return std::nullopt;
+}
+
+// What the script says up to the request of this number.
+pictures::Failure Run::PlayScript(int64_t number) {
+  while (const framework::Step* step = script_.Next(number)) {
+    pictures::Failure failure;
+    if (step->IsRequest()) {
+      recorded_ = !options_.replay.empty() && step->json.contains("out") ? &step->json : nullptr;
+      const int64_t index =
+          step->json.value(framework::Json::json_pointer("/frame/index"), next_frame_);
+      if (index != next_frame_) failure = GoToFrame(index);
+    } else {
+      failure = ApplyEvent(step->json);
+    }
+    if (failure) return script_.FailAt(*step, failure);
+  }
+  TakeTags(script_.Held().Tags(), &options_);
+  return std::nullopt;
+}
+
+pictures::Failure Run::ApplyEvent(const framework::Json& event) {
+  recorder_.AddEvent(event);
+  if (!event.contains("pipeline")) return SetKnobs(device_, event, false);
+  if (session_.node() == nullptr) return std::nullopt;
+  if (pictures::Failure failure = session_.Destroy()) return failure;
+  recorder_.EndPipeline();
+  analysed_ = 0;
+  return StartPipeline();
+}
+
+pictures::Failure Run::GoToFrame(int64_t index) {
+  if (index < next_frame_) {
+    if (options_.source.input == "-")
+      return pictures::Fail("frame.index: standard input does not go back");
+    if (pictures::Failure failure = pictures::OpenFrameSource(options_.source, &source_))
+      return failure;
+    next_frame_ = 0;
+  }
+  pictures::Failure failure = source_->Skip(index - next_frame_);
+  next_frame_ = index;
+  return failure;
+}
+
+std::vector<pictures::Rect> Run::Faces(Size sent) const {
+  const framework::HeldInput& held = script_.Held();
+  const auto rectangles = held.Tags().find(framework::kFaceRectanglesName);
+  if (rectangles != held.Tags().end()) return Turned(FacesOf(options_, sent, *rectangles), sent);
+  if (held.Faces()) return *held.Faces();
+  if (options_.found_faces) return finder_.Find(frame_, *options_.found_faces);
+  return options_.faces.empty() ? source_->Faces() : options_.faces;
+}
+
+std::vector<pictures::Rect> Run::Turned(std::vector<pictures::Rect> faces, Size size) const {
+  if (!options_.IsUpright()) return faces;
+  for (pictures::Rect& face : faces) face = TurnToSensor(face, options_.orientation, size);
+  return faces;
+}
+
+// ---- Requests -----------------------------------------------------------------------------------
 
 pictures::Failure Run::AwaitWorker() const {
   if (options_.realtime || framework::WaitForRestingWorkers(kRestTimeout)) return std::nullopt;
@@ -141,14 +215,17 @@ pictures::Failure Run::AwaitWorker() const {
 }
 
 int Run::SendRequests() {
-  requests_ = options_.requests;
+  requests_ = options_.requests != 0 ? options_.requests : static_cast<int>(script_.LastRequest());
   if (requests_ == 0 && source_->IsEndless()) requests_ = kDefaultRequests;
   const std::string input =
       options_.source.input.empty() ? "the built-in scene" : options_.source.input;
-  outputs_.WriteJson(JsonHeader(input, source_->Width(), source_->Height()));
-  if (outputs_.WantsTable()) PrintTableHead(options_.real_models, outputs_.Text());
+  if (WantsTable()) PrintTableHead(options_.real_models, outputs_.Text());
+  start_ = std::chrono::steady_clock::now();
   while (WantsMore()) {
     bool at_end = false;
+    if (pictures::Failure failure = PlayScript(summary_.sent + 1)) {
+      return Say(failure, apps::kExitUnreadableInput);
+    }
     if (pictures::Failure failure = source_->Next(&frame_, &at_end)) {
       if (apps::Interrupted()) break;
       return Say(failure, apps::kExitUnreadableInput);
@@ -164,62 +241,90 @@ int Run::SendRequests() {
   return Say(pictures::Fail(input + ": has no frames"), apps::kExitUnreadableInput);
 }
 
+// A replay prints what is different instead.
+bool Run::WantsTable() const { return outputs_.WantsTable() && options_.replay.empty(); }
+
 bool Run::WantsMore() const {
   return !apps::Interrupted() && (requests_ == 0 || summary_.sent < requests_);
 }
 
-std::vector<pictures::Rect> Run::FacesOfFrame() const {
-  if (options_.found_faces) return finder_.Find(frame_, *options_.found_faces);
-  return options_.faces.empty() ? source_->Faces() : options_.faces;
-}
-
 pictures::Failure Run::SendRequest(RequestReport* report) {
   report->frame_number = static_cast<uint64_t>(summary_.sent) + 1;
-  report->faces = FacesOfFrame();
-  if (!options_.IsUpright()) return SendFrame(report->faces, report, &frame_);
-  std::vector<pictures::Rect> turned;
-  for (const pictures::Rect& face : report->faces) {
-    turned.push_back(TurnToSensor(face, options_.orientation, {frame_.width, frame_.height}));
+  report->frame_index = next_frame_++;
+  pictures::Nv12Frame* const sent = options_.IsUpright() ? &sensor_frame_ : &frame_;
+  if (sent != &frame_) {
+    const int stride = options_.source.stride;
+    pictures::Failure failure = TurnToSensor(frame_, options_.orientation, stride, sent);
+    if (failure) return failure;
   }
-  if (pictures::Failure failure =
-          TurnToSensor(frame_, options_.orientation, options_.source.stride, &sensor_frame_)) {
-    return failure;
-  }
-  return SendFrame(turned, report, &sensor_frame_);
+  report->faces = Faces({sent->width, sent->height});
+  return SendFrame(Turned(report->faces, {frame_.width, frame_.height}), report, sent);
 }
 
 pictures::Failure Run::SendFrame(const std::vector<pictures::Rect>& faces, RequestReport* report,
                                  pictures::Nv12Frame* frame) {
   const Size size = {frame->width, frame->height};
   SetRequestMetadata(options_, size, faces, &session_.Input());
-  const RequestState state = StateOf(options_, size, faces, framework::CountWorkers().passes != 0);
+  framework::ApplyInput(script_.Held().Tags(), &session_.Input());
+  if (options_.realtime) pace_.AwaitNext();
+  NotePass();
+  const RequestState state = StateOf(options_, size, faces, analysed_ != 0);
   framework::CameraBuffer input(frame);
   framework::CameraBuffer output(&output_frame_);
-  if (options_.realtime) pace_.AwaitNext();
   const auto start = std::chrono::steady_clock::now();
   // The worker could be done before the node collects the results; which it is must not depend on
   // the machine.
-  const uint64_t wakes = CountWakes(!options_.realtime);
+  const uint64_t wakes = CountWakes();
   framework::HoldSignals(!options_.realtime);
   const pictures::Failure failure = session_.Process(report->frame_number, &input, &output);
   framework::HoldSignals(false);
   if (failure) return failure;
-  if (options_.realtime) report->took_us = pace_.Note(std::chrono::steady_clock::now() - start);
+  if (options_.realtime) {
+    const int64_t took = pace_.Note(std::chrono::steady_clock::now() - start);
+    report->time = {(start - start_) / std::chrono::microseconds(1), took};
+  }
   report->result = session_.Result();
-  report->own_tags = session_.OwnTags();
   if (pictures::Failure unrest = AwaitWorker()) return unrest;
-  report->outcome = log_.Take(CountWakes(!options_.realtime) != wakes);
+  report->outcome = log_.Take(CountWakes() != wakes);
   for (int slot = 0; slot < kSlots && log_.Tells(); ++slot) {
     report->why[static_cast<std::size_t>(slot)] = WhyOf(state, report->result, slot);
   }
+  if (log_.Tells() && report->HasFigures() && analysed_ != 0) {
+    report->figures_age = summary_.sent + 1 - analysed_;
+  }
+  Record(report, *frame);
+  NotePass();
   return std::nullopt;
+}
+
+// What is seen of any node's workers: signals that wake them, and, where each pass is awaited, the
+// calls that they make.
+uint64_t Run::CountWakes() {
+  return framework::CountWorkers().signals + (options_.realtime ? 0 : recorder_.Passes().Calls());
+}
+
+void Run::Record(RequestReport* report, const pictures::Nv12Frame& sent) {
+  framework::Json in, out;
+  if (recorder_.Wants()) {
+    report->digest = framework::PixelDigest(sent);
+    in = framework::ReadInput(session_.Input(), report->faces);
+    out = framework::ReadOutput(session_.Output());
+  }
+  recorder_.AddRequest(*report, std::move(in), std::move(out), frame_,
+                       std::exchange(recorded_, nullptr));
+}
+
+// Whether the pass over the frame that was taken last has ended.
+void Run::NotePass() {
+  if (!recorder_.Passes().IsPending()) return;
+  if (framework::WaitForRestingWorkers(std::chrono::milliseconds(0)))
+    analysed_ = recorder_.EndPass();
 }
 
 pictures::Failure Run::Report(const RequestReport& report) {
   summary_.Count(report.outcome);
   const bool is_told = options_.all || report.outcome != Outcome::kNotOffered;
-  if (outputs_.WantsTable() && is_told) PrintTableRow(report, outputs_.Text());
-  outputs_.WriteJson(JsonLine(report));
+  if (WantsTable() && is_told) PrintTableRow(report, outputs_.Text());
   last_report_ = report;
   if (outputs_.WantsClip()) {
     const std::string rate = source_->Rate();
@@ -246,20 +351,26 @@ pictures::Failure Run::Finish() {
   std::FILE* const to = outputs_.Text();
   PrintNotHandedOver();
   summary_.analysed = framework::CountWorkers().passes;
-  PrintSummary(summary_, last_report_, to);
+  while (const framework::Step* step = script_.Next(INT64_MAX)) {
+    if (!options_.replay.empty() && step->json.contains("out")) recorder_.AddMissing(step->json);
+  }
+  recorder_.Finish(SummaryLine(summary_));
+  const std::string own_tags = OwnTagsLine(framework::ReadOutput(session_.Output()));
+  std::fprintf(to, "%s\n%s%s", SummaryLine(summary_).c_str(), own_tags.c_str(),
+               own_tags.empty() ? "" : "\n");
   if (options_.realtime) pace_.Print(to);
   if (outputs_.WantsPicture()) {
     pictures::Failure failure = outputs_.WritePicture(picture_frame_, picture_report_);
     if (failure) return failure;
     std::fprintf(to, "annotated picture: %s\n", options_.annotated.c_str());
   }
-  std::fflush(stdout);
+  outputs_.Flush();
   return outputs_.Check();
 }
 
 void Run::PrintNotHandedOver() const {
   const int count = summary_.sent - summary_.HandedOver() - summary_.unknown;
-  if (!outputs_.WantsTable() || options_.all || count == 0) return;
+  if (!WantsTable() || options_.all || count == 0) return;
   const SlotWhy why = last_report_.why[0];
   const std::string reason =
       summary_.HandedOver() == 0 && why.score != Why::kNotHandedOver ? TextOf(why) + "; " : "";

@@ -2,7 +2,10 @@
 #ifndef ZY_APPS_CAMSIM_RUN_H_
 #define ZY_APPS_CAMSIM_RUN_H_
 
+#include <chrono>
+#include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "apps/camsim/face_finder.h"
@@ -11,7 +14,9 @@
 #include "apps/camsim/outputs.h"
 #include "apps/camsim/pace.h"
 #include "apps/camsim/progress.h"
+#include "apps/camsim/recorder.h"
 #include "apps/camsim/report.h"
+#include "apps/camsim/script.h"
 #include "framework/device.h"
 #include "framework/framework.h"
 #include "pictures/error.h"
@@ -32,40 +37,54 @@ class Run {
  private:
   int Say(const pictures::Failure& failure, int exit_code);
 
+  pictures::Failure ReadScript();
+  // Whether the device can do what the script asks of it.
+  pictures::Failure TryScript() const;
+  pictures::Failure PlayScript(int64_t number);
+  pictures::Failure ApplyEvent(const framework::Json& event);
+  pictures::Failure GoToFrame(int64_t index);
+  // The size in which frames are sent, at the orientation that holds.
+  Size SentSize() const;
+  // The faces of the frame in its own pixels, while it is sent in this size.
+  std::vector<pictures::Rect> Faces(Size sent) const;
+  // Rectangles of a frame of this size where it is turned for the sensor, or back: a turn undoes
+  // itself.
+  std::vector<pictures::Rect> Turned(std::vector<pictures::Rect> faces, Size size) const;
+
   pictures::Failure CheckFaces() const;
-  pictures::Failure SetUpDevice();
-  pictures::Failure SetProperty(const char* option, const std::string& name,
-                                const std::string& value) const;
-  // Calls a knob for an option; fails when its library has none.
-  template <typename Knob, typename... Values>
-  pictures::Failure SetKnob(const char* option, const char* library, const char* name,
-                            Values... values) const {
-    Knob* knob = nullptr;
-    pictures::Failure failure = device_.FindKnob(library, name, &knob);
-    if (failure) return pictures::FailAbout(option, failure);
-    knob(values...);
-    return std::nullopt;
-  }
+  pictures::Failure OpenDevice();
+  void BeginRecording();
   pictures::Failure StartNode();
+  pictures::Failure StartPipeline();
   pictures::Failure AwaitWorker() const;
+  void NotePass();
+  uint64_t CountWakes();
 
   int SendRequests();
+  bool WantsTable() const;
   bool WantsMore() const;
-  std::vector<pictures::Rect> FacesOfFrame() const;
   pictures::Failure SendRequest(RequestReport* report);
+  // Sends the frame that a sensor delivers; `faces` are in its pixels.
   pictures::Failure SendFrame(const std::vector<pictures::Rect>& faces, RequestReport* report,
                               pictures::Nv12Frame* frame);
+  void Record(RequestReport* report, const pictures::Nv12Frame& sent);
   pictures::Failure Report(const RequestReport& report);
   void KeepForPicture(const RequestReport& report);
 
   pictures::Failure Finish();
   void PrintNotHandedOver() const;
 
-  const Options& options_;
+  Options options_;  // with the device state that a script has changed
   Progress progress_;
   LogWatch log_;
   Outputs outputs_;
   Pace pace_;
+  Recorder recorder_;
+  Script script_;
+  const framework::Json* recorded_ = nullptr;  // of this request, in a replay
+  int64_t next_frame_ = 0;                     // in the input
+  int64_t analysed_ = 0;  // request of the pass whose results the worker has; 0 for none
+  std::chrono::steady_clock::time_point start_;
   int requests_ = 0;  // 0 is until the input ends
   std::unique_ptr<pictures::FrameSource> source_;
   FaceFinder finder_;

@@ -41,6 +41,40 @@ std::vector<int32_t> SensorRects(const Options& options, Size frame,
   return rects;
 }
 
+std::vector<pictures::Rect> FacesOf(const Options& options, Size frame,
+                                    const framework::Json& rects) {
+  const Size sensor = SensorSize(options, frame);
+  const int64_t factor = options.quad_cfa && options.camera != kAlwaysHalvedCamera ? 1 : 2;
+  std::vector<pictures::Rect> faces;
+  for (std::size_t i = 0; i + 4 <= rects.size(); i += 4) {
+    const auto edge = [&](std::size_t at, int size, int whole) {
+      return static_cast<int>(rects[i + at].get<int64_t>() / factor * size / std::max(1, whole));
+    };
+    const int x = edge(0, frame.width, sensor.width), y = edge(1, frame.height, sensor.height);
+    faces.push_back({x, y, edge(2, frame.width, sensor.width) - x + 1,
+                     edge(3, frame.height, sensor.height) - y + 1});
+  }
+  return faces;
+}
+
+void TakeTags(const framework::Json& tags, Options* options) {
+  const auto take = [&tags](const char* name, const auto& set) {
+    const auto value = tags.find(name);
+    if (value != tags.end() && !value->is_null()) set(*value);
+  };
+  using Json = framework::Json;
+  take("com.qti.chi.multicamerainfo.MultiCameraIdRole", [&](const Json& words) {
+    options->role = static_cast<uint32_t>(words[1].get<int32_t>());
+    options->camera = static_cast<uint32_t>(words[2].get<int32_t>());
+  });
+  take("brodax.faceGenderAndAge.enabled",
+       [&](const Json& on) { options->gender_and_age = on != 0; });
+  take("brodax.faceScore.enabled", [&](const Json& on) { options->score = on != 0; });
+  take("brodax.sensorSize.size", [&](const Json& size) { options->sensor = {size[0], size[1]}; });
+  take("brodax.quadcfa.enabled", [&](const Json& on) { options->quad_cfa = on != 0; });
+  take("brodax.device.orientation", [&](const Json& degrees) { options->orientation = degrees; });
+}
+
 RequestState StateOf(const Options& options, Size frame, const std::vector<pictures::Rect>& faces,
                      bool follows_a_pass) {
   RequestState state;

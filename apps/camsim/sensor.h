@@ -8,6 +8,7 @@
 #include "apps/camsim/options.h"
 #include "apps/camsim/why.h"
 #include "framework/framework.h"
+#include "framework/recording.h"
 #include "pictures/geometry.h"
 
 namespace camsim {
@@ -24,6 +25,13 @@ std::vector<int32_t> SensorRects(const Options& options, Size frame,
 // The same device state in the words of why.h.
 RequestState StateOf(const Options& options, Size frame, const std::vector<pictures::Rect>& faces,
                      bool follows_a_pass);
+
+// The faces of raw rectangles in picture pixels, as the node finds them.
+std::vector<pictures::Rect> FacesOf(const Options& options, Size frame,
+                                    const framework::Json& rects);
+
+// Takes over the device state that a script's tags tell; of an absent one the old state holds.
+void TakeTags(const framework::Json& tags, Options* options);
 
 // Fills the input metadata of one request.
 void SetRequestMetadata(const Options& options, Size frame,

@@ -22,17 +22,23 @@ std::string ReasonsOf(const RequestReport& report) {
   return agree ? first : reasons;
 }
 
-std::string TextOf(const framework::PublishedTag& tag) {
-  std::string text = tag.name;
-  for (std::size_t i = 0; i < tag.values.size(); ++i) {
-    char value[32];
-    std::snprintf(value, sizeof(value), "%.10g", tag.values[i]);
-    text += (i == 0 ? " " : "x") + std::string(value);
-  }
-  return text;
-}
-
 }  // namespace
+
+const char* NameOf(Outcome outcome) {
+  switch (outcome) {
+    case Outcome::kUnknown:
+      return "?";
+    case Outcome::kNotOffered:
+      return "not offered";
+    case Outcome::kSkipped:
+      return "skipped";
+    case Outcome::kDropped:
+      return "dropped";
+    case Outcome::kTaken:
+      return "taken";
+  }
+  return "";
+}
 
 bool RequestReport::HasFigures() const {
   return std::any_of(why.begin(), why.end(), [](SlotWhy slot) { return slot.HasFigures(); });
@@ -68,24 +74,35 @@ void PrintTableRow(const RequestReport& report, std::FILE* to) {
   std::fprintf(to, " |%s%s\n", reasons.empty() ? "" : " ", reasons.c_str());
 }
 
-void PrintSummary(const Summary& summary, const RequestReport& last, std::FILE* to) {
+std::string SummaryLine(const Summary& summary) {
+  char line[256];
   if (summary.unknown != 0) {
-    std::fprintf(to,
-                 "%d requests sent, %d seen taken; the node does not tell of the others; %" PRIu64
-                 " analysed\n",
-                 summary.sent, summary.taken, summary.analysed);
-  } else
-    std::fprintf(
-        to,
-        "%d requests sent, %d handed over: %d taken, %d dropped, %d skipped by the worker's "
-        "pacing; %" PRIu64 " analysed\n",
-        summary.sent, summary.HandedOver(), summary.taken, summary.dropped, summary.skipped,
-        summary.analysed);
-  std::string tags;
-  for (const framework::PublishedTag& tag : last.own_tags) {
-    tags += (tags.empty() ? "" : ", ") + TextOf(tag);
+    std::snprintf(line, sizeof(line),
+                  "%d requests sent, %d seen taken; the node does not tell of the others; %" PRIu64
+                  " analysed",
+                  summary.sent, summary.taken, summary.analysed);
+  } else {
+    std::snprintf(line, sizeof(line),
+                  "%d requests sent, %d handed over: %d taken, %d dropped, %d skipped by the "
+                  "worker's pacing; %" PRIu64 " analysed",
+                  summary.sent, summary.HandedOver(), summary.taken, summary.dropped,
+                  summary.skipped, summary.analysed);
   }
-  if (!tags.empty()) std::fprintf(to, "the node's own tags: %s\n", tags.c_str());
+  return line;
+}
+
+std::string OwnTagsLine(const framework::Json& out) {
+  std::string tags;
+  for (const auto& [name, value] : out.items()) {
+    const std::size_t dot = name.rfind('.');
+    if (dot == name.npos) continue;
+    tags += ", " + name.substr(dot + 1) + " ";
+    for (std::size_t i = 0; i < value.size(); ++i) {
+      tags += i == 0 ? "" : "x";
+      tags += (value.is_array() ? value[i] : value).dump();
+    }
+  }
+  return tags.empty() ? "" : "the node's own tags: " + tags.substr(2);
 }
 
 }  // namespace camsim

@@ -19,7 +19,8 @@ namespace camsim {
 pictures::Failure TurnToSensor(const pictures::Nv12Frame& upright, int orientation, int stride,
                                pictures::Nv12Frame* sensor);
 
-// The size of that frame, and where a rectangle of an upright picture of that size lies in it.
+// The size of that frame, and where a rectangle of an upright picture of that size lies in it. The
+// same turn of the frame's size leads a rectangle back.
 Size TurnToSensor(Size upright, int orientation);
 pictures::Rect TurnToSensor(const pictures::Rect& rect, int orientation, Size upright);
 

@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "framework/recording.h"
+
+#include <gtest/gtest.h>
+
+#include "framework/comparison.h"
+
+namespace framework {
+namespace {
+
+std::string MessageOf(const pictures::Failure& failure) {
+  return failure ? failure->message : "success";
+}
+
+std::string ParseMessage(const std::string& text) {
+  Recording recording;
+  return MessageOf(ParseRecording(text, &recording));
+}
+
+Recording Parsed(const std::string& text) {
+  Recording recording;
+  EXPECT_EQ(MessageOf(ParseRecording(text, &recording)), "success") << text;
+  return recording;
+}
+
+constexpr char kHeader[] = R"({"recording":1,"program":"camsim 1.0","size":[64,48]})"
+                           "\n";
+
+TEST(Recording, EveryMistakeIsNamedByLineAndKey) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"", "success"},
+      {R"({"request":1})", "line 1: is cut short"},
+      {R"({"request":1}
+{"request":)",
+       "line 2: is cut short"},
+      {"\n", "line 1: is no JSON object"},
+      {"{}\n", "line 1: is no JSON object"},
+      {"[1]\n", "line 1: is no JSON object"},
+      {std::string(500'000, '[') + "\n", "line 1: is no JSON object"},
+      {std::string(kMaxLine + 1, ' ') + "\n", "line 1: is longer than 1048576 bytes"},
+      {"{\"recording\":2,\"news\":1}\n",
+       "line 1: recording: is of version 2, this program reads version 1"},
+      {std::string(kHeader) + kHeader, "line 2: recording: stands in the first line only"},
+      {"{\"recording\":1,\"size\":[64,0]}\n", "line 1: size: must be 1..16384"},
+      {"{\"recording\":1,\"size\":[64]}\n", "line 1: size: must be a list of 2"},
+      {"{\"wait\":1}\n", "line 1: wait: is unknown"},
+      {"{\"pipeline\":\"stop\"}\n", "line 1: pipeline: must be restart"},
+      {"{\"pipeline\":\"restart\",\"device\":{}}\n", "line 1: device: is unknown"},
+      {"{\"device\":{\"model_delay_ms\":\"80\"}}\n",
+       "line 1: device.model_delay_ms: must be 0..60000"},
+      {"{\"property\":{\"a\":1}}\n", "line 1: property.a: must be null or text"},
+      {"{\"request\":0}\n", "line 1: request: must be 1..100000000"},
+      {"{\"request\":18446744073709551615}\n", "line 1: request: must be 1..100000000"},
+      {"{\"request\":1.0}\n", "line 1: request: must be 1..100000000"},
+      {"{\"request\":2}\n{\"request\":2}\n", "line 2: request: does not rise"},
+      {"{\"request\":2,\"faceNum\":1}\n", "line 1: faceNum: is unknown"},
+      {"{\"request\":2,\"frame\":3}\n", "line 1: frame: must be an object"},
+      {"{\"request\":2,\"in\":{\"orientation\":90}}\n", "line 1: in.orientation: is unknown"},
+      {"{\"request\":2,\"in\":{\"brodax.device.orientation\":[90]}}\n",
+       "line 1: in.brodax.device.orientation: must be -2147483648..2147483647"},
+      {"{\"request\":2,\"in\":{\"brodax.quadcfa.enabled\":256}}\n",
+       "line 1: in.brodax.quadcfa.enabled: must be 0..255"},
+      {"{\"request\":2,\"in\":{\"brodax.sensorSize.size\":[1,2,3]}}\n",
+       "line 1: in.brodax.sensorSize.size: must be a list of 2"},
+      {"{\"request\":2,\"in\":{\"faces\":[[1,2,3]]}}\n", "line 1: in.faces: must be a list of 4"},
+      {"{\"request\":2,\"in\":{\"faces\":null,\"brodax.quadcfa.enabled\":null}}\n", "success"},
+      {"{\"request\":2,\"out\":{\"age\":[[1]]}}\n", "line 1: out.age: must be a tag's value"},
+      {"{\"request\":2,\"outcome\":\"lost\"}\n",
+       "line 1: outcome: must be not offered|skipped|dropped|taken|?"},
+      {"{\"request\":2,\"why\":[null,\"off\"]}\n", "line 1: why: must be a list of 3"},
+  };
+  for (const auto& [text, message] : cases) EXPECT_EQ(ParseMessage(text), message) << text;
+}
+
+TEST(Recording, EveryCutLineIsAFailure) {
+  const std::string line =
+      R"({"request":7,"frame":{"index":6,"digest":"0123456789abcdef"},"in":{"faces":[[1,2,3,4]]},)"
+      R"("out":{"faceNum":1,"age":[31.2,0.0,"nan"]},"outcome":"taken","why":[null,"off","?"]})"
+      "\n";
+  EXPECT_EQ(LineOf(Parsed(line).steps[0].json), line);
+  for (std::size_t size = 1; size < line.size(); ++size) {
+    EXPECT_NE(ParseMessage(line.substr(0, size)), "success") << size;
+    EXPECT_NE(ParseMessage(line.substr(0, size - 1) + "\n"), "success") << size;
+  }
+}
+
+TEST(HeldInput, ValuesHoldUntilTheyChangeAndTheLaterRectanglesCount) {
+  HeldInput held;
+  const auto change = [&held](const char* in) {
+    held.Change(Json::parse(in));
+    const std::string faces = held.Faces() ? std::to_string(held.Faces()->size()) : "none";
+    return held.Tags().dump() + " " + faces;
+  };
+  EXPECT_EQ(change(R"({"brodax.faceScore.enabled":0})"), R"({"brodax.faceScore.enabled":0} none)");
+  EXPECT_EQ(change(R"({"faces":[[1,2,3,4],[5,6,7,8]]})"), R"({"brodax.faceScore.enabled":0} 2)");
+  EXPECT_EQ(change(R"({"brodax.faceScore.enabled":null})"),
+            R"({"brodax.faceScore.enabled":null} 2)");
+  held = HeldInput();
+  EXPECT_EQ(change(R"({"faces":[[1,2,3,4]],"android.statistics.faceRectangles":[9]})"),
+            R"({"android.statistics.faceRectangles":[9]} none)");
+  EXPECT_EQ(change(R"({"faces":[]})"), R"({} 0)");
+  EXPECT_EQ(change(R"({"faces":null})"), R"({"android.statistics.faceRectangles":null} none)");
+}
+
+TEST(Comparison, SaysWhatDiffersAndCountsTheRest) {
+  const Recording run =
+      Parsed(R"({"request":4,"frame":{"index":3,"digest":"a"},"in":{"brodax.faceScore.enabled":1},)"
+             R"("out":{"faceNum":2,"age":[31.2,26.6,0.0],"x.Mode":1},"outcome":"taken",)"
+             R"("why":[null,null,"no face"]})"
+             "\n{\"request\":5,\"out\":{\"age\":[1.04,\"nan\",1e39]}}\n{\"request\":6}\n");
+  const Recording recorded =
+      Parsed(R"({"request":4,"frame":{"index":3,"digest":"b"},"in":{"brodax.faceScore.enabled":0},)"
+             R"("out":{"faceNum":3,"age":[31.2000001,31.2,0.0]},"outcome":"dropped",)"
+             R"("why":[null,"too small","no face"]})"
+             "\n{\"request\":5,\"out\":{\"age\":[1.0,1.0,1e39]}}\n{\"request\":7}\n");
+  const auto text = [&](double tolerance, std::size_t limit) {
+    Comparison comparison({tolerance, limit, "recorded"});
+    CompareRecordings(run, recorded, &comparison);
+    EXPECT_EQ(comparison.Count(), tolerance == 0 ? 9U : 8U);
+    return comparison.Text();
+  };
+  const std::string sent =
+      "1 request with other pixels than recorded, the first is 4\n"
+      "request 4: faceNum 2, recorded 3\n"
+      "request 4: slot 1 age 26.6, recorded 31.2\n";
+  const std::string differences =
+      "request 4: x.Mode 1, recorded none\n"
+      "request 4: outcome \"taken\", recorded \"dropped\"\n"
+      "request 4: slot 1 why none, recorded \"too small\"\n"
+      "request 5: slot 1 age \"nan\", recorded 1.0\n"
+      "request 6: is \"sent\", recorded \"missing\"\n"
+      "request 7: is \"missing\", recorded \"sent\"\n";
+  EXPECT_EQ(text(0.05, 20), sent + differences + "8 differences\n");
+  EXPECT_EQ(text(0, 2), sent + "9 differences\n");
+  Comparison same({});
+  CompareRecordings(run, run, &same);
+  EXPECT_EQ(same.Text(), "0 differences\n");
+}
+
+}  // namespace
+}  // namespace framework
