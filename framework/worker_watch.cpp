@@ -19,9 +19,9 @@ enum class Held { kNothing, kSignal, kBroadcast };
 // sanitizer does not see locks that are taken inside calls that it passes on itself.
 struct Watched {
   std::atomic<pthread_cond_t*> condition{nullptr};
-  std::atomic<bool> resting{false};        // waited on since the last signal
   std::atomic<uint64_t> untreated{0};      // signals since the last wait
   std::atomic<Held> held{Held::kNothing};  // changed under g_hold_mutex
+  std::atomic<bool> resting{false};        // waited on since the last signal
 };
 
 constexpr int kMaxWatched = 256;

@@ -51,6 +51,10 @@ int Run::Go() {
   }
   if (pictures::Failure failure = OpenDevice()) return Say(failure, apps::kExitFailure);
   if (pictures::Failure failure = TryScript()) return Say(failure, apps::kExitUnreadableInput);
+  if (pictures::Failure failure = framework::Framework::Get().Load(options_.node)) {
+    return Say(failure, apps::kExitFailure);
+  }
+  // From here on nothing but the run itself can fail, and outputs of an earlier run are emptied.
   if (pictures::Failure failure = outputs_.Open()) return Say(failure, apps::kExitFailure);
   BeginRecording();
   if (pictures::Failure failure = PlayScript(1)) return Say(failure, apps::kExitUnreadableInput);
@@ -106,7 +110,6 @@ Size Run::SentSize() const {
 }
 
 pictures::Failure Run::StartNode() {
-  if (pictures::Failure failure = framework::Framework::Get().Load(options_.node)) return failure;
   const Size frame = SentSize();
   if (pictures::Failure failure =
           pictures::CheckFrameShape(frame.width, frame.height, options_.source.stride)) {

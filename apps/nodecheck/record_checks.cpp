@@ -29,7 +29,7 @@ constexpr uint32_t RecordSize(ChiResult (*)(Record*)) {
 template <typename Record>
 void ExpectRefusal(const std::string& call, ChiResult (*callback)(Record*), uint32_t size,
                    ChiHandle session) {
-  framework::GuardedBytes record(std::max(size + 7, kLeast) / 8 * 8);
+  framework::GuardedBytes record(std::max<std::size_t>(size + 7, kLeast) / 8 * 8);
   std::memcpy(record.data(), &size, sizeof(size));
   std::memcpy(record.data() + 8, &session, sizeof(session));
   const std::vector<uint8_t> before(record.data(), record.data() + record.size());

@@ -7,8 +7,8 @@ namespace {
 
 std::string Declared(const Subject& subject) {
   ChiQueryVendorTag query = {sizeof(query), 0, nullptr};
-  Require(subject.Start().pQueryVendorTag(&query) == kChiSuccess && query.pVendorTagInfo != nullptr,
-          "query-vendor-tag", "tags", "none");
+  const ChiResult result = subject.Start().pQueryVendorTag(&query);
+  if (result != kChiSuccess || query.pVendorTagInfo == nullptr) Fail("query-vendor-tag: no tags");
   const framework::VendorTags& tags = framework::Framework::Get().Tags();
   for (uint32_t s = 0; s < query.pVendorTagInfo->numSections; ++s) {
     const ChiVendorTagSectionData& section = query.pVendorTagInfo->pSections[s];
