@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Every check of nodecheck must be able to fail: a small node with one defect at a time, and the check that
-# names it. Without a defect, and with our node, no check fails.
+# A small node with one defect at a time, and the check of nodecheck that names it. Without a defect, and
+# with our node, no check fails.
 # usage: nodecheck_test.sh NODE BROKEN_NODE PLAIN_MODEL MEMORY NODECHECK...
 #   (MEMORY 0: resident memory says nothing here; an emulator stands before the program where there is one)
 set -euo pipefail
