@@ -38,7 +38,7 @@ struct Step {
   bool IsRequest() const { return json.contains("request"); }
 };
 
-struct Recording {
+struct Recording {  // NOLINT(bugprone-exception-escape): the JSON library's own move
   Json header;  // null for a script that has none
   std::vector<Step> steps;
 };
