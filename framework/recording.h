@@ -39,7 +39,7 @@ struct Step {
 };
 
 struct Recording {  // NOLINT(bugprone-exception-escape): the JSON library's own move
-  Json header;  // null for a script that has none
+  Json header;      // null for a script that has none
   std::vector<Step> steps;
 };
 
