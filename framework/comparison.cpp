@@ -53,8 +53,10 @@ void Comparison::Add(const Json* run, const Json* other) {
     const auto text = [](const Json* request) { return request != nullptr ? "sent" : "missing"; };
     return AddDifference(number, "is", text(run), text(other));
   }
-  static const Json::json_pointer kDigest("/frame/digest");
-  const Json digest = run->value(kDigest, Json()), other_digest = other->value(kDigest, Json());
+  const auto digest_of = [](const Json& request) {
+    return request.value("frame", Json::object()).value("digest", Json());
+  };
+  const Json digest = digest_of(*run), other_digest = digest_of(*other);
   if (!digest.is_null() && !other_digest.is_null() && digest != other_digest) {
     if (++other_pixels_ == 1) first_other_pixels_ = number;
   }

@@ -160,8 +160,8 @@ pictures::Failure Run::PlayScript(int64_t number) {
     pictures::Failure failure;
     if (step->IsRequest()) {
       recorded_ = !options_.replay.empty() && step->json.contains("out") ? &step->json : nullptr;
-      const int64_t index =
-          step->json.value(framework::Json::json_pointer("/frame/index"), next_frame_);
+      const framework::Json frame = step->json.value("frame", framework::Json::object());
+      const int64_t index = frame.value("index", next_frame_);
       if (index != next_frame_) failure = GoToFrame(index);
     } else {
       failure = ApplyEvent(step->json);
