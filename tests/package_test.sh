@@ -63,9 +63,10 @@ TXT
 sanitize=$(cached ZY_SANITIZE)
 version=$(cached CMAKE_PROJECT_VERSION)
 sed -i "s/VERSION REQUIRED/$version REQUIRED/" CMakeLists.txt
+target=$(cached CMAKE_CXX_COMPILER_TARGET)
 quietly cmake -S . -B consumer -G "$(cached CMAKE_GENERATOR)" -DCMAKE_PREFIX_PATH="$work/moved" \
   -DCMAKE_TOOLCHAIN_FILE="$(cached CMAKE_TOOLCHAIN_FILE)" -DCMAKE_CXX_COMPILER="$(cached CMAKE_CXX_COMPILER)" \
-  -DCMAKE_CXX_FLAGS="${sanitize:+-fsanitize=$sanitize}"
+  -DCMAKE_CXX_COMPILER_TARGET="$target" -DCMAKE_CXX_FLAGS="${sanitize:+-fsanitize=$sanitize}"
 quietly cmake --build consumer
 quietly ctest --test-dir consumer --no-tests=error --output-on-failure
 
@@ -73,7 +74,7 @@ quietly ctest --test-dir consumer --no-tests=error --output-on-failure
 export PKG_CONFIG_PATH=$work/moved/lib/pkgconfig
 [ "$(pkg-config --modversion brodax_kits)" = "$version" ] || fail "pkg-config: version"
 # shellcheck disable=SC2046,SC2086
-quietly "$(cached CMAKE_CXX_COMPILER)" -std=c++17 ${sanitize:+-fsanitize=$sanitize} consumer.cpp \
+quietly "$(cached CMAKE_CXX_COMPILER)" ${target:+--target="$target"} -std=c++17 ${sanitize:+-fsanitize=$sanitize} consumer.cpp \
   $(pkg-config --cflags --libs brodax_kits) -o by_pkg_config
 quietly "${emulator[@]}" ./by_pkg_config
 grep -q 'Apache License' moved/share/doc/brodax_kits/LICENSE || fail "the kits come without a licence"
