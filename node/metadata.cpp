@@ -131,8 +131,8 @@ void ChiGenderAgeNode::ReadFaces(uint64_t requestId, bool halve) {
   m_faceNum = static_cast<uint8_t>(count / 4);
   if (data == nullptr || m_faceNum == 0) return;
   m_faceNum = static_cast<uint8_t>(FaceCount());
+  if (!SensorCoversFrame()) return;
   for (int i = 0; i < m_faceNum; ++i) {
-    if (!SensorCoversFrame()) return;
     int32_t rect[4];
     std::memcpy(rect, static_cast<const char*>(data) + sizeof(rect) * static_cast<size_t>(i),
                 sizeof(rect));

@@ -167,7 +167,18 @@ struct Marks {
   std::ptrdiff_t rows;
 
   uint8x16_t At(std::ptrdiff_t r) const { return vld1q_u8(row + r * pitch); }
+
   static bool HasAny(uint8x16_t marks) { return vmaxvq_u8(marks) != 0; }
+
+  bool HasAny() const {
+    uint8x16_t any = vdupq_n_u8(0);
+    std::ptrdiff_t r = 0;
+    for (; r + 3 <= rows; r += 3) {
+      any = vorrq_u8(vorrq_u8(any, At(r)), vorrq_u8(At(r + 1), At(r + 2)));
+    }
+    for (; r < rows; ++r) any = vorrq_u8(any, At(r));
+    return HasAny(any);
+  }
 };
 
 // Filters the blocks that are marked in row r and in those below it, up to a row without marks.
@@ -199,9 +210,7 @@ std::ptrdiff_t BlendRun(const Kernel& kernel, strips::Place at, const Marks& mas
 // Where skin is rare most strips have no mark: all rows are looked at together first.
 template <class Kernel>
 void WalkMarkedStrip(const Kernel& kernel, const strips::Place& first, const Marks& mask) {
-  uint8x16_t any = vdupq_n_u8(0);
-  for (std::ptrdiff_t r = 0; r < mask.rows; ++r) any = vorrq_u8(any, mask.At(r));
-  if (!Marks::HasAny(any)) return;
+  if (!mask.HasAny()) return;
   for (std::ptrdiff_t r = 0; r < mask.rows; ++r) {
     if (Marks::HasAny(mask.At(r))) r = BlendRun(kernel, first.Moved(0, 2 * r), mask, r);
   }

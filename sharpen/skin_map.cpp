@@ -72,13 +72,15 @@ struct SmoothKernel {
   }
 };
 
-// A strip would take its left neighbour's smoothed samples for the map's. Each band is therefore
-// read from `buffer`, which holds its rows as they were on entry, with one more above and below.
+constexpr std::ptrdiff_t kBufferedRows = 2 * strips::kBand;
+
+// A strip would take its left neighbour's smoothed samples for the map's. Rows are therefore read
+// from `buffer`, which holds some as they were on entry, with one more above and below.
 void VectorRows(uint8_t* map, uint8_t* buffer, std::ptrdiff_t width, std::ptrdiff_t height) {
   const auto bytes = [width](auto rows) { return static_cast<std::size_t>(rows * width); };
   std::memcpy(buffer, map + width, bytes(2));
-  for (std::ptrdiff_t r = kMargin; r < height - kMargin; r += strips::kBand) {
-    const std::ptrdiff_t rows = std::min(strips::kBand, height - kMargin - r);
+  for (std::ptrdiff_t r = kMargin; r < height - kMargin; r += kBufferedRows) {
+    const std::ptrdiff_t rows = std::min(kBufferedRows, height - kMargin - r);
     std::memcpy(buffer + 2 * width, map + (r + 1) * width, bytes(rows));
     const strips::Place first = {buffer + width, width, map + r * width, width};
     strips::Walk(SmoothKernel(), first.Moved(kMargin, 0), width - 2 * kMargin, rows);

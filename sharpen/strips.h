@@ -20,10 +20,15 @@ namespace strips {
 
 inline constexpr std::ptrdiff_t kColumns = 32;  // of a strip
 
-// Rows that are done in all columns before the next ones begin. Rows of a wide picture lie on pages
-// of their own, and processors look ahead on some thirty pages at a time: with the rows above and
-// below, a band has 32. A multiple of the rows in a turn and in a block.
-inline constexpr std::ptrdiff_t kBand = 30;
+// Rows that are done in all columns before the next ones begin. In a wide picture each lies on a
+// page of its own, in the source and in the destination, and a processor has few translations of
+// pages at hand: with the rows above and below, a band has 38. A multiple of the rows in a turn and
+// in a block.
+inline constexpr std::ptrdiff_t kBand = 18;
+
+// Columns whose sums stay on the stack from band to band, so that no band forms anew those of the
+// rows above it.
+inline constexpr std::ptrdiff_t kKeptColumns = 2048;
 
 // A place in the source and the same one in the destination.
 struct Place {
@@ -41,7 +46,17 @@ struct Place {
 template <class Kernel>
 class Strip {
  public:
-  explicit Strip(const Kernel& kernel) : kernel_(kernel) {}
+  struct Sums {
+    typename Kernel::Sums left;
+    typename Kernel::Sums right;
+  };
+
+  explicit Strip(const Kernel& kernel) : kernel_(kernel), sums_{} {}
+
+  // Goes on below another strip that ended with these sums.
+  Strip(const Kernel& kernel, const Sums& sums) : kernel_(kernel), sums_(sums) {}
+
+  const Sums& sums() const { return sums_; }
 
   // Takes the rows above and at `first`, the strip's first column in the first row of pixels.
   [[gnu::always_inline]] void Start(const uint8_t* first, std::ptrdiff_t stride) {
@@ -53,8 +68,8 @@ class Strip {
   // Takes a row, and calls put(left, right) with the pixels of the row before.
   template <class Put>
   [[gnu::always_inline]] void Take(const uint8_t* row, Put put) {
-    const uint8x16_t right = TakeSixteen(row + 16, &right_);
-    put(TakeSixteen(row, &left_), right);
+    const uint8x16_t right = TakeSixteen(row + 16, &sums_.right);
+    put(TakeSixteen(row, &sums_.left), right);
   }
 
  private:
@@ -67,33 +82,55 @@ class Strip {
   }
 
   const Kernel kernel_;
-  typename Kernel::Sums left_{};
-  typename Kernel::Sums right_{};
+  Sums sums_;
 };
 
-// Three rows a turn: the sums change their registers in a ring of three, and none is moved.
+// The sums with which a strip begins at `first`.
 template <class Kernel>
-void WalkStrip(const Kernel& kernel, Place at, std::ptrdiff_t rows) {
+typename Strip<Kernel>::Sums SumsAbove(const Kernel& kernel, const Place& first) {
   Strip<Kernel> strip(kernel);
-  strip.Start(at.src, at.stride);
-  const auto next_row = [&] {
-    at.src += at.stride;
-    strip.Take(at.src, [&](uint8x16_t left, uint8x16_t right) {
-      vst1q_u8(at.dst, left);
-      vst1q_u8(at.dst + 16, right);
-    });
-    at.dst += at.pitch;
-  };
-  for (; rows >= 3; rows -= 3) {
-    next_row();
-    next_row();
-    next_row();
+  strip.Start(first.src, first.stride);
+  return strip.sums();
+}
+
+// Takes the next row of a strip and writes the row of pixels before. A cache line is as wide as two
+// strips: with kAhead, this one asks for what the next two will read; beyond the plane that does
+// nothing.
+template <bool kAhead, class Kernel>
+[[gnu::always_inline]] inline void WalkRow(Strip<Kernel>* strip, Place* at) {
+  at->src += at->stride;
+  if constexpr (kAhead) __builtin_prefetch(at->src + 3 * kColumns);
+  strip->Take(at->src, [at](uint8x16_t left, uint8x16_t right) {
+    vst1q_u8(at->dst, left);
+    vst1q_u8(at->dst + 16, right);
+  });
+  at->dst += at->pitch;
+}
+
+// Three rows a turn: the sums change their registers in a ring of three, and none is moved.
+template <bool kAhead, class Kernel>
+void WalkThrees(const Kernel& kernel, Place at, std::ptrdiff_t turns,
+                typename Strip<Kernel>::Sums* kept) {
+  Strip<Kernel> strip(kernel, *kept);
+  for (; turns > 0; --turns) {
+    WalkRow<kAhead>(&strip, &at);
+    WalkRow<kAhead>(&strip, &at);
+    WalkRow<kAhead>(&strip, &at);
   }
-  for (; rows > 0; --rows) next_row();
+  *kept = strip.sums();
+}
+
+// The rows below the last turn of three.
+template <class Kernel>
+void WalkRest(const Kernel& kernel, Place at, std::ptrdiff_t rows,
+              typename Strip<Kernel>::Sums* kept) {
+  Strip<Kernel> strip(kernel, *kept);
+  for (; rows > 0; --rows) WalkRow<false>(&strip, &at);
+  *kept = strip.sums();
 }
 
 // Calls walk(x, y, rows) for each strip of each band. The last strip of a band moves back
-// over pixels that are done. `columns` is at least kColumns, or 0 or less for none.
+// over pixels that are done, or to before x = 0 where there are fewer than kColumns.
 template <class WalkOne>
 void ForEachStrip(std::ptrdiff_t columns, std::ptrdiff_t rows, WalkOne walk) {
   for (std::ptrdiff_t y = 0; y < rows; y += kBand) {
@@ -103,12 +140,28 @@ void ForEachStrip(std::ptrdiff_t columns, std::ptrdiff_t rows, WalkOne walk) {
   }
 }
 
+// Walks over up to kKeptColumns columns of pixels. A strip that is wider begins left of `first`.
+template <class Kernel>
+void WalkKept(const Kernel& kernel, const Place& first, std::ptrdiff_t columns,
+              std::ptrdiff_t rows) {
+  typename Strip<Kernel>::Sums kept[kKeptColumns / kColumns];
+  ForEachStrip(columns, rows, [&](std::ptrdiff_t x, std::ptrdiff_t y, std::ptrdiff_t count) {
+    const std::ptrdiff_t strip = (x + kColumns - 1) / kColumns;
+    const Place at = first.Moved(x, y);
+    if (y == 0) kept[strip] = SumsAbove(kernel, at);
+    strip % 2 == 0 ? WalkThrees<true>(kernel, at, count / 3, &kept[strip])
+                   : WalkThrees<false>(kernel, at, count / 3, &kept[strip]);
+    if (count % 3 != 0) WalkRest(kernel, at.Moved(0, count / 3 * 3), count % 3, &kept[strip]);
+  });
+}
+
 // Walks over `columns` x `rows` pixels from `first`; the source has a pixel on every side of each.
+// `columns` is at least kColumns.
 template <class Kernel>
 void Walk(const Kernel& kernel, const Place& first, std::ptrdiff_t columns, std::ptrdiff_t rows) {
-  ForEachStrip(columns, rows, [=](std::ptrdiff_t x, std::ptrdiff_t y, std::ptrdiff_t count) {
-    WalkStrip(kernel, first.Moved(x, y), count);
-  });
+  for (std::ptrdiff_t x = 0; x < columns; x += kKeptColumns) {
+    WalkKept(kernel, first.Moved(x, 0), std::min(kKeptColumns, columns - x), rows);
+  }
 }
 
 }  // namespace strips

@@ -36,11 +36,15 @@ auto RunRows(Rows rows, Public* function, Variant* variant, Arguments... argumen
   return rows && variant != nullptr ? variant(*rows, arguments...) : function(arguments...);
 }
 
+// The first bytes of a script for each size beyond those that filters take in one go.
+inline constexpr std::array<uint8_t, 2> kWide[] = {{255, 0}, {255, 1}};
+
 // A width or height: mostly the byte itself, seldom large, or no size at all.
 inline int Side(fuzz::Script& script) {
   const int side = script.Byte();
   if (side < 240) return side % 80;
-  return side < 250 ? script.Between(80, 700) : script.Pick(std::array{0, -1, -9, INT_MIN});
+  if (side < 250) return script.Between(80, 700);
+  return script.Pick(std::array{2052, 2090, 0, -1, -9, INT_MIN});
 }
 
 // A pitch for rows of that width, often too small or negative.

@@ -52,6 +52,7 @@ TEST_P(Kernels, GiveTheBytesOfTheirFormula) {
     for (uint8_t choice = 0; choice < GetParam().choices; ++choice) {
       Call({choice, side, other});
       Call({choice, other, side});
+      if (i < 4) Call({choice, kWide[i % 2][0], kWide[i % 2][1], other});
     }
   }
   for (int i = 0; i < 500 && !HasFatalFailure(); ++i) Call({});
