@@ -186,8 +186,7 @@ struct Marks {
 template <class Kernel>
 std::ptrdiff_t BlendRun(const Kernel& kernel, strips::Place at, const Marks& mask,
                         std::ptrdiff_t r) {
-  strips::Strip<Kernel> strip(kernel);
-  strip.Start(at.src, at.stride);
+  strips::Strip<Kernel> strip(kernel, strips::SumsAt(kernel, at));
   for (; r < mask.rows; ++r, at = at.Moved(0, 2)) {
     const uint8x16_t marks = mask.At(r);
     if (!Marks::HasAny(marks)) break;

@@ -51,19 +51,10 @@ class Strip {
     typename Kernel::Sums right;
   };
 
-  explicit Strip(const Kernel& kernel) : kernel_(kernel), sums_{} {}
-
   // Goes on below another strip that ended with these sums.
   Strip(const Kernel& kernel, const Sums& sums) : kernel_(kernel), sums_(sums) {}
 
   const Sums& sums() const { return sums_; }
-
-  // Takes the rows above and at `first`, the strip's first column in the first row of pixels.
-  [[gnu::always_inline]] void Start(const uint8_t* first, std::ptrdiff_t stride) {
-    const auto ignore = [](uint8x16_t, uint8x16_t) {};
-    Take(first - stride, ignore);
-    Take(first, ignore);
-  }
 
   // Takes a row, and calls put(left, right) with the pixels of the row before.
   template <class Put>
@@ -85,11 +76,14 @@ class Strip {
   Sums sums_;
 };
 
-// The sums with which a strip begins at `first`.
+// The sums of the row above `first` and of its own, with which a strip begins there.
 template <class Kernel>
-typename Strip<Kernel>::Sums SumsAbove(const Kernel& kernel, const Place& first) {
-  Strip<Kernel> strip(kernel);
-  strip.Start(first.src, first.stride);
+[[gnu::always_inline]] inline typename Strip<Kernel>::Sums SumsAt(const Kernel& kernel,
+                                                                  const Place& first) {
+  Strip<Kernel> strip(kernel, typename Strip<Kernel>::Sums());
+  const auto ignore = [](uint8x16_t, uint8x16_t) {};
+  strip.Take(first.src - first.stride, ignore);
+  strip.Take(first.src, ignore);
   return strip.sums();
 }
 
@@ -148,7 +142,7 @@ void WalkKept(const Kernel& kernel, const Place& first, std::ptrdiff_t columns,
   ForEachStrip(columns, rows, [&](std::ptrdiff_t x, std::ptrdiff_t y, std::ptrdiff_t count) {
     const std::ptrdiff_t strip = (x + kColumns - 1) / kColumns;
     const Place at = first.Moved(x, y);
-    if (y == 0) kept[strip] = SumsAbove(kernel, at);
+    if (y == 0) kept[strip] = SumsAt(kernel, at);
     strip % 2 == 0 ? WalkThrees<true>(kernel, at, count / 3, &kept[strip])
                    : WalkThrees<false>(kernel, at, count / 3, &kept[strip]);
     if (count % 3 != 0) WalkRest(kernel, at.Moved(0, count / 3 * 3), count % 3, &kept[strip]);
