@@ -87,7 +87,7 @@ row "crop, orientation 90" 64 crop_rows CropInRegisters 3
 row "crop, others: transpose of chroma" 512 crop_rows CropInRegisters 2
 row "crop, others: colours" 256 crop_rows CropInRegisters 1
 row "sharpenY" 96 sharpen_y sharpenYVariant
-row "filterCorr3x3s8_v2, weights within 16 bits" 96 filter_corr3x3 filterCorr3x3s8_v2Variant 2
+row "filterCorr3x3s8_v2, weights within 16 bits" 96 filter_corr3x3 filterCorr3x3s8_v2Variant 3
 row "filterCorr3x3s8_v2, any weights" 96 filter_corr3x3 filterCorr3x3s8_v2Variant 1
 row "the same by marks, weights within 16 bits" 64 filter_corr3x3 WithskinMapVariant 2
 row "smoothSkinMapGaussian" 96 skin_map smoothSkinMapGaussianVariant
