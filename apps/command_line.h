@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <iostream>
 #include <string>
 
 #include "apps/exit_code.h"
@@ -20,7 +21,7 @@ inline bool ParseCommandLine(int argc, char** argv, CLI::App* app, int* exit_cod
     app->parse(argc, argv);
     return true;
   } catch (const CLI::Success& help_or_version) {
-    *exit_code = app->exit(help_or_version) == 0 ? kExitOk : kExitFailure;
+    *exit_code = app->exit(help_or_version) == 0 && std::cout.flush() ? kExitOk : kExitFailure;
   } catch (const CLI::ParseError& error) {
     std::string message = error.what();
     for (char& c : message) c = c == '\n' ? ' ' : c;

@@ -5,24 +5,12 @@
 set -euo pipefail
 build=$(cd "$1" && pwd)
 emulator=("${@:2}")
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
-failed=0
-
-fail() {
-  echo "FAIL $*"
-  failed=1
-}
+source "$(dirname "$0")/program_test.sh"
 
 camkit() { "${emulator[@]}" "$build/camkit" "$@"; }
 
-# Runs camkit; expects an exit status.
-run() {
-  local expected=$1 status=0
-  shift
-  camkit "$@" >out 2>err || status=$?
-  [ "$status" -eq "$expected" ] || fail "exit status $status, not $expected: $* ($(head -n 1 err))"
+run() { # exit status, arguments
+  expect "$1" camkit "${@:2}"
 }
 
 # Bad input: the status, and one line that begins with the program's name.
@@ -196,5 +184,4 @@ for arguments in "" "sharpen edge.png" "blur edge.png out.png" "rotate edge.png 
   run_bad 2 $arguments
 done
 
-[ "$failed" -eq 0 ] && echo "camkit does what it says"
-exit "$failed"
+finish "camkit does what it says"

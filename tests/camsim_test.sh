@@ -8,23 +8,11 @@ set -euo pipefail
 other_node=$1
 plain=$(dirname "$2")
 camsim=("${@:3}")
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
-failed=0
+source "$(dirname "$0")/program_test.sh"
 picture=annotated.png
 
-fail() {
-  echo "FAIL $*"
-  failed=1
-}
-
-# Runs camsim; standard output to out, standard error to err; expects an exit status.
-run() {
-  local expected=$1 status=0
-  shift
-  "${camsim[@]}" --annotated "$picture" "$@" >out 2>err || status=$?
-  [ "$status" -eq "$expected" ] || fail "exit status $status, not $expected: $* ($(head -n 1 err))"
+run() { # exit status, arguments
+  expect "$1" "${camsim[@]}" --annotated "$picture" "${@:2}"
 }
 
 # Bad input: the status, and one line that begins with the program's name.
@@ -243,5 +231,4 @@ grep -q '1 to 16384 a side' err || fail "the limits of a size are not said"
 run_bad 2 --log loud
 grep -q 'error, info, none' err || fail "the choices of --log are not said"
 
-[ "$failed" -eq 0 ] && echo "camsim does what it says"
-exit "$failed"
+finish "camsim does what it says"

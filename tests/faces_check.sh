@@ -6,15 +6,7 @@
 set -euo pipefail
 build=$(realpath "$1")
 photographs=$(realpath "$2")
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
-failed=0
-
-fail() {
-  echo "FAIL $*"
-  failed=1
-}
+source "$(dirname "$0")/program_test.sh"
 
 # JSON lines of 12 requests, of which the tenth publishes the figures of the fourth.
 run() {
@@ -68,5 +60,4 @@ for _ in 1 2; do
   cp -L "$build"/device-real/*.so "$build"/device-real/*.json "$build"/device-real/*.onnx device-real/
 done
 
-[ "$failed" -eq 0 ] && echo "the networks say what a person would"
-exit "$failed"
+finish "the networks say what a person would"

@@ -5,54 +5,44 @@
 # usage: nodecheck_test.sh NODE BROKEN_NODE PLAIN_MODEL MEMORY NODECHECK...
 #   (MEMORY 0: resident memory says nothing here; an emulator stands before the program where there is one)
 set -euo pipefail
-node=$1
-broken=$2
-plain=$(dirname "$3")
+node=$(realpath "$1")
+broken=$(realpath "$2")
+plain=$(realpath "$(dirname "$3")")
 memory=$4
 nodecheck=("${@:5}")
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-failed=0
+source "$(dirname "$0")/program_test.sh"
 
-fail() {
-  echo "FAIL $*"
-  failed=1
-}
-
-# Runs nodecheck with a time that a busy machine keeps, too; expects an exit status.
-run() {
-  local expected=$1 status=0
-  shift
-  "${nodecheck[@]}" --limit 200 "$@" >"$work/out" 2>"$work/err" || status=$?
-  [ "$status" -eq "$expected" ] || fail "exit status $status, not $expected: $* $(cat "$work/out" "$work/err")"
+# With a time that a busy machine keeps, too.
+run() { # exit status, arguments
+  expect "$1" "${nodecheck[@]}" --limit 200 "${@:2}"
 }
 
 # Bad input: the status, and one line that begins with the program's name.
 run_bad() {
   local expected=$1 text=$2
   run "$expected" "${@:3}"
-  [ "$(wc -l <"$work/err")" -eq 1 ] && grep -q "^nodecheck: .*$text" "$work/err" || fail "no error about $text: $(cat "$work/err")"
+  [ "$(wc -l <err)" -eq 1 ] && grep -q "^nodecheck: .*$text" err || fail "no error about $text: $(cat err)"
 }
 
 # ---- Nodes that behave ---------------------------------------------------------------------------------
 run 0 --list
-checks=$(wc -l <"$work/out")
+checks=$(wc -l <out)
 for behaving in "$node" "$broken"; do
   run 0 "$behaving"
-  grep -q "^$checks checks: $checks ok, 0 failed, 0 skipped$" "$work/out" || fail "$behaving: $(cat "$work/out")"
+  grep -q "^$checks checks: $checks ok, 0 failed, 0 skipped$" out || fail "$behaving: $(cat out)"
 done
 run 0 "$node" --device "$plain"
-grep -q "^$checks checks: $((checks - 2)) ok, 0 failed, 2 skipped$" "$work/out" || fail "without knobs: $(cat "$work/out")"
-grep -q "^skip models.slow: $plain/libQVFD_AgeGender.so: has no zy_" "$work/out" || fail "no reason of a skip: $(cat "$work/out")"
+grep -q "^$checks checks: $((checks - 2)) ok, 0 failed, 2 skipped$" out || fail "without knobs: $(cat out)"
+grep -q "^skip models.slow: $plain/libQVFD_AgeGender.so: has no zy_" out || fail "no reason of a skip: $(cat out)"
 for behaving in "$node" "$broken"; do
   run 0 "$behaving" --soak 20000 50
-  [ "$(awk '$1 == 20000' "$work/out" | wc -l)" -eq 1 ] || fail "soak of $behaving: $(cat "$work/out")"
+  [ "$(awk '$1 == 20000' out | wc -l)" -eq 1 ] || fail "soak of $behaving: $(cat out)"
 done
 
 # ---- One defect at a time ------------------------------------------------------------------------------
 finds() { # defect, check, what it says
   ZY_DEFECT=$1 run 1 "$broken" --filter "$2" --timeout "${4:-60}"
-  grep -Eq "^FAIL $2: .*$3" "$work/out" || fail "$1: $(cat "$work/out")"
+  grep -Eq "^FAIL $2: .*$3" out || fail "$1: $(cat out)"
 }
 finds fills_smaller_table entry.refused "expected byte 0 and later|during the entry"
 finds fills_create_only entry.callbacks "callbacks empty: pGetCapabilities, .*pPostPipelineCreate$"
@@ -75,7 +65,7 @@ finds waits_for_model models.slow "the longest request: expected at most 200 ms,
 finds gives_up models.failing "expected a call of it, saw none"
 [ "$memory" -eq 0 ] || finds leaks_memory life.many "(KiB of resident memory: expected at most|during the end of the process)"
 ZY_DEFECT=forgets_record run 1 "$broken" --soak 1000
-grep -q "^FAIL soak: request .*: expected one publication, saw 0" "$work/out" || fail "the soak passes over a lost record"
+grep -q "^FAIL soak: request .*: expected one publication, saw 0" out || fail "the soak passes over a lost record"
 
 # ---- Bad input -----------------------------------------------------------------------------------------
 run_bad 1 missing.so missing.so
@@ -94,5 +84,4 @@ for arguments in "" "$node --limit 0" "$node --soak 0" "$node --nonsense"; do
 done
 run 0 --help
 
-[ "$failed" -eq 0 ] && echo "nodecheck names every defect"
-exit "$failed"
+finish "nodecheck names every defect"

@@ -7,15 +7,7 @@ set -euo pipefail
 camsim=$(realpath "$1")
 chromium=$2
 picture=${3:+$(realpath -m "$3")}
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
-failed=0
-
-fail() {
-  echo "FAIL $*"
-  failed=1
-}
+source "$(dirname "$0")/program_test.sh"
 
 # As root a browser has no sandbox; what it says of buses and drivers is not the page's.
 browse() {
@@ -47,5 +39,4 @@ browse --screenshot="$work/page.png" --window-size=900,1180
 [ "$(head -c 4 page.png | tail -c 3)" = PNG ] || fail "no picture of the page"
 [ -z "$picture" ] || cp page.png "$picture"
 
-[ "$failed" -eq 0 ] && echo "a browser shows the page"
-exit "$failed"
+finish "a browser shows the page"

@@ -8,22 +8,10 @@ set -euo pipefail
 source=$(realpath "$1")
 plain=$(dirname "$(realpath "$2")")
 camsim=("${@:3}")
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
-failed=0
+source "$(dirname "$0")/program_test.sh"
 
-fail() {
-  echo "FAIL $*"
-  failed=1
-}
-
-# Runs camsim; standard output to out, standard error to err; expects an exit status.
-run() {
-  local expected=$1 status=0
-  shift
-  "${camsim[@]}" "$@" >out 2>err || status=$?
-  [ "$status" -eq "$expected" ] || fail "exit status $status, not $expected: $* ($(head -n 1 err))"
+run() { # exit status, arguments
+  expect "$1" "${camsim[@]}" "${@:2}"
 }
 
 # Bad input: its line and key, and nothing written over.
@@ -115,5 +103,4 @@ dropped=$(sed -n 's/.*taken, \([0-9]*\) dropped.*/\1/p' out)
 [ "$(grep -o '<polyline' run.html | wc -l)" -eq 12 ] || fail "plots of the page"
 [ "$(grep -o 'data:image/jpeg' run.html | wc -l)" -eq 6 ] || fail "pictures of the page"
 
-[ "$failed" -eq 0 ] && echo "runs are recorded, replayed, compared and drawn"
-exit "$failed"
+finish "runs are recorded, replayed, compared and drawn"

@@ -168,7 +168,8 @@ void AddRun(CLI::App* app, Options* options) {
                   "model set-ups that fail at first (0); -1 fails all");
   app->add_flag("--realtime", options->realtime,
                 "pace requests at --fps and let frames drop; by default each hand-over is awaited");
-  app->add_option("--fps", options->fps, "requests a second with --realtime (30)")
+  app->add_option("--fps", options->fps,
+                  "requests a second with --realtime, else in the times of --trace (30)")
       ->check(PlainNumber)
       ->check(CLI::Range(0.1, 1000.0));
   app->add_flag("--all", options->all, "print every request, not only those handed over");

@@ -22,6 +22,8 @@ void Pace::AwaitNext() {
   while (!apps::Interrupted() &&
          clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
   }
+  // The request on whose time nobody waited is sent, but tells nothing of the rate.
+  if (apps::Interrupted()) return;
   last_ = std::chrono::steady_clock::now();
   late_ += last_ > due + period_ / 2;
   ++sent_;
