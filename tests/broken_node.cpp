@@ -3,6 +3,7 @@
 // a way in which it does not: a checker of nodes must see each of them.
 #include <fcntl.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -46,9 +47,9 @@ class Node {
     if (Has("leaks_memory")) g_lost = std::memset(std::malloc(65536), 1, 65536);
     if (Has("leaks_descriptor")) (void)!open("/dev/null", O_RDONLY);
     if (!thread_.joinable()) return;
-    if (!Has("hangs")) {
+    {
       std::lock_guard<std::mutex> lock(mutex_);
-      ends_ = true;
+      ends_ = !Has("hangs") && !(busy_ && Has("hangs_in_pass"));
       wakes_.notify_all();
     }
     thread_.join();
@@ -61,9 +62,13 @@ class Node {
   }
 
   void Process(const ChiNodeProcessRequestInfo& info) {
-    const ChiNodeBuffer* buffer = info.inputNum > 0 ? info.phInputBuffer[0] : nullptr;
-    if (CountFaces(info.frameNum) > 0 && buffer != nullptr) Offer(*buffer);
+    const bool has_buffer = info.inputNum > 0 || Has("trusts_buffers");
+    const ChiNodeBuffer* buffer = has_buffer ? info.phInputBuffer[0] : nullptr;
+    const int faces = CountFaces(info.frameNum);
+    if (faces > 0 && buffer != nullptr) Offer(*buffer);
     if (Has("forgets_record") && info.frameNum % 50 == 49) return;
+    if (Has("needs_faces") && faces == 0) return;
+    if (Has("needs_rising_numbers") && info.frameNum < std::exchange(last_, info.frameNum)) return;
     Publish(info.frameNum);
     if (Has("publishes_twice")) Publish(info.frameNum);
   }
@@ -80,6 +85,7 @@ class Node {
                           0};
     g_interface.pGetMetadata(&get);
     if (get.pData == nullptr) return 0;
+    if (Has("needs_few_faces") && get.count > 400) std::abort();
     int faces = 0;
     const std::size_t count = Has("reads_past_tags") ? 16 : get.count;
     for (std::size_t i = 0; i + 3 < count; i += 4) {
@@ -91,12 +97,13 @@ class Node {
 
   void Offer(const ChiNodeBuffer& buffer) {
     const uint32_t width = buffer.format.width, height = buffer.format.height;
-    if (buffer.numImages == 0 || buffer.pImages == nullptr || buffer.numPlanes < 2) return;
+    const bool has_image = buffer.numImages > 0 && buffer.pImages != nullptr;
+    if (!(has_image && buffer.numPlanes > 1) && !Has("trusts_planes")) return;
     const uint8_t* luma = buffer.pImages->pPlaneAddress[0];
-    if (luma == nullptr || buffer.planeStride < width) return;
+    if (luma == nullptr || (buffer.planeStride < width && !Has("trusts_pitch"))) return;
     std::lock_guard<std::mutex> lock(mutex_);
     if (busy_ || !thread_.joinable()) return;
-    const std::size_t bytes = std::size_t{buffer.planeStride} * height;
+    const std::size_t bytes = std::size_t{std::max(buffer.planeStride, width)} * height;
     gray_.assign(luma, luma + bytes + (Has("reads_past_planes") ? 1 : 0));
     width_ = static_cast<int>(width);
     height_ = static_cast<int>(height);
@@ -147,12 +154,14 @@ class Node {
   bool busy_ = false, ends_ = false, ready_ = false, gave_up_ = false;
   std::vector<uint8_t> gray_, rgb_;
   int width_ = 0, height_ = 0;
+  uint64_t last_ = 0;
   std::atomic<int32_t> passes_{0};
 };
 
 template <typename Record>
 ChiResult Check(Record* record) {
-  if (record == nullptr || record->hNodeSession == nullptr) return kChiInvalidPointer;
+  if (record == nullptr) return kChiInvalidPointer;
+  if (record->hNodeSession == nullptr && !Has("trusts_session")) return kChiInvalidPointer;
   if (record->size >= sizeof(Record) || Has("accepts_short")) return kChiSuccess;
   if (Has("changes_refused")) record->hNodeSession = nullptr;
   return kChiFailed;
@@ -180,7 +189,8 @@ ChiResult Process(ChiNodeProcessRequestInfo* info) {
 }  // namespace
 
 extern "C" void ChiNodeEntry(ChiNodeCallbacks* table) {
-  if (table == nullptr || table->majorVersion != 0) return;
+  if (table == nullptr && !Has("trusts_table")) return;
+  if (table->majorVersion != 0) return;
   if (table->size < sizeof(*table) && !Has("fills_smaller_table")) return;
   table->pCreate = Create;
   if (Has("fills_create_only")) return;
