@@ -128,16 +128,17 @@ TEST_F(WorkerTest, TakesWhatANodeNeverOffers) {
 
 TEST_F(WorkerTest, FollowsTheFrameSize) {
   pictures::Nv12Frame small = testing_support::PatternFrame(64, 48);
-  pictures::Nv12Frame thin = testing_support::PatternFrame(64, 1);
+  pictures::Nv12Frame flat = testing_support::PatternFrame(64, 1);
+  pictures::Nv12Frame thin = testing_support::PatternFrame(1, 48);
   log_.TakeOthers();
-  for (pictures::Nv12Frame* frame : {&frame_, &small, &small, &thin, &frame_}) {
+  for (pictures::Nv12Frame* frame : {&frame_, &small, &small, &flat, &thin, &frame_}) {
     Hand(testing_support::ImageOf(*frame), {{0, 0, 40, 40}});
   }
   const auto lines = log_.TakeOthers();
-  EXPECT_EQ(CountContaining(lines, "size changed"), 4u);
+  EXPECT_EQ(CountContaining(lines, "size changed"), 5u);
   EXPECT_EQ(CountContaining(lines, "re-alloc memory 0*0 -> 122*94"), 1u);
-  EXPECT_EQ(CountContaining(lines, "re-alloc memory 64*1 -> 122*94"), 1u);
-  EXPECT_EQ(host::AgeGenderCounters().analyses, 4u);  // a frame one pixel high has no half
+  EXPECT_EQ(CountContaining(lines, "re-alloc memory 1*48 -> 122*94"), 1u);
+  EXPECT_EQ(host::AgeGenderCounters().analyses, 4u);  // a frame one pixel high or wide has no half
 }
 
 TEST_F(WorkerTest, AWakeUpWithoutAFrameIsNoPass) {
