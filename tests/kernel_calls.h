@@ -127,7 +127,8 @@ inline const char* CallCopy(fuzz::Script& script) {
     dst.stride[p] = Pitch(script, dst.width);
     const auto [from, to] = CopiedPlaneOf(dst, src, p, rotation).Touched();
     const ptrdiff_t behind = from.end - to.lowest, ahead = from.lowest - to.end;
-    ptrdiff_t gap = script.Pick(std::array{behind, ahead, behind, ahead, behind / 2, ptrdiff_t{0}});
+    ptrdiff_t gap =
+        script.Pick(std::array{behind, ahead, behind, ahead, behind / 2, ahead / 2, ptrdiff_t{0}});
     if (script.OneIn(4)) gap += script.Between(-40, 40);
     Reach both = from;
     both.Add(to.lowest + gap, to.end - to.lowest);
