@@ -55,7 +55,7 @@ TEST_P(Kernels, GiveTheBytesOfTheirFormula) {
       if (i < 4) Call({choice, kWide[i % 2][0], kWide[i % 2][1], other});
     }
   }
-  for (int i = 0; i < 500 && !HasFatalFailure(); ++i) Call({});
+  for (int i = 0; i < 1000 && !HasFatalFailure(); ++i) Call({});
 }
 
 INSTANTIATE_TEST_SUITE_P(All, Kernels, testing::ValuesIn(kKernelKinds),
