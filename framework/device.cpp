@@ -2,6 +2,7 @@
 #include "framework/device.h"
 
 #include <dlfcn.h>
+#include <link.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -32,6 +33,19 @@ std::string StandInFolder() {
   return folder + (Has(folder + "device", kLibraries[0]) ? "device" : ZY_INSTALLED_DEVICE_FOLDER);
 }
 
+// What an open library says that it is called; nothing when it does not.
+std::string SonameOf(void* library) {
+  link_map* map = nullptr;
+  if (dlinfo(library, RTLD_DI_LINKMAP, &map) != 0) return "";
+  const char* strings = nullptr;
+  ElfW(Xword) offset = 0;
+  for (const ElfW(Dyn)* entry = map->l_ld; entry->d_tag != DT_NULL; ++entry) {
+    if (entry->d_tag == DT_STRTAB) strings = reinterpret_cast<const char*>(entry->d_un.d_ptr);
+    if (entry->d_tag == DT_SONAME) offset = entry->d_un.d_val;
+  }
+  return strings != nullptr && offset != 0 ? strings + offset : "";
+}
+
 }  // namespace
 
 pictures::Failure Device::Open(const std::vector<std::string>& folders) {
@@ -58,7 +72,10 @@ pictures::Failure Device::OpenLibrary(const std::string& name, const std::string
     return pictures::Fail(names_file ? message : path + ": " + message);
   }
   libraries_.push_back({name, path, handle});
-  if (dlopen(name.c_str(), RTLD_NOW | RTLD_NOLOAD) == handle) return std::nullopt;
+  // By that name the node will ask for it; and a library of that name that came first would win.
+  if (SonameOf(handle) == name && dlopen(name.c_str(), RTLD_NOW | RTLD_NOLOAD) == handle) {
+    return std::nullopt;
+  }
   return pictures::Fail(path + ": its soname is not " + name);
 }
 

@@ -85,7 +85,7 @@ run_bad 1 "none of the device's libraries" "$node" --device "$work"
 cp "$work/text.so" "$work/liblog.so"
 run_bad 1 "$work/liblog.so" "$node" --device "$work"
 cp "$plain/libQVFD_AgeGender.so" "$work/liblog.so"
-run_bad 1 "its soname is not liblog.so" "$node" --device "$work"
+LD_LIBRARY_PATH=${LD_LIBRARY_PATH:-}:$work run_bad 1 "its soname is not liblog.so" "$node" --device "$work"
 run_bad 2 "no check's name" "$node" --filter nonsense
 for arguments in "" "$node --limit 0" "$node --soak 0" "$node --nonsense"; do
   # shellcheck disable=SC2086
