@@ -51,7 +51,7 @@ check grace_hopper.jpg 60 100
 grep -qi 'estimates by a small network' out || fail "the table does not say what the figures are"
 
 # Missing networks: a program beside which they are not, and one with a file too few.
-cp "$build/camsim" .
+cp "$build/camsim" "$build/libframework_watch.so" .
 for _ in 1 2; do
   status=0
   ./camsim --models real --faces auto --node "$build/com.qti.node.brodaxgenderage.so" --annotated none >out 2>err || status=$?
