@@ -187,8 +187,11 @@ for signal in INT TERM; do
   # A job in the background ignores SIGINT until it is told otherwise.
   env --default-signal=INT "${camsim[@]}" --annotated annotated.png --requests 1000000 --realtime --size 64x64 --jsonl lines >out 2>err &
   until [ -s lines ]; do sleep 0.05; done
-  [ "$(tail -c 1 lines | od -An -tx1)" = " 0a" ] || fail "the lines do not leave one by one"
   sleep 0.5
+  # It must not write while tail looks.
+  kill -STOP $!
+  [ "$(tail -c 1 lines | od -An -tx1)" = " 0a" ] || fail "the lines do not leave one by one"
+  kill -CONT $!
   kill -$signal $!
   status=0
   wait $! || status=$?
