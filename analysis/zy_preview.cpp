@@ -29,8 +29,8 @@ constexpr int64_t kFreshNanoseconds = 2'000'000'000;
 // least this many such frames came since the last one.
 constexpr int32_t kSkippedFrames = 3;
 
-bool Near(int32_t a, int32_t b, int64_t tolerance) {
-  const int64_t difference = int64_t{a} - b;
+bool Near(const std::atomic<int32_t>& published, int32_t edge, int64_t tolerance) {
+  const int64_t difference = int64_t{published.load(std::memory_order_relaxed)} - edge;
   return std::max(difference, -difference) < tolerance;
 }
 
@@ -177,10 +177,8 @@ int ZYPreview::getFaceIndex(bool requireFresh, int left, int right, int top, int
   const auto tolerance = static_cast<int64_t>(static_cast<float>(int64_t{right} - left) * 0.3f);
   for (int i = 0; i < count; ++i) {
     const std::atomic<int32_t>(&rect)[4] = mAnalyzedRects[i];
-    if (Near(rect[0].load(std::memory_order_relaxed), left, tolerance) &&
-        Near(rect[2].load(std::memory_order_relaxed), right, tolerance) &&
-        Near(rect[1].load(std::memory_order_relaxed), top, tolerance) &&
-        Near(rect[3].load(std::memory_order_relaxed), bottom, tolerance)) {
+    if (Near(rect[0], left, tolerance) && Near(rect[2], right, tolerance) &&
+        Near(rect[1], top, tolerance) && Near(rect[3], bottom, tolerance)) {
       return i;
     }
   }

@@ -157,6 +157,7 @@ def arguments():
     parser.add_argument("work", type=lambda path: pathlib.Path(path).resolve())
     parser.add_argument("sample", type=int, nargs="?", default=40, help="so many, drawn; 0 is all")
     parser.add_argument("--folder", action="append", choices=PROGRAMS, help="again for another one")
+    parser.add_argument("--listed", action="store_true", help="only those that the list lets live")
     parser.add_argument("--seed", type=int, default=1, help="of the draw")
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
     return parser.parse_intermixed_args()
@@ -184,7 +185,7 @@ def main():
     options = arguments()
     folders = options.folder or list(PROGRAMS)
     listed, everything = listed_mutants(), list(mutants(options.source, folders))
-    chosen = everything
+    chosen = [m for m in everything if m.text in listed] if options.listed else everything
     if 0 < options.sample < len(chosen):
         chosen = random.Random(options.seed).sample(chosen, options.sample)
     verdicts = list(judge_all(options, folders, chosen, listed))
