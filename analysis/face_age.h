@@ -57,8 +57,8 @@ ZyFaceAgeVersion ZyFaceAgeGetVersion();
 ZyFaceAgeResult ZyFaceAgeAnalyze(const uint8_t* gray, const uint8_t* rgb, int width, int height,
                                  int left, int top, int right, int bottom, float factor);
 
-// Releases the model when no other worker uses it,
-// whether or not it was ever loaded. Request thread.
+// Releases the model when no other worker uses it, whether or not it was ever loaded. Request
+// thread.
 void ZyFaceAgeFinalize();
 
 // Called when the frame size changes; the model keeps nothing that depends on it. Request thread.

@@ -25,8 +25,8 @@ static_assert(sizeof(std::atomic<bool>) == sizeof(bool));
 // Results older than this are not fresh.
 constexpr int64_t kFreshNanoseconds = 2'000'000'000;
 
-// A frame that carries faces is considered when at
-// least this many such frames came since the last one.
+// A frame that carries faces is considered when at least this many such frames came since the last
+// one.
 constexpr int32_t kSkippedFrames = 3;
 
 bool Near(const std::atomic<int32_t>& published, int32_t edge, int64_t tolerance) {

@@ -116,8 +116,8 @@ class ZYPreview {
   std::atomic<bool> mFaceScoreEnabled{false};
 
  private:
-  // What a pass found, kept from pass to pass: a slot
-  // that a pass does not write is published again.
+  // What a pass found, kept from pass to pass: a slot that a pass does not write is published
+  // again.
   struct PassResults {
     int32_t rects[kMaxFaces][4];
     float prop[kMaxFaces];

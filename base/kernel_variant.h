@@ -4,8 +4,8 @@
 
 #include "base/neon.h"
 
-// Which rows a kernel runs: the scalar ones, or the vector ones with scalar tails. Both give the
-// same bytes. Without a vector header the vector variant is the scalar one.
+// Which rows a kernel runs: the scalar ones, or the vector ones, with scalar ones for what is too
+// narrow. Both give the same bytes. Without a vector header the vector variant is the scalar one.
 enum class KernelVariant { kScalar, kVector };
 
 inline constexpr KernelVariant kBestVariant =

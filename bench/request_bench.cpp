@@ -24,6 +24,7 @@
 #include <utility>
 #include <vector>
 
+#include "apps/image_of.h"
 #include "bench/marks.h"
 #include "framework/framework.h"
 #include "framework/worker_watch.h"
@@ -176,17 +177,6 @@ void AwaitWorker() {
   if (!framework::WaitForRestingWorkers(kRestTimeout)) Die("the worker does not come to rest");
 }
 
-ZyImageBuffer Describe(pictures::Nv12Frame* frame) {
-  ZyImageBuffer image = {};
-  image.format = kZyFormatYuv420SemiPlanar;
-  image.width = frame->width;
-  image.height = frame->height;
-  image.stride[0] = image.stride[1] = frame->stride;
-  image.plane[0] = frame->Luma();
-  image.plane[1] = frame->Chroma();
-  return image;
-}
-
 // The worker has what the node's copy overwrites in another core's cache, and the frame may be in
 // ours: neither must make a difference between the node's copy and one that it is compared with.
 void PushOutOfCaches() {
@@ -332,7 +322,7 @@ class Stream {
 
   Measure CopyStraight() {
     PushOutOfCaches();
-    const ZyImageBuffer image = Describe(&frame_);
+    const ZyImageBuffer image = apps::ImageOf(frame_);
     g_kind = kStraightCopy;
     return MeasureOnce([&] { ZyCopyBuffer(&copy_, &image, 0); });
   }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The bytes of a script become the calls of a hostile framework: two nodes behind ChiNodeEntry
-// get records, buffers and metadata of all shapes, yet in memory that ends
-// where they promise to. Everything that leaves the library is compared with the model.
+// get records, buffers and metadata of all shapes, yet in memory that ends where they promise to.
+// Everything that leaves the library is compared with the model.
 #include <mutex>
 
 #include "framework/guarded_bytes.h"

@@ -92,9 +92,7 @@ std::vector<AgeGenderCall> AgeGenderCalls() {
 
 AgeGenderCounts AgeGenderCounters() {
   std::lock_guard<std::mutex> lock(g_mutex);
-  AgeGenderCounts counts = g_state.counts;
-  counts.overlaps = CallInLibrary::Overlaps();
-  return counts;
+  return g_state.counts;
 }
 
 }  // namespace host

@@ -53,7 +53,6 @@ struct AgeGenderCounts {
   uint64_t inits;
   uint64_t analyses;
   uint64_t clears;
-  uint64_t overlaps;  // calls that began while another one ran; the library is not thread-safe
 };
 
 // Back to the built-in answer, no delay, no failures, no recording, counts at zero.
@@ -91,8 +90,6 @@ struct FaceGradeCall {
 struct FaceGradeCounts {
   uint64_t created;
   uint64_t destroyed;
-  uint64_t processed;
-  uint64_t overlaps;
 };
 
 void ResetFaceGrade();
@@ -134,7 +131,6 @@ void zy_tell_age_gender_calls(ZyModelListener listener, void* context);
 uint64_t zy_overlapping_age_gender_calls();
 
 // libFaceGrade: likewise.
-void zy_set_face_grade_delay(int milliseconds);
 void zy_tell_face_grade_calls(ZyModelListener listener, void* context);
 uint64_t zy_overlapping_face_grade_calls();
 

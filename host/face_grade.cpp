@@ -84,18 +84,12 @@ std::vector<FaceGradeCall> FaceGradeCalls() {
 
 FaceGradeCounts FaceGradeCounters() {
   std::lock_guard<std::mutex> lock(g_mutex);
-  FaceGradeCounts counts = g_state.counts;
-  counts.overlaps = CallInLibrary::Overlaps();
-  return counts;
+  return g_state.counts;
 }
 
 }  // namespace host
 
 extern "C" {
-
-void zy_set_face_grade_delay(int milliseconds) {
-  host::SetFaceGradeDelay(std::chrono::milliseconds(milliseconds));
-}
 
 uint64_t zy_overlapping_face_grade_calls() { return host::CallInLibrary::Overlaps(); }
 
@@ -135,7 +129,6 @@ int FaceGradeInterface::process(const uint8_t* rgb, int width, int height, FaceG
   std::memcpy(&rect, reserved_, sizeof(rect));
   host::FaceGradeCall call = {rect.x, rect.y, rect.width, rect.height, width, height, flag, 0};
   std::unique_lock<std::mutex> lock(g_mutex);
-  ++g_state.counts.processed;
   if (g_state.record || g_state.script) {
     call.rgb_digest =
         host::Digest(rgb, static_cast<size_t>(width) * static_cast<size_t>(height) * 3);

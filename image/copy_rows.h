@@ -17,9 +17,9 @@ struct PlaneCopy {
   std::ptrdiff_t rows;
 };
 
-// Rotates a plane of elements of kElementSize bytes (1 or 2) by 90,
-// 180 or 270 degrees clockwise. Both pitches must cover their rows
-// and the planes must not overlap: some elements are written twice.
+// Rotates a plane of elements of kElementSize bytes (1 or 2) by 90, 180 or 270 degrees clockwise.
+// Both pitches must cover their rows and the planes must not overlap: some elements are written
+// twice.
 //   Returns false, with nothing written, for other rotations, for a plane that is too small to fill
 // a register in the directions that matter, and where there are no vector registers.
 //   Any thread.

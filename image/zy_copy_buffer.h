@@ -19,8 +19,8 @@
 //   Overlapping planes are copied as if element by element, source rows from top to bottom and
 // columns from left to right.
 //   Returns 1, or 0 with nothing written: a rotation that is no multiple of 90, a format other than
-// kZyFormatYuv420SemiPlanar, sizes that do not match,
-// a null record, or a null plane that would be used.
+// kZyFormatYuv420SemiPlanar, sizes that do not match, a null record, or a null plane that would be
+// used.
 //   Any thread; the planes belong to the caller and must stay valid for the call.
 int32_t ZyCopyBuffer(ZyImageBuffer* dst, const ZyImageBuffer* src, int32_t rotation);
 

@@ -38,8 +38,8 @@ extern const ChiVendorTagData kOwnTags[kOwnTagCount];
 // Fills the globals above from the framework's interface. Request thread, before any request.
 void SetNodeInterface(ChiNodeInterface* pNodeInterface);
 
-// The identifier of a vendor tag, 0 when it is unknown
-// or there is no interface to ask. Request thread.
+// The identifier of a vendor tag, 0 when it is unknown or there is no interface to ask. Request
+// thread.
 uint32_t QueryVendorTagBase(const char* section, const char* tag);
 
 // ---- The published record -----------------------------------------------------------------------

@@ -12,8 +12,8 @@ namespace {
 // The second word of MultiCameraIdRole with which the node works.
 constexpr uint32_t kWorkingRole = 1;
 
-// With this third word of MultiCameraIdRole, rectangles
-// are halved even while the quad sensor is on.
+// With this third word of MultiCameraIdRole, rectangles are halved even while the quad sensor is
+// on.
 constexpr uint32_t kAlwaysHalvedCamera = 7;
 
 // A sensor coordinate in pixels of the frame, modulo 2^32 like the framework's own arithmetic.

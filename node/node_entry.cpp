@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The library's only export and the callbacks that it hands to the
-// framework. They check the records, log what is wrong with them
-// and forward to the node. All of them run on the request thread.
+// The library's only export and the callbacks that it hands to the framework. They check the
+// records, log what is wrong with them and forward to the node. All of them run on the request
+// thread.
 #include <new>
 
 #include "node/gender_age_node.h"

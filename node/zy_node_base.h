@@ -4,9 +4,9 @@
 
 #include <cstdint>
 
-// What the camera nodes of this family share: whether the device lets
-// a node of their type run. Two system properties hold bit masks of
-// node types, in hexadecimal; a node runs when both have its bit.
+// What the camera nodes of this family share: whether the device lets a node of their type run. Two
+// system properties hold bit masks of node types, in hexadecimal; a node runs when both have its
+// bit.
 class ZyNodeBase {
  protected:
   // Protected: only the derived node is ever deleted.

@@ -74,8 +74,8 @@ class MemoryReader final : public ByteReader {
   std::size_t left_;
 };
 
-// Opens `path`, or standard input when it is "-". A
-// directory is a failure. The message names no path.
+// Opens `path`, or standard input when it is "-". A directory is a failure. The message names no
+// path.
 Failure OpenFile(const std::string& path, std::unique_ptr<ByteReader>* reader);
 
 // Reads exactly `count` bytes into `bytes`. Memory grows with what has arrived, not with what a

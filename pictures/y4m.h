@@ -33,9 +33,9 @@ struct Y4mHeader {
 // W, H or C, are a failure.
 Failure ReadY4mHeader(ByteReader& reader, Y4mHeader* header);
 
-// Reads frame `index` (counted from 0, for messages only) into dense
-// planes of PlanarSize bytes. At the stream's end before a frame, sets
-// `at_end` and reads nothing; everywhere else the end is a failure.
+// Reads frame `index` (counted from 0, for messages only) into dense planes of PlanarSize bytes. At
+// the stream's end before a frame, sets `at_end` and reads nothing; everywhere else the end is a
+// failure.
 Failure ReadY4mFrame(ByteReader& reader, const Y4mHeader& header, int64_t index,
                      std::vector<uint8_t>* planes, bool* at_end);
 

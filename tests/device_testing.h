@@ -14,10 +14,10 @@
 #include <thread>
 #include <vector>
 
+#include "apps/image_of.h"
 #include "framework/log_watch.h"
 #include "framework/worker_watch.h"
 #include "host/control.h"
-#include "image/zy_image_buffer.h"
 #include "pictures/nv12.h"
 
 namespace testing_support {
@@ -103,15 +103,6 @@ inline pictures::Nv12Frame PatternFrame(int width, int height, int stride = 0) {
     }
   }
   return frame;
-}
-
-// The frame's planes as the node describes a camera buffer.
-inline ZyImageBuffer ImageOf(pictures::Nv12Frame& frame) {
-  return {kZyFormatYuv420SemiPlanar,
-          frame.width,
-          frame.height,
-          {frame.stride, frame.stride, 0, 0},
-          {frame.Luma(), frame.Chroma(), nullptr, nullptr}};
 }
 
 }  // namespace testing_support

@@ -151,6 +151,7 @@ using Shrink = void(const unsigned char*, unsigned char*, int, int, int);
 using ShrinkVariant = void(KernelVariant, const unsigned char*, unsigned char*, int, int, int);
 
 struct Downscaler {
+  const char* name;
   Shrink* run;
   ShrinkVariant* variant;  // null for one kind of rows
   int factor;
@@ -158,11 +159,11 @@ struct Downscaler {
 };
 
 inline constexpr Downscaler kDownscalers[] = {
-    {resize_half, nullptr, 2, 0},
-    {resize_quarter, nullptr, 4, 0},
-    {resize_halfUseNeon, resize_halfUseNeonVariant, 2, 16},
-    {resize_quarterUseNeon, resize_quarterUseNeonVariant, 4, 16},
-    {resize_eighthUseNeon, resize_eighthUseNeonVariant, 8, 8},
+    {"plain half", resize_half, nullptr, 2, 0},
+    {"plain quarter", resize_quarter, nullptr, 4, 0},
+    {"half", resize_halfUseNeon, resize_halfUseNeonVariant, 2, 16},
+    {"quarter", resize_quarterUseNeon, resize_quarterUseNeonVariant, 4, 16},
+    {"eighth", resize_eighthUseNeon, resize_eighthUseNeonVariant, 8, 8},
 };
 
 inline const char* CallDownscaler(fuzz::Script& script) {
@@ -201,16 +202,19 @@ inline void RunSmooth(Rows rows, const FilterCall& c) {
 }
 
 struct Filter {
+  const char* name;
   void (*run)(Rows, const FilterCall&);
   void (*naive)(const FilterCall&);
   bool takes_weights;  // or has those of sharpening
 };
 
-inline constexpr Filter kFilters[] = {{RunFilter, FilterNaively, true},
-                                      {RunMarkedFilter, FilterMarkedNaively, true},
-                                      {RunSharpen, FilterNaively, false},
-                                      {RunMarkedSharpen, FilterMarkedNaively, false},
-                                      {RunSmooth, SmoothNaively, false}};
+inline constexpr Filter kFilters[] = {
+    {"3x3", RunFilter, FilterNaively, true},
+    {"masked 3x3", RunMarkedFilter, FilterMarkedNaively, true},
+    {"sharpening", RunSharpen, FilterNaively, false},
+    {"masked sharpening", RunMarkedSharpen, FilterMarkedNaively, false},
+    {"smoothing", RunSmooth, SmoothNaively, false},
+};
 
 inline const char* CallFilter(fuzz::Script& script) {
   const Filter& filter = script.Pick(kFilters);

@@ -118,13 +118,13 @@ TEST(AllKernels, RowsMayLieGigabytesApart) {
       std::vector<uint8_t> dst(kWidth * kHeight);
       RunRows(rows, downscaler.run, downscaler.variant, src, dst.data(), kWidth, downscaler.factor,
               kPitch);
-      EXPECT_EQ(dst[0], 200) << downscaler.factor;
+      EXPECT_EQ(dst[0], 200) << downscaler.name;
     }
     for (const Filter& filter : kFilters) {
       if (filter.naive == SmoothNaively) continue;
       std::vector<uint8_t> dst(kWidth * kHeight);
       filter.run(rows, {src, mask.data(), dst.data(), kWidth, kHeight, kPitch, kSharpen});
-      EXPECT_EQ(dst[4 * kWidth + 9], 200) << &filter - kFilters;
+      EXPECT_EQ(dst[4 * kWidth + 9], 200) << filter.name;
     }
   }
   // One pixel has no second row.

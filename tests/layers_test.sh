@@ -9,7 +9,7 @@ failed=0
 # folder, what its #include "..." may begin with
 check() {
   local folder=$1 allowed=$2 sources found
-  sources=$(find "$folder" -name '*.h' -o -name '*.cpp')
+  sources=$(find $folder -name '*.h' -o -name '*.cpp')
   [ -n "$sources" ] || { echo "FAIL no sources in $folder"; failed=1; return; }
   found=$(grep -nHE '^#include "' $sources | grep -vE "#include \"($allowed)" || true)
   [ -z "$found" ] && return
@@ -27,6 +27,7 @@ check host 'host/|platform/'
 check models 'models/|platform/|host/control\.h'
 check pictures 'pictures/'
 check framework 'framework/|pictures/|platform/'
+check 'apps/*.h' 'apps/[a-z_]+\.h|pictures/|image/zy_image_buffer\.h'
 check apps/camsim 'apps/[a-z_]+\.h|apps/camsim/|framework/|pictures/|platform/|host/control\.h|models/find_faces\.h|image/zy_copy_buffer\.h'
 check apps/nodecheck 'apps/[a-z_]+\.h|apps/nodecheck/|framework/|platform/|host/control\.h|pictures/error\.h'
 check apps/camkit 'apps/[a-z_]+\.h|apps/camkit/|pictures/|image/|sharpen/'

@@ -201,7 +201,7 @@ TEST_F(NodeTest, TellsItsLife) {
   ASSERT_FALSE(session_.Destroy());
   Tell("a node without a pipeline");
   host::SetProperty("persist.vendor.camera.zynode_conf", "0xFFFFFB");
-  ASSERT_FALSE(session_.Create(4, 1, 1) == std::nullopt);
+  ASSERT_TRUE(session_.Create(4, 1, 1));
   session_.PostPipelineCreate();
   Tell("a node that may not run");
   EXPECT_EQ(text_, kTranscript);
@@ -221,7 +221,7 @@ TEST_F(NodeTest, AWorkerTurnsFramesAsItsModelDoes) {
   host::ScriptAgeGender(ask);
   host::ScriptFaceGrade(ask);
   pictures::Nv12Frame frame = testing_support::PatternFrame(95, 61, 96);
-  const ZyImageBuffer image = {1, 95, 61, {96, 96}, {frame.Luma(), frame.Chroma()}};
+  const ZyImageBuffer image = apps::ImageOf(frame);
   const android::_FaceLocation faces[] = {{9, 4, 33, 27}, {-7, 40, 60, 31}, {80, -3, 20, 50}};
   android::ZYPreview worker;
   node_model::Worker model(model_world);

@@ -61,10 +61,22 @@ class WorkerTest : public testing_support::DeviceTest {
   int Index(bool fresh = false) { return worker_->getFaceIndex(fresh, 20, 80, 20, 70); }
 
   pictures::Nv12Frame frame_ = testing_support::PatternFrame(122, 94);
-  const ZyImageBuffer image_ = testing_support::ImageOf(frame_);
+  const ZyImageBuffer image_ = apps::ImageOf(frame_);
   const Faces face_ = {{20, 20, 60, 50}};
   std::unique_ptr<ZYPreview> worker_;
 };
+
+TEST_F(WorkerTest, BeginsWithTheDefaultsAndNothingOn) {
+  const ZYPreview fresh;
+  EXPECT_FALSE(fresh.mFaceGenderAndAgeEnabled || fresh.mFaceScoreEnabled);
+  for (int slot = 0; slot < 3; ++slot) {
+    const std::vector<float> figures = {fresh.mProp[slot], fresh.mGender[slot],
+                                        fresh.mAgeWhenGenderHigh[slot],
+                                        fresh.mAgeWhenGenderLow[slot], fresh.mFaceGrade[slot]};
+    EXPECT_EQ(figures, std::vector<float>({0.7f, 0.0f, 24.0f, 20.0f, 80.0f}));
+    for (const std::atomic<int32_t>& edge : fresh.mAnalyzedRects[slot]) EXPECT_EQ(edge, 0);
+  }
+}
 
 // ---- Hand-over ----------------------------------------------------------------------------------
 
@@ -113,14 +125,14 @@ TEST_F(WorkerTest, TakesWhatANodeNeverOffers) {
   for (int i = 0; i < 4; ++i) worker_->ProcessBuffer(&image_, three.data(), 1000, 270, 0);
   AwaitWorkers();
   EXPECT_EQ(host::AgeGenderCounters().analyses, 3u);
-  worker_->ProcessBuffer(&image_, nullptr, 1, 270, 0);  // changes nothing, and does not count
+  EXPECT_EQ(worker_->ProcessBuffer(&image_, nullptr, 1, 270, 0), 1);  // does not count
   EXPECT_EQ(worker_->mFaceAnalyzeNum, 3);
   ExpectThreeSkips();
   for (const int none : {0, -1}) {
     EXPECT_EQ(Offer(image_, face_), FrameFate::kTaken);
     AwaitWorkers();
     EXPECT_EQ(Index(), 0);
-    worker_->ProcessBuffer(&image_, face_.data(), none, 270, 0);  // nor does this count
+    EXPECT_EQ(worker_->ProcessBuffer(&image_, face_.data(), none, 270, 0), 1);  // nor does this
     EXPECT_EQ(Index(), -1);
     ExpectThreeSkips();
   }
@@ -132,7 +144,7 @@ TEST_F(WorkerTest, FollowsTheFrameSize) {
   pictures::Nv12Frame thin = testing_support::PatternFrame(1, 48);
   log_.TakeOthers();
   for (pictures::Nv12Frame* frame : {&frame_, &small, &small, &flat, &thin, &frame_}) {
-    Hand(testing_support::ImageOf(*frame), {{0, 0, 40, 40}});
+    Hand(apps::ImageOf(*frame), {{0, 0, 40, 40}});
   }
   const auto lines = log_.TakeOthers();
   EXPECT_EQ(CountContaining(lines, "size changed"), 5u);
@@ -257,7 +269,7 @@ TEST_F(WorkerTest, DestructionWaitsForOneAttemptToSetTheModelUp) {
   framework::SetLogListener(nullptr);
 }
 
-TEST_F(WorkerTest, DestructionWaitsForARunningPassAndNoLonger) {
+TEST_F(WorkerTest, DestructionWaitsForARunningPass) {
   host::SetAgeGenderDelay(std::chrono::milliseconds(200));
   ASSERT_EQ(Offer(image_, {face_[0], face_[0]}), FrameFate::kTaken);
   while (host::AgeGenderCounters().analyses == 0) std::this_thread::yield();

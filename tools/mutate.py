@@ -115,9 +115,9 @@ class Workplace:
         return self.make(program) and run(self.build / program, "--gtest_brief=1",
                                           "--gtest_fail_fast", seconds=60)
 
-    def passes_rest(self):
+    def passes_rest(self, folder):
         return self.make() and run("ctest", "--test-dir", self.build, "--stop-on-failure",
-                                   "-E", f"^({'|'.join(self.programs)})$", seconds=300)
+                                   "-E", f"^({'|'.join(PROGRAMS[folder])})$", seconds=300)
 
     @contextlib.contextmanager
     def broken_by(self, mutant):
@@ -132,15 +132,16 @@ class Workplace:
             file.write_text(text)
 
     def judge(self, mutant, is_listed):
+        folder = mutant.path.parts[0]
         with self.broken_by(mutant):
-            verdict = self.first_verdict(mutant.path.parts[0])
+            verdict = self.first_verdict(folder)
         if verdict != "survived" or is_listed:
             return "listed" if verdict == "survived" else verdict
-        if not self.rest_is_sound and not self.passes_rest():
+        if not self.rest_is_sound and not self.passes_rest(folder):
             sys.exit("the tests fail before anything is broken")
         self.rest_is_sound = True
         with self.broken_by(mutant):
-            return "survived" if self.passes_rest() else "killed"
+            return "survived" if self.passes_rest(folder) else "killed"
 
     def first_verdict(self, folder):
         if not self.make(*self.libraries):
@@ -196,7 +197,8 @@ def main():
 
     show("listed, but there is no such mutant any more:",
          {text for text in listed if text.split("/")[0] in folders} - {m.text for m in everything})
-    show("listed, but killed now:", {m.text for m, v in verdicts if m.text in listed and v == "killed"})
+    killed, alive = ({m.text for m, v in verdicts if v == verdict} for verdict in ("killed", "listed"))
+    show("listed, but killed now:", (killed & listed) - alive)  # one text may stand for several mutants
     show("survivors that are not listed:", [m.text for m, v in verdicts if v == "survived"])
     print(", ".join(f"{n} {verdict}" for verdict, n in counts.items()))
     judged = counts["killed"] + counts["survived"]

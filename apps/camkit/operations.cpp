@@ -7,9 +7,9 @@
 
 #include "apps/camkit/marks.h"
 #include "apps/camkit/planes.h"
+#include "apps/image_of.h"
 #include "image/resize.h"
 #include "image/zy_copy_buffer.h"
-#include "image/zy_image_buffer.h"
 #include "pictures/annotate.h"
 #include "pictures/geometry.h"
 #include "pictures/nv12.h"
@@ -144,17 +144,6 @@ pictures::Picture PadToEven(const pictures::Picture& picture) {
   return even;
 }
 
-ZyImageBuffer Describe(pictures::Nv12Frame* frame) {
-  ZyImageBuffer buffer = {};
-  buffer.format = kZyFormatYuv420SemiPlanar;
-  buffer.width = frame->width;
-  buffer.height = frame->height;
-  buffer.stride[0] = buffer.stride[1] = frame->stride;
-  buffer.plane[0] = frame->Luma();
-  buffer.plane[1] = frame->Chroma();
-  return buffer;
-}
-
 pictures::Failure RotateFrame(pictures::Nv12Frame* frame, int degrees, double* milliseconds,
                               pictures::Nv12Frame* turned) {
   const bool upright = degrees == 180;
@@ -163,8 +152,8 @@ pictures::Failure RotateFrame(pictures::Nv12Frame* frame, int degrees, double* m
                                upright ? frame->height : frame->width, 0, turned)) {
     return failure;
   }
-  const ZyImageBuffer from = Describe(frame);
-  ZyImageBuffer to = Describe(turned);
+  const ZyImageBuffer from = apps::ImageOf(*frame);
+  ZyImageBuffer to = apps::ImageOf(*turned);
   bool is_done = false;
   *milliseconds = TimeOf([&] { is_done = ZyCopyBuffer(&to, &from, degrees) != 0; });
   return is_done ? std::nullopt : pictures::Fail("the kit rejects the rotation");

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "apps/interrupt.h"
+#include "apps/camsim/interrupt.h"
 
 namespace camsim {
 
@@ -19,11 +19,11 @@ void Pace::AwaitNext() {
   const int64_t at = due.time_since_epoch() / std::chrono::nanoseconds(1);
   const timespec until = {static_cast<time_t>(at / 1'000'000'000),
                           static_cast<long>(at % 1'000'000'000)};
-  while (!apps::Interrupted() &&
+  while (!Interrupted() &&
          clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
   }
   // The request on whose time nobody waited is sent, but tells nothing of the rate.
-  if (apps::Interrupted()) return;
+  if (Interrupted()) return;
   last_ = std::chrono::steady_clock::now();
   late_ += last_ > due + period_ / 2;
   ++sent_;

@@ -6,11 +6,11 @@
 #include <utility>
 
 #include "apps/camsim/header.h"
+#include "apps/camsim/interrupt.h"
 #include "apps/camsim/knobs.h"
 #include "apps/camsim/sensor.h"
 #include "apps/camsim/upright.h"
 #include "apps/exit_code.h"
-#include "apps/interrupt.h"
 #include "framework/worker_watch.h"
 
 namespace camsim {
@@ -40,7 +40,7 @@ Run::Run(const Options& options)
 int Run::Go() {
   if (pictures::Failure failure = ReadScript()) return Say(failure, apps::kExitUnreadableInput);
   if (pictures::Failure failure = pictures::OpenFrameSource(options_.source, &source_)) {
-    if (apps::Interrupted()) return apps::kExitInterrupted;  // it ended the read
+    if (Interrupted()) return apps::kExitInterrupted;  // it ended the read
     return Say(failure, apps::kExitUnreadableInput);
   }
   if (pictures::Failure failure = CheckFaces()) return Say(failure, apps::kExitUsage);
@@ -230,7 +230,7 @@ int Run::SendRequests() {
       return Say(failure, apps::kExitUnreadableInput);
     }
     if (pictures::Failure failure = source_->Next(&frame_, &at_end)) {
-      if (apps::Interrupted()) break;
+      if (Interrupted()) break;
       return Say(failure, apps::kExitUnreadableInput);
     }
     if (at_end) break;
@@ -239,7 +239,7 @@ int Run::SendRequests() {
     if (!failure) failure = Report(report);
     if (failure) return Say(failure, apps::kExitFailure);
   }
-  if (apps::Interrupted()) return apps::kExitInterrupted;
+  if (Interrupted()) return apps::kExitInterrupted;
   if (summary_.sent != 0) return apps::kExitOk;
   return Say(pictures::Fail(input + ": has no frames"), apps::kExitUnreadableInput);
 }
@@ -248,7 +248,7 @@ int Run::SendRequests() {
 bool Run::WantsTable() const { return outputs_.WantsTable() && options_.replay.empty(); }
 
 bool Run::WantsMore() const {
-  return !apps::Interrupted() && (requests_ == 0 || summary_.sent < requests_);
+  return !Interrupted() && (requests_ == 0 || summary_.sent < requests_);
 }
 
 pictures::Failure Run::SendRequest(RequestReport* report) {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "apps/image_of.h"
 #include "image/zy_copy_buffer.h"
 
 namespace camsim {
@@ -35,13 +36,9 @@ bool IsTurned(const Turn& turn, Size size) {
 Size Even(Size size) { return {size.width / 2 * 2, size.height / 2 * 2}; }
 
 ZyImageBuffer Describe(pictures::Nv12Frame* frame, Size size) {
-  ZyImageBuffer image = {};
-  image.format = kZyFormatYuv420SemiPlanar;
+  ZyImageBuffer image = apps::ImageOf(*frame);
   image.width = size.width;
   image.height = size.height;
-  image.stride[0] = image.stride[1] = frame->stride;
-  image.plane[0] = frame->Luma();
-  image.plane[1] = frame->Chroma();
   return image;
 }
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_APPS_INTERRUPT_H_
-#define ZY_APPS_INTERRUPT_H_
+#ifndef ZY_APPS_CAMSIM_INTERRUPT_H_
+#define ZY_APPS_CAMSIM_INTERRUPT_H_
 
 #include <atomic>
 #include <csignal>
 
-namespace apps {
+namespace camsim {
 
 inline std::atomic<bool> g_interrupted{false};
 static_assert(std::atomic<bool>::is_always_lock_free);  // a signal handler sets it
@@ -22,6 +22,6 @@ inline void CatchInterrupts() {
 
 inline bool Interrupted() { return g_interrupted; }
 
-}  // namespace apps
+}  // namespace camsim
 
-#endif  // ZY_APPS_INTERRUPT_H_
+#endif  // ZY_APPS_CAMSIM_INTERRUPT_H_
