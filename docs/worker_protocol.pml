@@ -26,7 +26,7 @@
  *   -DDATA_LOCK_AFTER_FLAG   the worker publishes after it has cleared the flag: deadlock, already
  *                            with one request thread.
  *
- * tools/check_worker_protocol.sh runs everything. By hand, in a scratch directory:
+ * scripts/check_worker_protocol.sh runs everything. By hand, in a scratch directory:
  *   spin -a -DREQUEST_THREADS=2 worker_protocol.pml
  *   gcc -DSAFETY -DNOCLAIM -DBFS -DNOREDUCE -o pan pan.c && ./pan    all but worker_ends
  *   gcc -DNOREDUCE -o pan pan.c && ./pan -a                          worker_ends

@@ -11,9 +11,9 @@ runtime=$(printf '%s\n' "$cross"/c++/* | sort -V | tail -n 1)
 options=(--target=aarch64-linux-android29 -std=c++17 -O3 -fPIC -ffp-contract=off -fvisibility=hidden
   -fvisibility-inlines-hidden -fstack-protector-strong -mbranch-protection=standard
   -Wall -Wextra -Wconversion -Wshadow -Wthread-safety -Werror
-  -nostdlibinc -isystem "$runtime" -isystem "$runtime/aarch64-linux-gnu" -isystem "$cross" -I.)
+  -nostdlibinc -isystem "$runtime" -isystem "$runtime/aarch64-linux-gnu" -isystem "$cross" -Isrc)
 
-files=(image/*.cpp sharpen/*.cpp analysis/*.cpp node/*.cpp)
+files=(src/image/*.cpp src/sharpen/*.cpp src/analysis/*.cpp src/node/*.cpp)
 failed=0
 for file in "${files[@]}"; do
   clang++ "${options[@]}" -c "$file" -o /dev/null || { echo "FAIL $file"; failed=1; }

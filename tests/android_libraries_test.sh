@@ -18,7 +18,7 @@ fail() {
 }
 
 # ---- The headers ---------------------------------------------------------------------------------------
-g++ -std=c++17 -fsyntax-only -I "$source" -I "$source/tests/android_headers" -isystem /usr/include/android \
+g++ -std=c++17 -fsyntax-only -I "$source/src" -I "$source" -I "$source/tests/android_headers" -isystem /usr/include/android \
   "$source/tests/android_headers_test.cpp" || fail "our declarations differ from the genuine ones"
 
 # ---- The libraries -------------------------------------------------------------------------------------

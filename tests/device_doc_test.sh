@@ -8,5 +8,5 @@ library=$2
 shift 2
 document=$source/docs/device.md
 diff <("$@") <(sed -n '/^| record, member/,/^$/p' "$document" | sed '/^$/d')
-diff <("$source/tools/undefined_symbols.sh" "$library") <(sed -n '/^```$/,/^```$/p' "$document" | grep -v '^```')
+diff <("$source/scripts/undefined_symbols.sh" "$library") <(sed -n '/^```$/,/^```$/p' "$document" | grep -v '^```')
 echo "docs/device.md is as the code is"

@@ -14,11 +14,11 @@
 #include <thread>
 #include <vector>
 
-#include "apps/image_of.h"
+#include "device/control.h"
 #include "framework/log_watch.h"
 #include "framework/worker_watch.h"
-#include "host/control.h"
-#include "pictures/nv12.h"
+#include "media/image_of.h"
+#include "media/nv12.h"
 
 namespace testing_support {
 

@@ -14,7 +14,6 @@
 #include "analysis/face_crop.h"
 #include "analysis/variants.h"
 #include "framework/guarded_bytes.h"
-#include "fuzz/script.h"
 #include "image/resize.h"
 #include "image/variants.h"
 #include "image/zy_copy_buffer.h"
@@ -22,6 +21,7 @@
 #include "sharpen/sharpen_y.h"
 #include "sharpen/skin_map.h"
 #include "sharpen/variants.h"
+#include "tests/fuzz/script.h"
 #include "tests/kernel_oracles.h"
 
 namespace testing_support {

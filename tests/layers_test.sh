@@ -17,23 +17,23 @@ check() {
   failed=1
 }
 
-check base 'base/'
-check platform 'platform/'
-check image 'image/|base/'
-check sharpen 'sharpen/|base/'
-check analysis 'analysis/|image/|base/|platform/'
-check node 'node/|analysis/zy_preview\.h|image/zy_image_buffer\.h|base/|platform/'
-check host 'host/|platform/'
-check models 'models/|platform/|host/control\.h'
-check pictures 'pictures/'
-check framework 'framework/|pictures/|platform/'
-check 'apps/*.h' 'apps/[a-z_]+\.h|pictures/|image/zy_image_buffer\.h'
-check apps/camsim 'apps/[a-z_]+\.h|apps/camsim/|framework/|pictures/|platform/|host/control\.h|models/find_faces\.h|image/zy_copy_buffer\.h'
-check apps/nodecheck 'apps/[a-z_]+\.h|apps/nodecheck/|framework/|platform/|host/control\.h|pictures/error\.h'
-check apps/camkit 'apps/[a-z_]+\.h|apps/camkit/|pictures/|image/|sharpen/'
+check src/base 'base/'
+check src/platform 'platform/'
+check src/image 'image/|base/'
+check src/sharpen 'sharpen/|base/'
+check src/analysis 'analysis/|image/|base/|platform/'
+check src/node 'node/|analysis/zy_preview\.h|image/zy_image_buffer\.h|base/|platform/'
+check lab/common 'common/|media/'
+check lab/device 'device/|platform/'
+check lab/real_models 'real_models/|platform/|device/control\.h'
+check lab/media 'media/|image/zy_image_buffer\.h'
+check lab/framework 'framework/|media/|platform/'
+check lab/camsim 'common/|camsim/|framework/|media/|platform/|device/control\.h|real_models/find_faces\.h|image/zy_copy_buffer\.h'
+check lab/nodecheck 'common/|nodecheck/|framework/|platform/|device/control\.h|media/error\.h'
+check lab/camkit 'common/|camkit/|media/|image/|sharpen/'
 
 # One file chooses the vector header.
-vector=$(grep -lE '#include <(simde/|arm_neon)' -r base platform image sharpen analysis node | grep -v '^base/neon\.h$' || true)
+vector=$(grep -lE '#include <(simde/|arm_neon)' -r src | grep -v '^src/base/neon\.h$' || true)
 [ -z "$vector" ] || { echo "FAIL vector headers are chosen by base/neon.h alone: $vector"; failed=1; }
 
 [ "$failed" -eq 0 ] && echo "the folders keep to themselves"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The networks' arithmetic and their files, without the files that are fetched.
-#include "models/networks.h"
+#include "real_models/networks.h"
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -14,7 +14,7 @@
 #include <opencv2/imgproc.hpp>
 #include <random>
 
-#include "models/find_faces.h"
+#include "real_models/find_faces.h"
 
 namespace {
 

@@ -18,8 +18,8 @@
 #include <vector>
 
 #include "analysis/zy_preview.h"
-#include "host/control.h"
-#include "host/face_measure.h"
+#include "device/control.h"
+#include "device/face_measure.h"
 #include "platform/chi_node.h"
 #include "tests/kernel_oracles.h"
 

@@ -13,16 +13,16 @@
 #include <sstream>
 #include <tuple>
 
-#include "fuzz/png_checksums.h"
-#include "host/face_measure.h"
-#include "pictures/annotate.h"
-#include "pictures/frame_source.h"
-#include "pictures/jpeg_header.h"
-#include "pictures/scene.h"
-#include "pictures/y4m.h"
-#include "pictures/y4m_writer.h"
+#include "device/face_measure.h"
+#include "media/annotate.h"
+#include "media/frame_source.h"
+#include "media/jpeg_header.h"
+#include "media/scene.h"
+#include "media/y4m.h"
+#include "media/y4m_writer.h"
 #include "platform/age_gender_model.h"
 #include "platform/face_grade.h"
+#include "tests/fuzz/png_checksums.h"
 
 namespace pictures {
 namespace {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The way of a photograph through a sensor's frame and the node's crop, and of figures back.
-#include "apps/camsim/upright.h"
+#include "camsim/upright.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "analysis/face_crop.h"
-#include "apps/camsim/report.h"
+#include "camsim/report.h"
 
 namespace {
 

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: Apache-2.0
+// camkit: runs the image and sharpening kits on a picture.
+#include <cstdio>
+#include <string>
+#include <utility>
+
+#include "camkit/operations.h"
+#include "camkit/options.h"
+#include "common/exit_code.h"
+#include "common/same_file.h"
+#include "media/error.h"
+#include "media/picture.h"
+
+namespace camkit {
+namespace {
+
+int Say(const pictures::Failure& failure, int exit_code) {
+  std::fprintf(stderr, "camkit: %s\n", failure->message.c_str());
+  return exit_code;
+}
+
+pictures::Failure KeepInputs(const Options& options) {
+  for (const std::string& input : {options.input, options.mask}) {
+    if (!apps::IsSameFile(options.output, input == "-" ? "/dev/stdin" : input)) continue;
+    return pictures::Fail(options.output + ": is an input as well");
+  }
+  return std::nullopt;
+}
+
+pictures::Failure Read(const Options& options, pictures::Picture* input, pictures::Picture* mask) {
+  pictures::Failure failure = pictures::ReadPicture(options.input, input);
+  if (!failure && !options.mask.empty()) failure = pictures::ReadPicture(options.mask, mask);
+  return failure;
+}
+
+int Run(const Options& options) {
+  pictures::Picture input, mask;
+  if (pictures::Failure failure = Read(options, &input, &mask)) {
+    return Say(failure, apps::kExitUnreadableInput);
+  }
+  BeforeAndAfter result;
+  pictures::Failure failure = KeepInputs(options);
+  if (!failure) {
+    failure = Apply(options, input, options.mask.empty() ? nullptr : &mask, &result);
+  }
+  pictures::Picture both;
+  if (!failure && options.compare) failure = SideBySide(result, options.name, &both);
+  if (!failure) {
+    failure = pictures::WritePng(options.output, options.compare ? both : result.after);
+  }
+  if (failure) return Say(failure, apps::kExitFailure);
+  // Standard output may be the picture.
+  std::fprintf(stderr, "%s: %dx%d in %.3f ms\n", options.name.c_str(), input.width, input.height,
+               result.milliseconds);
+  return apps::kExitOk;
+}
+
+}  // namespace
+}  // namespace camkit
+
+int main(int argc, char** argv) {
+  camkit::Options options;
+  int exit_code = apps::kExitOk;
+  if (!camkit::ParseOptions(argc, argv, &options, &exit_code)) return exit_code;
+  return apps::RunWithinMemory("camkit", [&] { return camkit::Run(options); });
+}

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "camkit/marks.h"
+
+#include <algorithm>
+
+#include "image/resize.h"
+
+namespace camkit {
+namespace {
+
+constexpr uint8_t kMarked = 255;
+
+// A frame's luma of black and of white.
+constexpr int kBlack = 16;
+constexpr int kWhite = 235;
+
+bool IsSkin(const uint8_t* pair) {
+  return pair[0] >= 77 && pair[0] <= 127 && pair[1] >= 133 && pair[1] <= 173;
+}
+
+}  // namespace
+
+Plane MarkAll(const pictures::Nv12Frame& frame) {
+  Plane map(frame.width / 2, frame.height / 2);
+  std::fill(map.bytes.begin(), map.bytes.end(), kMarked);
+  return map;
+}
+
+Plane MarkSkin(const pictures::Nv12Frame& frame) {
+  Plane map(frame.width / 2, frame.height / 2);
+  auto mark = map.bytes.begin();
+  for (int y = 0; y < map.height; ++y) {
+    const uint8_t* row = frame.Chroma() + std::ptrdiff_t{y} * frame.stride;
+    for (int x = 0; x < map.width; ++x) *mark++ = IsSkin(row + 2 * std::ptrdiff_t{x}) ? kMarked : 0;
+  }
+  return map;
+}
+
+pictures::Failure MarkByMask(const pictures::Picture& mask, int threshold,
+                             const pictures::Nv12Frame& frame, Plane* map) {
+  pictures::Nv12Frame marks;
+  if (pictures::Failure failure = pictures::PictureToNv12(mask, 0, &marks)) return failure;
+  if (mask.width == frame.width && mask.height == frame.height) {
+    resize_half(marks.Luma(), map->bytes.data(), map->width * 2, map->height * 2, marks.stride);
+  } else if (mask.width == map->width && mask.height == map->height) {
+    *map = LumaOf(marks);
+  } else {
+    return pictures::Fail("the mask is " + SizeText(mask.width, mask.height) + ", a picture of " +
+                          SizeText(frame.width, frame.height) + " takes that size or " +
+                          SizeText(map->width, map->height));
+  }
+  for (uint8_t& luma : map->bytes) {
+    luma = (luma - kBlack) * 255 >= threshold * (kWhite - kBlack) ? kMarked : 0;
+  }
+  return std::nullopt;
+}
+
+}  // namespace camkit

@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "camkit/options.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+
+#include "common/command_line.h"
+
+namespace camkit {
+namespace {
+
+constexpr char kAbout[] =
+    "camkit shows what the image and sharpening kits do to a picture, and how long the call took.\n"
+    "All but rotate and the downscalers change the luma alone; the colours stay.";
+
+constexpr char kExample[] =
+    "Examples:\n"
+    "  camkit sharpen photo.jpg sharp.png --compare   before and after, side by side\n"
+    "  camkit sharpen-skin photo.jpg skin.png --skin\n"
+    "  camkit smooth photo.jpg map.png --skin --compare\n"
+    "  camkit rotate --degrees 90 photo.jpg turned.png\n"
+    "--skin marks 2x2 blocks with Cb from 77 to 127 and Cr from 133 to 173: a rule of thumb for\n"
+    "trying the kit on any photograph, no finder of skin.\n"
+    "Left out are resize_halfUseNeon and resize_quarterUseNeon, which give what half and quarter\n"
+    "do at widths that are multiples of 8, and the array helpers and the allocation of buffers,\n"
+    "which show nothing on a picture.\n"
+    "Exit status: 0 ok, 1 failure, 2 usage, 3 unreadable input.";
+
+struct OperationText {
+  Operation operation;
+  const char* name;
+  const char* about;
+};
+
+constexpr OperationText kOperations[] = {
+    {Operation::kSharpen, "sharpen", "sharpenY: sharpen everything"},
+    {Operation::kSharpenSkin, "sharpen-skin", "sharpenYWithSkinMap: sharpen what is marked"},
+    {Operation::kFilter, "filter", "filterCorr3x3s8_v2, also ...WithskinMap: any 3x3 weights"},
+    {Operation::kSmooth, "smooth", "smoothSkinMapGaussian: smooth the luma, or a map of skin"},
+    {Operation::kHalf, "half", "resize_half: half the width and height"},
+    {Operation::kQuarter, "quarter", "resize_quarter: a quarter of the width and height"},
+    {Operation::kEighth, "eighth", "resize_eighthUseNeon: an eighth of the width and height"},
+    {Operation::kRotate, "rotate", "ZyCopyBuffer: turn the picture clockwise"},
+};
+
+void AddMask(CLI::App* command, Options* options) {
+  CLI::Option* const mask =
+      command
+          ->add_option("--mask", options->mask,
+                       "picture of the same size, or half of it, that marks what is bright")
+          ->type_name("FILE")
+          ->check(apps::NotEmpty);
+  command
+      ->add_option("--threshold", options->threshold, "how bright, of 255, a marked pixel is (128)")
+      ->check(CLI::Range(1, 255))
+      ->needs(mask);
+  command->add_flag("--skin", options->skin, "mark skin by its chroma")->excludes(mask);
+}
+
+bool ParseWeights(const std::string& text, Options* options) {
+  int weights[3];
+  char rest = 0;
+  if (std::sscanf(text.c_str(), "%4d,%4d,%4d%c", &weights[0], &weights[1], &weights[2], &rest) !=
+      3) {
+    return false;
+  }
+  signed char* const to[] = {&options->corner, &options->centre, &options->edge};
+  for (int i = 0; i < 3; ++i) {
+    if (weights[i] < -128 || weights[i] > 127) return false;
+    *to[i] = static_cast<signed char>(weights[i]);
+  }
+  return true;
+}
+
+void AddWeights(CLI::App* command, Options* options) {
+  command
+      ->add_option_function<std::string>(
+          "--weights",
+          [options](const std::string& text) {
+            if (ParseWeights(text, options)) return;
+            throw CLI::ValidationError("--weights", text + " are no weights such as -3,76,-12");
+          },
+          "of corners, centre and edges, -128 to 127 each; 16 in all keep the brightness")
+      ->type_name("CORNER,CENTRE,EDGE")
+      ->required();
+}
+
+void AddDegrees(CLI::App* command, Options* options) {
+  command->add_option("--degrees", options->degrees, "90, 180 or 270")
+      ->check(CLI::IsMember({90, 180, 270}))
+      ->required();
+}
+
+void AddOperation(const OperationText& text, CLI::App* app, Options* options) {
+  CLI::App* const command = app->add_subcommand(text.name, text.about);
+  command->add_option("input", options->input, "PNG or JPEG; - is standard input")
+      ->type_name("IN")
+      ->required();
+  command->add_option("output", options->output, "PNG")
+      ->type_name("OUT.png")
+      ->required()
+      ->check([](const std::string& path) {
+        return path == "-" ? "for standard output say /dev/stdout" : apps::PngName(path);
+      });
+  command->add_flag("--compare", options->compare,
+                    "write the pictures before and after, side by side with labels");
+  const Operation operation = text.operation;
+  if (operation == Operation::kSharpenSkin || operation == Operation::kFilter) {
+    AddMask(command, options);
+  }
+  if (operation == Operation::kFilter) AddWeights(command, options);
+  if (operation == Operation::kRotate) AddDegrees(command, options);
+  if (operation == Operation::kSmooth) {
+    command->add_flag("--skin", options->skin, "make a map of skin and smooth that");
+  }
+  command->callback([text, options] {
+    options->operation = text.operation;
+    options->name = text.name;
+  });
+}
+
+}  // namespace
+
+bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
+  CLI::App app(kAbout, "camkit");
+  app.footer(kExample);
+  app.require_subcommand(1);
+  for (const OperationText& text : kOperations) AddOperation(text, &app, options);
+  return apps::ParseCommandLine(argc, argv, &app, exit_code);
+}
+
+}  // namespace camkit

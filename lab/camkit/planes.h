@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef ZY_APPS_CAMKIT_PLANES_H_
+#define ZY_APPS_CAMKIT_PLANES_H_
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "media/error.h"
+#include "media/nv12.h"
+#include "media/picture.h"
+
+namespace camkit {
+
+// Rows without gaps.
+struct Plane {
+  Plane(int plane_width, int plane_height)
+      : width(plane_width),
+        height(plane_height),
+        bytes(static_cast<std::size_t>(width) * static_cast<std::size_t>(height)) {}
+
+  int width;
+  int height;
+  std::vector<uint8_t> bytes;
+};
+
+// A picture as luma, U and V of one size, so that a function for planes serves each of them.
+using Planes = std::array<Plane, 3>;
+
+Plane LumaOf(const pictures::Nv12Frame& frame);
+Planes PlanesOf(const pictures::Nv12Frame& frame);
+pictures::Failure PictureOf(const Planes& planes, pictures::Picture* picture);
+// A plane of brightness, 0 to 255, as a gray picture.
+pictures::Picture GrayPicture(const Plane& plane);
+
+std::string SizeText(int width, int height);
+
+}  // namespace camkit
+
+#endif  // ZY_APPS_CAMKIT_PLANES_H_

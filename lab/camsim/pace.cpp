@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "camsim/pace.h"
+
+#include <time.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "camsim/interrupt.h"
+
+namespace camsim {
+
+Pace::Pace(double requests_a_second)
+    : rate_(requests_a_second), period_(static_cast<int64_t>(1e9 / requests_a_second)) {}
+
+void Pace::AwaitNext() {
+  if (sent_ == 0) first_ = std::chrono::steady_clock::now();
+  const Time due = first_ + sent_ * period_;
+  const int64_t at = due.time_since_epoch() / std::chrono::nanoseconds(1);
+  const timespec until = {static_cast<time_t>(at / 1'000'000'000),
+                          static_cast<long>(at % 1'000'000'000)};
+  while (!Interrupted() &&
+         clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
+  }
+  // The request on whose time nobody waited is sent, but tells nothing of the rate.
+  if (Interrupted()) return;
+  last_ = std::chrono::steady_clock::now();
+  late_ += last_ > due + period_ / 2;
+  ++sent_;
+}
+
+int64_t Pace::Note(std::chrono::steady_clock::duration took) {
+  took_us_.push_back(took / std::chrono::microseconds(1));
+  return took_us_.back();
+}
+
+void Pace::Print(std::FILE* to) {
+  if (took_us_.empty()) return;
+  std::sort(took_us_.begin(), took_us_.end());
+  const auto at = [this](std::size_t percent) {
+    return static_cast<double>(took_us_[(took_us_.size() - 1) * percent / 100]) / 1000.0;
+  };
+  const double seconds = std::chrono::duration<double>(last_ - first_).count();
+  const double reached = sent_ > 1 && seconds > 0 ? (sent_ - 1) / seconds : rate_;
+  std::fprintf(to,
+               "%.1f requests a second asked, %.1f reached; %d late by more than half a period; a "
+               "request took %.2f ms in the median, %.2f ms at the 99th percentile\n",
+               rate_, reached, late_, at(50), at(99));
+}
+
+}  // namespace camsim

@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "camsim/pass_watch.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace camsim {
+
+void PassWatch::Told(const char* model, const ZyModelCall& call) {
+  const int64_t now = Now();
+  ++told_;
+  std::lock_guard<std::mutex> lock(mutex_);
+  const pictures::Rect face = {call.left, call.top, call.right - call.left, call.bottom - call.top};
+  calls_.push_back({model, {now, 0}, face});
+  if (!keeps_pictures_ || calls_.size() != 1) return;
+  seen_ = pictures::MakePicture(call.width, call.height);
+  for (std::size_t i = 0; i < seen_.rgb.size(); ++i) seen_.rgb[i] = call.rgb[i / 3 * 3 + 2 - i % 3];
+}
+
+int64_t PassWatch::Now() const {
+  const auto now = std::chrono::steady_clock::now() - start_;
+  return std::chrono::duration_cast<std::chrono::microseconds>(now).count();
+}
+
+void PassWatch::HandOver(int64_t request, Span time, int worker) {
+  pending_ = Pass{request, time, worker, {time.at + time.took, 0}, {}, {}};
+}
+
+Pass PassWatch::TakeEnded() {
+  Pass pass = std::move(*pending_);
+  pending_.reset();
+  std::lock_guard<std::mutex> lock(mutex_);
+  pass.calls = std::exchange(calls_, {});
+  pass.seen = std::exchange(seen_, {});
+  int64_t begin = pass.time.at;
+  for (ModelCall& call : pass.calls) {
+    const int64_t end = std::max(begin, call.time.at);
+    call.time = {begin, end - begin};
+    begin = end;
+  }
+  pass.time.took = (pass.calls.empty() ? Now() : begin) - pass.time.at;
+  return pass;
+}
+
+Span EvenTime(int64_t request, double fps) {
+  const double period = 1e6 / fps;
+  return {static_cast<int64_t>(static_cast<double>(request - 1) * period),
+          static_cast<int64_t>(period / 5)};
+}
+
+void SetEvenTimes(double fps, Pass* pass) {
+  pass->handed_over = EvenTime(pass->request, fps);
+  const int64_t fifth = pass->handed_over.took;
+  pass->time = {pass->handed_over.at + 2 * fifth, 2 * fifth};
+  const auto count = static_cast<int64_t>(pass->calls.size());
+  int64_t at = pass->time.at;
+  for (ModelCall& call : pass->calls) {
+    call.time = {at, pass->time.took / count};
+    at += call.time.took;
+  }
+}
+
+}  // namespace camsim

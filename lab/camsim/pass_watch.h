@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef ZY_APPS_CAMSIM_PASS_WATCH_H_
+#define ZY_APPS_CAMSIM_PASS_WATCH_H_
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include "camsim/trace.h"
+#include "device/control.h"
+
+namespace camsim {
+
+// Follows the frames that workers take: when their pass ends, and which calls of the model
+// libraries it makes, where these tell. Request thread, but for Told.
+class PassWatch {
+ public:
+  explicit PassWatch(bool keeps_pictures) : keeps_pictures_(keeps_pictures) {}
+
+  // What a model library calls at the end of each analysis, on the worker's thread.
+  void Told(const char* model, const ZyModelCall& call);
+
+  // How often that was, so far.
+  uint64_t Calls() const { return told_; }
+
+  // The run's clock.
+  int64_t Now() const;
+  // A worker has taken the frame of a request.
+  void HandOver(int64_t request, Span time, int worker);
+  // Whether a frame was handed over whose pass has not ended.
+  bool IsPending() const { return pending_.has_value(); }
+  // The pass of the frame that was handed over, now that it has ended. A call begins with the end
+  // of the one before it, a pass ends with its last call or, without any, now.
+  Pass TakeEnded();
+
+ private:
+  const bool keeps_pictures_;
+  const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+  std::optional<Pass> pending_;
+  std::atomic<uint64_t> told_{0};
+  std::mutex mutex_;  // of the calls and the picture
+  std::vector<ModelCall> calls_;
+  pictures::Picture seen_;
+};
+
+// Gives a request the place that it has at an even rate, and a pass one between two requests, its
+// calls side by side: what a run that waits for its workers looks like.
+Span EvenTime(int64_t request, double fps);
+void SetEvenTimes(double fps, Pass* pass);
+
+}  // namespace camsim
+
+#endif  // ZY_APPS_CAMSIM_PASS_WATCH_H_

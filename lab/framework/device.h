@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: Apache-2.0
+// The libraries that a device offers to a node, by the names under which a node needs them.
+#ifndef ZY_FRAMEWORK_DEVICE_H_
+#define ZY_FRAMEWORK_DEVICE_H_
+
+#include <string>
+#include <vector>
+
+#include "media/error.h"
+
+namespace framework {
+
+// A device is a folder of libraries. They stay loaded to the end of the process, for all to see:
+// what a node needs is found among them. One device in a process; one thread at a time.
+class Device {
+ public:
+  // Opens each library from the first of the folders that has it, at last from the stand-ins that
+  // came with this program. Fails on a folder that has none of them, and on a library that cannot
+  // be loaded or goes by another name inside.
+  pictures::Failure Open(const std::vector<std::string>& folders);
+
+  // Finds a function that a stand-in offers beyond the device's interface. Fails (usage) when the
+  // library in use has none of that name.
+  template <typename Function>
+  pictures::Failure FindKnob(const std::string& library, const char* name, Function** knob) const {
+    void* found = nullptr;
+    pictures::Failure failure = FindSymbol(library, name, &found);
+    *knob = reinterpret_cast<Function*>(found);
+    return failure;
+  }
+
+  struct Library {
+    std::string name;  // "liblog.so"
+    std::string path;
+    void* handle;
+  };
+  // Those that were opened, in order.
+  const std::vector<Library>& Libraries() const { return libraries_; }
+
+ private:
+  pictures::Failure OpenLibrary(const std::string& name, const std::string& path);
+  pictures::Failure FindSymbol(const std::string& library, const char* name, void** symbol) const;
+
+  std::vector<Library> libraries_;
+};
+
+}  // namespace framework
+
+#endif  // ZY_FRAMEWORK_DEVICE_H_

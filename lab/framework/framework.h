@@ -1,0 +1,206 @@
+// SPDX-License-Identifier: Apache-2.0
+// The camera framework's side of the node interface: vendor tags, metadata, buffers, and the calls
+// in the order in which a pipeline makes them. It knows the node by its callback table alone.
+#ifndef ZY_FRAMEWORK_FRAMEWORK_H_
+#define ZY_FRAMEWORK_FRAMEWORK_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "framework/guarded_bytes.h"
+#include "media/error.h"
+#include "media/nv12.h"
+#include "platform/chi_node.h"
+
+namespace framework {
+
+// ---- Metadata -----------------------------------------------------------------------------------
+
+// Values by tag identifier. Memory is kept from request to request. One thread at a time.
+class Metadata {
+ public:
+  struct Value {
+    uint32_t tag = 0;
+    bool present = false;
+    std::size_t count = 0;  // elements
+    std::vector<uint8_t> bytes;
+  };
+
+  void Clear();
+  void Set(uint32_t tag, const void* data, std::size_t bytes, std::size_t count);
+  // Makes the tag absent.
+  void Remove(uint32_t tag);
+  // Null when the tag is absent.
+  Value* Find(uint32_t tag);
+  // In the order in which the tags were first set, absent ones among them.
+  const std::vector<Value>& Values() const { return values_; }
+
+  // Sets a tag of 32-bit elements.
+  template <typename T>
+  void SetWords(uint32_t tag, const std::vector<T>& words) {
+    static_assert(sizeof(T) == sizeof(uint32_t));
+    Set(tag, words.data(), words.size() * sizeof(T), words.size());
+  }
+
+ private:
+  std::vector<Value> values_;
+};
+
+// The vendor tags of the process: every section gets a block of identifiers, tags count up in it.
+class VendorTags {
+ public:
+  // Adds a tag to a section. Its identifier is never 0.
+  void Add(const std::string& section, const std::string& name, ChiTagType type, uint32_t count);
+  void Clear() { sections_.clear(); }
+  // The identifier of a tag, of the section's first one for an empty name; 0 when it is unknown.
+  uint32_t Id(const std::string& section, const std::string& name) const;
+  // The identifiers of all tags.
+  std::vector<uint32_t> Ids() const;
+  // The name of a tag behind that of its section, its type and its declared count; false when the
+  // identifier is unknown.
+  bool Name(uint32_t id, std::string* name, ChiTagType* type, uint32_t* count) const;
+  // Bytes of one element of the tag (0 for an unknown type) and its declared count; false when the
+  // identifier is unknown.
+  bool Describe(uint32_t id, std::size_t* element_bytes, uint32_t* count) const;
+
+ private:
+  struct Tag {
+    std::string name;
+    ChiTagType type;
+    uint32_t count;
+  };
+  struct Section {
+    std::string name;
+    std::vector<Tag> tags;
+  };
+  // Null when the identifier is unknown.
+  const Tag* Find(uint32_t id) const;
+  std::vector<Section> sections_;
+};
+
+// ---- The framework ------------------------------------------------------------------------------
+
+using NodeEntry = void (*)(ChiNodeCallbacks*);
+
+// Opens a node library, for good, and finds its entry. Any thread.
+pictures::Failure OpenNode(const std::string& path, NodeEntry* entry);
+
+// The names of the callbacks that a table lacks, with commas between them.
+std::string MissingCallbacks(const ChiNodeCallbacks& callbacks);
+
+// The one framework of the process: the platform's interface carries no context with which there
+// could be two. One thread at a time, except that sessions run side by side.
+class Framework {
+ public:
+  static Framework& Get();
+
+  // Loads the node library in this file and starts it.
+  pictures::Failure Load(const std::string& path);
+  // Starts a node by its entry: fetches its callbacks, registers the platform's and the node's
+  // vendor tags, and hands over the framework's interface. Fails when a callback is missing or
+  // refuses, and on tags that cannot be registered.
+  pictures::Failure Start(NodeEntry entry);
+
+  const ChiNodeCallbacks& Callbacks() const { return callbacks_; }
+  VendorTags& Tags() { return tags_; }
+  // The interface as nodes receive it.
+  static ChiNodeInterface Interface();
+
+ private:
+  pictures::Failure RegisterNodeTags();
+
+  ChiNodeCallbacks callbacks_ = {};
+  VendorTags tags_;
+};
+
+// Sets what a request usually carries: the main camera with both analyses on, an upright device, a
+// sensor of the size, and faces in its pixels (left, top, right, bottom).
+void SetUsualMetadata(uint32_t sensor_width, uint32_t sensor_height,
+                      const std::vector<int32_t>& faces, Metadata* metadata);
+
+// The value of the result tag: the record that the camera application reads.
+struct ResultRecord {
+  int32_t face_count;
+  float gender[3];
+  float age[3];
+  float score[3];
+  float prop[3];
+};
+static_assert(sizeof(ResultRecord) == 52);
+
+// A camera buffer around the planes of a frame, which the caller keeps alive.
+class CameraBuffer {
+ public:
+  explicit CameraBuffer(pictures::Nv12Frame* frame);
+  CameraBuffer(const CameraBuffer&) = delete;
+  CameraBuffer& operator=(const CameraBuffer&) = delete;
+
+  ChiNodeBuffer* handle() { return &buffer_; }
+  ChiImage& image() { return image_; }
+
+ private:
+  ChiImage image_ = {};
+  ChiNodeBuffer buffer_ = {};
+};
+
+// One pipeline with one node. Its address is the session handle that the node gets. Requests of one
+// session come from one thread at a time; several sessions may run at once.
+class Session {
+ public:
+  Session() = default;
+  // Destroys the node.
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  // Creates the node, negotiates its buffers and announces their size.
+  pictures::Failure Create(uint32_t node_caps, uint32_t buffer_width, uint32_t buffer_height);
+  // Tells the node that the pipeline stands.
+  void PostPipelineCreate();
+  // The metadata that the next request carries.
+  Metadata& Input() { return input_; }
+  // Sends one request with one input buffer and one output buffer.
+  pictures::Failure Process(uint64_t frame_number, CameraBuffer* input, CameraBuffer* output);
+  // Sends a request with any buffers; size and node session are filled in.
+  ChiResult Process(ChiNodeProcessRequestInfo* info);
+  // What the node published for the last request.
+  Metadata& Output() { return output_; }
+  // The published result record; all zero when there is none.
+  ResultRecord Result();
+  pictures::Failure Destroy();
+
+  ChiHandle node() const { return node_; }
+
+  // How often the node published for the last request.
+  int Publications() const { return publications_; }
+  // What was wrong with what it published, "" when nothing was.
+  const std::string& Complaint() const { return complaint_; }
+  // Answers the node's publications with a failure, whatever they hold.
+  void RefusePublications(bool refuse) { refuses_ = refuse; }
+  bool RefusesPublications() const { return refuses_; }
+  // Hands tag values out in memory that ends at a page which nobody may touch.
+  void GuardValues(bool guard) { guards_ = guard; }
+
+ private:
+  friend class Framework;
+  static ChiResult GetMetadata(ChiMetadataGet* get);
+  static ChiResult SetMetadata(ChiMetadataSet* set);
+  std::string Take(uint32_t tag, const ChiTagData& data);
+
+  ChiHandle node_ = nullptr;
+  uint64_t request_id_ = 0;
+  int publications_ = 0;
+  std::string complaint_;
+  bool refuses_ = false;
+  bool guards_ = false;
+  std::deque<GuardedBytes> guarded_;  // values of this request
+  Metadata input_;
+  Metadata output_;
+};
+
+}  // namespace framework
+
+#endif  // ZY_FRAMEWORK_FRAMEWORK_H_

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef ZY_PICTURES_GEOMETRY_H_
+#define ZY_PICTURES_GEOMETRY_H_
+
+#include <cstdint>
+#include <string>
+
+#include "media/error.h"
+
+namespace pictures {
+
+// A rectangle in picture pixels; its right and lower borders x + w and y + h lie outside it.
+struct Rect {
+  int x;
+  int y;
+  int w;
+  int h;
+};
+
+constexpr bool operator==(const Rect& a, const Rect& b) {
+  return a.x == b.x && a.y == b.y && a.w == b.w && a.h == b.h;
+}
+
+inline constexpr int kMaxSide = 16384;
+inline constexpr int64_t kMaxPixels = int64_t{1} << 27;
+
+// Whether the simulator takes a picture of this size: 1..kMaxSide in either direction and at most
+// kMaxPixels. Asked before anything is allocated for sizes that come from a file or an option.
+constexpr bool IsUsableSize(int64_t width, int64_t height) {
+  return width >= 1 && height >= 1 && width <= kMaxSide && height <= kMaxSide &&
+         width * height <= kMaxPixels;
+}
+
+inline Failure UnusableSize(int64_t width, int64_t height) {
+  return Fail("size " + std::to_string(width) + "x" + std::to_string(height) +
+              " is outside the limits: 1 to " + std::to_string(kMaxSide) + " a side and at most " +
+              std::to_string(kMaxPixels >> 20) + " Mi pixels");
+}
+
+// Half of a length in pixels, rounded up: the number of chroma samples along it.
+constexpr int HalfUp(int length) { return length / 2 + length % 2; }
+
+}  // namespace pictures
+
+#endif  // ZY_PICTURES_GEOMETRY_H_

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef ZY_APPS_IMAGE_OF_H_
+#define ZY_APPS_IMAGE_OF_H_
+
+#include "image/zy_image_buffer.h"
+#include "media/nv12.h"
+
+namespace apps {
+
+// The frame's planes as the node describes a camera buffer. They stay the frame's.
+inline ZyImageBuffer ImageOf(pictures::Nv12Frame& frame) {
+  return {kZyFormatYuv420SemiPlanar,
+          frame.width,
+          frame.height,
+          {frame.stride, frame.stride, 0, 0},
+          {frame.Luma(), frame.Chroma(), nullptr, nullptr}};
+}
+
+}  // namespace apps
+
+#endif  // ZY_APPS_IMAGE_OF_H_

@@ -1,0 +1,214 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "media/nv12.h"
+
+#include <algorithm>
+#include <string>
+
+namespace pictures {
+namespace {
+
+std::size_t Size(int length) { return static_cast<std::size_t>(length); }
+
+int ToByteRange(int value) { return std::clamp(value, 0, 255); }
+
+// The BT.601 matrix scaled to 219 luma and 224 chroma steps, in 1/65536.
+uint8_t LumaOf(const uint8_t* rgb) {
+  constexpr int kOffset = (16 << 16) + (1 << 15);
+  return static_cast<uint8_t>((16829 * rgb[0] + 33039 * rgb[1] + 6416 * rgb[2] + kOffset) >> 16);
+}
+
+// Chroma of colour sums over four pixels: each sum is at most 1020, so the products stay below 2^25
+// and the offset keeps the total positive.
+void ChromaOf(const int sum[3], uint8_t pair[2]) {
+  constexpr int kOffset = (128 << 18) + (1 << 17);
+  const int u = -9714 * sum[0] - 19070 * sum[1] + 28784 * sum[2] + kOffset;
+  const int v = 28784 * sum[0] - 24103 * sum[1] - 4681 * sum[2] + kOffset;
+  pair[0] = static_cast<uint8_t>(u >> 18);
+  pair[1] = static_cast<uint8_t>(v >> 18);
+}
+
+void LumaRow(const uint8_t* rgb, int width, uint8_t* luma) {
+  for (int x = 0; x < width; ++x) luma[x] = LumaOf(rgb + Size(x) * 3);
+}
+
+void ChromaRow(const uint8_t* upper, const uint8_t* lower, int width, uint8_t* pairs) {
+  for (int x = 0; x < width; x += 2) {
+    const std::size_t left = Size(x) * 3;
+    const std::size_t right = Size(std::min(x + 1, width - 1)) * 3;
+    int sum[3];
+    for (std::size_t c = 0; c < 3; ++c) {
+      sum[c] = upper[left + c] + upper[right + c] + lower[left + c] + lower[right + c];
+    }
+    ChromaOf(sum, pairs + x);
+  }
+}
+
+void ColourOf(int luma, int u, int v, uint8_t rgb[3]) {
+  constexpr int kHalf = 1 << 15;
+  const int y = 76309 * (luma - 16) + kHalf;
+  // Divided, not shifted: the sums may be negative, and those end at 0 in any case.
+  rgb[0] = static_cast<uint8_t>(ToByteRange((y + 104597 * (v - 128)) / 65536));
+  rgb[1] = static_cast<uint8_t>(ToByteRange((y - 25675 * (u - 128) - 53279 * (v - 128)) / 65536));
+  rgb[2] = static_cast<uint8_t>(ToByteRange((y + 132201 * (u - 128)) / 65536));
+}
+
+struct ChromaShape {
+  int width;
+  int height;
+};
+
+ChromaShape ShapeOfChroma(ChromaLayout layout, int width, int height) {
+  switch (layout) {
+    case ChromaLayout::kMono:
+      return {0, 0};
+    case ChromaLayout::k420:
+      return {HalfUp(width), HalfUp(height)};
+    case ChromaLayout::k422:
+      return {HalfUp(width), height};
+    case ChromaLayout::k444:
+      return {width, height};
+  }
+  return {0, 0};
+}
+
+void CopyRows(const uint8_t* from, int from_stride, int row_bytes, int rows, uint8_t* to,
+              int to_stride) {
+  for (int y = 0; y < rows; ++y) {
+    std::copy_n(from + Size(y) * Size(from_stride), row_bytes, to + Size(y) * Size(to_stride));
+  }
+}
+
+// Fills one member of every pair of the frame from a dense plane that has one or two samples a pair
+// in each direction.
+void ReducePlane(const uint8_t* plane, ChromaShape shape, Nv12Frame* frame, uint8_t* first) {
+  const int step_x = shape.width == HalfUp(frame->width) ? 1 : 2;
+  const int step_y = shape.height == HalfUp(frame->height) ? 1 : 2;
+  for (int y = 0; y < HalfUp(frame->height); ++y) {
+    const int lower_row = std::min(y * step_y + step_y - 1, shape.height - 1);
+    const uint8_t* upper = plane + Size(y * step_y) * Size(shape.width);
+    const uint8_t* lower = plane + Size(lower_row) * Size(shape.width);
+    uint8_t* to = first + Size(y) * Size(frame->stride);
+    for (int x = 0; x < HalfUp(frame->width); ++x) {
+      const int left = x * step_x;
+      const int right = std::min(left + step_x - 1, shape.width - 1);
+      to[Size(x) * 2] =
+          static_cast<uint8_t>((upper[left] + upper[right] + lower[left] + lower[right] + 2) / 4);
+    }
+  }
+}
+
+void FillNeutral(Nv12Frame* frame) {
+  for (int y = 0; y < HalfUp(frame->height); ++y) {
+    std::fill_n(frame->Chroma() + Size(y) * Size(frame->stride), 2 * HalfUp(frame->width),
+                uint8_t{128});
+  }
+}
+
+// Brings rows of full range into 16 and the given number of steps above it.
+void LimitRows(uint8_t* rows, int stride, int row_bytes, int count, int steps) {
+  for (int y = 0; y < count; ++y) {
+    uint8_t* row = rows + Size(y) * Size(stride);
+    std::transform(row, row + row_bytes, row, [steps](uint8_t full) {
+      return static_cast<uint8_t>(16 + (full * steps + 127) / 255);
+    });
+  }
+}
+
+void LimitRange(Nv12Frame* frame) {
+  LimitRows(frame->Luma(), frame->stride, frame->width, frame->height, 219);
+  LimitRows(frame->Chroma(), frame->stride, 2 * HalfUp(frame->width), HalfUp(frame->height), 224);
+}
+
+}  // namespace
+
+Failure CheckFrameShape(int width, int height, int stride) {
+  if (!IsUsableSize(width, height)) return UnusableSize(width, height);
+  if (stride != 0 && (stride < 2 * HalfUp(width) || stride > kMaxStride)) {
+    return FailUsage("stride " + std::to_string(stride) + " does not suit width " +
+                     std::to_string(width));
+  }
+  return std::nullopt;
+}
+
+Failure ShapeFrame(int width, int height, int stride, Nv12Frame* frame) {
+  Failure failure = CheckFrameShape(width, height, stride);
+  if (failure) return failure;
+  frame->width = width;
+  frame->height = height;
+  frame->stride = stride == 0 ? DefaultStride(width) : stride;
+  frame->bytes.assign(frame->LumaSize() + frame->ChromaSize(), kPaddingByte);
+  return std::nullopt;
+}
+
+YuvCode CodeOf(Colour colour) {
+  const uint8_t rgb[3] = {colour.r, colour.g, colour.b};
+  const int sum[3] = {4 * colour.r, 4 * colour.g, 4 * colour.b};
+  uint8_t pair[2];
+  ChromaOf(sum, pair);
+  return {LumaOf(rgb), pair[0], pair[1]};
+}
+
+Failure PictureToNv12(const Picture& picture, int stride, Nv12Frame* frame) {
+  Failure failure = ShapeFrame(picture.width, picture.height, stride, frame);
+  if (failure) return failure;
+  for (int y = 0; y < picture.height; ++y) {
+    LumaRow(picture.Pixel(0, y), picture.width, frame->Luma() + Size(y) * Size(frame->stride));
+  }
+  for (int y = 0; y < picture.height; y += 2) {
+    const uint8_t* lower = picture.Pixel(0, std::min(y + 1, picture.height - 1));
+    ChromaRow(picture.Pixel(0, y), lower, picture.width,
+              frame->Chroma() + Size(y / 2) * Size(frame->stride));
+  }
+  return std::nullopt;
+}
+
+Picture Nv12ToPicture(const Nv12Frame& frame) {
+  Picture picture = MakePicture(frame.width, frame.height);
+  for (int y = 0; y < frame.height; ++y) {
+    const uint8_t* luma = frame.Luma() + Size(y) * Size(frame.stride);
+    const uint8_t* chroma = frame.Chroma() + Size(y / 2) * Size(frame.stride);
+    for (int x = 0; x < frame.width; ++x) {
+      const uint8_t* pair = chroma + Size(x / 2) * 2;
+      ColourOf(luma[x], pair[0], pair[1], picture.Pixel(x, y));
+    }
+  }
+  return picture;
+}
+
+std::size_t PlanarSize(ChromaLayout layout, int width, int height) {
+  const ChromaShape chroma = ShapeOfChroma(layout, width, height);
+  return Size(width) * Size(height) + 2 * Size(chroma.width) * Size(chroma.height);
+}
+
+Failure PlanarToNv12(const uint8_t* planes, ChromaLayout layout, ColourRange range, int width,
+                     int height, int stride, Nv12Frame* frame) {
+  Failure failure = ShapeFrame(width, height, stride, frame);
+  if (failure) return failure;
+  CopyRows(planes, width, width, height, frame->Luma(), frame->stride);
+  if (layout == ChromaLayout::kMono) {
+    FillNeutral(frame);
+  } else {
+    const ChromaShape shape = ShapeOfChroma(layout, width, height);
+    const uint8_t* u = planes + Size(width) * Size(height);
+    ReducePlane(u, shape, frame, frame->Chroma());
+    ReducePlane(u + Size(shape.width) * Size(shape.height), shape, frame, frame->Chroma() + 1);
+  }
+  if (range == ColourRange::kFull) LimitRange(frame);
+  return std::nullopt;
+}
+
+std::size_t DenseNv12Size(int width, int height) {
+  return Size(width) * Size(height) + 2 * Size(HalfUp(width)) * Size(HalfUp(height));
+}
+
+Failure DenseToNv12(const uint8_t* dense, int width, int height, int stride, Nv12Frame* frame) {
+  Failure failure = ShapeFrame(width, height, stride, frame);
+  if (failure) return failure;
+  const int pair_bytes = 2 * HalfUp(width);
+  CopyRows(dense, width, width, height, frame->Luma(), frame->stride);
+  CopyRows(dense + Size(width) * Size(height), pair_bytes, pair_bytes, HalfUp(height),
+           frame->Chroma(), frame->stride);
+  return std::nullopt;
+}
+
+}  // namespace pictures

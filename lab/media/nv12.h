@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef ZY_PICTURES_NV12_H_
+#define ZY_PICTURES_NV12_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "media/error.h"
+#include "media/geometry.h"
+#include "media/picture.h"
+
+namespace pictures {
+
+// A camera frame: `height` luma rows, then HalfUp(height) chroma rows of HalfUp(width) byte pairs
+// (U, V), every row `stride` bytes from the next. Bytes between a row's end and the next row hold
+// kPaddingByte, so that code that reads them by mistake gives numbers that stand out.
+struct Nv12Frame {
+  int width = 0;
+  int height = 0;
+  int stride = 0;
+  std::vector<uint8_t> bytes;
+
+  uint8_t* Luma() { return bytes.data(); }
+  const uint8_t* Luma() const { return bytes.data(); }
+  uint8_t* Chroma() { return bytes.data() + LumaSize(); }
+  const uint8_t* Chroma() const { return bytes.data() + LumaSize(); }
+
+  // Sizes of the two planes in bytes, padding included.
+  std::size_t LumaSize() const { return PlaneSize(height); }
+  std::size_t ChromaSize() const { return PlaneSize(HalfUp(height)); }
+
+ private:
+  std::size_t PlaneSize(int rows) const {
+    return static_cast<std::size_t>(stride) * static_cast<std::size_t>(rows);
+  }
+};
+
+inline constexpr uint8_t kPaddingByte = 0xa5;
+inline constexpr int kMaxStride = 4 * kMaxSide;
+
+// The row pitch used when none is asked for: the next multiple of 64 above the width.
+constexpr int DefaultStride(int width) { return (width / 64 + 1) * 64; }
+
+// Fails on a size that is not usable, and on a stride (bytes; 0 asks for DefaultStride) below the
+// width rounded up to even or above kMaxStride. Any thread, as all functions here.
+Failure CheckFrameShape(int width, int height, int stride);
+
+// Gives the frame this shape, with every byte kPaddingByte, in the memory that it has if that is
+// enough. Fails as CheckFrameShape does, and leaves the frame as it was.
+Failure ShapeFrame(int width, int height, int stride, Nv12Frame* frame);
+
+// A colour by the BT.601 matrix in limited range (luma 16..235, chroma 16..240).
+struct YuvCode {
+  uint8_t y;
+  uint8_t u;
+  uint8_t v;
+};
+YuvCode CodeOf(Colour colour);
+
+// The frame of a picture, by the BT.601 matrix to limited range (luma 16..235, chroma 16..240). A
+// chroma pair is that of the mean colour of its 2x2 pixels; at an odd edge the last pixels count
+// twice. Fails as CheckFrameShape does.
+Failure PictureToNv12(const Picture& picture, int stride, Nv12Frame* frame);
+
+// The picture of a frame by the inverse matrix. A pair colours all of its pixels.
+Picture Nv12ToPicture(const Nv12Frame& frame);
+
+enum class ChromaLayout { kMono, k420, k422, k444 };
+
+// What samples range over: luma 16..235 and chroma 16..240, or both 0..255.
+enum class ColourRange { kLimited, kFull };
+
+// Bytes of the dense planes of one picture: luma, U, V, each without gaps; mono has luma alone.
+// Chroma rows and columns are rounded up. The size must be usable.
+std::size_t PlanarSize(ChromaLayout layout, int width, int height);
+
+// The frame of dense planes, PlanarSize bytes. Samples of limited range are taken as they are,
+// those of full range brought into the limited one; where there is more chroma than a frame holds,
+// the mean of each group is kept (the last samples of an odd edge count twice), rounded half up.
+// Mono gets the neutral pair (128, 128). Fails as CheckFrameShape does.
+Failure PlanarToNv12(const uint8_t* planes, ChromaLayout layout, ColourRange range, int width,
+                     int height, int stride, Nv12Frame* frame);
+
+// Bytes of a dense NV12 picture: rows of `width` luma bytes, then rows of HalfUp(width) pairs.
+std::size_t DenseNv12Size(int width, int height);
+
+// The frame of a dense NV12 picture, DenseNv12Size bytes. Fails as CheckFrameShape does.
+Failure DenseToNv12(const uint8_t* dense, int width, int height, int stride, Nv12Frame* frame);
+
+}  // namespace pictures
+
+#endif  // ZY_PICTURES_NV12_H_

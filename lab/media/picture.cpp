@@ -1,0 +1,211 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "media/picture.h"
+
+#include <png.h>
+#include <turbojpeg.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <utility>
+
+#include "media/byte_reader.h"
+#include "media/geometry.h"
+#include "media/jpeg_header.h"
+
+namespace pictures {
+namespace {
+
+constexpr uint8_t kPngSignature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'};
+constexpr uint8_t kJpegSignature[3] = {0xff, 0xd8, 0xff};
+
+bool BeginsWith(const uint8_t* bytes, std::size_t size, const uint8_t* prefix, std::size_t length) {
+  return size >= length && std::memcmp(bytes, prefix, length) == 0;
+}
+
+uint32_t BigEndian32(const uint8_t* at) {
+  return uint32_t{at[0]} << 24 | uint32_t{at[1]} << 16 | uint32_t{at[2]} << 8 | uint32_t{at[3]};
+}
+
+// Follows the chunks from the signature to the end chunk. The decoder stops after the last row and
+// would not notice that the rest is missing.
+bool HasEveryPngChunk(const uint8_t* bytes, std::size_t size) {
+  constexpr std::size_t kChunkFrame = 12;
+  std::size_t at = sizeof kPngSignature;
+  while (size - at >= kChunkFrame) {
+    const std::size_t body = BigEndian32(bytes + at);
+    if (size - at - kChunkFrame < body) return false;
+    if (std::memcmp(bytes + at + 4, "IEND", 4) == 0) return true;
+    at += kChunkFrame + body;
+  }
+  return false;
+}
+
+// Deflate yields at most 1032 bytes from one, and a byte holds at most 8 pixels.
+constexpr int64_t kPngPixelsPerByte = int64_t{1032} * 8;
+
+// Huffman coding takes a bit at least for each block of 64 pixels.
+constexpr int64_t kJpegPixelsPerByte = int64_t{64} * 8;
+
+// What promises more pixels than its bytes can hold is damaged, and the check keeps a tiny file
+// from claiming a large allocation.
+bool CanHoldPixels(std::size_t file_size, int64_t pixels_per_byte, int64_t pixels) {
+  return static_cast<int64_t>(file_size) * pixels_per_byte >= pixels;
+}
+
+struct PngImage : png_image {
+  PngImage() : png_image{} { version = PNG_IMAGE_VERSION; }
+  ~PngImage() { png_image_free(this); }
+  PngImage(const PngImage&) = delete;
+  PngImage& operator=(const PngImage&) = delete;
+
+  Failure Failed(const char* doing) const { return Fail(std::string(doing) + ": " + message); }
+};
+
+Failure DecodePng(const uint8_t* bytes, std::size_t size, Picture* picture) {
+  constexpr const char* kDoing = "damaged PNG";
+  PngImage image;
+  if (png_image_begin_read_from_memory(&image, bytes, size) == 0) return image.Failed(kDoing);
+  if (!IsUsableSize(image.width, image.height)) return UnusableSize(image.width, image.height);
+  if (!HasEveryPngChunk(bytes, size) ||
+      !CanHoldPixels(size, kPngPixelsPerByte, int64_t{image.width} * int64_t{image.height})) {
+    return Fail("damaged PNG: the file is cut short");
+  }
+  image.format = PNG_FORMAT_RGB;
+  image.flags |= PNG_IMAGE_FLAG_16BIT_sRGB;
+  *picture = MakePicture(static_cast<int>(image.width), static_cast<int>(image.height));
+  const png_color black = {0, 0, 0};
+  if (png_image_finish_read(&image, &black, picture->rgb.data(), 0, nullptr) == 0) {
+    return image.Failed(kDoing);
+  }
+  return std::nullopt;
+}
+
+Failure DecodeJpeg(const uint8_t* bytes, std::size_t size, Picture* picture) {
+  const JpegHeader header = ReadJpegHeader(bytes, size);
+  if (header.is_arithmetic) return Fail("JPEG with arithmetic coding is not supported");
+  const auto close = [](void* handle) { tjDestroy(handle); };
+  const std::unique_ptr<void, decltype(close)> decoder(tjInitDecompress(), close);
+  if (decoder == nullptr) return Fail("no JPEG decoder");
+  const auto damaged = [&] {
+    return Fail(std::string("damaged JPEG: ") + tjGetErrorStr2(decoder.get()));
+  };
+  int width = 0;
+  int height = 0;
+  int subsampling = 0;
+  int colour_space = 0;
+  if (tjDecompressHeader3(decoder.get(), bytes, size, &width, &height, &subsampling,
+                          &colour_space) != 0) {
+    return damaged();
+  }
+  // The decoder gives 0x0 for a file that ends before its frame header.
+  const bool has_size = width != 0 && height != 0;
+  if (has_size && !IsUsableSize(width, height)) return UnusableSize(width, height);
+  if (!has_size || !CanHoldPixels(size, kJpegPixelsPerByte, int64_t{width} * height)) {
+    return Fail("damaged JPEG: the file is cut short");
+  }
+  if (colour_space == TJCS_CMYK || colour_space == TJCS_YCCK) {
+    return Fail("JPEG in CMYK, for print, is not supported; it takes one in RGB or gray");
+  }
+  *picture = MakePicture(width, height);
+  if (tjDecompress2(decoder.get(), bytes, size, picture->rgb.data(), width, 0, height, TJPF_RGB,
+                    TJFLAG_STOPONWARNING | TJFLAG_LIMITSCANS) != 0) {
+    return damaged();
+  }
+  *picture = TurnUpright(std::move(*picture), header.orientation);
+  return std::nullopt;
+}
+
+Failure SystemFailure(const std::string& path, const char* doing) {
+  return Fail(path + ": " + doing + ": " + std::strerror(errno));
+}
+
+}  // namespace
+
+PictureFormat DetectPictureFormat(const uint8_t* bytes, std::size_t size) {
+  if (BeginsWith(bytes, size, kPngSignature, sizeof kPngSignature)) return PictureFormat::kPng;
+  if (BeginsWith(bytes, size, kJpegSignature, sizeof kJpegSignature)) return PictureFormat::kJpeg;
+  return PictureFormat::kUnknown;
+}
+
+Picture MakePicture(int width, int height) {
+  Picture picture;
+  picture.width = width;
+  picture.height = height;
+  picture.rgb.assign(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3, 0);
+  return picture;
+}
+
+Failure DecodePicture(const uint8_t* bytes, std::size_t size, Picture* picture) {
+  if (size == 0) return Fail("the file is empty");
+  switch (DetectPictureFormat(bytes, size)) {
+    case PictureFormat::kPng:
+      return DecodePng(bytes, size, picture);
+    case PictureFormat::kJpeg:
+      return DecodeJpeg(bytes, size, picture);
+    case PictureFormat::kUnknown:
+      break;
+  }
+  return Fail("neither PNG nor JPEG");
+}
+
+Failure ReadPicture(const std::string& path, Picture* picture) {
+  std::unique_ptr<ByteReader> reader;
+  std::vector<uint8_t> bytes;
+  Failure failure = OpenFile(path, &reader);
+  if (!failure) failure = ReadToEnd(*reader, kMaxPictureFile, &bytes);
+  if (!failure) failure = DecodePicture(bytes.data(), bytes.size(), picture);
+  if (failure) return FailAbout(path, failure);
+  return std::nullopt;
+}
+
+Failure WritePng(const std::string& path, const Picture& picture) {
+  if (!IsUsableSize(picture.width, picture.height)) {
+    return FailAbout(path, UnusableSize(picture.width, picture.height));
+  }
+  std::FILE* const file = std::fopen(path.c_str(), "wb");
+  if (file == nullptr) return SystemFailure(path, "cannot create");
+  PngImage image;
+  image.width = static_cast<png_uint_32>(picture.width);
+  image.height = static_cast<png_uint_32>(picture.height);
+  image.format = PNG_FORMAT_RGB;
+  image.flags = PNG_IMAGE_FLAG_FAST;
+  const bool written =
+      png_image_write_to_stdio(&image, file, 0, picture.rgb.data(), 0, nullptr) != 0;
+  const bool closed = std::fclose(file) == 0;
+  if (!written) return FailAbout(path, image.Failed("cannot write"));
+  if (!closed) return SystemFailure(path, "cannot write");
+  return std::nullopt;
+}
+
+Picture Shrink(const Picture& picture, int side) {
+  const int n = std::max(1, (std::max(picture.width, picture.height) + side - 1) / side);
+  if (n == 1) return picture;
+  Picture small = MakePicture(picture.width / n, picture.height / n);
+  for (int y = 0; y < small.height; ++y) {
+    for (int x = 0; x < 3 * small.width; ++x) {
+      int sum = 0;
+      for (int i = 0; i < n * n; ++i) sum += picture.Pixel(x / 3 * n + i % n, y * n + i / n)[x % 3];
+      small.Pixel(0, y)[x] = static_cast<uint8_t>(sum / (n * n));
+    }
+  }
+  return small;
+}
+
+Failure EncodeJpeg(const Picture& picture, std::vector<uint8_t>* bytes) {
+  tjhandle encoder = tjInitCompress();
+  unsigned char* data = nullptr;
+  unsigned long size = 0;
+  const bool done = encoder != nullptr &&
+                    tjCompress2(encoder, picture.rgb.data(), picture.width, 0, picture.height,
+                                TJPF_RGB, &data, &size, TJSAMP_420, 85, 0) == 0;
+  if (done) bytes->assign(data, data + size);
+  tjFree(data);
+  tjDestroy(encoder);
+  if (done) return std::nullopt;
+  return Fail("cannot be encoded as JPEG");
+}
+
+}  // namespace pictures

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef ZY_PICTURES_SCENE_H_
+#define ZY_PICTURES_SCENE_H_
+
+#include <cstdint>
+#include <vector>
+
+#include "media/geometry.h"
+#include "media/nv12.h"
+
+namespace pictures {
+
+// The built-in scene: drawn faces of different tones and sizes that drift before a soft background.
+// It is drawn in integers and depends on nothing but the arguments: a size of at least
+// kMinSceneSide in both directions that is usable, 1..kMaxSceneFaces faces, a frame index from 0.
+// Any thread.
+inline constexpr int kMinSceneSide = 16;
+inline constexpr int kMaxSceneFaces = 3;
+
+// The faces of frame `index`, from left to right, each wholly inside the picture and apart from the
+// others.
+std::vector<Rect> SceneFaces(int width, int height, int faces, int64_t index);
+
+// Draws frames of one size, straight into luma and chroma: at 4K a camera's rate leaves no time to
+// draw colours first and convert them.
+class Scene {
+ public:
+  // As SceneFaces; `stride` fits the width (CheckFrameShape).
+  Scene(int width, int height, int stride, int faces);
+
+  // Draws frame `index` into `frame`, reusing its memory.
+  void Draw(int64_t index, Nv12Frame* frame) const;
+
+ private:
+  Nv12Frame background_;
+  int faces_;
+};
+
+}  // namespace pictures
+
+#endif  // ZY_PICTURES_SCENE_H_

@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "media/y4m.h"
+
+#include <algorithm>
+#include <charconv>
+#include <optional>
+#include <string_view>
+
+#include "media/geometry.h"
+
+namespace pictures {
+namespace {
+
+Failure ReadLine(ByteReader& reader, const std::string& what, std::string* line) {
+  line->clear();
+  for (uint8_t byte = 0; reader.Read(&byte, 1) == 1;) {
+    if (byte == '\n') return std::nullopt;
+    if (line->size() == kMaxY4mLine) return Fail(what + " is too long");
+    line->push_back(static_cast<char>(byte));
+  }
+  if (Failure failure = reader.ReadFailure()) return failure;
+  return Fail(what + " is cut short");
+}
+
+std::string_view NextToken(std::string_view* rest) {
+  const std::string_view token = rest->substr(0, rest->find(' '));
+  rest->remove_prefix(std::min(rest->size(), token.size() + 1));
+  return token;
+}
+
+std::optional<int> ParseNumber(std::string_view text) {
+  int number = 0;
+  const char* const end = text.data() + text.size();
+  const std::from_chars_result result = std::from_chars(text.data(), end, number);
+  if (result.ec != std::errc() || result.ptr != end || text[0] == '-') return std::nullopt;
+  return number;
+}
+
+bool IsRatio(std::string_view text) {
+  const std::size_t colon = text.find(':');
+  return colon != std::string_view::npos && ParseNumber(text.substr(0, colon)) &&
+         ParseNumber(text.substr(colon + 1));
+}
+
+std::optional<ChromaLayout> ParseLayout(std::string_view text) {
+  if (text == "420" || text == "420jpeg" || text == "420mpeg2" || text == "420paldv") {
+    return ChromaLayout::k420;
+  }
+  if (text == "422") return ChromaLayout::k422;
+  if (text == "444") return ChromaLayout::k444;
+  if (text == "mono") return ChromaLayout::kMono;
+  return std::nullopt;
+}
+
+// The tags of a header that may appear once.
+struct Tags {
+  std::optional<int> width;
+  std::optional<int> height;
+  std::optional<ChromaLayout> layout;
+  ColourRange range = ColourRange::kLimited;
+  std::string rate = Y4mHeader().rate;
+};
+
+template <typename T>
+bool SetOnce(std::optional<T>* tag, std::optional<T> value) {
+  if (*tag || !value) return false;
+  *tag = value;
+  return true;
+}
+
+bool TakeTag(std::string_view tag, Tags* tags) {
+  const std::string_view value = tag.substr(1);
+  switch (tag[0]) {
+    case 'W':
+      return SetOnce(&tags->width, ParseNumber(value));
+    case 'H':
+      return SetOnce(&tags->height, ParseNumber(value));
+    case 'C':
+      return SetOnce(&tags->layout, ParseLayout(value));
+    case 'F':
+      if (value != "0:0") tags->rate = value;  // which stands for an unknown one
+      return IsRatio(value);
+    case 'A':
+      return IsRatio(value);
+    case 'X':
+      if (value == "COLORRANGE=FULL") tags->range = ColourRange::kFull;
+      return true;
+    case 'I':
+      return true;
+    default:
+      return false;
+  }
+}
+
+// The tag as it can be shown in a one-line message.
+std::string Printable(std::string_view text) {
+  std::string shown(text.substr(0, 32));
+  for (char& c : shown) {
+    if (c < ' ' || c > '~') c = '?';
+  }
+  return shown;
+}
+
+}  // namespace
+
+Failure ReadY4mHeader(ByteReader& reader, Y4mHeader* header) {
+  std::string line;
+  if (Failure failure = ReadLine(reader, "Y4M header", &line)) return failure;
+  std::string_view rest = line;
+  if (NextToken(&rest) != kY4mSignature) return Fail("no Y4M header");
+  Tags tags;
+  while (!rest.empty()) {
+    const std::string_view tag = NextToken(&rest);
+    if (!tag.empty() && !TakeTag(tag, &tags)) {
+      return Fail("Y4M header: bad, repeated or unsupported tag '" + Printable(tag) + "'");
+    }
+  }
+  if (!tags.width || !tags.height) return Fail("Y4M header: width or height is missing");
+  if (!IsUsableSize(*tags.width, *tags.height)) return UnusableSize(*tags.width, *tags.height);
+  *header = {*tags.width, *tags.height, tags.layout.value_or(ChromaLayout::k420), tags.range,
+             tags.rate};
+  return std::nullopt;
+}
+
+Failure ReadY4mFrame(ByteReader& reader, const Y4mHeader& header, int64_t index,
+                     std::vector<uint8_t>* planes, bool* at_end) {
+  uint8_t first = 0;
+  *at_end = reader.Peek(&first, 1) == 0;
+  if (*at_end) return reader.ReadFailure();
+  const std::string name = "frame " + std::to_string(index);
+  std::string line;
+  if (Failure failure = ReadLine(reader, "header of " + name, &line)) return failure;
+  std::string_view rest = line;
+  if (NextToken(&rest) != "FRAME") return Fail(name + " does not begin with FRAME");
+  return ReadExactly(reader, PlanarSize(header.layout, header.width, header.height), name, planes);
+}
+
+}  // namespace pictures

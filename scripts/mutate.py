@@ -1,0 +1,209 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
+"""Breaks the shipping folders one small way at a time and runs the tests on each.
+
+The programs that know a folder best (PROGRAMS) run first, all the other tests only on a mutant that
+those let live. A mutant whose objects have the original's bytes is equivalent and does not count.
+scripts/surviving_mutants.txt lists mutants that may live: of those the first programs alone are asked.
+Prints a line per mutant, then the survivors that are not listed as lines for that list, and the share
+of all the others that was killed.
+"""
+import argparse
+import concurrent.futures
+import contextlib
+import hashlib
+import os
+import pathlib
+import queue
+import random
+import re
+import resource
+import shutil
+import subprocess
+import sys
+
+PROGRAMS = {
+    "node": ["node_test", "fault_test", "worker_test"],
+    "analysis": ["node_test", "worker_test", "fault_test", "kernels_test", "race_test"],
+    "image": ["kernels_test", "node_test"],
+    "sharpen": ["kernels_test"],
+}
+RULES = [  # pattern, replacement
+    (r"(?<![<>=!-])<(?= )", "<="), (r"(?<= )<=(?= )", "<"), (r"(?<= )>(?= )", ">="),
+    (r"(?<= )>=(?= )", ">"), (r" == ", " != "), (r" != ", " == "), (r" && ", " || "),
+    (r" \|\| ", " && "), (r" \+ ", " - "), (r" - ", " + "), (r" \* ", " + "), (r" / ", " * "),
+    (r" >> ", " << "), (r" & ", " | "), (r"(?<![\w.\"':%])(\d+)(?![\w.\"'x])", r"(\1 + 1)"),
+    (r"\btrue\b", "false"), (r"\bfalse\b", "true"), (r"\.store\(([^,()]+), ", r".load("),
+    (r"^(\s+)[\w:.>-]+\([^;{}]*\);$", r"\1;"), (r"^(\s+)return [^;]*;$", r"\1{}"),
+    (r"\b(\w+)\((\w+), (\w+)(?=[,)])", r"\1(\3, \2"),
+]
+VERDICTS = ["killed", "survived", "listed", "equivalent", "no build"]
+LIST = pathlib.Path(__file__).with_name("surviving_mutants.txt")
+
+
+class Mutant:
+    """A line of a file, and what stands there instead."""
+
+    def __init__(self, path, number, line, changed):
+        self.path, self.number, self.changed = path, number, changed
+        # As the list has it: without the line's number, which every edit above would change.
+        self.text = f"{path}: {line.strip()}  ->  {changed.strip()}"
+
+
+def mutants(source, folders):
+    for folder in folders:
+        for file in sorted(source.glob(f"src/{folder}/*.cpp")) + sorted(source.glob(f"src/{folder}/*.h")):
+            for number, line in enumerate(file.read_text().splitlines()):
+                code = line.split("//")[0].rstrip()
+                if not code.strip() or code.lstrip().startswith(("#", "static_assert", '"')):
+                    continue
+                forms = {code[:match.start()] + match.expand(new) + code[match.end():]
+                         for old, new in RULES for match in re.finditer(old, code)}
+                for changed in sorted(forms - {code}):
+                    yield Mutant(file.relative_to(source), number, line, changed)
+
+
+def listed_mutants():
+    lines = LIST.read_text().splitlines()
+    return {line for line in lines if line and not line.startswith("#")}
+
+
+def run(*command, seconds=120):
+    """Whether the command succeeds in time and in 4 GiB."""
+    limit = lambda: resource.setrlimit(resource.RLIMIT_AS, (4 << 30, 4 << 30))
+    try:
+        return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                              preexec_fn=limit, timeout=seconds).returncode == 0
+    except subprocess.TimeoutExpired:
+        return False
+
+
+class Workplace:
+    """A copy of the sources with a build of its own."""
+
+    def __init__(self, source, work, folders):
+        self.source, self.build = work / "source", work / "build"
+        self.programs = sorted({program for folder in folders for program in PROGRAMS[folder]})
+        self.rest_is_sound = False
+        shutil.rmtree(work, ignore_errors=True)
+        shutil.copytree(source, self.source, ignore=shutil.ignore_patterns("build", ".git"))
+        for name in "CMakeLists.txt", "Android.bp":  # vector code compiles in a quarter of the time so
+            recipe = self.source / name
+            recipe.write_text(recipe.read_text().replace("-O3", "-O1"))
+        # Warnings are no errors: a mutant that only warns must be killed by a test. But a function
+        # that returns nothing at all is no program. No debug information and no compiler cache, so
+        # that equal code has equal bytes and other code never has.
+        subprocess.run(["cmake", "--preset", "host", "-B", self.build, "-DZY_WERROR=OFF",
+                        "-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_CXX_FLAGS=-Werror=return-type",
+                        "-DCMAKE_CXX_COMPILER_LAUNCHER="],
+                       cwd=self.source, check=True, stdout=subprocess.DEVNULL)
+        self.libraries = [f"libzy_{folder}.a" for folder in PROGRAMS]
+        subprocess.run(["ninja", "-C", self.build, *self.libraries, *self.programs], check=True,
+                       stdout=subprocess.DEVNULL)
+        self.original = self.fingerprint()
+        if not all(self.passes(program) for program in self.programs):
+            sys.exit("the tests fail before anything is broken")
+
+    def fingerprint(self):
+        content = b"".join((self.build / library).read_bytes() for library in self.libraries)
+        return hashlib.sha256(content).hexdigest()
+
+    def make(self, *targets):
+        return run("ninja", "-C", self.build, *targets, seconds=600)
+
+    def passes(self, program):
+        return self.make(program) and run(self.build / program, "--gtest_brief=1",
+                                          "--gtest_fail_fast", seconds=60)
+
+    def passes_rest(self, folder):
+        return self.make() and run("ctest", "--test-dir", self.build, "--stop-on-failure",
+                                   "-E", f"^({'|'.join(PROGRAMS[folder])})$", seconds=300)
+
+    @contextlib.contextmanager
+    def broken_by(self, mutant):
+        file = self.source / mutant.path
+        text = file.read_text()
+        lines = text.splitlines()
+        lines[mutant.number] = mutant.changed
+        file.write_text("\n".join(lines) + "\n")
+        try:
+            yield
+        finally:
+            file.write_text(text)
+
+    def judge(self, mutant, is_listed):
+        folder = mutant.path.parts[1]
+        with self.broken_by(mutant):
+            verdict = self.first_verdict(folder)
+        if verdict != "survived" or is_listed:
+            return "listed" if verdict == "survived" else verdict
+        if not self.rest_is_sound and not self.passes_rest(folder):
+            sys.exit("the tests fail before anything is broken")
+        self.rest_is_sound = True
+        with self.broken_by(mutant):
+            return "survived" if self.passes_rest(folder) else "killed"
+
+    def first_verdict(self, folder):
+        if not self.make(*self.libraries):
+            return "no build"
+        if self.fingerprint() == self.original:
+            return "equivalent"
+        passes = all(self.passes(program) for program in PROGRAMS[folder])
+        return "survived" if passes else "killed"
+
+
+def arguments():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawTextHelpFormatter)
+    parser.add_argument("source", type=lambda path: pathlib.Path(path).resolve())
+    parser.add_argument("work", type=lambda path: pathlib.Path(path).resolve())
+    parser.add_argument("sample", type=int, nargs="?", default=40, help="so many, drawn; 0 is all")
+    parser.add_argument("--folder", action="append", choices=PROGRAMS, help="again for another one")
+    parser.add_argument("--listed", action="store_true", help="only those that the list lets live")
+    parser.add_argument("--seed", type=int, default=1, help="of the draw")
+    parser.add_argument("--jobs", type=int, default=os.cpu_count())
+    return parser.parse_intermixed_args()
+
+
+def judge_all(options, folders, chosen, listed):
+    workplaces = queue.SimpleQueue()
+    for index in range(options.jobs):
+        workplaces.put(Workplace(options.source, options.work / str(index), folders))
+
+    def judge(mutant):
+        workplace = workplaces.get()
+        try:
+            return workplace.judge(mutant, mutant.text in listed)
+        finally:
+            workplaces.put(workplace)
+
+    with concurrent.futures.ThreadPoolExecutor(options.jobs) as pool:
+        for mutant, verdict in zip(chosen, pool.map(judge, chosen)):
+            print(f"{verdict:10} line {mutant.number + 1} of {mutant.text}", flush=True)
+            yield mutant, verdict
+
+
+def main():
+    options = arguments()
+    folders = options.folder or list(PROGRAMS)
+    listed, everything = listed_mutants(), list(mutants(options.source, folders))
+    chosen = [m for m in everything if m.text in listed] if options.listed else everything
+    if 0 < options.sample < len(chosen):
+        chosen = random.Random(options.seed).sample(chosen, options.sample)
+    verdicts = list(judge_all(options, folders, chosen, listed))
+    counts = {name: sum(verdict == name for _, verdict in verdicts) for name in VERDICTS}
+
+    def show(title, texts):
+        print(title, *sorted(texts), sep="\n")
+
+    show("listed, but there is no such mutant any more:",
+         {text for text in listed if text.split("/")[1] in folders} - {m.text for m in everything})
+    killed, alive = ({m.text for m, v in verdicts if v == verdict} for verdict in ("killed", "listed"))
+    show("listed, but killed now:", (killed & listed) - alive)  # one text may stand for several mutants
+    show("survivors that are not listed:", [m.text for m, v in verdicts if v == "survived"])
+    print(", ".join(f"{n} {verdict}" for verdict, n in counts.items()))
+    judged = counts["killed"] + counts["survived"]
+    print(f"killed {counts['killed']} of {judged}: {100 * counts['killed'] / max(judged, 1):.1f} percent")
+    sys.exit(counts["survived"] > 0)
+
+
+main()

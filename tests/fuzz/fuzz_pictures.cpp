@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: Apache-2.0
+// Whatever camsim reads (Y4M, NV12, PNG, JPEG, recordings) gives something of use or a message.
+#include "framework/comparison.h"
+#include "framework/recording.h"
+#include "media/frame_source.h"
+#include "media/picture.h"
+#include "tests/fuzz/png_checksums.h"
+#include "tests/fuzz/script.h"
+
+using fuzz::Require;
+
+static void ReadFrames(fuzz::Script& script) {
+  pictures::FrameSourceOptions options;
+  options.input = "input";
+  if (script.OneIn(2)) {
+    options.width = script.Between(-1, 70);
+    options.height = script.Between(-1, 70);
+  }
+  options.stride = script.OneIn(4) ? script.Between(-1, 300) : 0;
+  std::vector<uint8_t> bytes = script.Rest();
+  if (pictures::DetectPictureFormat(bytes.data(), bytes.size()) == pictures::PictureFormat::kPng) {
+    fuzz::MendChecksums(&bytes);
+  }
+  std::unique_ptr<pictures::FrameSource> source;
+  auto reader = std::make_unique<pictures::MemoryReader>(bytes.data(), bytes.size());
+  pictures::Failure failure = pictures::OpenFrameSource(std::move(reader), options, &source);
+  bool at_end = false;
+  for (int i = 0; i < 3 && !failure && !at_end; ++i) {
+    pictures::Nv12Frame frame;
+    failure = source->Next(&frame, &at_end);
+    if (failure || at_end) continue;
+    Require(frame.width == source->Width() && frame.height == source->Height(), "frames fit");
+    Require(frame.bytes.size() == frame.LumaSize() + frame.ChromaSize(), "planes are whole");
+    const auto pixels = static_cast<std::size_t>(frame.width * frame.height);
+    Require(pixels <= bytes.size() * 8256, "a small file is no large picture");
+    if (frame.bytes.size() < 50'000)
+      Require(!pictures::Nv12ToPicture(frame).rgb.empty(), "a picture");
+  }
+  const bool is_line = !failure || failure->message.find('\n') == std::string::npos;
+  Require(is_line, "a failure is told in a line");
+}
+
+// A recording is refused in a line, or all of it is of use and reads the same once more.
+static void ReadRecording(fuzz::Script& script) {
+  const std::vector<uint8_t> bytes = script.Rest();
+  framework::Recording recording, again;
+  const pictures::Failure failure = framework::ParseRecording(
+      {reinterpret_cast<const char*>(bytes.data()), bytes.size()}, &recording);
+  if (failure) return Require(failure->message.rfind("line ", 0) == 0, "a failure names the line");
+  std::string text;
+  framework::HeldInput held;
+  framework::Metadata metadata;
+  for (const framework::Step& step : recording.steps) {
+    text += framework::LineOf(step.json);
+    if (!step.json.contains("in")) continue;
+    held.Change(step.json["in"]);
+    framework::ApplyInput(held.Tags(), &metadata);
+    Require(framework::ReadInput(metadata, {}).size() == 8, "every tag of a request");
+  }
+  Require(!framework::ParseRecording(text, &again), "what was written is read");
+  framework::Comparison comparison({});
+  framework::CompareRecordings(recording, again, &comparison);
+  Require(comparison.Count() == 0, "what was written is the same");
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, std::size_t size) {
+  fuzz::Script script(bytes, size);
+  script.OneIn(16) ? ReadRecording(script) : ReadFrames(script);
+  return 0;
+}
