@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Android's C library at API level 29 lacks calls that the yard's has. The shipping folders keep
+# Android's C library at API level 29 lacks calls that the host's has. The shipping folders keep
 # away from those that somebody might reach for.
 # usage: android_calls_test.sh SOURCE_DIRECTORY
 set -euo pipefail

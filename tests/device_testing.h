@@ -77,10 +77,10 @@ inline std::string TextOf(const std::vector<std::string>& lines) {
 class DeviceTest : public testing::Test {
  protected:
   DeviceTest() {
-    host::ResetAgeGender();
-    host::ResetFaceGrade();
-    host::ClearProperties();
-    host::UseRealClock();
+    device::ResetAgeGender();
+    device::ResetFaceGrade();
+    device::ClearProperties();
+    device::UseRealClock();
   }
 
   static void AwaitWorkers() {
@@ -91,13 +91,13 @@ class DeviceTest : public testing::Test {
 };
 
 // A frame of the size with a pattern that differs everywhere.
-inline pictures::Nv12Frame PatternFrame(int width, int height, int stride = 0) {
-  pictures::Nv12Frame frame;
-  EXPECT_FALSE(pictures::ShapeFrame(width, height, stride, &frame));
+inline media::Nv12Frame PatternFrame(int width, int height, int stride = 0) {
+  media::Nv12Frame frame;
+  EXPECT_FALSE(media::ShapeFrame(width, height, stride, &frame));
   for (int y = 0; y < height; ++y) {
     for (int x = 0; x < width; ++x) {
       frame.Luma()[y * frame.stride + x] = static_cast<uint8_t>(x * 3 + y * 7);
-      if (y < pictures::HalfUp(height)) {
+      if (y < media::HalfUp(height)) {
         frame.Chroma()[y * frame.stride + x] = static_cast<uint8_t>(60 + x * 5 + y * 11);
       }
     }

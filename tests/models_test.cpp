@@ -71,7 +71,7 @@ class SeededNet {
 
   std::string Manifest() const { return nlohmann::json{{{"weights", entries}}}.dump(); }
 
-  models::AgeAndGender Run(const cv::Mat& face) {
+  real_models::AgeAndGender Run(const cv::Mat& face) {
     Map x(face.rows, 3);
     const float mean[] = {122.782f, 117.001f, 104.298f};
     for (int i = 0; i < face.rows * face.cols * 3; ++i) {
@@ -198,11 +198,11 @@ cv::Mat RandomPicture(int width, int height, uint64_t seed) {
 
 TEST(AgeGenderNet, GivesWhatPlainLoopsGive) {
   SeededNet plain;
-  models::AgeGenderNet net;
+  real_models::AgeGenderNet net;
   ASSERT_EQ(net.Load(plain.Manifest(), plain.bytes), "");
   for (uint64_t seed = 1; seed < 4; ++seed) {
-    const cv::Mat face = RandomPicture(models::kAgeGenderInput, models::kAgeGenderInput, seed);
-    const models::AgeAndGender expected = plain.Run(face), seen = net.Run(face);
+    const cv::Mat face = RandomPicture(real_models::kAgeGenderInput, real_models::kAgeGenderInput, seed);
+    const real_models::AgeAndGender expected = plain.Run(face), seen = net.Run(face);
     EXPECT_NEAR(seen.age, expected.age, 1e-4f * (1 + std::abs(expected.age)));
     EXPECT_NEAR(seen.male, expected.male, 1e-4f);
   }
@@ -281,11 +281,11 @@ void SetFace(std::vector<cv::Mat>* answers, int anchor, cv::Point2f at, cv::Poin
 
 TEST(DecodeFaces, PutsBoxesAndPointsWhereTheAnchorsStand) {
   std::vector<cv::Mat> answers = NoFaces();
-  EXPECT_TRUE(models::DecodeFaces(answers, 0.5f).empty());
+  EXPECT_TRUE(real_models::DecodeFaces(answers, 0.5f).empty());
   // The second anchor in column 3 of row 2 of the fine grid; the last one of the coarse grid.
   SetFace(&answers, (2 * 16 + 3) * 2 + 1, {56, 40}, {60, 50}, 20, 1);
   SetFace(&answers, 512 + 383, {240, 240}, {200, 210}, 90, 2);
-  const std::vector<models::FoundFace> faces = models::DecodeFaces(answers, 0.5f);
+  const std::vector<real_models::FoundFace> faces = real_models::DecodeFaces(answers, 0.5f);
   ASSERT_EQ(faces.size(), 2u);
   EXPECT_EQ(faces[0].box, cv::Rect2f(155, 165, 90, 90));
   EXPECT_NEAR(faces[0].score, 1 / (1 + std::exp(-2.0f)), 1e-6f);
@@ -294,9 +294,9 @@ TEST(DecodeFaces, PutsBoxesAndPointsWhereTheAnchorsStand) {
     EXPECT_EQ(faces[1].points[static_cast<size_t>(point)],
               cv::Point2f(static_cast<float>(64 + 2 * point), 50));
   }
-  EXPECT_EQ(models::DecodeFaces(answers, 0.8f).size(), 1u);
+  EXPECT_EQ(real_models::DecodeFaces(answers, 0.8f).size(), 1u);
   answers.pop_back();
-  EXPECT_TRUE(models::DecodeFaces(answers, 0).empty()) << "answers of another network";
+  EXPECT_TRUE(real_models::DecodeFaces(answers, 0).empty()) << "answers of another network";
 }
 
 TEST(DecodeFaces, DropsWhatOverlapsABetterFace) {
@@ -305,7 +305,7 @@ TEST(DecodeFaces, DropsWhatOverlapsABetterFace) {
     std::vector<cv::Mat> answers = NoFaces();
     SetFace(&answers, 0, {8, 8}, {100, 100}, 40, 2);
     SetFace(&answers, 2, {24, 8}, {130 - columns, 100}, 20, 3);
-    const std::vector<models::FoundFace> faces = models::DecodeFaces(answers, 0.5f);
+    const std::vector<real_models::FoundFace> faces = real_models::DecodeFaces(answers, 0.5f);
     ASSERT_EQ(faces.size(), kept) << columns;
     EXPECT_LT(faces[0].box.width, 30) << "the better one stays";
   }
@@ -316,34 +316,34 @@ TEST(CropSquare, TakesThePixelsThatItIsAskedFor) {
   const auto expect_equal = [](const cv::Mat& a, const cv::Mat& b) {
     EXPECT_LE(cv::norm(a, b, cv::NORM_INF), 1);
   };
-  expect_equal(models::CropSquare(picture, {{30, 20}, 16}, 16, cv::BORDER_CONSTANT),
+  expect_equal(real_models::CropSquare(picture, {{30, 20}, 16}, 16, cv::BORDER_CONSTANT),
                picture(cv::Rect(22, 12, 16, 16)));
   cv::Mat third;
   cv::resize(picture(cv::Rect(40, 10, 48, 48)), third, {16, 16}, 0, 0, cv::INTER_AREA);
-  expect_equal(models::CropSquare(picture, {{64, 34}, 48}, 16, cv::BORDER_CONSTANT), third);
-  const cv::Mat corner = models::CropSquare(picture, {{0, 0}, 8}, 8, cv::BORDER_REPLICATE);
+  expect_equal(real_models::CropSquare(picture, {{64, 34}, 48}, 16, cv::BORDER_CONSTANT), third);
+  const cv::Mat corner = real_models::CropSquare(picture, {{0, 0}, 8}, 8, cv::BORDER_REPLICATE);
   EXPECT_EQ(corner.at<cv::Vec3b>(0, 0), picture.at<cv::Vec3b>(0, 0));
-  EXPECT_EQ(cv::norm(models::CropSquare(picture, {{-50, 0}, 8}, 8, cv::BORDER_CONSTANT)), 0);
+  EXPECT_EQ(cv::norm(real_models::CropSquare(picture, {{-50, 0}, 8}, 8, cv::BORDER_CONSTANT)), 0);
 }
 
 // ---- Grade
 // ----------------------------------------------------------------------------------------
 
 TEST(GradePicture, FallsWithBlurDarknessAndTurn) {
-  models::FoundFace face;
+  real_models::FoundFace face;
   face.score = 1;
   face.box = {20, 20, 128, 128};
   face.points = {cv::Point2f(60, 70), cv::Point2f(100, 70), cv::Point2f(80, 90)};
   cv::Mat picture, small = RandomPicture(21, 21, 9);
   cv::resize(small, picture, {168, 168}, 0, 0, cv::INTER_CUBIC);
-  const std::array<float, 4> best = models::GradePicture(picture, face);
+  const std::array<float, 4> best = real_models::GradePicture(picture, face);
   EXPECT_GT(best[0], 60);
   // The parts: 1 is sharpness, 2 exposure, 3 pose; the total follows the part that changed.
   const auto expect_falling = [&](size_t part, const std::function<void(int)>& worsen) {
     float total = best[0], value = best[part];
     for (int step = 1; step <= 3; ++step) {
       worsen(step);
-      const std::array<float, 4> grade = models::GradePicture(picture, face);
+      const std::array<float, 4> grade = real_models::GradePicture(picture, face);
       EXPECT_LT(grade[part], value) << part << " at step " << step;
       EXPECT_LT(grade[0], total) << part << " at step " << step;
       total = grade[0];
@@ -356,9 +356,9 @@ TEST(GradePicture, FallsWithBlurDarknessAndTurn) {
   clear.copyTo(picture);
   expect_falling(3, [&](int step) { face.points[2].x = static_cast<float>(80 + 6 * step); });
   face.score = 0;
-  EXPECT_EQ(models::GradePicture(picture, face)[3], 0);
+  EXPECT_EQ(real_models::GradePicture(picture, face)[3], 0);
   face.box.x = 500;
-  EXPECT_EQ(models::GradePicture(picture, face)[0], 0);
+  EXPECT_EQ(real_models::GradePicture(picture, face)[0], 0);
 }
 
 }  // namespace

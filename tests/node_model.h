@@ -78,13 +78,13 @@ struct World {
     }
     return result;
   }
-  host::AgeGenderAnswer Ask(const host::AgeGenderCall& call) {
+  device::AgeGenderAnswer Ask(const device::AgeGenderCall& call) {
     Say("estimate", call.left, call.top, call.right, call.bottom, call.width, call.height,
         call.factor, call.gray_digest, call.rgb_digest);
     const uint64_t seed = call.rgb_digest + static_cast<uint64_t>(call.left);
     return {Figure(seed, 1), Figure(seed, 2), Figure(seed, 3)};
   }
-  host::FaceGradeAnswer Ask(const host::FaceGradeCall& call) {
+  device::FaceGradeAnswer Ask(const device::FaceGradeCall& call) {
     Say("grade", call.x, call.y, call.face_width, call.face_height, call.width, call.height,
         call.flag, call.rgb_digest);
     return {Figure(call.rgb_digest + static_cast<uint64_t>(call.x), 4), {}};
@@ -235,19 +235,19 @@ class Worker {
     // The models are told that the image lies also where the angle is none of the four.
     const bool stands = orientation_ == 0 || orientation_ == 180;
     const int width = (stands ? height_ : width_) / 2, height = (stands ? width_ : height_) / 2;
-    const uint64_t gray = host::Digest(gray_.data(), gray_.size());
-    const uint64_t rgb = host::Digest(rgb_.data(), rgb_.size());
+    const uint64_t gray = device::Digest(gray_.data(), gray_.size());
+    const uint64_t rgb = device::Digest(rgb_.data(), rgb_.size());
     if (gender_age_on) {
-      host::AgeGenderAnswer answer = {};
-      const host::AgeGenderCall call = {width, height, x, y, x1, y1, 1.0f, gray, rgb};
+      device::AgeGenderAnswer answer = {};
+      const device::AgeGenderCall call = {width, height, x, y, x1, y1, 1.0f, gray, rgb};
       if (valid) Ask(call, &answer);
       found.age_if_high[slot] = found.age_if_low[slot] = answer.age;
       found.prop[slot] = answer.prop;
       found.gender[slot] = answer.gender;
     }
     if (score_on) {
-      host::FaceGradeAnswer answer = {};
-      const host::FaceGradeCall call = {x, y, x1 - x, y1 - y, width, height, false, rgb};
+      device::FaceGradeAnswer answer = {};
+      const device::FaceGradeCall call = {x, y, x1 - x, y1 - y, width, height, false, rgb};
       const bool graded = valid && (world_.grader_is_mute || Ask(call, &answer));
       const float limited = answer.grade > 100 ? 100.0f : answer.grade < 50 ? 50.0f : answer.grade;
       found.grade[slot] = graded ? limited : 0.0f;

@@ -85,8 +85,8 @@ class NodeTest : public testing_support::DeviceTest {
     if (!worker.empty()) text_ += "-- the worker\n" + worker;
   }
 
-  pictures::Nv12Frame frame_ = testing_support::PatternFrame(1920, 1440, 2048);
-  pictures::Nv12Frame output_ = testing_support::PatternFrame(640, 480);
+  media::Nv12Frame frame_ = testing_support::PatternFrame(1920, 1440, 2048);
+  media::Nv12Frame output_ = testing_support::PatternFrame(640, 480);
   framework::Session session_;
   const ChiNodeCallbacks& node_ = Framework::Get().Callbacks();
   std::string text_;
@@ -131,10 +131,10 @@ TEST_F(NodeTest, DoesWhatItsModelDoes) {
 }
 
 TEST_F(NodeTest, TellsItsLife) {
-  host::ScriptAgeGender([](auto&) { return host::AgeGenderAnswer{31.5f, 0.25f, 0.75f}; });
-  host::ScriptFaceGrade([](auto&) { return host::FaceGradeAnswer{130.0f, {1.0f, 2.0f, 3.0f}}; });
-  host::FailAgeGenderInit(1);
-  host::SetAgeGenderVersion("1234567890123456789");  // the longest that fits
+  device::ScriptAgeGender([](auto&) { return device::AgeGenderAnswer{31.5f, 0.25f, 0.75f}; });
+  device::ScriptFaceGrade([](auto&) { return device::FaceGradeAnswer{130.0f, {1.0f, 2.0f, 3.0f}}; });
+  device::FailAgeGenderInit(1);
+  device::SetAgeGenderVersion("1234567890123456789");  // the longest that fits
   ChiNodeInterface interface = TalkativeInterface();
   node_.pSetNodeInterface(&interface);
   Tell("set-up");
@@ -200,7 +200,7 @@ TEST_F(NodeTest, TellsItsLife) {
   ASSERT_FALSE(session_.Create(0, 1, 1));
   ASSERT_FALSE(session_.Destroy());
   Tell("a node without a pipeline");
-  host::SetProperty("persist.vendor.camera.zynode_conf", "0xFFFFFB");
+  device::SetProperty("persist.vendor.camera.zynode_conf", "0xFFFFFB");
   ASSERT_TRUE(session_.Create(4, 1, 1));
   session_.PostPipelineCreate();
   Tell("a node that may not run");
@@ -218,10 +218,10 @@ TEST_F(NodeTest, AWorkerTurnsFramesAsItsModelDoes) {
     std::lock_guard<std::mutex> lock(mutex);
     return world.Ask(call);
   };
-  host::ScriptAgeGender(ask);
-  host::ScriptFaceGrade(ask);
-  pictures::Nv12Frame frame = testing_support::PatternFrame(95, 61, 96);
-  const ZyImageBuffer image = apps::ImageOf(frame);
+  device::ScriptAgeGender(ask);
+  device::ScriptFaceGrade(ask);
+  media::Nv12Frame frame = testing_support::PatternFrame(95, 61, 96);
+  const ZyImageBuffer image = common::ImageOf(frame);
   const android::_FaceLocation faces[] = {{9, 4, 33, 27}, {-7, 40, 60, 31}, {80, -3, 20, 50}};
   android::ZYPreview worker;
   node_model::Worker model(model_world);
@@ -239,7 +239,7 @@ TEST_F(NodeTest, AWorkerTurnsFramesAsItsModelDoes) {
   }
   std::lock_guard<std::mutex> lock(mutex);
   EXPECT_EQ(seen, expected);
-  EXPECT_EQ(host::AgeGenderCounters().analyses, 60u);
+  EXPECT_EQ(device::AgeGenderCounters().analyses, 60u);
 }
 
 }  // namespace

@@ -24,7 +24,7 @@
 #include "platform/face_grade.h"
 #include "tests/fuzz/png_checksums.h"
 
-namespace pictures {
+namespace media {
 namespace {
 
 using Bytes = std::vector<uint8_t>;
@@ -348,7 +348,7 @@ TEST(Annotate, ExtremeCoordinatesAreHarmless) {
                     &picture);
 }
 
-uint64_t DigestOf(const Bytes& bytes) { return host::Digest(bytes.data(), bytes.size()); }
+uint64_t DigestOf(const Bytes& bytes) { return device::Digest(bytes.data(), bytes.size()); }
 
 TEST(Annotate, LabelsCoverNoFaceWhereThereIsRoom) {
   std::mt19937 random(1);
@@ -466,4 +466,4 @@ TEST(Y4mWriter, WhatItWritesIsReadBack) {
 }
 
 }  // namespace
-}  // namespace pictures
+}  // namespace media

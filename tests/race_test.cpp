@@ -14,12 +14,12 @@ using android::ZYPreview;
 
 // Offers frames of two sizes, toggles the switches and reads everything that the node may read.
 void Offer(ZYPreview& worker, int seed, int offers) {
-  pictures::Nv12Frame frames[2] = {testing_support::PatternFrame(64 + 2 * seed, 48),
+  media::Nv12Frame frames[2] = {testing_support::PatternFrame(64 + 2 * seed, 48),
                                    testing_support::PatternFrame(48, 64 + 2 * seed)};
   const android::_FaceLocation faces[3] = {{0, 0, 30, 30}, {8, 8, 30, 30}, {16, 16, 30, 30}};
   [[maybe_unused]] volatile float read;
   for (int i = 0; i < offers; ++i) {
-    const ZyImageBuffer image = apps::ImageOf(frames[i / 32 % 2]);
+    const ZyImageBuffer image = common::ImageOf(frames[i / 32 % 2]);
     worker.mFaceGenderAndAgeEnabled = i % 5 != 0;
     worker.mFaceScoreEnabled = i % 7 != 0;
     worker.ProcessBuffer(&image, faces, i % 512 == 511 ? 0 : 1 + i % 3, i % 4 * 90, i % 2);
@@ -44,8 +44,8 @@ TEST_F(RaceTest, TwoThreadsOfferToOneWorkerThatIsDestroyedInTheMiddleOfAPass) {
     worker.reset();
   }
   std::printf("%d offers, %d analyses\n", rounds * 2 * kOffers,
-              static_cast<int>(host::AgeGenderCounters().analyses));
-  EXPECT_GT(host::AgeGenderCounters().analyses, 100u);
+              static_cast<int>(device::AgeGenderCounters().analyses));
+  EXPECT_GT(device::AgeGenderCounters().analyses, 100u);
 }
 
 }  // namespace

@@ -8,7 +8,7 @@
 namespace framework {
 namespace {
 
-std::string MessageOf(const pictures::Failure& failure) {
+std::string MessageOf(const media::Failure& failure) {
   return failure ? failure->message : "success";
 }
 

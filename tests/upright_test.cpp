@@ -14,8 +14,8 @@
 
 namespace {
 
-using pictures::Nv12Frame;
-using pictures::Rect;
+using media::Nv12Frame;
+using media::Rect;
 
 constexpr int kOrientations[] = {270, 90, 0, 180};
 constexpr std::pair<int, int> kSizes[] = {{64, 48}, {51, 70}, {2, 2}, {201, 33}};
@@ -25,7 +25,7 @@ constexpr std::pair<int, int> kSizes[] = {{64, 48}, {51, 70}, {2, 2}, {201, 33}}
 Nv12Frame BlockFrame(int width, int height) {
   std::mt19937 random(static_cast<unsigned>(width * 1000 + height));
   Nv12Frame frame;
-  EXPECT_FALSE(pictures::ShapeFrame(width, height, 0, &frame));
+  EXPECT_FALSE(media::ShapeFrame(width, height, 0, &frame));
   for (uint8_t& byte : frame.bytes) byte = static_cast<uint8_t>(random() % 255);
   for (int y = 0; y < height; ++y) {
     for (int x = 0; x < width; ++x) {

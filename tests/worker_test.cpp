@@ -21,7 +21,7 @@ using Faces = std::vector<android::_FaceLocation>;
 class WorkerTest : public testing_support::DeviceTest {
  protected:
   WorkerTest() {
-    host::RecordAgeGender(true);
+    device::RecordAgeGender(true);
     Restart();
   }
 
@@ -60,8 +60,8 @@ class WorkerTest : public testing_support::DeviceTest {
   size_t FailedSetUps() { return CountContaining(log_.TakeOthers(), "FaceInit failed"); }
   int Index(bool fresh = false) { return worker_->getFaceIndex(fresh, 20, 80, 20, 70); }
 
-  pictures::Nv12Frame frame_ = testing_support::PatternFrame(122, 94);
-  const ZyImageBuffer image_ = apps::ImageOf(frame_);
+  media::Nv12Frame frame_ = testing_support::PatternFrame(122, 94);
+  const ZyImageBuffer image_ = common::ImageOf(frame_);
   const Faces face_ = {{20, 20, 60, 50}};
   std::unique_ptr<ZYPreview> worker_;
 };
@@ -84,9 +84,9 @@ TEST_F(WorkerTest, AFrameThatIsDroppedLeavesThePendingOneAlone) {
   Hand(image_, face_, 0);
   ExpectThreeSkips();
   std::atomic<bool> runs{true};
-  host::ScriptAgeGender([&](const host::AgeGenderCall&) {
+  device::ScriptAgeGender([&](const device::AgeGenderCall&) {
     while (runs) std::this_thread::yield();
-    return host::AgeGenderAnswer{};
+    return device::AgeGenderAnswer{};
   });
   framework::HoldSignals(true);
   EXPECT_EQ(Offer(image_, face_, 0), FrameFate::kTaken);
@@ -96,11 +96,11 @@ TEST_F(WorkerTest, AFrameThatIsDroppedLeavesThePendingOneAlone) {
     EXPECT_EQ(Offer(image_, Faces(2, {0, 0, 90, 90}), 180, 1), FrameFate::kDropped);
     EXPECT_EQ(worker_->mFaceAnalyzeNum, 1);
     framework::HoldSignals(false);
-    while (pending && host::AgeGenderCounters().analyses < 2) std::this_thread::yield();
+    while (pending && device::AgeGenderCounters().analyses < 2) std::this_thread::yield();
   }
   runs = false;
   AwaitWorkers();
-  const auto calls = host::AgeGenderCalls();
+  const auto calls = device::AgeGenderCalls();
   ASSERT_EQ(calls.size(), 2u);
   EXPECT_EQ(calls[0].rgb_digest, calls[1].rgb_digest);
   EXPECT_EQ(calls[0].left, calls[1].left);
@@ -120,11 +120,11 @@ TEST_F(WorkerTest, TakesWhatANodeNeverOffers) {
   bad[4].width = bad[4].height = 1 << 20;
   bad[5].height = 0;
   for (const ZyImageBuffer& image : bad) Hand(image, face_);
-  EXPECT_EQ(host::AgeGenderCounters().analyses, 0u);
+  EXPECT_EQ(device::AgeGenderCounters().analyses, 0u);
   const Faces three(3, face_[0]);
   for (int i = 0; i < 4; ++i) worker_->ProcessBuffer(&image_, three.data(), 1000, 270, 0);
   AwaitWorkers();
-  EXPECT_EQ(host::AgeGenderCounters().analyses, 3u);
+  EXPECT_EQ(device::AgeGenderCounters().analyses, 3u);
   EXPECT_EQ(worker_->ProcessBuffer(&image_, nullptr, 1, 270, 0), 1);  // does not count
   EXPECT_EQ(worker_->mFaceAnalyzeNum, 3);
   ExpectThreeSkips();
@@ -139,41 +139,41 @@ TEST_F(WorkerTest, TakesWhatANodeNeverOffers) {
 }
 
 TEST_F(WorkerTest, FollowsTheFrameSize) {
-  pictures::Nv12Frame small = testing_support::PatternFrame(64, 48);
-  pictures::Nv12Frame flat = testing_support::PatternFrame(64, 1);
-  pictures::Nv12Frame thin = testing_support::PatternFrame(1, 48);
+  media::Nv12Frame small = testing_support::PatternFrame(64, 48);
+  media::Nv12Frame flat = testing_support::PatternFrame(64, 1);
+  media::Nv12Frame thin = testing_support::PatternFrame(1, 48);
   log_.TakeOthers();
-  for (pictures::Nv12Frame* frame : {&frame_, &small, &small, &flat, &thin, &frame_}) {
-    Hand(apps::ImageOf(*frame), {{0, 0, 40, 40}});
+  for (media::Nv12Frame* frame : {&frame_, &small, &small, &flat, &thin, &frame_}) {
+    Hand(common::ImageOf(*frame), {{0, 0, 40, 40}});
   }
   const auto lines = log_.TakeOthers();
   EXPECT_EQ(CountContaining(lines, "size changed"), 5u);
   EXPECT_EQ(CountContaining(lines, "re-alloc memory 0*0 -> 122*94"), 1u);
   EXPECT_EQ(CountContaining(lines, "re-alloc memory 1*48 -> 122*94"), 1u);
-  EXPECT_EQ(host::AgeGenderCounters().analyses, 4u);  // a frame one pixel high or wide has no half
+  EXPECT_EQ(device::AgeGenderCounters().analyses, 4u);  // a frame one pixel high or wide has no half
 }
 
 TEST_F(WorkerTest, AWakeUpWithoutAFrameIsNoPass) {
-  host::FailAgeGenderInit(-1);
+  device::FailAgeGenderInit(-1);
   Restart();
   Hand(image_, face_);
-  EXPECT_EQ(host::AgeGenderCounters().analyses, 1u);  // the model is never ready, but asked
-  const uint64_t passes = host::ClockReads();
-  const uint64_t attempts = host::AgeGenderCounters().inits;
+  EXPECT_EQ(device::AgeGenderCounters().analyses, 1u);  // the model is never ready, but asked
+  const uint64_t passes = device::ClockReads();
+  const uint64_t attempts = device::AgeGenderCounters().inits;
   framework::WakeWorkersSpuriously();
-  while (host::AgeGenderCounters().inits < attempts + 3) std::this_thread::yield();
-  EXPECT_EQ(host::ClockReads(), passes);
+  while (device::AgeGenderCounters().inits < attempts + 3) std::this_thread::yield();
+  EXPECT_EQ(device::ClockReads(), passes);
 }
 
 // ---- Faces and results --------------------------------------------------------------------------
 
 // In frames of 122x94 a face must be wider than 15 pixels.
 TEST_F(WorkerTest, HalvesEdgesTowardZero) {
-  host::RecordFaceGrade(true);
+  device::RecordFaceGrade(true);
   Hand(image_, {{-3, -5, 60, 40}, {21, 31, 16, 1}, {21, 31, 15, 60}});
   Hand(image_, {{21, 31, 60, 40}}, 0, 2);  // only 1 mirrors
   std::vector<std::vector<int>> graded;
-  for (const host::FaceGradeCall& call : host::FaceGradeCalls()) {
+  for (const device::FaceGradeCall& call : device::FaceGradeCalls()) {
     graded.push_back({call.x, call.y, call.face_width, call.face_height});
   }
   EXPECT_EQ(graded,
@@ -190,14 +190,14 @@ TEST_F(WorkerTest, FindsTheFirstFaceNearerThanThreeTenthsOfTheWidth) {
 }
 
 TEST_F(WorkerTest, FreshResultsAreAtMostTwoSecondsOld) {
-  host::ScriptAgeGender([](const host::AgeGenderCall&) {
-    host::SetClock(5'000'000'000);  // the age counts from the end of the pass
-    return host::AgeGenderAnswer{};
+  device::ScriptAgeGender([](const device::AgeGenderCall&) {
+    device::SetClock(5'000'000'000);  // the age counts from the end of the pass
+    return device::AgeGenderAnswer{};
   });
-  host::SetClock(1'000'000'000);
+  device::SetClock(1'000'000'000);
   Hand(image_, face_);
   for (const auto& [now, slot] : {std::pair(7'000'000'000, 0), {7'000'000'001, -1}}) {
-    host::SetClock(now);
+    device::SetClock(now);
     EXPECT_EQ(Index(true), slot) << now;
     EXPECT_EQ(Index(), 0);
   }
@@ -206,10 +206,10 @@ TEST_F(WorkerTest, FreshResultsAreAtMostTwoSecondsOld) {
 // ---- The closed libraries -----------------------------------------------------------------------
 
 TEST_F(WorkerTest, TriesTheModelThreeTimesPerPassUntilItIsReady) {
-  host::SetClock(1);
+  device::SetClock(1);
   for (const bool throws : {false, true}) {
-    host::FailAgeGenderInit(7);
-    host::ThrowFromAgeGenderInit(throws);
+    device::FailAgeGenderInit(7);
+    device::ThrowFromAgeGenderInit(throws);
     FailedSetUps();
     Restart();
     EXPECT_EQ(FailedSetUps(), 3u);
@@ -220,7 +220,7 @@ TEST_F(WorkerTest, TriesTheModelThreeTimesPerPassUntilItIsReady) {
     EXPECT_EQ(FailedSetUps(), 1u);
     EXPECT_EQ(Index(true), 0);
   }
-  EXPECT_EQ(host::AgeGenderCounters().analyses, 4u);  // analysed all the same
+  EXPECT_EQ(device::AgeGenderCounters().analyses, 4u);  // analysed all the same
 }
 
 TEST_F(WorkerTest, TheLastWorkerClearsTheModel) {
@@ -229,21 +229,21 @@ TEST_F(WorkerTest, TheLastWorkerClearsTheModel) {
   Restart();
   auto second = std::make_unique<ZYPreview>();
   worker_.reset();
-  EXPECT_EQ(host::AgeGenderCounters().clears, 2u);
+  EXPECT_EQ(device::AgeGenderCounters().clears, 2u);
   second.reset();
-  EXPECT_EQ(host::AgeGenderCounters().clears, 3u);
+  EXPECT_EQ(device::AgeGenderCounters().clears, 3u);
 }
 
 using WorkerDeathTest = WorkerTest;
 
 TEST_F(WorkerDeathTest, VersionsOfTwentyCharactersEndTheProcess) {
-  host::SetAgeGenderVersion("1234567890123456789");
+  device::SetAgeGenderVersion("1234567890123456789");
   log_.TakeOthers();
   Restart();
   EXPECT_EQ(CountContaining(log_.TakeOthers(), "Ver=1234567890123456789, fitCountry=0("), 1u);
   worker_.reset();  // leaves one thread, so that a plain fork will do; an emulator cannot exec
   for (const size_t length : {20u, 56u}) {
-    host::SetAgeGenderVersion(std::string(length, 'v'));
+    device::SetAgeGenderVersion(std::string(length, 'v'));
     EXPECT_DEATH((std::fputs("asked", stderr), ZyFaceAgeGetVersion()), "asked");
   }
 }
@@ -253,7 +253,7 @@ TEST_F(WorkerDeathTest, VersionsOfTwentyCharactersEndTheProcess) {
 TEST_F(WorkerTest, DestructionWaitsForOneAttemptToSetTheModelUp) {
   std::atomic<int> attempts{0};
   std::atomic<bool> ends{false};
-  host::FailAgeGenderInit(-1);
+  device::FailAgeGenderInit(-1);
   worker_.reset();
   framework::SetLogListener([&](const framework::LogLine&) {
     if (attempts++ != 0) return false;
@@ -270,11 +270,11 @@ TEST_F(WorkerTest, DestructionWaitsForOneAttemptToSetTheModelUp) {
 }
 
 TEST_F(WorkerTest, DestructionWaitsForARunningPass) {
-  host::SetAgeGenderDelay(std::chrono::milliseconds(200));
+  device::SetAgeGenderDelay(std::chrono::milliseconds(200));
   ASSERT_EQ(Offer(image_, {face_[0], face_[0]}), FrameFate::kTaken);
-  while (host::AgeGenderCounters().analyses == 0) std::this_thread::yield();
+  while (device::AgeGenderCounters().analyses == 0) std::this_thread::yield();
   worker_.reset();
-  EXPECT_EQ(host::AgeGenderCounters().analyses, 2u);
+  EXPECT_EQ(device::AgeGenderCounters().analyses, 2u);
   EXPECT_EQ(CountContaining(log_.TakeOwn(), "pthread dead"), 0u);
 }
 

@@ -169,7 +169,7 @@ void MeasuredEntry(ChiNodeCallbacks* callbacks) {
   std::exit(1);
 }
 
-void Require(const pictures::Failure& failure) {
+void Require(const media::Failure& failure) {
   if (failure) Die(failure->message);
 }
 
@@ -191,7 +191,7 @@ void PushOutOfCaches() {
 class Stream {
  public:
   Stream(int width, int height, int faces = 3) {
-    Require(pictures::ShapeFrame(width, height, width, &frame_));
+    Require(media::ShapeFrame(width, height, width, &frame_));
     std::fill(frame_.bytes.begin(), frame_.bytes.end(), uint8_t{90});
     Require(session_.Create(0, static_cast<uint32_t>(width), static_cast<uint32_t>(height)));
     session_.PostPipelineCreate();
@@ -299,11 +299,11 @@ class Stream {
   // A worker reads the clock once at the end of each pass.
   void AwaitPasses(uint64_t clock_reads) {
     AwaitWorker();
-    if (host::ClockReads() != clock_reads) Die("a frame was not treated as expected");
+    if (device::ClockReads() != clock_reads) Die("a frame was not treated as expected");
   }
 
   Measure SendTaken() {
-    const uint64_t passes = host::ClockReads();
+    const uint64_t passes = device::ClockReads();
     const Measure measure = SendConsidered(kTaken);
     AwaitPasses(passes + 1);
     return measure;
@@ -311,7 +311,7 @@ class Stream {
 
   // While it waits for a signal the worker is busy with the frame before.
   Measure SendDropped() {
-    const uint64_t passes = host::ClockReads();
+    const uint64_t passes = device::ClockReads();
     framework::HoldSignals(true);
     SendConsidered(kLeadUp);
     const Measure measure = SendConsidered(kDropped);
@@ -322,12 +322,12 @@ class Stream {
 
   Measure CopyStraight() {
     PushOutOfCaches();
-    const ZyImageBuffer image = apps::ImageOf(frame_);
+    const ZyImageBuffer image = common::ImageOf(frame_);
     g_kind = kStraightCopy;
     return MeasureOnce([&] { ZyCopyBuffer(&copy_, &image, 0); });
   }
 
-  pictures::Nv12Frame frame_;
+  media::Nv12Frame frame_;
   framework::Session session_;
   ZyImageBuffer copy_ = {};
   bool is_warm_ = false;
@@ -432,11 +432,11 @@ void PrintDelays() {
               "faces", "call", "least", "middle", "most");
   for (const int faces : {1, 3}) {
     for (const int delay : {0, 5, 20, 50, 100}) {
-      host::SetAgeGenderDelay(std::chrono::milliseconds(0));
-      host::SetFaceGradeDelay(std::chrono::milliseconds(0));
+      device::SetAgeGenderDelay(std::chrono::milliseconds(0));
+      device::SetFaceGradeDelay(std::chrono::milliseconds(0));
       Stream stream(1920, 1080, faces);
-      host::SetAgeGenderDelay(std::chrono::milliseconds(delay));
-      host::SetFaceGradeDelay(std::chrono::milliseconds(delay));
+      device::SetAgeGenderDelay(std::chrono::milliseconds(delay));
+      device::SetFaceGradeDelay(std::chrono::milliseconds(delay));
       std::vector<double> times;
       for (int round = 0; round < kRounds; ++round) times.push_back(stream.AwaitFigures());
       std::printf("%8d %8d %8.1f %8.1f %8.1f\n", faces, delay, Percentile(times, 0),

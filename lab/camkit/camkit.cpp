@@ -14,45 +14,45 @@
 namespace camkit {
 namespace {
 
-int Say(const pictures::Failure& failure, int exit_code) {
+int Say(const media::Failure& failure, int exit_code) {
   std::fprintf(stderr, "camkit: %s\n", failure->message.c_str());
   return exit_code;
 }
 
-pictures::Failure KeepInputs(const Options& options) {
+media::Failure KeepInputs(const Options& options) {
   for (const std::string& input : {options.input, options.mask}) {
-    if (!apps::IsSameFile(options.output, input == "-" ? "/dev/stdin" : input)) continue;
-    return pictures::Fail(options.output + ": is an input as well");
+    if (!common::IsSameFile(options.output, input == "-" ? "/dev/stdin" : input)) continue;
+    return media::Fail(options.output + ": is an input as well");
   }
   return std::nullopt;
 }
 
-pictures::Failure Read(const Options& options, pictures::Picture* input, pictures::Picture* mask) {
-  pictures::Failure failure = pictures::ReadPicture(options.input, input);
-  if (!failure && !options.mask.empty()) failure = pictures::ReadPicture(options.mask, mask);
+media::Failure Read(const Options& options, media::Picture* input, media::Picture* mask) {
+  media::Failure failure = media::ReadPicture(options.input, input);
+  if (!failure && !options.mask.empty()) failure = media::ReadPicture(options.mask, mask);
   return failure;
 }
 
 int Run(const Options& options) {
-  pictures::Picture input, mask;
-  if (pictures::Failure failure = Read(options, &input, &mask)) {
-    return Say(failure, apps::kExitUnreadableInput);
+  media::Picture input, mask;
+  if (media::Failure failure = Read(options, &input, &mask)) {
+    return Say(failure, common::kExitUnreadableInput);
   }
   BeforeAndAfter result;
-  pictures::Failure failure = KeepInputs(options);
+  media::Failure failure = KeepInputs(options);
   if (!failure) {
     failure = Apply(options, input, options.mask.empty() ? nullptr : &mask, &result);
   }
-  pictures::Picture both;
+  media::Picture both;
   if (!failure && options.compare) failure = SideBySide(result, options.name, &both);
   if (!failure) {
-    failure = pictures::WritePng(options.output, options.compare ? both : result.after);
+    failure = media::WritePng(options.output, options.compare ? both : result.after);
   }
-  if (failure) return Say(failure, apps::kExitFailure);
+  if (failure) return Say(failure, common::kExitFailure);
   // Standard output may be the picture.
   std::fprintf(stderr, "%s: %dx%d in %.3f ms\n", options.name.c_str(), input.width, input.height,
                result.milliseconds);
-  return apps::kExitOk;
+  return common::kExitOk;
 }
 
 }  // namespace
@@ -60,7 +60,7 @@ int Run(const Options& options) {
 
 int main(int argc, char** argv) {
   camkit::Options options;
-  int exit_code = apps::kExitOk;
+  int exit_code = common::kExitOk;
   if (!camkit::ParseOptions(argc, argv, &options, &exit_code)) return exit_code;
-  return apps::RunWithinMemory("camkit", [&] { return camkit::Run(options); });
+  return common::RunWithinMemory("camkit", [&] { return camkit::Run(options); });
 }

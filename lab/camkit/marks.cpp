@@ -20,13 +20,13 @@ bool IsSkin(const uint8_t* pair) {
 
 }  // namespace
 
-Plane MarkAll(const pictures::Nv12Frame& frame) {
+Plane MarkAll(const media::Nv12Frame& frame) {
   Plane map(frame.width / 2, frame.height / 2);
   std::fill(map.bytes.begin(), map.bytes.end(), kMarked);
   return map;
 }
 
-Plane MarkSkin(const pictures::Nv12Frame& frame) {
+Plane MarkSkin(const media::Nv12Frame& frame) {
   Plane map(frame.width / 2, frame.height / 2);
   auto mark = map.bytes.begin();
   for (int y = 0; y < map.height; ++y) {
@@ -36,16 +36,16 @@ Plane MarkSkin(const pictures::Nv12Frame& frame) {
   return map;
 }
 
-pictures::Failure MarkByMask(const pictures::Picture& mask, int threshold,
-                             const pictures::Nv12Frame& frame, Plane* map) {
-  pictures::Nv12Frame marks;
-  if (pictures::Failure failure = pictures::PictureToNv12(mask, 0, &marks)) return failure;
+media::Failure MarkByMask(const media::Picture& mask, int threshold,
+                             const media::Nv12Frame& frame, Plane* map) {
+  media::Nv12Frame marks;
+  if (media::Failure failure = media::PictureToNv12(mask, 0, &marks)) return failure;
   if (mask.width == frame.width && mask.height == frame.height) {
     resize_half(marks.Luma(), map->bytes.data(), map->width * 2, map->height * 2, marks.stride);
   } else if (mask.width == map->width && mask.height == map->height) {
     *map = LumaOf(marks);
   } else {
-    return pictures::Fail("the mask is " + SizeText(mask.width, mask.height) + ", a picture of " +
+    return media::Fail("the mask is " + SizeText(mask.width, mask.height) + ", a picture of " +
                           SizeText(frame.width, frame.height) + " takes that size or " +
                           SizeText(map->width, map->height));
   }

@@ -21,8 +21,8 @@ namespace camkit {
 namespace {
 
 // Copies a part of a picture into another one, its upper left corner to (x, y). Both hold it.
-void Paste(const pictures::Picture& from, pictures::Rect part, int x, int y,
-           pictures::Picture* to) {
+void Paste(const media::Picture& from, media::Rect part, int x, int y,
+           media::Picture* to) {
   for (int row = 0; row < part.h; ++row) {
     std::copy_n(from.Pixel(part.x, part.y + row), std::ptrdiff_t{part.w} * 3,
                 to->Pixel(x, y + row));
@@ -61,7 +61,7 @@ int MinimumSide(Operation operation, bool has_map) {
 // ---- Luma ---------------------------------------------------------------------------------------
 
 // What the kit does not write of `luma` stays as it was. `map` is null without one.
-void ChangeLuma(const Options& options, const pictures::Nv12Frame& frame, const Plane* map,
+void ChangeLuma(const Options& options, const media::Nv12Frame& frame, const Plane* map,
                 Plane* luma) {
   const int w = frame.width, h = frame.height;
   const auto width = static_cast<unsigned>(w), height = static_cast<unsigned>(h);
@@ -81,24 +81,24 @@ void ChangeLuma(const Options& options, const pictures::Nv12Frame& frame, const 
   }
 }
 
-pictures::Failure ApplyToLuma(const Options& options, const pictures::Nv12Frame& frame,
-                              const pictures::Picture* mask, BeforeAndAfter* result) {
+media::Failure ApplyToLuma(const Options& options, const media::Nv12Frame& frame,
+                              const media::Picture* mask, BeforeAndAfter* result) {
   Plane map = options.skin ? MarkSkin(frame) : MarkAll(frame);
   if (mask != nullptr) {
-    if (pictures::Failure failure = MarkByMask(*mask, options.threshold, frame, &map)) {
+    if (media::Failure failure = MarkByMask(*mask, options.threshold, frame, &map)) {
       return failure;
     }
   }
   const bool has_map =
       options.operation == Operation::kSharpenSkin || options.skin || mask != nullptr;
   Planes planes = PlanesOf(frame);
-  result->before = pictures::Nv12ToPicture(frame);
+  result->before = media::Nv12ToPicture(frame);
   result->milliseconds =
       TimeOf([&] { ChangeLuma(options, frame, has_map ? &map : nullptr, &planes[0]); });
   return PictureOf(planes, &result->after);
 }
 
-void SmoothMap(const pictures::Nv12Frame& frame, BeforeAndAfter* result) {
+void SmoothMap(const media::Nv12Frame& frame, BeforeAndAfter* result) {
   Plane map = MarkSkin(frame);
   result->before = GrayPicture(map);
   result->milliseconds = TimeOf([&] {
@@ -118,14 +118,14 @@ Plane Shrink(const Plane& plane, int factor, decltype(resize_half)* shrink) {
   return small;
 }
 
-pictures::Failure ApplyShrink(Operation operation, const pictures::Nv12Frame& frame,
+media::Failure ApplyShrink(Operation operation, const media::Nv12Frame& frame,
                               BeforeAndAfter* result) {
   const int factor = operation == Operation::kHalf ? 2 : operation == Operation::kQuarter ? 4 : 8;
   decltype(resize_half)* const shrink = operation == Operation::kHalf      ? resize_half
                                         : operation == Operation::kQuarter ? resize_quarter
                                                                            : resize_eighthUseNeon;
   Planes planes = PlanesOf(frame);
-  result->before = pictures::Nv12ToPicture(frame);
+  result->before = media::Nv12ToPicture(frame);
   result->milliseconds = TimeOf([&] { planes[0] = Shrink(planes[0], factor, shrink); });
   for (const std::size_t chroma : {std::size_t{1}, std::size_t{2}})
     planes[chroma] = Shrink(planes[chroma], factor, shrink);
@@ -135,56 +135,56 @@ pictures::Failure ApplyShrink(Operation operation, const pictures::Nv12Frame& fr
 // ---- Rotation -----------------------------------------------------------------------------------
 
 // An even size, with the last row and column repeated: the kit drops an odd one's last chroma.
-pictures::Picture PadToEven(const pictures::Picture& picture) {
+media::Picture PadToEven(const media::Picture& picture) {
   const int w = picture.width, h = picture.height;
-  pictures::Picture even = pictures::MakePicture(2 * pictures::HalfUp(w), 2 * pictures::HalfUp(h));
+  media::Picture even = media::MakePicture(2 * media::HalfUp(w), 2 * media::HalfUp(h));
   Paste(picture, {0, 0, w, h}, 0, 0, &even);
   Paste(even, {w - 1, 0, 1, h}, even.width - 1, 0, &even);
   Paste(even, {0, h - 1, even.width, 1}, 0, even.height - 1, &even);
   return even;
 }
 
-pictures::Failure RotateFrame(pictures::Nv12Frame* frame, int degrees, double* milliseconds,
-                              pictures::Nv12Frame* turned) {
+media::Failure RotateFrame(media::Nv12Frame* frame, int degrees, double* milliseconds,
+                              media::Nv12Frame* turned) {
   const bool upright = degrees == 180;
-  if (pictures::Failure failure =
-          pictures::ShapeFrame(upright ? frame->width : frame->height,
+  if (media::Failure failure =
+          media::ShapeFrame(upright ? frame->width : frame->height,
                                upright ? frame->height : frame->width, 0, turned)) {
     return failure;
   }
-  const ZyImageBuffer from = apps::ImageOf(*frame);
-  ZyImageBuffer to = apps::ImageOf(*turned);
+  const ZyImageBuffer from = common::ImageOf(*frame);
+  ZyImageBuffer to = common::ImageOf(*turned);
   bool is_done = false;
   *milliseconds = TimeOf([&] { is_done = ZyCopyBuffer(&to, &from, degrees) != 0; });
-  return is_done ? std::nullopt : pictures::Fail("the kit rejects the rotation");
+  return is_done ? std::nullopt : media::Fail("the kit rejects the rotation");
 }
 
 // Where a picture without its padding lies after it was turned with the padding.
-pictures::Rect TurnedPart(const pictures::Picture& picture, int degrees) {
+media::Rect TurnedPart(const media::Picture& picture, int degrees) {
   const int pad_x = picture.width % 2, pad_y = picture.height % 2;
   if (degrees == 180) return {pad_x, pad_y, picture.width, picture.height};
   if (degrees == 90) return {pad_y, 0, picture.height, picture.width};
   return {0, pad_x, picture.height, picture.width};
 }
 
-pictures::Failure Rotate(int degrees, const pictures::Picture& input, BeforeAndAfter* result) {
-  pictures::Nv12Frame frame, turned;
-  pictures::Failure failure = pictures::PictureToNv12(PadToEven(input), 0, &frame);
+media::Failure Rotate(int degrees, const media::Picture& input, BeforeAndAfter* result) {
+  media::Nv12Frame frame, turned;
+  media::Failure failure = media::PictureToNv12(PadToEven(input), 0, &frame);
   if (!failure) failure = RotateFrame(&frame, degrees, &result->milliseconds, &turned);
   if (failure) return failure;
-  const pictures::Rect part = TurnedPart(input, degrees);
-  result->after = pictures::MakePicture(part.w, part.h);
-  Paste(pictures::Nv12ToPicture(turned), part, 0, 0, &result->after);
-  result->before = pictures::MakePicture(input.width, input.height);
-  Paste(pictures::Nv12ToPicture(frame), {0, 0, input.width, input.height}, 0, 0, &result->before);
+  const media::Rect part = TurnedPart(input, degrees);
+  result->after = media::MakePicture(part.w, part.h);
+  Paste(media::Nv12ToPicture(turned), part, 0, 0, &result->after);
+  result->before = media::MakePicture(input.width, input.height);
+  Paste(media::Nv12ToPicture(frame), {0, 0, input.width, input.height}, 0, 0, &result->before);
   return std::nullopt;
 }
 
 // The picture with every pixel repeated up to a size; pictures of other shapes are left alone.
-pictures::Picture Enlarge(const pictures::Picture& picture, int width, int height) {
+media::Picture Enlarge(const media::Picture& picture, int width, int height) {
   const int factor = std::min(width / picture.width, height / picture.height);
   if (factor < 2) return picture;
-  pictures::Picture large = pictures::MakePicture(picture.width * factor, picture.height * factor);
+  media::Picture large = media::MakePicture(picture.width * factor, picture.height * factor);
   for (int y = 0; y < large.height; ++y) {
     for (int x = 0; x < large.width; ++x) {
       std::copy_n(picture.Pixel(x / factor, y / factor), 3, large.Pixel(x, y));
@@ -195,16 +195,16 @@ pictures::Picture Enlarge(const pictures::Picture& picture, int width, int heigh
 
 }  // namespace
 
-pictures::Failure Apply(const Options& options, const pictures::Picture& input,
-                        const pictures::Picture* mask, BeforeAndAfter* result) {
+media::Failure Apply(const Options& options, const media::Picture& input,
+                        const media::Picture* mask, BeforeAndAfter* result) {
   const int side = MinimumSide(options.operation, options.skin || mask != nullptr);
   if (input.width < side || input.height < side) {
-    return pictures::Fail(SizeText(input.width, input.height) + " is too small: " + options.name +
+    return media::Fail(SizeText(input.width, input.height) + " is too small: " + options.name +
                           " takes pictures from " + SizeText(side, side) + " on");
   }
   if (options.operation == Operation::kRotate) return Rotate(options.degrees, input, result);
-  pictures::Nv12Frame frame;
-  if (pictures::Failure failure = pictures::PictureToNv12(input, 0, &frame)) return failure;
+  media::Nv12Frame frame;
+  if (media::Failure failure = media::PictureToNv12(input, 0, &frame)) return failure;
   switch (options.operation) {
     case Operation::kHalf:
     case Operation::kQuarter:
@@ -222,27 +222,27 @@ pictures::Failure Apply(const Options& options, const pictures::Picture& input,
   return ApplyToLuma(options, frame, mask, result);
 }
 
-pictures::Failure SideBySide(const BeforeAndAfter& pictures, const std::string& name,
-                             pictures::Picture* both) {
-  const pictures::Picture& before = pictures.before;
-  const pictures::Picture after = Enlarge(pictures.after, before.width, before.height);
-  const int scale = pictures::LabelScale(before.width, before.height);
+media::Failure SideBySide(const BeforeAndAfter& pictures, const std::string& name,
+                             media::Picture* both) {
+  const media::Picture& before = pictures.before;
+  const media::Picture after = Enlarge(pictures.after, before.width, before.height);
+  const int scale = media::LabelScale(before.width, before.height);
   const int gap = 8 * scale;
   const std::string left = "before " + SizeText(before.width, before.height);
   const std::string right =
       "after " + name + " " + SizeText(pictures.after.width, pictures.after.height);
-  const pictures::Rect left_box = pictures::LabelBox(0, 0, left, scale);
+  const media::Rect left_box = media::LabelBox(0, 0, left, scale);
   const int right_x = std::max(before.width, left_box.w) + gap;
-  const pictures::Rect right_box = pictures::LabelBox(right_x, 0, right, scale);
+  const media::Rect right_box = media::LabelBox(right_x, 0, right, scale);
   const int width = right_x + std::max(after.width, right_box.w);
   const int height = left_box.h + std::max(before.height, after.height);
-  if (!pictures::IsUsableSize(width, height)) {
-    return pictures::FailAbout("--compare", pictures::UnusableSize(width, height));
+  if (!media::IsUsableSize(width, height)) {
+    return media::FailAbout("--compare", media::UnusableSize(width, height));
   }
-  *both = pictures::MakePicture(width, height);
-  constexpr pictures::Colour kText = {230, 230, 230};
-  pictures::DrawLabel(0, 0, left, kText, scale, both);
-  pictures::DrawLabel(right_x, 0, right, kText, scale, both);
+  *both = media::MakePicture(width, height);
+  constexpr media::Colour kText = {230, 230, 230};
+  media::DrawLabel(0, 0, left, kText, scale, both);
+  media::DrawLabel(right_x, 0, right, kText, scale, both);
   Paste(before, {0, 0, before.width, before.height}, 0, left_box.h, both);
   Paste(after, {0, 0, after.width, after.height}, right_x, left_box.h, both);
   return std::nullopt;

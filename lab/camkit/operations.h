@@ -9,19 +9,19 @@
 namespace camkit {
 
 struct BeforeAndAfter {
-  pictures::Picture before;
-  pictures::Picture after;
+  media::Picture before;
+  media::Picture after;
   double milliseconds = 0;  // of the kit's call
 };
 
 // Runs the operation that the options name. `mask` is null without one. A picture that is too small
 // for the operation, or a mask of another size, is a failure.
-pictures::Failure Apply(const Options& options, const pictures::Picture& input,
-                        const pictures::Picture* mask, BeforeAndAfter* result);
+media::Failure Apply(const Options& options, const media::Picture& input,
+                        const media::Picture* mask, BeforeAndAfter* result);
 
 // Both pictures, the second enlarged to the first one's size where it is smaller, under labels.
-pictures::Failure SideBySide(const BeforeAndAfter& pictures, const std::string& name,
-                             pictures::Picture* both);
+media::Failure SideBySide(const BeforeAndAfter& pictures, const std::string& name,
+                             media::Picture* both);
 
 }  // namespace camkit
 

@@ -49,7 +49,7 @@ void AddMask(CLI::App* command, Options* options) {
           ->add_option("--mask", options->mask,
                        "picture of the same size, or half of it, that marks what is bright")
           ->type_name("FILE")
-          ->check(apps::NotEmpty);
+          ->check(common::NotEmpty);
   command
       ->add_option("--threshold", options->threshold, "how bright, of 255, a marked pixel is (128)")
       ->check(CLI::Range(1, 255))
@@ -100,7 +100,7 @@ void AddOperation(const OperationText& text, CLI::App* app, Options* options) {
       ->type_name("OUT.png")
       ->required()
       ->check([](const std::string& path) {
-        return path == "-" ? "for standard output say /dev/stdout" : apps::PngName(path);
+        return path == "-" ? "for standard output say /dev/stdout" : common::PngName(path);
       });
   command->add_flag("--compare", options->compare,
                     "write the pictures before and after, side by side with labels");
@@ -126,7 +126,7 @@ bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
   app.footer(kExample);
   app.require_subcommand(1);
   for (const OperationText& text : kOperations) AddOperation(text, &app, options);
-  return apps::ParseCommandLine(argc, argv, &app, exit_code);
+  return common::ParseCommandLine(argc, argv, &app, exit_code);
 }
 
 }  // namespace camkit

@@ -5,7 +5,7 @@
 
 namespace camkit {
 
-Plane LumaOf(const pictures::Nv12Frame& frame) {
+Plane LumaOf(const media::Nv12Frame& frame) {
   Plane luma(frame.width, frame.height);
   for (int y = 0; y < frame.height; ++y) {
     std::copy_n(frame.Luma() + std::ptrdiff_t{y} * frame.stride, frame.width,
@@ -14,7 +14,7 @@ Plane LumaOf(const pictures::Nv12Frame& frame) {
   return luma;
 }
 
-Planes PlanesOf(const pictures::Nv12Frame& frame) {
+Planes PlanesOf(const media::Nv12Frame& frame) {
   Plane u(frame.width, frame.height), v = u;
   std::size_t at = 0;
   for (int y = 0; y < frame.height; ++y) {
@@ -28,23 +28,23 @@ Planes PlanesOf(const pictures::Nv12Frame& frame) {
   return {LumaOf(frame), std::move(u), std::move(v)};
 }
 
-pictures::Failure PictureOf(const Planes& planes, pictures::Picture* picture) {
+media::Failure PictureOf(const Planes& planes, media::Picture* picture) {
   std::vector<uint8_t> all;
   for (const Plane& plane : planes) {
     all.insert(all.end(), plane.bytes.begin(), plane.bytes.end());
   }
-  pictures::Nv12Frame frame;
-  if (pictures::Failure failure = pictures::PlanarToNv12(
-          all.data(), pictures::ChromaLayout::k444, pictures::ColourRange::kLimited,
+  media::Nv12Frame frame;
+  if (media::Failure failure = media::PlanarToNv12(
+          all.data(), media::ChromaLayout::k444, media::ColourRange::kLimited,
           planes[0].width, planes[0].height, 0, &frame)) {
     return failure;
   }
-  *picture = pictures::Nv12ToPicture(frame);
+  *picture = media::Nv12ToPicture(frame);
   return std::nullopt;
 }
 
-pictures::Picture GrayPicture(const Plane& plane) {
-  pictures::Picture picture = pictures::MakePicture(plane.width, plane.height);
+media::Picture GrayPicture(const Plane& plane) {
+  media::Picture picture = media::MakePicture(plane.width, plane.height);
   for (std::size_t i = 0; i < plane.bytes.size(); ++i) {
     std::fill_n(picture.rgb.begin() + static_cast<std::ptrdiff_t>(3 * i), 3, plane.bytes[i]);
   }

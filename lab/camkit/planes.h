@@ -28,11 +28,11 @@ struct Plane {
 // A picture as luma, U and V of one size, so that a function for planes serves each of them.
 using Planes = std::array<Plane, 3>;
 
-Plane LumaOf(const pictures::Nv12Frame& frame);
-Planes PlanesOf(const pictures::Nv12Frame& frame);
-pictures::Failure PictureOf(const Planes& planes, pictures::Picture* picture);
+Plane LumaOf(const media::Nv12Frame& frame);
+Planes PlanesOf(const media::Nv12Frame& frame);
+media::Failure PictureOf(const Planes& planes, media::Picture* picture);
 // A plane of brightness, 0 to 255, as a gray picture.
-pictures::Picture GrayPicture(const Plane& plane);
+media::Picture GrayPicture(const Plane& plane);
 
 std::string SizeText(int width, int height);
 

@@ -8,8 +8,8 @@
 namespace camsim {
 namespace {
 
-constexpr pictures::Colour kFaceColours[kSlots] = {{80, 220, 100}, {90, 170, 255}, {255, 190, 60}};
-constexpr pictures::Colour kCaptionColour = {200, 200, 200};
+constexpr media::Colour kFaceColours[kSlots] = {{80, 220, 100}, {90, 170, 255}, {255, 190, 60}};
+constexpr media::Colour kCaptionColour = {200, 200, 200};
 
 // Two lines: figures, and where there are none the reason.
 std::string Label(const RequestReport& report, std::size_t slot) {
@@ -30,12 +30,12 @@ std::string Label(const RequestReport& report, std::size_t slot) {
 // The largest scale up to `scale` at which every text fits into the width.
 int ScaleThatFits(const std::vector<std::string>& texts, int scale, int width) {
   for (const std::string& text : texts) {
-    while (scale > 1 && pictures::LabelBox(0, 0, text, scale).w > width) --scale;
+    while (scale > 1 && media::LabelBox(0, 0, text, scale).w > width) --scale;
   }
   return scale;
 }
 
-int64_t Overlap(const pictures::Rect& a, const pictures::Rect& b) {
+int64_t Overlap(const media::Rect& a, const media::Rect& b) {
   const int64_t width = std::min(int64_t{a.x} + a.w, int64_t{b.x} + b.w) - std::max(a.x, b.x);
   const int64_t height = std::min(int64_t{a.y} + a.h, int64_t{b.y} + b.h) - std::max(a.y, b.y);
   return std::max<int64_t>(width, 0) * std::max<int64_t>(height, 0);
@@ -43,34 +43,34 @@ int64_t Overlap(const pictures::Rect& a, const pictures::Rect& b) {
 
 }  // namespace
 
-pictures::Picture DrawFaces(const pictures::Nv12Frame& frame,
-                            const std::vector<pictures::Rect>& faces) {
-  pictures::Picture picture = pictures::Nv12ToPicture(frame);
-  std::vector<pictures::LabelledFace> labelled;
+media::Picture DrawFaces(const media::Nv12Frame& frame,
+                            const std::vector<media::Rect>& faces) {
+  media::Picture picture = media::Nv12ToPicture(frame);
+  std::vector<media::LabelledFace> labelled;
   for (std::size_t slot = 0; slot < faces.size() && slot < kSlots; ++slot) {
     labelled.push_back({faces[slot], "slot " + std::to_string(slot), kFaceColours[slot]});
   }
-  const int scale = pictures::LabelScale(picture.width, picture.height);
-  pictures::DrawLabelledFaces(labelled, scale, {}, &picture);
+  const int scale = media::LabelScale(picture.width, picture.height);
+  media::DrawLabelledFaces(labelled, scale, {}, &picture);
   return picture;
 }
 
-pictures::Picture Annotate(const pictures::Nv12Frame& frame, const RequestReport& report,
+media::Picture Annotate(const media::Nv12Frame& frame, const RequestReport& report,
                            const std::string& caption) {
-  pictures::Picture picture = pictures::Nv12ToPicture(frame);
+  media::Picture picture = media::Nv12ToPicture(frame);
   std::vector<std::string> texts = {caption};
   const std::size_t faces = std::min<std::size_t>(report.faces.size(), kSlots);
   for (std::size_t slot = 0; slot < faces; ++slot) texts.push_back(Label(report, slot));
   const int scale =
-      ScaleThatFits(texts, pictures::LabelScale(picture.width, picture.height), picture.width);
-  std::vector<pictures::LabelledFace> labelled;
+      ScaleThatFits(texts, media::LabelScale(picture.width, picture.height), picture.width);
+  std::vector<media::LabelledFace> labelled;
   for (std::size_t slot = 0; slot < faces; ++slot) {
     labelled.push_back({report.faces[slot], texts[slot + 1], kFaceColours[slot]});
   }
-  const pictures::Rect size = pictures::LabelBox(0, 0, texts[0], scale);
+  const media::Rect size = media::LabelBox(0, 0, texts[0], scale);
   const int caption_y = picture.height - size.h;
-  pictures::DrawLabelledFaces(labelled, scale, {{0, caption_y, size.w, size.h}}, &picture);
-  pictures::DrawLabel(0, caption_y, texts[0], kCaptionColour, scale, &picture);
+  media::DrawLabelledFaces(labelled, scale, {{0, caption_y, size.w, size.h}}, &picture);
+  media::DrawLabel(0, caption_y, texts[0], kCaptionColour, scale, &picture);
   return picture;
 }
 

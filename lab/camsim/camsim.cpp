@@ -8,12 +8,12 @@
 #include "common/standard_streams.h"
 
 int main(int argc, char** argv) {
-  apps::KeepStandardStreamsApart();
+  common::KeepStandardStreamsApart();
   camsim::Options options;
-  int exit_code = apps::kExitOk;
+  int exit_code = common::kExitOk;
   if (!camsim::ParseOptions(argc, argv, &options, &exit_code)) return exit_code;
   camsim::CatchInterrupts();
-  return apps::RunWithinMemory("camsim", [&] {
+  return common::RunWithinMemory("camsim", [&] {
     return options.compared.empty() ? camsim::Run(options).Go() : camsim::Diff(options);
   });
 }

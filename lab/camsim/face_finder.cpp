@@ -6,13 +6,13 @@
 namespace camsim {
 namespace {
 
-pictures::Failure NoNetworks(const std::string& why) {
-  return pictures::Fail("no networks: " + why + "; ./dev models fetches and builds them");
+media::Failure NoNetworks(const std::string& why) {
+  return media::Fail("no networks: " + why + "; ./dev models fetches and builds them");
 }
 
 }  // namespace
 
-pictures::Failure FaceFinder::Open(const std::string& folder) {
+media::Failure FaceFinder::Open(const std::string& folder) {
   void* const library = dlopen((folder + "/libzy_networks.so").c_str(), RTLD_NOW);
   if (library == nullptr) return NoNetworks(dlerror());
   const auto open =
@@ -23,12 +23,12 @@ pictures::Failure FaceFinder::Open(const std::string& folder) {
   return error != nullptr ? NoNetworks(error) : std::nullopt;
 }
 
-std::vector<pictures::Rect> FaceFinder::Find(const pictures::Nv12Frame& frame,
+std::vector<media::Rect> FaceFinder::Find(const media::Nv12Frame& frame,
                                              float threshold) const {
   ZyFoundRect found[kMaxSentFaces];
   const int count = find_(frame.Luma(), frame.Chroma(), frame.width, frame.height, frame.stride,
                           threshold, found, kMaxSentFaces);
-  std::vector<pictures::Rect> faces;
+  std::vector<media::Rect> faces;
   for (int i = 0; i < count; ++i) {
     faces.push_back({found[i].x, found[i].y, found[i].width, found[i].height});
   }

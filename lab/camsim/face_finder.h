@@ -20,10 +20,10 @@ inline constexpr int kMaxSentFaces = 255;
 class FaceFinder {
  public:
   // Opens the library of networks in the folder. Fails unless every network can be used.
-  pictures::Failure Open(const std::string& folder);
+  media::Failure Open(const std::string& folder);
 
   // The faces of a frame whose score reaches `threshold` (0 to 1), the largest first.
-  std::vector<pictures::Rect> Find(const pictures::Nv12Frame& frame, float threshold) const;
+  std::vector<media::Rect> Find(const media::Nv12Frame& frame, float threshold) const;
 
  private:
   decltype(&zy_find_faces) find_ = nullptr;

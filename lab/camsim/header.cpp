@@ -15,8 +15,8 @@ namespace {
 
 // The identifier that the linker gave a library; it stands among the first bytes of the file.
 std::string BuildIdOf(const std::string& path) {
-  std::unique_ptr<pictures::ByteReader> reader;
-  if (pictures::OpenFile(path, &reader)) return "";
+  std::unique_ptr<media::ByteReader> reader;
+  if (media::OpenFile(path, &reader)) return "";
   std::vector<uint8_t> bytes(4096);
   bytes.resize(reader->Read(bytes.data(), bytes.size()));
   constexpr uint8_t kNote[] = {4, 0, 0, 0, 20, 0, 0, 0, 3, 0, 0, 0, 'G', 'N', 'U', 0};
@@ -35,7 +35,7 @@ std::string BuildIdOf(const std::string& path) {
 framework::Json HeaderOf(const Options& options, Size frame, const framework::Device& device) {
   framework::Json header;
   header["recording"] = framework::kRecordingVersion;
-  header["program"] = std::string("camsim ") + apps::kVersion;
+  header["program"] = std::string("camsim ") + common::kVersion;
   header["node"] = options.node;
   header["build_id"] = BuildIdOf(options.node);
   header["device"] = framework::Json::object();
@@ -55,7 +55,7 @@ void UseHeader(const framework::Json& header, Options* options) {
   if (header.is_null()) return;
   if (!options->upright && header.contains("upright")) options->upright = header["upright"];
   if (!options->source.input.empty()) return;
-  pictures::FrameSourceOptions& source = options->source;
+  media::FrameSourceOptions& source = options->source;
   source.input = header.value("input", "");
   const framework::Json size = header.value("size", framework::Json());
   const bool has_size = source.input.empty() || header.value("raw", false);

@@ -14,10 +14,10 @@ constexpr char kModel[] = "libQVFD_AgeGender.so";
 constexpr char kGrader[] = "libFaceGrade.so";
 
 template <typename Knob, typename... Values>
-pictures::Failure Set(const framework::Device& device, const char* library, const char* name,
+media::Failure Set(const framework::Device& device, const char* library, const char* name,
                       bool tries, Values... values) {
   Knob* knob = nullptr;
-  pictures::Failure failure = device.FindKnob(library, name, &knob);
+  media::Failure failure = device.FindKnob(library, name, &knob);
   if (!failure && !tries) knob(values...);
   return failure;
 }
@@ -47,11 +47,11 @@ std::vector<framework::Json> DeviceEvents(const Options& options) {
   return events;
 }
 
-pictures::Failure SetKnobs(const framework::Device& device, const framework::Json& event,
+media::Failure SetKnobs(const framework::Device& device, const framework::Json& event,
                            bool tries) {
   const std::string kind = event.begin().key();
   for (const auto& [name, value] : event.begin()->items()) {
-    pictures::Failure failure;
+    media::Failure failure;
     if (kind == "property") {
       const std::string text = value.is_null() ? "" : value.get<std::string>();
       failure =
@@ -64,7 +64,7 @@ pictures::Failure SetKnobs(const framework::Device& device, const framework::Jso
       failure = Set<decltype(zy_fail_age_gender_inits)>(device, kModel, "zy_fail_age_gender_inits",
                                                         tries, value.get<int>());
     }
-    if (failure) return pictures::FailAbout(kind + "." + name, failure);
+    if (failure) return media::FailAbout(kind + "." + name, failure);
   }
   return std::nullopt;
 }

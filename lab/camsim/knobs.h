@@ -18,7 +18,7 @@ std::vector<framework::Json> DeviceEvents(const Options& options);
 
 // Does what an event asks of the device, or, to try, only looks whether it can be done. Fails when
 // a library lacks the knob.
-pictures::Failure SetKnobs(const framework::Device& device, const framework::Json& event,
+media::Failure SetKnobs(const framework::Device& device, const framework::Json& event,
                            bool tries);
 
 // Lets the model libraries that can tell `passes` of their calls.

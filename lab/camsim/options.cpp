@@ -59,14 +59,14 @@ Size ParseSize(const std::string& name, const std::string& text) {
   if (std::sscanf(text.c_str(), "%6dx%6d%c", &size.width, &size.height, &rest) != 2) {
     throw CLI::ValidationError(name, text + " is no size such as 1280x720");
   }
-  if (!pictures::IsUsableSize(size.width, size.height)) {
-    throw CLI::ValidationError(name, pictures::UnusableSize(size.width, size.height)->message);
+  if (!media::IsUsableSize(size.width, size.height)) {
+    throw CLI::ValidationError(name, media::UnusableSize(size.width, size.height)->message);
   }
   return size;
 }
 
-pictures::Rect ParseRect(const std::string& name, const std::string& text) {
-  pictures::Rect rect = {};
+media::Rect ParseRect(const std::string& name, const std::string& text) {
+  media::Rect rect = {};
   char rest = 0;
   if (std::sscanf(text.c_str(), "%6d,%6d,%6d,%6d%c", &rect.x, &rect.y, &rect.w, &rect.h, &rest) !=
           4 ||
@@ -110,11 +110,11 @@ void AddInput(CLI::App* app, Options* options, Size* size) {
   app->add_option("--input", options->source.input,
                   "PNG, JPEG, Y4M or raw NV12; - is standard input; without it, a built-in scene")
       ->type_name("FILE|-")
-      ->check(apps::NotEmpty);
+      ->check(common::NotEmpty);
   AddSize(app, "--size", size, "size of raw NV12 input, or of the scene (1280x720)");
   app->add_option("--stride", options->source.stride,
                   "row pitch of the camera buffers in bytes (the multiple of 64 above the width)")
-      ->check(CLI::Range(0, pictures::kMaxStride));
+      ->check(CLI::Range(0, media::kMaxStride));
   app->add_option_function<std::vector<std::string>>(
          "--face",
          [options](const std::vector<std::string>& texts) {
@@ -176,43 +176,43 @@ void AddRun(CLI::App* app, Options* options) {
   app->add_option("--jsonl", options->jsonl,
                   "JSON lines, a header and one for each request, to a file or -")
       ->type_name("FILE|-")
-      ->check(apps::NotEmpty);
+      ->check(common::NotEmpty);
   app->add_option("--annotated", options->annotated,
                   "PNG of the last frame that came with figures (camsim.png); none for no picture")
       ->type_name("FILE|none")
       ->check([](const std::string& path) {
-        return path == kNoPicture ? std::string() : apps::PngName(path);
+        return path == kNoPicture ? std::string() : common::PngName(path);
       });
   app->add_option("--annotated-clip", options->annotated_clip,
                   "Y4M of all frames, with their faces and the figures published last")
       ->type_name("FILE|-")
-      ->check(apps::NotEmpty);
+      ->check(common::NotEmpty);
   app->add_option_function<std::string>(
          "--log",
          [options](const std::string& text) { options->log = ParseLogLevel("--log", text); },
          "log lines to standard error: error, info or none (none)")
       ->type_name("LEVEL");
   app->add_option("--node", options->node, "the node library (the one beside this program)")
-      ->check(apps::NotEmpty);
+      ->check(common::NotEmpty);
   app->add_option("--device", options->devices,
                   "a folder with libraries of the device; may be repeated, the first that has one "
                   "wins; at last come the stand-ins of this program")
       ->type_name("DIR")
       ->allow_extra_args(false)
-      ->check(apps::NotEmpty);
+      ->check(common::NotEmpty);
 }
 
 void AddRecordings(CLI::App* app, Options* options) {
   const auto file = [](const std::string& path) {
-    return path == "-" ? "is not written to standard output; name a file" : apps::NotEmpty(path);
+    return path == "-" ? "is not written to standard output; name a file" : common::NotEmpty(path);
   };
   app->add_option("--script", options->script, "send what a script or a recording says")
       ->type_name("FILE|-")
-      ->check(apps::NotEmpty);
+      ->check(common::NotEmpty);
   app->add_option("--replay", options->replay,
                   "send what a recording (--jsonl) says, and compare what comes back")
       ->type_name("FILE|-")
-      ->check(apps::NotEmpty)
+      ->check(common::NotEmpty)
       ->excludes("--script");
   app->add_option("--trace", options->trace, "trace events, for a trace viewer")
       ->type_name("FILE")
@@ -251,7 +251,7 @@ bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
   AddRecordings(&app, options);
   AddComparison(&app, options);
   AddDiff(&app, options);
-  if (!apps::ParseCommandLine(argc, argv, &app, exit_code)) return false;
+  if (!common::ParseCommandLine(argc, argv, &app, exit_code)) return false;
   if (options->real_models) {
     options->devices.insert(options->devices.begin(), options->real_device);
   }

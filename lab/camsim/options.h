@@ -27,8 +27,8 @@ enum class LogLevel { kNone, kError, kInfo };
 struct Options {
   std::string node;                     // the library's path
   std::vector<std::string> devices;     // folders of the device's libraries
-  pictures::FrameSourceOptions source;  // where the frames come from
-  std::vector<pictures::Rect> faces;  // in picture pixels; empty takes those that the source knows
+  media::FrameSourceOptions source;  // where the frames come from
+  std::vector<media::Rect> faces;  // in picture pixels; empty takes those that the source knows
   std::optional<float> found_faces;   // or the faces found in each frame, from this score on
   std::optional<bool> upright;  // frames are turned into a sensor's; unset: if faces are found
   int requests = 0;             // 0 is 60 of an input without an end, else all

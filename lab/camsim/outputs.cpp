@@ -15,8 +15,8 @@
 namespace camsim {
 namespace {
 
-pictures::Failure SystemFailure(const std::string& path) {
-  return pictures::Fail(path + ": " + std::strerror(errno));
+media::Failure SystemFailure(const std::string& path) {
+  return media::Fail(path + ": " + std::strerror(errno));
 }
 
 // Whether an open file is what standard output is; a device that takes everything is not meant.
@@ -32,11 +32,11 @@ bool IsInput(const std::string& path, const std::string& input) {
   if (stat(path.c_str(), &output) != 0) return false;
   const bool has_input =
       input == "-" ? fstat(STDIN_FILENO, &in) == 0 : stat(input.c_str(), &in) == 0;
-  return has_input && apps::IsSameFile(output, in);
+  return has_input && common::IsSameFile(output, in);
 }
 
 // What a regular file held before goes when all outputs are known to be apart.
-pictures::Failure Empty(std::FILE* file, const std::string& path) {
+media::Failure Empty(std::FILE* file, const std::string& path) {
   struct stat status = {};
   if (file == nullptr || file == stdout || fstat(fileno(file), &status) != 0 ||
       !S_ISREG(status.st_mode)) {
@@ -55,8 +55,8 @@ Outputs::~Outputs() {
   if (made_picture_) unlink(options_.annotated.c_str());
 }
 
-pictures::Failure Outputs::Open() {
-  pictures::Failure failure = TryPicture();
+media::Failure Outputs::Open() {
+  media::Failure failure = TryPicture();
   if (!failure) failure = OpenStream(options_.jsonl, &json_);
   if (!failure) failure = OpenStream(options_.annotated_clip, &clip_);
   if (!failure) failure = OpenFile(options_.trace, &trace_);
@@ -71,7 +71,7 @@ pictures::Failure Outputs::Open() {
 
 bool Outputs::WantsPicture() const { return options_.annotated != kNoPicture; }
 
-pictures::Failure Outputs::TryPicture() {
+media::Failure Outputs::TryPicture() {
   if (!WantsPicture()) return std::nullopt;
   const char* const path = options_.annotated.c_str();
   struct stat before = {};
@@ -82,11 +82,11 @@ pictures::Failure Outputs::TryPicture() {
   const bool is_standard_output = IsStandardOutput(descriptor);
   close(descriptor);
   if (!is_standard_output) return std::nullopt;
-  return pictures::Fail(options_.annotated + ": is standard output");
+  return media::Fail(options_.annotated + ": is standard output");
 }
 
 // Standard output under whatever name is "-": what is said in text must not share a file with it.
-pictures::Failure Outputs::OpenStream(const std::string& path, File* file) {
+media::Failure Outputs::OpenStream(const std::string& path, File* file) {
   if (path == "-") {
     file->reset(stdout);
     return std::nullopt;
@@ -94,7 +94,7 @@ pictures::Failure Outputs::OpenStream(const std::string& path, File* file) {
   return OpenFile(path, file);
 }
 
-pictures::Failure Outputs::OpenFile(const std::string& path, File* file) {
+media::Failure Outputs::OpenFile(const std::string& path, File* file) {
   if (path.empty()) return std::nullopt;
   const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
   if (descriptor < 0) return SystemFailure(path);
@@ -107,13 +107,13 @@ pictures::Failure Outputs::OpenFile(const std::string& path, File* file) {
   return *file != nullptr ? std::nullopt : SystemFailure(path);
 }
 
-pictures::Failure Outputs::CheckApart() const {
+media::Failure Outputs::CheckApart() const {
   if (json_ != nullptr && json_.get() == clip_.get()) {
-    return pictures::Fail("standard output: is to hold both the JSON lines and the clip");
+    return media::Fail("standard output: is to hold both the JSON lines and the clip");
   }
   for (const auto& [file, path] :
        {std::pair(&trace_, options_.trace), std::pair(&report_, options_.report)}) {
-    if (file->get() == stdout) return pictures::Fail(path + ": is standard output");
+    if (file->get() == stdout) return media::Fail(path + ": is standard output");
   }
   std::vector<std::pair<std::string, std::string>> earlier;
   for (const auto& [path, what] : {std::pair<std::string, std::string>(
@@ -123,11 +123,11 @@ pictures::Failure Outputs::CheckApart() const {
                                    {options_.trace, "the trace"},
                                    {options_.report, "the report"}}) {
     for (const std::string& input : {options_.source.input, options_.script, options_.replay}) {
-      if (IsInput(path, input)) return pictures::Fail(path + ": is the input as well");
+      if (IsInput(path, input)) return media::Fail(path + ": is the input as well");
     }
     for (const auto& [other, other_what] : earlier) {
-      if (!apps::IsSameFile(path, other)) continue;
-      return pictures::Fail(other + ": is to hold both " + other_what + " and " + what);
+      if (!common::IsSameFile(path, other)) continue;
+      return media::Fail(other + ": is to hold both " + other_what + " and " + what);
     }
     earlier.emplace_back(path, what);
   }
@@ -144,13 +144,13 @@ void Outputs::WriteReport(const std::string& html) {
   std::fwrite(html.data(), 1, html.size(), report_.get());
 }
 
-pictures::Failure Outputs::WritePicture(const pictures::Nv12Frame& frame,
+media::Failure Outputs::WritePicture(const media::Nv12Frame& frame,
                                         const RequestReport& report) {
   made_picture_ = false;
-  return pictures::WritePng(options_.annotated, Annotate(frame, report, Caption(options_)));
+  return media::WritePng(options_.annotated, Annotate(frame, report, Caption(options_)));
 }
 
-pictures::Failure Outputs::WriteClipFrame(const pictures::Nv12Frame& frame,
+media::Failure Outputs::WriteClipFrame(const media::Nv12Frame& frame,
                                           const RequestReport& report, const std::string& rate) {
   if (report.HasFigures()) published_ = report;
   std::string caption = Caption(options_);
@@ -158,28 +158,28 @@ pictures::Failure Outputs::WriteClipFrame(const pictures::Nv12Frame& frame,
     const uint64_t age = report.frame_number - published_.frame_number;
     caption += "\nfigures " + std::to_string(age) + (age == 1 ? " frame old" : " frames old");
   }
-  pictures::Failure failure;
+  media::Failure failure;
   if (report.frame_number == 1) {
-    failure = pictures::WriteY4mHeader(frame.width, frame.height, rate, clip_.get());
+    failure = media::WriteY4mHeader(frame.width, frame.height, rate, clip_.get());
   }
   if (!failure) {
-    failure = pictures::PictureToNv12(Annotate(frame, WithFigures(report, published_), caption), 0,
+    failure = media::PictureToNv12(Annotate(frame, WithFigures(report, published_), caption), 0,
                                       &clip_frame_);
   }
-  if (!failure) failure = pictures::WriteY4mFrame(clip_frame_, clip_.get());
-  return failure ? pictures::FailAbout(options_.annotated_clip, failure) : failure;
+  if (!failure) failure = media::WriteY4mFrame(clip_frame_, clip_.get());
+  return failure ? media::FailAbout(options_.annotated_clip, failure) : failure;
 }
 
 // A stream that lost bytes once stays marked, even when later writes succeed.
-pictures::Failure Outputs::Check() const {
-  if (std::ferror(stdout) != 0) return pictures::Fail("standard output: write failed");
+media::Failure Outputs::Check() const {
+  if (std::ferror(stdout) != 0) return media::Fail("standard output: write failed");
   const std::pair<const File*, std::string> files[] = {{&json_, options_.jsonl},
                                                        {&clip_, options_.annotated_clip},
                                                        {&trace_, options_.trace},
                                                        {&report_, options_.report}};
   for (const auto& [file, path] : files) {
     if (*file != nullptr && std::ferror(file->get()) != 0) {
-      return pictures::Fail(path + ": write failed");
+      return media::Fail(path + ": write failed");
     }
   }
   return std::nullopt;

@@ -25,7 +25,7 @@ class Outputs {
 
   // Tries every output before anything is run. One that cannot be written, that is another one as
   // well or that is the input is a failure, and nothing that was there is lost.
-  pictures::Failure Open();
+  media::Failure Open();
 
   std::FILE* Text() const { return WantsTable() ? stdout : stderr; }
   bool WantsTable() const { return json_.get() != stdout && clip_.get() != stdout; }
@@ -35,16 +35,16 @@ class Outputs {
   std::FILE* TraceFile() const { return trace_.get(); }
   void WriteReport(const std::string& html);
   bool WantsPicture() const;
-  pictures::Failure WritePicture(const pictures::Nv12Frame& frame, const RequestReport& report);
+  media::Failure WritePicture(const media::Nv12Frame& frame, const RequestReport& report);
   bool WantsClip() const { return !options_.annotated_clip.empty(); }
   // Adds a frame to the clip: its faces, with the figures that the latest of the reports up to
-  // `report` published, and how many frames ago that was. `rate` as for pictures::WriteY4mHeader.
-  pictures::Failure WriteClipFrame(const pictures::Nv12Frame& frame, const RequestReport& report,
+  // `report` published, and how many frames ago that was. `rate` as for media::WriteY4mHeader.
+  media::Failure WriteClipFrame(const media::Nv12Frame& frame, const RequestReport& report,
                                    const std::string& rate);
   // Sends what still waits on its way; Check() then says whether it arrived.
   void Flush() const;
   // Whether everything written so far has arrived.
-  pictures::Failure Check() const;
+  media::Failure Check() const;
 
  private:
   struct Close {
@@ -54,14 +54,14 @@ class Outputs {
   };
   using File = std::unique_ptr<std::FILE, Close>;
 
-  pictures::Failure TryPicture();
-  static pictures::Failure OpenFile(const std::string& path, File* file);
-  static pictures::Failure OpenStream(const std::string& path, File* file);
-  pictures::Failure CheckApart() const;
+  media::Failure TryPicture();
+  static media::Failure OpenFile(const std::string& path, File* file);
+  static media::Failure OpenStream(const std::string& path, File* file);
+  media::Failure CheckApart() const;
 
   const Options& options_;
   File json_, trace_, report_, clip_;
-  pictures::Nv12Frame clip_frame_;
+  media::Nv12Frame clip_frame_;
   RequestReport published_;  // the latest report with figures
   bool made_picture_ = false;
 };

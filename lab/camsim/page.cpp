@@ -39,10 +39,10 @@ std::string Escape(const framework::Json& value) {
   return text;
 }
 
-std::string Image(const pictures::Picture& picture) {
+std::string Image(const media::Picture& picture) {
   constexpr char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   std::vector<uint8_t> jpeg;
-  if (picture.width == 0 || pictures::EncodeJpeg(pictures::Shrink(picture, kPictureSide), &jpeg)) {
+  if (picture.width == 0 || media::EncodeJpeg(media::Shrink(picture, kPictureSide), &jpeg)) {
     return "";
   }
   std::string html = "<img alt=\"\" src=\"data:image/jpeg;base64,";
@@ -93,13 +93,13 @@ void Page::AddRequest(const framework::Json& request, Span time) {
   }
 }
 
-void Page::AddPass(Pass pass, const pictures::Picture& frame) {
+void Page::AddPass(Pass pass, const media::Picture& frame) {
   pass_times_.push_back({pass.request, {}, pass.worker, pass.time, {}, {}});
   if (pass_times_.size() > kTimelineRequests) pass_times_.pop_front();
   for (const ModelCall& call : pass.calls) {
-    pictures::DrawRectangle(call.face, {255, 190, 60}, 2, &pass.seen);
+    media::DrawRectangle(call.face, {255, 190, 60}, 2, &pass.seen);
   }
-  passes_.push_back({std::move(pass), pictures::Shrink(frame, kPictureSide), {}});
+  passes_.push_back({std::move(pass), media::Shrink(frame, kPictureSide), {}});
   if (passes_.size() > kPasses) passes_.pop_front();
 }
 

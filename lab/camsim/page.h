@@ -25,7 +25,7 @@ class Page {
   // A request as a recording has it. Comes before the pass over its frame.
   void AddRequest(const framework::Json& request, Span time);
   // `frame` is the picture that was handed over, with its faces outlined.
-  void AddPass(Pass pass, const pictures::Picture& frame);
+  void AddPass(Pass pass, const media::Picture& frame);
   // The page, with the recording's header and a line that sums the run up.
   std::string Html(const framework::Json& header, const std::string& summary) const;
 
@@ -37,7 +37,7 @@ class Page {
   };
   struct ShownPass {
     Pass pass;
-    pictures::Picture frame;
+    media::Picture frame;
     Json first;  // request that brought its figures; null while there is none
   };
   std::string Outcomes() const;

@@ -10,10 +10,10 @@ void PassWatch::Told(const char* model, const ZyModelCall& call) {
   const int64_t now = Now();
   ++told_;
   std::lock_guard<std::mutex> lock(mutex_);
-  const pictures::Rect face = {call.left, call.top, call.right - call.left, call.bottom - call.top};
+  const media::Rect face = {call.left, call.top, call.right - call.left, call.bottom - call.top};
   calls_.push_back({model, {now, 0}, face});
   if (!keeps_pictures_ || calls_.size() != 1) return;
-  seen_ = pictures::MakePicture(call.width, call.height);
+  seen_ = media::MakePicture(call.width, call.height);
   for (std::size_t i = 0; i < seen_.rgb.size(); ++i) seen_.rgb[i] = call.rgb[i / 3 * 3 + 2 - i % 3];
 }
 

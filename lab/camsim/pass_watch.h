@@ -43,7 +43,7 @@ class PassWatch {
   std::atomic<uint64_t> told_{0};
   std::mutex mutex_;  // of the calls and the picture
   std::vector<ModelCall> calls_;
-  pictures::Picture seen_;
+  media::Picture seen_;
 };
 
 // Gives a request the place that it has at an even rate, and a pass one between two requests, its

@@ -46,7 +46,7 @@ void Recorder::Begin(const Json& header) {
 void Recorder::AddEvent(const Json& event) { outputs_->WriteJson(framework::LineOf(event)); }
 
 void Recorder::AddRequest(const RequestReport& report, Json in, Json out,
-                          const pictures::Nv12Frame& frame, const Json* recorded) {
+                          const media::Nv12Frame& frame, const Json* recorded) {
   const auto number = static_cast<int64_t>(report.frame_number);
   const Span time = report.time ? *report.time : EvenTime(number, options_.fps);
   if (Wants()) {

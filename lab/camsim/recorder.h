@@ -32,7 +32,7 @@ class Recorder {
   // A request with what it carried and what came back. `recorded` is the same request of the run to
   // compare with, null for none.
   void AddRequest(const RequestReport& report, framework::Json in, framework::Json out,
-                  const pictures::Nv12Frame& frame, const framework::Json* recorded);
+                  const media::Nv12Frame& frame, const framework::Json* recorded);
   // A request of that run that was not sent.
   void AddMissing(const framework::Json& recorded) { comparison_.Add(nullptr, &recorded); }
   // The pass that is pending has ended. Returns the request whose frame it looked at.
@@ -51,7 +51,7 @@ class Recorder {
   framework::Json header_;
   std::optional<Trace> trace_;
   std::optional<Page> page_;
-  pictures::Picture handed_over_;  // for the page
+  media::Picture handed_over_;  // for the page
   int worker_ = 1;
 };
 

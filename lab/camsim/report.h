@@ -29,7 +29,7 @@ const char* NameOf(Outcome outcome);
 
 struct RequestReport {
   uint64_t frame_number = 0;
-  std::vector<pictures::Rect> faces;
+  std::vector<media::Rect> faces;
   Outcome outcome = Outcome::kNotOffered;
   framework::ResultRecord result = {};
   std::array<SlotWhy, kSlots> why = {};
@@ -64,15 +64,15 @@ std::string OwnTagsLine(const framework::Json& out);
 // ---- Picture (annotated.cpp) --------------------------------------------------------------------
 
 // The frame with its faces outlined and numbered by slot.
-pictures::Picture DrawFaces(const pictures::Nv12Frame& frame,
-                            const std::vector<pictures::Rect>& faces);
+media::Picture DrawFaces(const media::Nv12Frame& frame,
+                            const std::vector<media::Rect>& faces);
 
 // What figures of the stand-ins, and of real networks, are.
 inline constexpr char kStandInCaption[] = "stand-in figures,\nno estimates of a person";
 inline constexpr char kRealCaption[] = "estimates by a small network,\nno basis for decisions";
 
 // The frame with its faces outlined and labelled with their results, and a caption.
-pictures::Picture Annotate(const pictures::Nv12Frame& frame, const RequestReport& report,
+media::Picture Annotate(const media::Nv12Frame& frame, const RequestReport& report,
                            const std::string& caption);
 
 // What is shown of a frame of a clip: its own faces with the figures that were published last, each

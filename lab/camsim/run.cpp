@@ -38,54 +38,54 @@ Run::Run(const Options& options)
       recorder_(options_, &outputs_) {}
 
 int Run::Go() {
-  if (pictures::Failure failure = ReadScript()) return Say(failure, apps::kExitUnreadableInput);
-  if (pictures::Failure failure = pictures::OpenFrameSource(options_.source, &source_)) {
-    if (Interrupted()) return apps::kExitInterrupted;  // it ended the read
-    return Say(failure, apps::kExitUnreadableInput);
+  if (media::Failure failure = ReadScript()) return Say(failure, common::kExitUnreadableInput);
+  if (media::Failure failure = media::OpenFrameSource(options_.source, &source_)) {
+    if (Interrupted()) return common::kExitInterrupted;  // it ended the read
+    return Say(failure, common::kExitUnreadableInput);
   }
-  if (pictures::Failure failure = CheckFaces()) return Say(failure, apps::kExitUsage);
+  if (media::Failure failure = CheckFaces()) return Say(failure, common::kExitUsage);
   if (options_.found_faces || options_.real_models) {
-    if (pictures::Failure failure = finder_.Open(options_.real_device)) {
-      return Say(failure, apps::kExitFailure);
+    if (media::Failure failure = finder_.Open(options_.real_device)) {
+      return Say(failure, common::kExitFailure);
     }
   }
-  if (pictures::Failure failure = OpenDevice()) return Say(failure, apps::kExitFailure);
-  if (pictures::Failure failure = TryScript()) return Say(failure, apps::kExitUnreadableInput);
-  if (pictures::Failure failure = framework::Framework::Get().Load(options_.node)) {
-    return Say(failure, apps::kExitFailure);
+  if (media::Failure failure = OpenDevice()) return Say(failure, common::kExitFailure);
+  if (media::Failure failure = TryScript()) return Say(failure, common::kExitUnreadableInput);
+  if (media::Failure failure = framework::Framework::Get().Load(options_.node)) {
+    return Say(failure, common::kExitFailure);
   }
   // From here on nothing but the run itself can fail, and outputs of an earlier run are emptied.
-  if (pictures::Failure failure = outputs_.Open()) return Say(failure, apps::kExitFailure);
+  if (media::Failure failure = outputs_.Open()) return Say(failure, common::kExitFailure);
   BeginRecording();
-  if (pictures::Failure failure = PlayScript(1)) return Say(failure, apps::kExitUnreadableInput);
-  if (pictures::Failure failure = StartNode()) return Say(failure, apps::kExitFailure);
+  if (media::Failure failure = PlayScript(1)) return Say(failure, common::kExitUnreadableInput);
+  if (media::Failure failure = StartNode()) return Say(failure, common::kExitFailure);
   const int exit_code = SendRequests();
-  if (pictures::Failure failure = session_.Destroy()) return Say(failure, apps::kExitFailure);
-  const pictures::Failure failure = Finish();
+  if (media::Failure failure = session_.Destroy()) return Say(failure, common::kExitFailure);
+  const media::Failure failure = Finish();
   // What failed the run is said already.
-  if (failure && exit_code != apps::kExitFailure) return Say(failure, apps::kExitFailure);
-  const bool differs = exit_code == apps::kExitOk && recorder_.Differences() != 0;
-  return differs ? apps::kExitDifferences : exit_code;
+  if (failure && exit_code != common::kExitFailure) return Say(failure, common::kExitFailure);
+  const bool differs = exit_code == common::kExitOk && recorder_.Differences() != 0;
+  return differs ? common::kExitDifferences : exit_code;
 }
 
-int Run::Say(const pictures::Failure& failure, int exit_code) {
+int Run::Say(const media::Failure& failure, int exit_code) {
   progress_.Print("camsim: " + failure->message);
-  return failure->is_usage ? apps::kExitUsage : exit_code;
+  return failure->is_usage ? common::kExitUsage : exit_code;
 }
 
-pictures::Failure Run::CheckFaces() const {
+media::Failure Run::CheckFaces() const {
   const int width = source_->Width(), height = source_->Height();
-  for (const pictures::Rect& face : options_.faces) {
+  for (const media::Rect& face : options_.faces) {
     if (face.x < width && face.y < height) continue;
-    return pictures::Fail("--face " + std::to_string(face.x) + "," + std::to_string(face.y) +
+    return media::Fail("--face " + std::to_string(face.x) + "," + std::to_string(face.y) +
                           " lies outside the " + std::to_string(width) + "x" +
                           std::to_string(height) + " picture");
   }
   return std::nullopt;
 }
 
-pictures::Failure Run::OpenDevice() {
-  if (pictures::Failure failure = device_.Open(options_.devices)) return failure;
+media::Failure Run::OpenDevice() {
+  if (media::Failure failure = device_.Open(options_.devices)) return failure;
   if (options_.log == LogLevel::kInfo) {
     for (const auto& library : device_.Libraries()) {
       progress_.Print("camsim: " + library.name + " is " + library.path);
@@ -93,7 +93,7 @@ pictures::Failure Run::OpenDevice() {
   }
   TellCalls(device_, &recorder_.Passes());
   for (const framework::Json& event : DeviceEvents(options_)) {
-    if (pictures::Failure failure = SetKnobs(device_, event, false)) return failure;
+    if (media::Failure failure = SetKnobs(device_, event, false)) return failure;
   }
   return std::nullopt;
 }
@@ -109,10 +109,10 @@ Size Run::SentSize() const {
   return options_.IsUpright() ? TurnToSensor(frame, options_.orientation) : frame;
 }
 
-pictures::Failure Run::StartNode() {
+media::Failure Run::StartNode() {
   const Size frame = SentSize();
-  if (pictures::Failure failure =
-          pictures::CheckFrameShape(frame.width, frame.height, options_.source.stride)) {
+  if (media::Failure failure =
+          media::CheckFrameShape(frame.width, frame.height, options_.source.stride)) {
     return failure;
   }
   output_frame_.width = options_.buffer.width;
@@ -120,8 +120,8 @@ pictures::Failure Run::StartNode() {
   return StartPipeline();
 }
 
-pictures::Failure Run::StartPipeline() {
-  if (pictures::Failure failure =
+media::Failure Run::StartPipeline() {
+  if (media::Failure failure =
           session_.Create(options_.node_caps, static_cast<uint32_t>(output_frame_.width),
                           static_cast<uint32_t>(output_frame_.height))) {
     return failure;
@@ -132,11 +132,11 @@ pictures::Failure Run::StartPipeline() {
 
 // ---- Scripts ------------------------------------------------------------------------------------
 
-pictures::Failure Run::ReadScript() {
+media::Failure Run::ReadScript() {
   const bool is_replay = !options_.replay.empty();
   const std::string& path = is_replay ? options_.replay : options_.script;
   if (path.empty()) return std::nullopt;
-  if (pictures::Failure failure = script_.Read(path, is_replay)) return failure;
+  if (media::Failure failure = script_.Read(path, is_replay)) return failure;
   UseHeader(script_.Header(), &options_);
   for (const framework::Step& step : script_.Steps()) {
     if (step.request > 1) break;
@@ -145,19 +145,19 @@ pictures::Failure Run::ReadScript() {
   return std::nullopt;
 }
 
-pictures::Failure Run::TryScript() const {
+media::Failure Run::TryScript() const {
   for (const framework::Step& step : script_.Steps()) {
     if (step.IsRequest()) continue;
-    const pictures::Failure failure = SetKnobs(device_, step.json, true);
+    const media::Failure failure = SetKnobs(device_, step.json, true);
     if (failure) return script_.FailAt(step, failure);
   }
   return std::nullopt;
 }
 
 // What the script says up to the request of this number.
-pictures::Failure Run::PlayScript(int64_t number) {
+media::Failure Run::PlayScript(int64_t number) {
   while (const framework::Step* step = script_.Next(number)) {
-    pictures::Failure failure;
+    media::Failure failure;
     if (step->IsRequest()) {
       recorded_ = !options_.replay.empty() && step->json.contains("out") ? &step->json : nullptr;
       const framework::Json frame = step->json.value("frame", framework::Json::object());
@@ -172,30 +172,30 @@ pictures::Failure Run::PlayScript(int64_t number) {
   return std::nullopt;
 }
 
-pictures::Failure Run::ApplyEvent(const framework::Json& event) {
+media::Failure Run::ApplyEvent(const framework::Json& event) {
   recorder_.AddEvent(event);
   if (!event.contains("pipeline")) return SetKnobs(device_, event, false);
   if (session_.node() == nullptr) return std::nullopt;
-  if (pictures::Failure failure = session_.Destroy()) return failure;
+  if (media::Failure failure = session_.Destroy()) return failure;
   recorder_.EndPipeline();
   analysed_ = 0;
   return StartPipeline();
 }
 
-pictures::Failure Run::GoToFrame(int64_t index) {
+media::Failure Run::GoToFrame(int64_t index) {
   if (index < next_frame_) {
     if (options_.source.input == "-")
-      return pictures::Fail("frame.index: standard input does not go back");
-    if (pictures::Failure failure = pictures::OpenFrameSource(options_.source, &source_))
+      return media::Fail("frame.index: standard input does not go back");
+    if (media::Failure failure = media::OpenFrameSource(options_.source, &source_))
       return failure;
     next_frame_ = 0;
   }
-  pictures::Failure failure = source_->Skip(index - next_frame_);
+  media::Failure failure = source_->Skip(index - next_frame_);
   next_frame_ = index;
   return failure;
 }
 
-std::vector<pictures::Rect> Run::Faces(Size sent) const {
+std::vector<media::Rect> Run::Faces(Size sent) const {
   const framework::HeldInput& held = script_.Held();
   const auto rectangles = held.Tags().find(framework::kFaceRectanglesName);
   if (rectangles != held.Tags().end()) return Turned(FacesOf(options_, sent, *rectangles), sent);
@@ -204,17 +204,17 @@ std::vector<pictures::Rect> Run::Faces(Size sent) const {
   return options_.faces.empty() ? source_->Faces() : options_.faces;
 }
 
-std::vector<pictures::Rect> Run::Turned(std::vector<pictures::Rect> faces, Size size) const {
+std::vector<media::Rect> Run::Turned(std::vector<media::Rect> faces, Size size) const {
   if (!options_.IsUpright()) return faces;
-  for (pictures::Rect& face : faces) face = TurnToSensor(face, options_.orientation, size);
+  for (media::Rect& face : faces) face = TurnToSensor(face, options_.orientation, size);
   return faces;
 }
 
 // ---- Requests -----------------------------------------------------------------------------------
 
-pictures::Failure Run::AwaitWorker() const {
+media::Failure Run::AwaitWorker() const {
   if (options_.realtime || framework::WaitForRestingWorkers(kRestTimeout)) return std::nullopt;
-  return pictures::Fail("the worker does not come to rest");
+  return media::Fail("the worker does not come to rest");
 }
 
 int Run::SendRequests() {
@@ -226,22 +226,22 @@ int Run::SendRequests() {
   start_ = std::chrono::steady_clock::now();
   while (WantsMore()) {
     bool at_end = false;
-    if (pictures::Failure failure = PlayScript(summary_.sent + 1)) {
-      return Say(failure, apps::kExitUnreadableInput);
+    if (media::Failure failure = PlayScript(summary_.sent + 1)) {
+      return Say(failure, common::kExitUnreadableInput);
     }
-    if (pictures::Failure failure = source_->Next(&frame_, &at_end)) {
+    if (media::Failure failure = source_->Next(&frame_, &at_end)) {
       if (Interrupted()) break;
-      return Say(failure, apps::kExitUnreadableInput);
+      return Say(failure, common::kExitUnreadableInput);
     }
     if (at_end) break;
     RequestReport report;
-    pictures::Failure failure = SendRequest(&report);
+    media::Failure failure = SendRequest(&report);
     if (!failure) failure = Report(report);
-    if (failure) return Say(failure, apps::kExitFailure);
+    if (failure) return Say(failure, common::kExitFailure);
   }
-  if (Interrupted()) return apps::kExitInterrupted;
-  if (summary_.sent != 0) return apps::kExitOk;
-  return Say(pictures::Fail(input + ": has no frames"), apps::kExitUnreadableInput);
+  if (Interrupted()) return common::kExitInterrupted;
+  if (summary_.sent != 0) return common::kExitOk;
+  return Say(media::Fail(input + ": has no frames"), common::kExitUnreadableInput);
 }
 
 // A replay prints what is different instead.
@@ -251,21 +251,21 @@ bool Run::WantsMore() const {
   return !Interrupted() && (requests_ == 0 || summary_.sent < requests_);
 }
 
-pictures::Failure Run::SendRequest(RequestReport* report) {
+media::Failure Run::SendRequest(RequestReport* report) {
   report->frame_number = static_cast<uint64_t>(summary_.sent) + 1;
   report->frame_index = next_frame_++;
-  pictures::Nv12Frame* const sent = options_.IsUpright() ? &sensor_frame_ : &frame_;
+  media::Nv12Frame* const sent = options_.IsUpright() ? &sensor_frame_ : &frame_;
   if (sent != &frame_) {
     const int stride = options_.source.stride;
-    pictures::Failure failure = TurnToSensor(frame_, options_.orientation, stride, sent);
+    media::Failure failure = TurnToSensor(frame_, options_.orientation, stride, sent);
     if (failure) return failure;
   }
   report->faces = Faces({sent->width, sent->height});
   return SendFrame(Turned(report->faces, {frame_.width, frame_.height}), report, sent);
 }
 
-pictures::Failure Run::SendFrame(const std::vector<pictures::Rect>& faces, RequestReport* report,
-                                 pictures::Nv12Frame* frame) {
+media::Failure Run::SendFrame(const std::vector<media::Rect>& faces, RequestReport* report,
+                                 media::Nv12Frame* frame) {
   const Size size = {frame->width, frame->height};
   SetRequestMetadata(options_, size, faces, &session_.Input());
   framework::ApplyInput(script_.Held().Tags(), &session_.Input());
@@ -279,7 +279,7 @@ pictures::Failure Run::SendFrame(const std::vector<pictures::Rect>& faces, Reque
   // the machine.
   const uint64_t wakes = CountWakes();
   framework::HoldSignals(!options_.realtime);
-  const pictures::Failure failure = session_.Process(report->frame_number, &input, &output);
+  const media::Failure failure = session_.Process(report->frame_number, &input, &output);
   framework::HoldSignals(false);
   if (failure) return failure;
   if (options_.realtime) {
@@ -287,7 +287,7 @@ pictures::Failure Run::SendFrame(const std::vector<pictures::Rect>& faces, Reque
     report->time = {(start - start_) / std::chrono::microseconds(1), took};
   }
   report->result = session_.Result();
-  if (pictures::Failure unrest = AwaitWorker()) return unrest;
+  if (media::Failure unrest = AwaitWorker()) return unrest;
   report->outcome = log_.Take(CountWakes() != wakes);
   for (int slot = 0; slot < kSlots && log_.Tells(); ++slot) {
     report->why[static_cast<std::size_t>(slot)] = WhyOf(state, report->result, slot);
@@ -306,7 +306,7 @@ uint64_t Run::CountWakes() {
   return framework::CountWorkers().signals + (options_.realtime ? 0 : recorder_.Passes().Calls());
 }
 
-void Run::Record(RequestReport* report, const pictures::Nv12Frame& sent) {
+void Run::Record(RequestReport* report, const media::Nv12Frame& sent) {
   framework::Json in, out;
   if (recorder_.Wants()) {
     report->digest = framework::PixelDigest(sent);
@@ -324,14 +324,14 @@ void Run::NotePass() {
     analysed_ = recorder_.EndPass();
 }
 
-pictures::Failure Run::Report(const RequestReport& report) {
+media::Failure Run::Report(const RequestReport& report) {
   summary_.Count(report.outcome);
   const bool is_told = options_.all || report.outcome != Outcome::kNotOffered;
   if (WantsTable() && is_told) PrintTableRow(report, outputs_.Text());
   last_report_ = report;
   if (outputs_.WantsClip()) {
     const std::string rate = source_->Rate();
-    if (pictures::Failure failure = outputs_.WriteClipFrame(frame_, report, rate)) return failure;
+    if (media::Failure failure = outputs_.WriteClipFrame(frame_, report, rate)) return failure;
   }
   KeepForPicture(report);
   progress_.Show("request " + std::to_string(report.frame_number) +
@@ -348,7 +348,7 @@ void Run::KeepForPicture(const RequestReport& report) {
   std::swap(picture_frame_, frame_);
 }
 
-pictures::Failure Run::Finish() {
+media::Failure Run::Finish() {
   progress_.End();
   if (summary_.sent == 0) return std::nullopt;
   std::FILE* const to = outputs_.Text();
@@ -363,7 +363,7 @@ pictures::Failure Run::Finish() {
                own_tags.empty() ? "" : "\n");
   if (options_.realtime) pace_.Print(to);
   if (outputs_.WantsPicture()) {
-    pictures::Failure failure = outputs_.WritePicture(picture_frame_, picture_report_);
+    media::Failure failure = outputs_.WritePicture(picture_frame_, picture_report_);
     if (failure) return failure;
     std::fprintf(to, "annotated picture: %s\n", options_.annotated.c_str());
   }

@@ -35,43 +35,43 @@ class Run {
   int Go();
 
  private:
-  int Say(const pictures::Failure& failure, int exit_code);
+  int Say(const media::Failure& failure, int exit_code);
 
-  pictures::Failure ReadScript();
+  media::Failure ReadScript();
   // Whether the device can do what the script asks of it.
-  pictures::Failure TryScript() const;
-  pictures::Failure PlayScript(int64_t number);
-  pictures::Failure ApplyEvent(const framework::Json& event);
-  pictures::Failure GoToFrame(int64_t index);
+  media::Failure TryScript() const;
+  media::Failure PlayScript(int64_t number);
+  media::Failure ApplyEvent(const framework::Json& event);
+  media::Failure GoToFrame(int64_t index);
   // The size in which frames are sent, at the orientation that holds.
   Size SentSize() const;
   // The faces of the frame in its own pixels, while it is sent in this size.
-  std::vector<pictures::Rect> Faces(Size sent) const;
+  std::vector<media::Rect> Faces(Size sent) const;
   // Rectangles of a frame of this size where it is turned for the sensor, or back: a turn undoes
   // itself.
-  std::vector<pictures::Rect> Turned(std::vector<pictures::Rect> faces, Size size) const;
+  std::vector<media::Rect> Turned(std::vector<media::Rect> faces, Size size) const;
 
-  pictures::Failure CheckFaces() const;
-  pictures::Failure OpenDevice();
+  media::Failure CheckFaces() const;
+  media::Failure OpenDevice();
   void BeginRecording();
-  pictures::Failure StartNode();
-  pictures::Failure StartPipeline();
-  pictures::Failure AwaitWorker() const;
+  media::Failure StartNode();
+  media::Failure StartPipeline();
+  media::Failure AwaitWorker() const;
   void NotePass();
   uint64_t CountWakes();
 
   int SendRequests();
   bool WantsTable() const;
   bool WantsMore() const;
-  pictures::Failure SendRequest(RequestReport* report);
+  media::Failure SendRequest(RequestReport* report);
   // Sends the frame that a sensor delivers; `faces` are in its pixels.
-  pictures::Failure SendFrame(const std::vector<pictures::Rect>& faces, RequestReport* report,
-                              pictures::Nv12Frame* frame);
-  void Record(RequestReport* report, const pictures::Nv12Frame& sent);
-  pictures::Failure Report(const RequestReport& report);
+  media::Failure SendFrame(const std::vector<media::Rect>& faces, RequestReport* report,
+                              media::Nv12Frame* frame);
+  void Record(RequestReport* report, const media::Nv12Frame& sent);
+  media::Failure Report(const RequestReport& report);
   void KeepForPicture(const RequestReport& report);
 
-  pictures::Failure Finish();
+  media::Failure Finish();
   void PrintNotHandedOver() const;
 
   Options options_;  // with the device state that a script has changed
@@ -86,17 +86,17 @@ class Run {
   int64_t analysed_ = 0;  // request of the pass whose results the worker has; 0 for none
   std::chrono::steady_clock::time_point start_;
   int requests_ = 0;  // 0 is until the input ends
-  std::unique_ptr<pictures::FrameSource> source_;
+  std::unique_ptr<media::FrameSource> source_;
   FaceFinder finder_;
-  pictures::Nv12Frame frame_;
-  pictures::Nv12Frame sensor_frame_;  // where it differs
-  pictures::Nv12Frame output_frame_;
+  media::Nv12Frame frame_;
+  media::Nv12Frame sensor_frame_;  // where it differs
+  media::Nv12Frame output_frame_;
   framework::Device device_;
   framework::Session session_;
   Summary summary_;
   RequestReport last_report_;
   RequestReport picture_report_;
-  pictures::Nv12Frame picture_frame_;
+  media::Nv12Frame picture_frame_;
   int picture_rank_ = -1;
 };
 

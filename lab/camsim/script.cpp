@@ -3,11 +3,11 @@
 
 namespace camsim {
 
-pictures::Failure Script::Read(const std::string& path, bool is_replay) {
+media::Failure Script::Read(const std::string& path, bool is_replay) {
   path_ = path;
-  pictures::Failure failure = framework::ReadRecording(path, &recording_);
+  media::Failure failure = framework::ReadRecording(path, &recording_);
   if (failure || !is_replay || !recording_.header.is_null()) return failure;
-  return pictures::Fail(path + ": line 1: is no header of a recording");
+  return media::Fail(path + ": line 1: is no header of a recording");
 }
 
 int64_t Script::LastRequest() const {
@@ -24,9 +24,9 @@ const framework::Step* Script::Next(int64_t number) {
   return &step;
 }
 
-pictures::Failure Script::FailAt(const framework::Step& step,
-                                 const pictures::Failure& failure) const {
-  return pictures::Fail(path_ + ": line " + std::to_string(step.line) + ": " + failure->message);
+media::Failure Script::FailAt(const framework::Step& step,
+                                 const media::Failure& failure) const {
+  return media::Fail(path_ + ": line " + std::to_string(step.line) + ": " + failure->message);
 }
 
 }  // namespace camsim

@@ -17,7 +17,7 @@ namespace camsim {
 class Script {
  public:
   // Reads a file, for a replay one with a header.
-  pictures::Failure Read(const std::string& path, bool is_replay);
+  media::Failure Read(const std::string& path, bool is_replay);
 
   // Null without a file, or where the file has none.
   const framework::Json& Header() const { return recording_.header; }
@@ -29,7 +29,7 @@ class Script {
   const framework::Step* Next(int64_t number);
   const framework::HeldInput& Held() const { return held_; }
   // A failure of a step, with the file's name and the line in front.
-  pictures::Failure FailAt(const framework::Step& step, const pictures::Failure& failure) const;
+  media::Failure FailAt(const framework::Step& step, const media::Failure& failure) const;
 
  private:
   std::string path_;

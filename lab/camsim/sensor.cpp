@@ -28,11 +28,11 @@ Size SensorSize(const Options& options, Size frame) {
 }
 
 std::vector<int32_t> SensorRects(const Options& options, Size frame,
-                                 const std::vector<pictures::Rect>& faces) {
+                                 const std::vector<media::Rect>& faces) {
   const Size sensor = SensorSize(options, frame);
   const int factor = options.quad_cfa && options.camera != kAlwaysHalvedCamera ? 1 : 2;
   std::vector<int32_t> rects;
-  for (const pictures::Rect& face : faces) {
+  for (const media::Rect& face : faces) {
     rects.push_back(factor * ToSensor(face.x, frame.width, sensor.width));
     rects.push_back(factor * ToSensor(face.y, frame.height, sensor.height));
     rects.push_back(factor * ToSensor(int64_t{face.x} + face.w - 1, frame.width, sensor.width));
@@ -41,11 +41,11 @@ std::vector<int32_t> SensorRects(const Options& options, Size frame,
   return rects;
 }
 
-std::vector<pictures::Rect> FacesOf(const Options& options, Size frame,
+std::vector<media::Rect> FacesOf(const Options& options, Size frame,
                                     const framework::Json& rects) {
   const Size sensor = SensorSize(options, frame);
   const int64_t factor = options.quad_cfa && options.camera != kAlwaysHalvedCamera ? 1 : 2;
-  std::vector<pictures::Rect> faces;
+  std::vector<media::Rect> faces;
   for (std::size_t i = 0; i + 4 <= rects.size(); i += 4) {
     const auto edge = [&](std::size_t at, int size, int whole) {
       return static_cast<int>(rects[i + at].get<int64_t>() / factor * size / std::max(1, whole));
@@ -75,7 +75,7 @@ void TakeTags(const framework::Json& tags, Options* options) {
   take("brodax.device.orientation", [&](const Json& degrees) { options->orientation = degrees; });
 }
 
-RequestState StateOf(const Options& options, Size frame, const std::vector<pictures::Rect>& faces,
+RequestState StateOf(const Options& options, Size frame, const std::vector<media::Rect>& faces,
                      bool follows_a_pass) {
   RequestState state;
   state.node_has_role = options.role == 1;
@@ -90,7 +90,7 @@ RequestState StateOf(const Options& options, Size frame, const std::vector<pictu
 }
 
 void SetRequestMetadata(const Options& options, Size frame,
-                        const std::vector<pictures::Rect>& faces, framework::Metadata* metadata) {
+                        const std::vector<media::Rect>& faces, framework::Metadata* metadata) {
   const framework::VendorTags& tags = framework::Framework::Get().Tags();
   const auto set = [&](const char* section, const char* name, const std::vector<uint32_t>& words) {
     metadata->SetWords(tags.Id(section, name), words);

@@ -20,14 +20,14 @@ Size SensorSize(const Options& options, Size frame);
 // at twice the sensor's size unless the quad sensor is on. The node turns them back into the same
 // picture pixels when the sensor is at least as large as the frame.
 std::vector<int32_t> SensorRects(const Options& options, Size frame,
-                                 const std::vector<pictures::Rect>& faces);
+                                 const std::vector<media::Rect>& faces);
 
 // The same device state in the words of why.h.
-RequestState StateOf(const Options& options, Size frame, const std::vector<pictures::Rect>& faces,
+RequestState StateOf(const Options& options, Size frame, const std::vector<media::Rect>& faces,
                      bool follows_a_pass);
 
 // The faces of raw rectangles in picture pixels, as the node finds them.
-std::vector<pictures::Rect> FacesOf(const Options& options, Size frame,
+std::vector<media::Rect> FacesOf(const Options& options, Size frame,
                                     const framework::Json& rects);
 
 // Takes over the device state that a script's tags tell; of an absent one the old state holds.
@@ -35,7 +35,7 @@ void TakeTags(const framework::Json& tags, Options* options);
 
 // Fills the input metadata of one request.
 void SetRequestMetadata(const Options& options, Size frame,
-                        const std::vector<pictures::Rect>& faces, framework::Metadata* metadata);
+                        const std::vector<media::Rect>& faces, framework::Metadata* metadata);
 
 }  // namespace camsim
 

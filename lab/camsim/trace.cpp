@@ -78,7 +78,7 @@ void Trace::AddPass(const Pass& pass) {
   }
   Slice(ThreadOf(pass), pass.time, "pass over " + std::to_string(pass.request), Json::object());
   for (const ModelCall& call : pass.calls) {
-    const pictures::Rect& face = call.face;
+    const media::Rect& face = call.face;
     Slice(ThreadOf(pass), call.time, call.model, {{"face", {face.x, face.y, face.w, face.h}}});
   }
   Arrow(kRequestThread, LastOf(pass.handed_over), ThreadOf(pass), pass.time.at, "frame");

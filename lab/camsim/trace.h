@@ -25,7 +25,7 @@ struct Span {
 struct ModelCall {
   std::string model;
   Span time;
-  pictures::Rect face;  // in the picture that it saw
+  media::Rect face;  // in the picture that it saw
 };
 
 // What a worker did with a frame that was handed over.
@@ -35,7 +35,7 @@ struct Pass {
   int worker = 1;    // counts the pipelines of a run
   Span time;
   std::vector<ModelCall> calls;
-  pictures::Picture seen;  // upright, as the models got it; empty where no library tells
+  media::Picture seen;  // upright, as the models got it; empty where no library tells
 };
 
 // Writes events as they come. One thread at a time.

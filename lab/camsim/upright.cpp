@@ -35,8 +35,8 @@ bool IsTurned(const Turn& turn, Size size) {
 
 Size Even(Size size) { return {size.width / 2 * 2, size.height / 2 * 2}; }
 
-ZyImageBuffer Describe(pictures::Nv12Frame* frame, Size size) {
-  ZyImageBuffer image = apps::ImageOf(*frame);
+ZyImageBuffer Describe(media::Nv12Frame* frame, Size size) {
+  ZyImageBuffer image = common::ImageOf(*frame);
   image.width = size.width;
   image.height = size.height;
   return image;
@@ -55,8 +55,8 @@ void MirrorRows(uint8_t* plane, int rows, int stride, int elements, std::ptrdiff
 
 }  // namespace
 
-pictures::Failure TurnToSensor(const pictures::Nv12Frame& upright, int orientation, int stride,
-                               pictures::Nv12Frame* sensor) {
+media::Failure TurnToSensor(const media::Nv12Frame& upright, int orientation, int stride,
+                               media::Nv12Frame* sensor) {
   const Turn turn = TurnOf(orientation);
   const Size whole = {upright.width, upright.height}, size = Even(whole);
   if (!IsTurned(turn, whole)) {
@@ -64,11 +64,11 @@ pictures::Failure TurnToSensor(const pictures::Nv12Frame& upright, int orientati
     return std::nullopt;
   }
   const Size turned = TurnToSensor(whole, orientation);
-  if (pictures::Failure failure =
-          pictures::ShapeFrame(turned.width, turned.height, stride, sensor)) {
+  if (media::Failure failure =
+          media::ShapeFrame(turned.width, turned.height, stride, sensor)) {
     return failure;
   }
-  pictures::Nv12Frame from = upright;
+  media::Nv12Frame from = upright;
   if (turn.mirrored) {
     MirrorRows(from.Luma(), size.height, from.stride, size.width, 1);
     MirrorRows(from.Chroma(), size.height / 2, from.stride, size.width / 2, 2);
@@ -86,7 +86,7 @@ Size TurnToSensor(Size upright, int orientation) {
   return turn.degrees == 180 ? size : Size{size.height, size.width};
 }
 
-pictures::Rect TurnToSensor(const pictures::Rect& rect, int orientation, Size upright) {
+media::Rect TurnToSensor(const media::Rect& rect, int orientation, Size upright) {
   const Turn turn = TurnOf(orientation);
   if (!IsTurned(turn, upright)) return rect;
   const Size size = Even(upright);

@@ -14,15 +14,15 @@ namespace camsim {
 // node's models see the photograph as it is, whatever the orientation. Any thread.
 
 // The frame that a sensor held at `orientation` delivers. Where it has to be turned, it gets rows
-// of `stride` bytes as pictures::ShapeFrame gives them (and fails as that does), and an odd last
+// of `stride` bytes as media::ShapeFrame gives them (and fails as that does), and an odd last
 // row or column is left out; a picture one pixel wide or high stays as it is.
-pictures::Failure TurnToSensor(const pictures::Nv12Frame& upright, int orientation, int stride,
-                               pictures::Nv12Frame* sensor);
+media::Failure TurnToSensor(const media::Nv12Frame& upright, int orientation, int stride,
+                               media::Nv12Frame* sensor);
 
 // The size of that frame, and where a rectangle of an upright picture of that size lies in it. The
 // same turn of the frame's size leads a rectangle back.
 Size TurnToSensor(Size upright, int orientation);
-pictures::Rect TurnToSensor(const pictures::Rect& rect, int orientation, Size upright);
+media::Rect TurnToSensor(const media::Rect& rect, int orientation, Size upright);
 
 }  // namespace camsim
 

@@ -16,7 +16,7 @@ bool HoldsDefaults(const framework::ResultRecord& record, int slot, float prop) 
 }
 
 bool IsTooSmall(const RequestState& state, int slot) {
-  const pictures::Rect& face = state.faces[static_cast<std::size_t>(slot)];
+  const media::Rect& face = state.faces[static_cast<std::size_t>(slot)];
   const bool lies = state.orientation != 90 && state.orientation != 270;
   return (lies ? face.h : face.w) <= std::min(state.width, state.height) / 6;
 }

@@ -29,7 +29,7 @@ struct RequestState {
   int orientation = 0;
   int width = 0;
   int height = 0;
-  std::vector<pictures::Rect> faces;  // in frame pixels
+  std::vector<media::Rect> faces;  // in frame pixels
   bool follows_a_pass = false;        // a pass had ended when the request was sent
 };
 

@@ -11,7 +11,7 @@
 #include "common/exit_code.h"
 #include "common/version.h"
 
-namespace apps {
+namespace common {
 
 // Reads the command line. Returns true to go on; otherwise help, version or the error is said, in
 // one line that begins with the program's name, and `exit_code` is what the program ends with.
@@ -48,6 +48,6 @@ inline std::string PngName(const std::string& path) {
   return ending == ".png" ? "" : path + " is written as PNG; let its name end in .png";
 }
 
-}  // namespace apps
+}  // namespace common
 
 #endif  // ZY_APPS_COMMAND_LINE_H_

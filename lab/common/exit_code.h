@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <new>
 
-namespace apps {
+namespace common {
 
 // What a program ends with.
 enum ExitCode {
@@ -28,6 +28,6 @@ int RunWithinMemory(const char* name, Program program) {
   }
 }
 
-}  // namespace apps
+}  // namespace common
 
 #endif  // ZY_APPS_EXIT_CODE_H_

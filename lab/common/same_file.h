@@ -6,7 +6,7 @@
 
 #include <string>
 
-namespace apps {
+namespace common {
 
 // Whether both name one regular file, whatever the names.
 inline bool IsSameFile(const struct stat& a, const struct stat& b) {
@@ -17,6 +17,6 @@ inline bool IsSameFile(const std::string& a, const std::string& b) {
   return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 && IsSameFile(first, second);
 }
 
-}  // namespace apps
+}  // namespace common
 
 #endif  // ZY_APPS_SAME_FILE_H_

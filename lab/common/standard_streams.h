@@ -5,7 +5,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-namespace apps {
+namespace common {
 
 // Gives a standard stream that the caller of the program has closed to /dev/null, in the wrong
 // direction, so that no file opened later takes its place and its use still fails.
@@ -17,6 +17,6 @@ inline void KeepStandardStreamsApart() {
   }
 }
 
-}  // namespace apps
+}  // namespace common
 
 #endif  // ZY_APPS_STANDARD_STREAMS_H_

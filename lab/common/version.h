@@ -2,11 +2,11 @@
 #ifndef ZY_APPS_VERSION_H_
 #define ZY_APPS_VERSION_H_
 
-namespace apps {
+namespace common {
 
 // The project's one version number, which stands in CMakeLists.txt.
 inline constexpr char kVersion[] = ZY_VERSION;
 
-}  // namespace apps
+}  // namespace common
 
 #endif  // ZY_APPS_VERSION_H_

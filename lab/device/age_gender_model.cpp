@@ -20,35 +20,35 @@ struct State {
   int failing_inits = 0;
   bool throws = false;
   std::chrono::milliseconds delay{0};
-  std::function<host::AgeGenderAnswer(const host::AgeGenderCall&)> script;
+  std::function<device::AgeGenderAnswer(const device::AgeGenderCall&)> script;
   std::string version = "host-1.0";
   bool record = false;
   ZyModelListener listener = nullptr;
   void* listener_context = nullptr;
-  std::vector<host::AgeGenderCall> calls;
-  host::AgeGenderCounts counts = {};
+  std::vector<device::AgeGenderCall> calls;
+  device::AgeGenderCounts counts = {};
 };
 
 std::mutex g_mutex;
 State g_state;
 
 // Answers that stay inside what a model of faces would say. Both images take part in each.
-host::AgeGenderAnswer Measure(const uint8_t* gray, const uint8_t* rgb,
-                              const host::AgeGenderCall& call) {
-  const host::ClippedRect rect(call.width, call.height, call.left, call.top, call.right,
+device::AgeGenderAnswer Measure(const uint8_t* gray, const uint8_t* rgb,
+                              const device::AgeGenderCall& call) {
+  const device::ClippedRect rect(call.width, call.height, call.left, call.top, call.right,
                                call.bottom);
-  const host::CellSums luma = host::SumCells(gray, 1, call.width, rect);
-  const host::CellSums colour = host::SumCells(rgb, 3, call.width, rect);
+  const device::CellSums luma = device::SumCells(gray, 1, call.width, rect);
+  const device::CellSums colour = device::SumCells(rgb, 3, call.width, rect);
   const auto figure = [&](float low, float high, uint32_t pattern) {
-    return host::Between(
-        low, high, host::WeightedMean(luma, pattern) + host::WeightedMean(colour, pattern + 1));
+    return device::Between(
+        low, high, device::WeightedMean(luma, pattern) + device::WeightedMean(colour, pattern + 1));
   };
   return {figure(4.0f, 72.0f, 0), figure(0.0f, 1.0f, 2), figure(0.0f, 1.0f, 4)};
 }
 
 }  // namespace
 
-namespace host {
+namespace device {
 
 void ResetAgeGender() {
   std::lock_guard<std::mutex> lock(g_mutex);
@@ -95,15 +95,15 @@ AgeGenderCounts AgeGenderCounters() {
   return g_state.counts;
 }
 
-}  // namespace host
+}  // namespace device
 
 extern "C" {
 
 void zy_set_age_gender_delay(int milliseconds) {
-  host::SetAgeGenderDelay(std::chrono::milliseconds(milliseconds));
+  device::SetAgeGenderDelay(std::chrono::milliseconds(milliseconds));
 }
 
-uint64_t zy_overlapping_age_gender_calls() { return host::CallInLibrary::Overlaps(); }
+uint64_t zy_overlapping_age_gender_calls() { return device::CallInLibrary::Overlaps(); }
 
 void zy_tell_age_gender_calls(ZyModelListener listener, void* context) {
   std::lock_guard<std::mutex> lock(g_mutex);
@@ -111,10 +111,10 @@ void zy_tell_age_gender_calls(ZyModelListener listener, void* context) {
   g_state.listener_context = context;
 }
 
-void zy_fail_age_gender_inits(int attempts) { host::FailAgeGenderInit(attempts); }
+void zy_fail_age_gender_inits(int attempts) { device::FailAgeGenderInit(attempts); }
 
 int QVAG_Model_Init() {
-  const host::CallInLibrary call;
+  const device::CallInLibrary call;
   std::lock_guard<std::mutex> lock(g_mutex);
   ++g_state.counts.inits;
   if (g_state.failing_inits == 0) return 1;
@@ -124,7 +124,7 @@ int QVAG_Model_Init() {
 }
 
 QVAG_Version QVAG_GetVersion() {
-  const host::CallInLibrary call;
+  const device::CallInLibrary call;
   std::lock_guard<std::mutex> lock(g_mutex);
   QVAG_Version version = {};
   std::memcpy(version.text, g_state.version.data(),
@@ -134,14 +134,14 @@ QVAG_Version QVAG_GetVersion() {
 
 QVAG_FaceResult QVAG_OneFaceAnalyze(const uint8_t* gray, const uint8_t* rgb, int width, int height,
                                     int left, int top, int right, int bottom, float factor) {
-  const host::CallInLibrary call_in_library;
-  host::AgeGenderCall call = {width, height, left, top, right, bottom, factor, 0, 0};
+  const device::CallInLibrary call_in_library;
+  device::AgeGenderCall call = {width, height, left, top, right, bottom, factor, 0, 0};
   std::unique_lock<std::mutex> lock(g_mutex);
   ++g_state.counts.analyses;
   if (g_state.record || g_state.script) {
     const size_t pixels = static_cast<size_t>(width) * static_cast<size_t>(height);
-    call.gray_digest = host::Digest(gray, pixels);
-    call.rgb_digest = host::Digest(rgb, 3 * pixels);
+    call.gray_digest = device::Digest(gray, pixels);
+    call.rgb_digest = device::Digest(rgb, 3 * pixels);
   }
   if (g_state.record) g_state.calls.push_back(call);
   const auto script = g_state.script;
@@ -150,7 +150,7 @@ QVAG_FaceResult QVAG_OneFaceAnalyze(const uint8_t* gray, const uint8_t* rgb, int
   void* const context = g_state.listener_context;
   lock.unlock();
   if (delay.count() > 0) std::this_thread::sleep_for(delay);
-  const host::AgeGenderAnswer answer = script ? script(call) : Measure(gray, rgb, call);
+  const device::AgeGenderAnswer answer = script ? script(call) : Measure(gray, rgb, call);
   if (listener != nullptr) {
     const ZyModelCall told = {gray,   rgb,    width,
                               height, left,   top,
@@ -161,7 +161,7 @@ QVAG_FaceResult QVAG_OneFaceAnalyze(const uint8_t* gray, const uint8_t* rgb, int
 }
 
 void QVAG_Model_Clear() {
-  const host::CallInLibrary call;
+  const device::CallInLibrary call;
   std::lock_guard<std::mutex> lock(g_mutex);
   ++g_state.counts.clears;
 }

@@ -12,7 +12,7 @@ std::atomic<uint64_t> g_negotiations{0};
 
 }  // namespace
 
-uint64_t host::BufferNegotiations() { return g_negotiations; }
+uint64_t device::BufferNegotiations() { return g_negotiations; }
 
 ChiResult ChiNodeUtils::SetNodeInterface(ChiNodeInterface* pNodeInterface, const char* pSection,
                                          ChiNodeInterface* pCopy, uint32_t* pVendorTagBase) {

@@ -21,14 +21,14 @@ int64_t RealTime() {
 
 }  // namespace
 
-void host::SetClock(int64_t nanoseconds) {
+void device::SetClock(int64_t nanoseconds) {
   g_set_time = nanoseconds;
   g_clock_is_set = true;
 }
 
-void host::UseRealClock() { g_clock_is_set = false; }
+void device::UseRealClock() { g_clock_is_set = false; }
 
-uint64_t host::ClockReads() { return g_clock_reads; }
+uint64_t device::ClockReads() { return g_clock_reads; }
 
 extern "C" int64_t systemTime(int) {
   ++g_clock_reads;

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-namespace host {
+namespace device {
 
 // ---- Properties (libcutils) ---------------------------------------------------------------------
 
@@ -103,7 +103,7 @@ void RecordFaceGrade(bool record);
 std::vector<FaceGradeCall> FaceGradeCalls();
 FaceGradeCounts FaceGradeCounters();
 
-}  // namespace host
+}  // namespace device
 
 // ---- Knobs that are looked up by name -----------------------------------------------------------
 

@@ -16,14 +16,14 @@ namespace {
 
 struct State {
   std::chrono::milliseconds delay{0};
-  std::function<host::FaceGradeAnswer(const host::FaceGradeCall&)> script;
+  std::function<device::FaceGradeAnswer(const device::FaceGradeCall&)> script;
   bool throws = false;
   bool skip_result = false;
   bool record = false;
   ZyModelListener listener = nullptr;
   void* listener_context = nullptr;
-  std::vector<host::FaceGradeCall> calls;
-  host::FaceGradeCounts counts = {};
+  std::vector<device::FaceGradeCall> calls;
+  device::FaceGradeCounts counts = {};
 };
 
 std::mutex g_mutex;
@@ -33,19 +33,19 @@ struct Rect {
   int x, y, width, height;
 };
 
-host::FaceGradeAnswer Measure(const uint8_t* rgb, const host::FaceGradeCall& call) {
-  const host::ClippedRect rect(call.width, call.height, call.x, call.y, call.x + call.face_width,
+device::FaceGradeAnswer Measure(const uint8_t* rgb, const device::FaceGradeCall& call) {
+  const device::ClippedRect rect(call.width, call.height, call.x, call.y, call.x + call.face_width,
                                call.y + call.face_height);
-  const host::CellSums colour = host::SumCells(rgb, 3, call.width, rect);
+  const device::CellSums colour = device::SumCells(rgb, 3, call.width, rect);
   const auto figure = [&](uint32_t pattern) {
-    return host::Between(50.0f, 100.0f, host::WeightedMean(colour, pattern));
+    return device::Between(50.0f, 100.0f, device::WeightedMean(colour, pattern));
   };
   return {figure(6), {figure(7), figure(8), figure(9)}};
 }
 
 }  // namespace
 
-namespace host {
+namespace device {
 
 void ResetFaceGrade() {
   std::lock_guard<std::mutex> lock(g_mutex);
@@ -87,11 +87,11 @@ FaceGradeCounts FaceGradeCounters() {
   return g_state.counts;
 }
 
-}  // namespace host
+}  // namespace device
 
 extern "C" {
 
-uint64_t zy_overlapping_face_grade_calls() { return host::CallInLibrary::Overlaps(); }
+uint64_t zy_overlapping_face_grade_calls() { return device::CallInLibrary::Overlaps(); }
 
 void zy_tell_face_grade_calls(ZyModelListener listener, void* context) {
   std::lock_guard<std::mutex> lock(g_mutex);
@@ -104,14 +104,14 @@ void zy_tell_face_grade_calls(ZyModelListener listener, void* context) {
 FaceGradeResult::FaceGradeResult() : grade(0.0f), scores{}, reserved{} {}
 
 FaceGradeInterface::FaceGradeInterface() : reserved_{} {
-  const host::CallInLibrary call;
+  const device::CallInLibrary call;
   std::lock_guard<std::mutex> lock(g_mutex);
   if (g_state.throws) throw std::runtime_error("no grader");
   ++g_state.counts.created;
 }
 
 FaceGradeInterface::~FaceGradeInterface() {
-  const host::CallInLibrary call;
+  const device::CallInLibrary call;
   std::lock_guard<std::mutex> lock(g_mutex);
   ++g_state.counts.destroyed;
 }
@@ -124,14 +124,14 @@ void FaceGradeInterface::setFaceRect(int x, int y, int width, int height) {
 
 int FaceGradeInterface::process(const uint8_t* rgb, int width, int height, FaceGradeResult& result,
                                 bool flag) {
-  const host::CallInLibrary call_in_library;
+  const device::CallInLibrary call_in_library;
   Rect rect;
   std::memcpy(&rect, reserved_, sizeof(rect));
-  host::FaceGradeCall call = {rect.x, rect.y, rect.width, rect.height, width, height, flag, 0};
+  device::FaceGradeCall call = {rect.x, rect.y, rect.width, rect.height, width, height, flag, 0};
   std::unique_lock<std::mutex> lock(g_mutex);
   if (g_state.record || g_state.script) {
     call.rgb_digest =
-        host::Digest(rgb, static_cast<size_t>(width) * static_cast<size_t>(height) * 3);
+        device::Digest(rgb, static_cast<size_t>(width) * static_cast<size_t>(height) * 3);
   }
   if (g_state.record) g_state.calls.push_back(call);
   if (g_state.skip_result) return 0;
@@ -141,7 +141,7 @@ int FaceGradeInterface::process(const uint8_t* rgb, int width, int height, FaceG
   void* const context = g_state.listener_context;
   lock.unlock();
   if (delay.count() > 0) std::this_thread::sleep_for(delay);
-  const host::FaceGradeAnswer answer = script ? script(call) : Measure(rgb, call);
+  const device::FaceGradeAnswer answer = script ? script(call) : Measure(rgb, call);
   result.grade = answer.grade;
   std::memcpy(result.scores, answer.scores, sizeof(result.scores));
   if (listener != nullptr) {

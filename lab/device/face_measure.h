@@ -10,7 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace host {
+namespace device {
 
 // The part of the image that lies inside a rectangle.
 struct ClippedRect {
@@ -95,6 +95,6 @@ inline float Between(float low, float high, float mean) {
   return (low + high + (high - low) * share) * 0.5f;
 }
 
-}  // namespace host
+}  // namespace device
 
 #endif  // ZY_HOST_FACE_MEASURE_H_

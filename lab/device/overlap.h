@@ -5,7 +5,7 @@
 #include <atomic>
 #include <cstdint>
 
-namespace host {
+namespace device {
 
 // Notices calls of a library that begin while another one runs: stands at the head of each call.
 class CallInLibrary {
@@ -25,6 +25,6 @@ class CallInLibrary {
   __attribute__((visibility("hidden"))) static inline std::atomic<uint64_t> overlaps_{0};
 };
 
-}  // namespace host
+}  // namespace device
 
 #endif  // ZY_HOST_OVERLAP_H_

@@ -14,12 +14,12 @@ std::map<std::string, std::string> g_properties;
 
 }  // namespace
 
-void host::SetProperty(const std::string& key, const std::string& value) {
+void device::SetProperty(const std::string& key, const std::string& value) {
   std::lock_guard<std::mutex> lock(g_mutex);
   g_properties[key] = value;
 }
 
-void host::ClearProperties() {
+void device::ClearProperties() {
   std::lock_guard<std::mutex> lock(g_mutex);
   g_properties.clear();
 }

@@ -48,45 +48,45 @@ std::string SonameOf(void* library) {
 
 }  // namespace
 
-pictures::Failure Device::Open(const std::vector<std::string>& folders) {
+media::Failure Device::Open(const std::vector<std::string>& folders) {
   for (const std::string& folder : folders) {
     if (std::none_of(std::begin(kLibraries), std::end(kLibraries),
                      [&](const char* name) { return Has(folder, name); })) {
-      return pictures::Fail(folder + ": has none of the device's libraries");
+      return media::Fail(folder + ": has none of the device's libraries");
     }
   }
   for (const char* name : kLibraries) {
     const auto folder = std::find_if(folders.begin(), folders.end(),
                                      [&](const std::string& f) { return Has(f, name); });
     const std::string path = PathIn(folder != folders.end() ? *folder : StandInFolder(), name);
-    if (pictures::Failure failure = OpenLibrary(name, path)) return failure;
+    if (media::Failure failure = OpenLibrary(name, path)) return failure;
   }
   return std::nullopt;
 }
 
-pictures::Failure Device::OpenLibrary(const std::string& name, const std::string& path) {
+media::Failure Device::OpenLibrary(const std::string& name, const std::string& path) {
   void* const handle = dlopen(path.c_str(), RTLD_NOW | RTLD_GLOBAL);
   if (handle == nullptr) {
     const std::string message = dlerror();
     const bool names_file = message.find(path) != std::string::npos;
-    return pictures::Fail(names_file ? message : path + ": " + message);
+    return media::Fail(names_file ? message : path + ": " + message);
   }
   libraries_.push_back({name, path, handle});
   // By that name the node will ask for it; and a library of that name that came first would win.
   if (SonameOf(handle) == name && dlopen(name.c_str(), RTLD_NOW | RTLD_NOLOAD) == handle) {
     return std::nullopt;
   }
-  return pictures::Fail(path + ": its soname is not " + name);
+  return media::Fail(path + ": its soname is not " + name);
 }
 
-pictures::Failure Device::FindSymbol(const std::string& library, const char* name,
+media::Failure Device::FindSymbol(const std::string& library, const char* name,
                                      void** symbol) const {
   const auto found = std::find_if(libraries_.begin(), libraries_.end(),
                                   [&](const Library& other) { return other.name == library; });
-  if (found == libraries_.end()) return pictures::FailUsage(library + ": is not open");
+  if (found == libraries_.end()) return media::FailUsage(library + ": is not open");
   *symbol = dlsym(found->handle, name);
   if (*symbol != nullptr) return std::nullopt;
-  return pictures::FailUsage(found->path + ": has no " + name);
+  return media::FailUsage(found->path + ": has no " + name);
 }
 
 }  // namespace framework

@@ -17,14 +17,14 @@ class Device {
   // Opens each library from the first of the folders that has it, at last from the stand-ins that
   // came with this program. Fails on a folder that has none of them, and on a library that cannot
   // be loaded or goes by another name inside.
-  pictures::Failure Open(const std::vector<std::string>& folders);
+  media::Failure Open(const std::vector<std::string>& folders);
 
   // Finds a function that a stand-in offers beyond the device's interface. Fails (usage) when the
   // library in use has none of that name.
   template <typename Function>
-  pictures::Failure FindKnob(const std::string& library, const char* name, Function** knob) const {
+  media::Failure FindKnob(const std::string& library, const char* name, Function** knob) const {
     void* found = nullptr;
-    pictures::Failure failure = FindSymbol(library, name, &found);
+    media::Failure failure = FindSymbol(library, name, &found);
     *knob = reinterpret_cast<Function*>(found);
     return failure;
   }
@@ -38,8 +38,8 @@ class Device {
   const std::vector<Library>& Libraries() const { return libraries_; }
 
  private:
-  pictures::Failure OpenLibrary(const std::string& name, const std::string& path);
-  pictures::Failure FindSymbol(const std::string& library, const char* name, void** symbol) const;
+  media::Failure OpenLibrary(const std::string& name, const std::string& path);
+  media::Failure FindSymbol(const std::string& library, const char* name, void** symbol) const;
 
   std::vector<Library> libraries_;
 };

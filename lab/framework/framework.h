@@ -86,7 +86,7 @@ class VendorTags {
 using NodeEntry = void (*)(ChiNodeCallbacks*);
 
 // Opens a node library, for good, and finds its entry. Any thread.
-pictures::Failure OpenNode(const std::string& path, NodeEntry* entry);
+media::Failure OpenNode(const std::string& path, NodeEntry* entry);
 
 // The names of the callbacks that a table lacks, with commas between them.
 std::string MissingCallbacks(const ChiNodeCallbacks& callbacks);
@@ -98,11 +98,11 @@ class Framework {
   static Framework& Get();
 
   // Loads the node library in this file and starts it.
-  pictures::Failure Load(const std::string& path);
+  media::Failure Load(const std::string& path);
   // Starts a node by its entry: fetches its callbacks, registers the platform's and the node's
   // vendor tags, and hands over the framework's interface. Fails when a callback is missing or
   // refuses, and on tags that cannot be registered.
-  pictures::Failure Start(NodeEntry entry);
+  media::Failure Start(NodeEntry entry);
 
   const ChiNodeCallbacks& Callbacks() const { return callbacks_; }
   VendorTags& Tags() { return tags_; }
@@ -110,7 +110,7 @@ class Framework {
   static ChiNodeInterface Interface();
 
  private:
-  pictures::Failure RegisterNodeTags();
+  media::Failure RegisterNodeTags();
 
   ChiNodeCallbacks callbacks_ = {};
   VendorTags tags_;
@@ -134,7 +134,7 @@ static_assert(sizeof(ResultRecord) == 52);
 // A camera buffer around the planes of a frame, which the caller keeps alive.
 class CameraBuffer {
  public:
-  explicit CameraBuffer(pictures::Nv12Frame* frame);
+  explicit CameraBuffer(media::Nv12Frame* frame);
   CameraBuffer(const CameraBuffer&) = delete;
   CameraBuffer& operator=(const CameraBuffer&) = delete;
 
@@ -157,20 +157,20 @@ class Session {
   Session& operator=(const Session&) = delete;
 
   // Creates the node, negotiates its buffers and announces their size.
-  pictures::Failure Create(uint32_t node_caps, uint32_t buffer_width, uint32_t buffer_height);
+  media::Failure Create(uint32_t node_caps, uint32_t buffer_width, uint32_t buffer_height);
   // Tells the node that the pipeline stands.
   void PostPipelineCreate();
   // The metadata that the next request carries.
   Metadata& Input() { return input_; }
   // Sends one request with one input buffer and one output buffer.
-  pictures::Failure Process(uint64_t frame_number, CameraBuffer* input, CameraBuffer* output);
+  media::Failure Process(uint64_t frame_number, CameraBuffer* input, CameraBuffer* output);
   // Sends a request with any buffers; size and node session are filled in.
   ChiResult Process(ChiNodeProcessRequestInfo* info);
   // What the node published for the last request.
   Metadata& Output() { return output_; }
   // The published result record; all zero when there is none.
   ResultRecord Result();
-  pictures::Failure Destroy();
+  media::Failure Destroy();
 
   ChiHandle node() const { return node_; }
 

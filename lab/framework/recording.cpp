@@ -23,8 +23,8 @@ const Json& Form() {
   return form;
 }
 
-pictures::Failure Wrong(const std::string& key, const std::string& what) {
-  return pictures::Fail((key.empty() ? "" : key + ": ") + what);
+media::Failure Wrong(const std::string& key, const std::string& what) {
+  return media::Fail((key.empty() ? "" : key + ": ") + what);
 }
 
 bool IsInteger(const Json& value, const std::string& range) {
@@ -49,7 +49,7 @@ bool Fits(const Json& value, const std::string& form) {
   return !choice.empty() && ("|" + form.substr(1) + "|").find("|" + choice + "|") != form.npos;
 }
 
-pictures::Failure Check(const std::string& key, const Json& value, const Json& form) {
+media::Failure Check(const std::string& key, const Json& value, const Json& form) {
   if (form.is_string()) {
     const auto text = form.get<std::string>();
     const bool may_be_null = text.rfind("null or ", 0) == 0;
@@ -62,7 +62,7 @@ pictures::Failure Check(const std::string& key, const Json& value, const Json& f
       return Wrong(key, "must be a list" + (count == 0 ? "" : " of " + std::to_string(count)));
     }
     for (const Json& element : value) {
-      if (pictures::Failure failure = Check(key, element, form[0])) return failure;
+      if (media::Failure failure = Check(key, element, form[0])) return failure;
     }
     return std::nullopt;
   }
@@ -73,13 +73,13 @@ pictures::Failure Check(const std::string& key, const Json& value, const Json& f
     if (!form.contains(known)) return Wrong(path, "is unknown");
     // A tag that is absent.
     if (key == "in" && member.is_null()) continue;
-    if (pictures::Failure failure = Check(path, member, form[known])) return failure;
+    if (media::Failure failure = Check(path, member, form[known])) return failure;
   }
   return std::nullopt;
 }
 
-pictures::Failure CheckLine(const Json& json, bool is_first) {
-  if (!json.is_object() || json.empty()) return pictures::Fail("is no JSON object");
+media::Failure CheckLine(const Json& json, bool is_first) {
+  if (!json.is_object() || json.empty()) return media::Fail("is no JSON object");
   const std::string kind = json.contains("request") ? "request" : json.begin().key();
   if (!Form().contains(kind)) return Wrong(kind, "is unknown");
   if (kind == "recording") {
@@ -158,24 +158,24 @@ std::string LineOf(const Json& json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
-pictures::Failure ParseRecording(std::string_view text, Recording* recording) {
+media::Failure ParseRecording(std::string_view text, Recording* recording) {
   *recording = {};
   int64_t last = 0;
   for (int line = 1; !text.empty(); ++line) {
     const std::string about = "line " + std::to_string(line);
     const std::size_t length = text.find('\n');
     if (std::min(length, text.size()) > kMaxLine) {
-      return pictures::Fail(about + ": is longer than " + std::to_string(kMaxLine) + " bytes");
+      return media::Fail(about + ": is longer than " + std::to_string(kMaxLine) + " bytes");
     }
-    if (length == text.npos) return pictures::Fail(about + ": is cut short");
+    if (length == text.npos) return media::Fail(about + ": is cut short");
     Step step = {line, Json::parse(text.substr(0, length), nullptr, false), INT64_MAX};
     text.remove_prefix(length + 1);
-    if (pictures::Failure failure = CheckLine(step.json, line == 1)) {
-      return pictures::FailAbout(about, failure);
+    if (media::Failure failure = CheckLine(step.json, line == 1)) {
+      return media::FailAbout(about, failure);
     }
     if (step.IsRequest()) {
       step.request = step.json["request"];
-      if (step.request <= last) return pictures::Fail(about + ": request: does not rise");
+      if (step.request <= last) return media::Fail(about + ": request: does not rise");
       last = step.request;
     }
     if (step.json.contains("recording")) {
@@ -191,18 +191,18 @@ pictures::Failure ParseRecording(std::string_view text, Recording* recording) {
   return std::nullopt;
 }
 
-pictures::Failure ReadRecording(const std::string& path, Recording* recording) {
-  std::unique_ptr<pictures::ByteReader> reader;
+media::Failure ReadRecording(const std::string& path, Recording* recording) {
+  std::unique_ptr<media::ByteReader> reader;
   std::vector<uint8_t> bytes;
-  pictures::Failure failure = pictures::OpenFile(path, &reader);
-  if (!failure) failure = pictures::ReadToEnd(*reader, kMaxRecording, &bytes);
+  media::Failure failure = media::OpenFile(path, &reader);
+  if (!failure) failure = media::ReadToEnd(*reader, kMaxRecording, &bytes);
   const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   if (!failure) failure = ParseRecording(text, recording);
-  if (failure) return pictures::FailAbout(path == "-" ? "standard input" : path, failure);
+  if (failure) return media::FailAbout(path == "-" ? "standard input" : path, failure);
   return std::nullopt;
 }
 
-std::string PixelDigest(const pictures::Nv12Frame& frame) {
+std::string PixelDigest(const media::Nv12Frame& frame) {
   uint64_t digest = 0xcbf29ce484222325;
   const auto add = [&digest](uint64_t word) {
     digest = (digest ^ word) * 0x100000001b3;
@@ -216,7 +216,7 @@ std::string PixelDigest(const pictures::Nv12Frame& frame) {
     }
   };
   add_rows(frame.Luma(), frame.height, frame.width);
-  add_rows(frame.Chroma(), pictures::HalfUp(frame.height), 2 * pictures::HalfUp(frame.width));
+  add_rows(frame.Chroma(), media::HalfUp(frame.height), 2 * media::HalfUp(frame.width));
   char text[17];
   std::snprintf(text, sizeof(text), "%016llx", static_cast<unsigned long long>(digest));
   return text;
@@ -238,7 +238,7 @@ void ApplyInput(const Json& in, Metadata* metadata) {
   }
 }
 
-Json ReadInput(Metadata& metadata, const std::vector<pictures::Rect>& faces) {
+Json ReadInput(Metadata& metadata, const std::vector<media::Rect>& faces) {
   Json in;
   for (const auto& [name, form] : Form()["request"]["in"].items()) {
     const bool is_byte = form == "0..255";
@@ -246,7 +246,7 @@ Json ReadInput(Metadata& metadata, const std::vector<pictures::Rect>& faces) {
                         form.is_array() ? 0 : 1);
   }
   in["faces"] = Json::array();
-  for (const pictures::Rect& face : faces) in["faces"].push_back({face.x, face.y, face.w, face.h});
+  for (const media::Rect& face : faces) in["faces"].push_back({face.x, face.y, face.w, face.h});
   return in;
 }
 

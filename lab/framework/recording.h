@@ -49,17 +49,17 @@ std::string LineOf(const Json& json);
 // Reads a recording or a script. What its form does not know is a failure, whose message begins
 // with the line's number and the key; what is read has every type and count that the form asks for.
 // Any thread.
-pictures::Failure ParseRecording(std::string_view text, Recording* recording);
+media::Failure ParseRecording(std::string_view text, Recording* recording);
 // As above, from a file or standard input ("-"); the message begins with its name.
-pictures::Failure ReadRecording(const std::string& path, Recording* recording);
+media::Failure ReadRecording(const std::string& path, Recording* recording);
 
 // A digest of a frame's pixels, whatever lies between its rows: 16 hexadecimal digits.
-std::string PixelDigest(const pictures::Nv12Frame& frame);
+std::string PixelDigest(const media::Nv12Frame& frame);
 
 // Gives metadata the tags of `in`, takes those that are null away and leaves the others.
 void ApplyInput(const Json& in, Metadata* metadata);
 // All tags that a request may carry, by name, null for an absent one; then its faces.
-Json ReadInput(Metadata& metadata, const std::vector<pictures::Rect>& faces);
+Json ReadInput(Metadata& metadata, const std::vector<media::Rect>& faces);
 // What a node published: the record by its fields, then every other tag by name. A figure has the
 // fewest digits that give the same float; "nan", "inf" and "-inf" are texts.
 Json ReadOutput(const Metadata& metadata);
@@ -71,11 +71,11 @@ class HeldInput {
   void Change(const Json& in);
   const Json& Tags() const { return tags_; }
   // In picture pixels; nothing when no line gave faces that still count.
-  const std::optional<std::vector<pictures::Rect>>& Faces() const { return faces_; }
+  const std::optional<std::vector<media::Rect>>& Faces() const { return faces_; }
 
  private:
   Json tags_ = Json::object();
-  std::optional<std::vector<pictures::Rect>> faces_;
+  std::optional<std::vector<media::Rect>> faces_;
 };
 
 }  // namespace framework

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <limits>
 
-namespace pictures {
+namespace media {
 namespace {
 
 constexpr int kGlyphWidth = 5;
@@ -182,4 +182,4 @@ void DrawLabelledFaces(const std::vector<LabelledFace>& faces, int scale, std::v
   }
 }
 
-}  // namespace pictures
+}  // namespace media

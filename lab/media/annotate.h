@@ -9,7 +9,7 @@
 #include "media/geometry.h"
 #include "media/picture.h"
 
-namespace pictures {
+namespace media {
 
 // Drawing into a picture. Coordinates and sizes are pixels and may be any integers: what lies
 // outside the picture is left out. Any thread.
@@ -45,6 +45,6 @@ struct LabelledFace {
 void DrawLabelledFaces(const std::vector<LabelledFace>& faces, int scale, std::vector<Rect> taken,
                        Picture* picture);
 
-}  // namespace pictures
+}  // namespace media
 
 #endif  // ZY_PICTURES_ANNOTATE_H_

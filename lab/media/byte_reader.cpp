@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <cstring>
 
-namespace pictures {
+namespace media {
 namespace {
 
 constexpr std::size_t kChunk = std::size_t{1} << 20;
@@ -103,4 +103,4 @@ Failure ReadToEnd(ByteReader& reader, std::size_t limit, std::vector<uint8_t>* b
   return reader.ReadFailure();
 }
 
-}  // namespace pictures
+}  // namespace media

@@ -11,7 +11,7 @@
 
 #include "media/error.h"
 
-namespace pictures {
+namespace media {
 
 // A stream of bytes with a short look-ahead: what the parsers read from, so that they work alike on
 // files, pipes and memory. One thread at a time.
@@ -86,6 +86,6 @@ Failure ReadExactly(ByteReader& reader, std::size_t count, const std::string& wh
 // Reads to the end of the stream; more than `limit` bytes is a failure.
 Failure ReadToEnd(ByteReader& reader, std::size_t limit, std::vector<uint8_t>* bytes);
 
-}  // namespace pictures
+}  // namespace media
 
 #endif  // ZY_PICTURES_BYTE_READER_H_

@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-namespace pictures {
+namespace media {
 
 // How the simulator's functions report trouble: everything that can fail returns a `Failure`. An
 // empty one is success; otherwise `message` is one line for a person, without a closing period or
@@ -25,6 +25,6 @@ inline Failure FailAbout(const std::string& subject, const Failure& failure) {
   return Error{subject + ": " + failure->message, failure->is_usage};
 }
 
-}  // namespace pictures
+}  // namespace media
 
 #endif  // ZY_PICTURES_ERROR_H_

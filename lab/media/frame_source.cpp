@@ -9,7 +9,7 @@
 #include "media/scene.h"
 #include "media/y4m.h"
 
-namespace pictures {
+namespace media {
 namespace {
 
 constexpr int kDefaultSceneWidth = 1280;
@@ -216,4 +216,4 @@ Failure OpenFrameSource(std::unique_ptr<ByteReader> reader, const FrameSourceOpt
   return std::nullopt;
 }
 
-}  // namespace pictures
+}  // namespace media

@@ -12,7 +12,7 @@
 #include "media/geometry.h"
 #include "media/nv12.h"
 
-namespace pictures {
+namespace media {
 
 // Where preview frames come from. All frames of a source have one shape. One thread at a time.
 class FrameSource {
@@ -65,6 +65,6 @@ Failure OpenFrameSource(const FrameSourceOptions& options, std::unique_ptr<Frame
 Failure OpenFrameSource(std::unique_ptr<ByteReader> reader, const FrameSourceOptions& options,
                         std::unique_ptr<FrameSource>* source);
 
-}  // namespace pictures
+}  // namespace media
 
 #endif  // ZY_PICTURES_FRAME_SOURCE_H_

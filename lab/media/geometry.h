@@ -7,7 +7,7 @@
 
 #include "media/error.h"
 
-namespace pictures {
+namespace media {
 
 // A rectangle in picture pixels; its right and lower borders x + w and y + h lie outside it.
 struct Rect {
@@ -40,6 +40,6 @@ inline Failure UnusableSize(int64_t width, int64_t height) {
 // Half of a length in pixels, rounded up: the number of chroma samples along it.
 constexpr int HalfUp(int length) { return length / 2 + length % 2; }
 
-}  // namespace pictures
+}  // namespace media
 
 #endif  // ZY_PICTURES_GEOMETRY_H_

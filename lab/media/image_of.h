@@ -5,10 +5,10 @@
 #include "image/zy_image_buffer.h"
 #include "media/nv12.h"
 
-namespace apps {
+namespace common {
 
 // The frame's planes as the node describes a camera buffer. They stay the frame's.
-inline ZyImageBuffer ImageOf(pictures::Nv12Frame& frame) {
+inline ZyImageBuffer ImageOf(media::Nv12Frame& frame) {
   return {kZyFormatYuv420SemiPlanar,
           frame.width,
           frame.height,
@@ -16,6 +16,6 @@ inline ZyImageBuffer ImageOf(pictures::Nv12Frame& frame) {
           {frame.Luma(), frame.Chroma(), nullptr, nullptr}};
 }
 
-}  // namespace apps
+}  // namespace common
 
 #endif  // ZY_APPS_IMAGE_OF_H_

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <utility>
 
-namespace pictures {
+namespace media {
 namespace {
 
 constexpr uint8_t kFill = 0xff;
@@ -102,4 +102,4 @@ Picture TurnUpright(Picture stored, int orientation) {
   return upright;
 }
 
-}  // namespace pictures
+}  // namespace media

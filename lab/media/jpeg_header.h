@@ -7,7 +7,7 @@
 
 #include "media/picture.h"
 
-namespace pictures {
+namespace media {
 
 // What stands before a JPEG's pixels and the decoder does not tell.
 struct JpegHeader {
@@ -25,6 +25,6 @@ JpegHeader ReadJpegHeader(const uint8_t* bytes, std::size_t size);
 // thread.
 Picture TurnUpright(Picture stored, int orientation);
 
-}  // namespace pictures
+}  // namespace media
 
 #endif  // ZY_PICTURES_JPEG_HEADER_H_

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <string>
 
-namespace pictures {
+namespace media {
 namespace {
 
 std::size_t Size(int length) { return static_cast<std::size_t>(length); }
@@ -211,4 +211,4 @@ Failure DenseToNv12(const uint8_t* dense, int width, int height, int stride, Nv1
   return std::nullopt;
 }
 
-}  // namespace pictures
+}  // namespace media

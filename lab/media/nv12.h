@@ -10,7 +10,7 @@
 #include "media/geometry.h"
 #include "media/picture.h"
 
-namespace pictures {
+namespace media {
 
 // A camera frame: `height` luma rows, then HalfUp(height) chroma rows of HalfUp(width) byte pairs
 // (U, V), every row `stride` bytes from the next. Bytes between a row's end and the next row hold
@@ -88,6 +88,6 @@ std::size_t DenseNv12Size(int width, int height);
 // The frame of a dense NV12 picture, DenseNv12Size bytes. Fails as CheckFrameShape does.
 Failure DenseToNv12(const uint8_t* dense, int width, int height, int stride, Nv12Frame* frame);
 
-}  // namespace pictures
+}  // namespace media
 
 #endif  // ZY_PICTURES_NV12_H_

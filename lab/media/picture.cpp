@@ -15,7 +15,7 @@
 #include "media/geometry.h"
 #include "media/jpeg_header.h"
 
-namespace pictures {
+namespace media {
 namespace {
 
 constexpr uint8_t kPngSignature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'};
@@ -208,4 +208,4 @@ Failure EncodeJpeg(const Picture& picture, std::vector<uint8_t>* bytes) {
   return Fail("cannot be encoded as JPEG");
 }
 
-}  // namespace pictures
+}  // namespace media

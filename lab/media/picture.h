@@ -9,7 +9,7 @@
 
 #include "media/error.h"
 
-namespace pictures {
+namespace media {
 
 // An RGB picture: rows from the top without gaps, three bytes R, G, B a pixel.
 struct Picture {
@@ -66,6 +66,6 @@ Picture Shrink(const Picture& picture, int side);
 // Encodes a picture as a JPEG file in memory. Any thread.
 Failure EncodeJpeg(const Picture& picture, std::vector<uint8_t>* bytes);
 
-}  // namespace pictures
+}  // namespace media
 
 #endif  // ZY_PICTURES_PICTURE_H_

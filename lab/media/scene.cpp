@@ -8,7 +8,7 @@
 
 #include "media/picture.h"
 
-namespace pictures {
+namespace media {
 namespace {
 
 constexpr int kOne = 1024;
@@ -215,4 +215,4 @@ void Scene::Draw(int64_t index, Nv12Frame* frame) const {
   }
 }
 
-}  // namespace pictures
+}  // namespace media

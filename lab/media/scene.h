@@ -8,7 +8,7 @@
 #include "media/geometry.h"
 #include "media/nv12.h"
 
-namespace pictures {
+namespace media {
 
 // The built-in scene: drawn faces of different tones and sizes that drift before a soft background.
 // It is drawn in integers and depends on nothing but the arguments: a size of at least
@@ -36,6 +36,6 @@ class Scene {
   int faces_;
 };
 
-}  // namespace pictures
+}  // namespace media
 
 #endif  // ZY_PICTURES_SCENE_H_

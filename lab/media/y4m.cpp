@@ -8,7 +8,7 @@
 
 #include "media/geometry.h"
 
-namespace pictures {
+namespace media {
 namespace {
 
 Failure ReadLine(ByteReader& reader, const std::string& what, std::string* line) {
@@ -135,4 +135,4 @@ Failure ReadY4mFrame(ByteReader& reader, const Y4mHeader& header, int64_t index,
   return ReadExactly(reader, PlanarSize(header.layout, header.width, header.height), name, planes);
 }
 
-}  // namespace pictures
+}  // namespace media

@@ -11,7 +11,7 @@
 #include "media/error.h"
 #include "media/nv12.h"
 
-namespace pictures {
+namespace media {
 
 inline constexpr char kY4mSignature[] = "YUV4MPEG2";
 inline constexpr std::size_t kY4mSignatureSize = sizeof kY4mSignature - 1;
@@ -39,6 +39,6 @@ Failure ReadY4mHeader(ByteReader& reader, Y4mHeader* header);
 Failure ReadY4mFrame(ByteReader& reader, const Y4mHeader& header, int64_t index,
                      std::vector<uint8_t>* planes, bool* at_end);
 
-}  // namespace pictures
+}  // namespace media
 
 #endif  // ZY_PICTURES_Y4M_H_

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <vector>
 
-namespace pictures {
+namespace media {
 namespace {
 
 Failure Check(std::FILE* to) {
@@ -38,4 +38,4 @@ Failure WriteY4mFrame(const Nv12Frame& frame, std::FILE* to) {
   return Check(to);
 }
 
-}  // namespace pictures
+}  // namespace media

@@ -100,7 +100,7 @@ int Say(const std::string& message, int exit_code) {
 
 int EndOutput(int exit_code) {
   if (std::fflush(stdout) == 0) return exit_code;
-  return Say("standard output: write failed", apps::kExitFailure);
+  return Say("standard output: write failed", common::kExitFailure);
 }
 
 int RunAll(const Options& options, const Checks& checks, int timeout_s) {
@@ -113,7 +113,7 @@ int RunAll(const Options& options, const Checks& checks, int timeout_s) {
   }
   std::printf("%zu checks: %d ok, %d failed, %d skipped\n", checks.size(), counts[kOk],
               counts[kFailed], counts[kSkipped]);
-  return EndOutput(counts[kFailed] == 0 ? apps::kExitOk : apps::kExitFailure);
+  return EndOutput(counts[kFailed] == 0 ? common::kExitOk : common::kExitFailure);
 }
 
 // This process opens no library and starts no thread: each of its children begins afresh.
@@ -125,17 +125,17 @@ int Main(const Options& options) {
       if (std::strstr(check.name, options.filter.c_str()) != nullptr) chosen.push_back(check);
     }
   }
-  if (chosen.empty()) return Say("no check's name holds " + options.filter, apps::kExitUsage);
+  if (chosen.empty()) return Say("no check's name holds " + options.filter, common::kExitUsage);
   if (options.list) {
     for (const Check& check : chosen) std::printf("%-22s %s\n", check.name, check.about);
-    return EndOutput(apps::kExitOk);
+    return EndOutput(common::kExitOk);
   }
   void* const shared =
       mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  if (shared == MAP_FAILED) return Say("out of memory", apps::kExitFailure);
+  if (shared == MAP_FAILED) return Say("out of memory", common::kExitFailure);
   g_report = static_cast<Report*>(shared);
   Run(options, {"", "", [](const Subject&) { return std::string(); }}, options.timeout_s);
-  if (g_report->verdict != kOk) return Say(g_report->note, apps::kExitFailure);
+  if (g_report->verdict != kOk) return Say(g_report->note, common::kExitFailure);
   if (!options.soak.empty()) return RunAll(options, {kSoak}, 0);
   return RunAll(options, chosen, options.timeout_s);
 }
@@ -145,7 +145,7 @@ int Main(const Options& options) {
 void Fail(const std::string& what) { End(kFailed, what); }
 void Skip(const std::string& reason) { End(kSkipped, reason); }
 
-void Require(const pictures::Failure& failure) {
+void Require(const media::Failure& failure) {
   if (failure) Fail(failure->message);
 }
 
@@ -169,9 +169,9 @@ const ChiNodeCallbacks& Subject::Start() const {
 }  // namespace nodecheck
 
 int main(int argc, char** argv) {
-  apps::KeepStandardStreamsApart();
+  common::KeepStandardStreamsApart();
   nodecheck::Options options;
-  int exit_code = apps::kExitOk;
+  int exit_code = common::kExitOk;
   if (!nodecheck::ParseOptions(argc, argv, &options, &exit_code)) return exit_code;
-  return apps::RunWithinMemory("nodecheck", [&] { return nodecheck::Main(options); });
+  return common::RunWithinMemory("nodecheck", [&] { return nodecheck::Main(options); });
 }

@@ -36,7 +36,7 @@ bool IsSlowMachine();
 
 [[noreturn]] void Fail(const std::string& what);
 [[noreturn]] void Skip(const std::string& reason);
-void Require(const pictures::Failure& failure);
+void Require(const media::Failure& failure);
 void Require(bool holds, const std::string& what, const std::string& expected,
              const std::string& seen);
 // Notes which call of the node runs, for the report of a crash or a hang.
@@ -51,7 +51,7 @@ struct Subject {
   template <typename Function>
   Function* Knob(const char* library, const char* name) const {
     Function* knob = nullptr;
-    if (pictures::Failure failure = device.FindKnob(library, name, &knob)) Skip(failure->message);
+    if (media::Failure failure = device.FindKnob(library, name, &knob)) Skip(failure->message);
     return knob;
   }
 

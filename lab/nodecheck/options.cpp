@@ -61,10 +61,10 @@ bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
                  "after so many seconds a check counts as hanging (60; 300)")
       ->check(CLI::Range(1, 3600));
   app.add_option("--seed", options->seed, "of what is random (1)");
-  if (!apps::ParseCommandLine(argc, argv, &app, exit_code)) return false;
+  if (!common::ParseCommandLine(argc, argv, &app, exit_code)) return false;
   if (!options->list && options->node.empty()) {
     std::fputs("nodecheck: NODE.so is required (see nodecheck --help)\n", stderr);
-    *exit_code = apps::kExitUsage;
+    *exit_code = common::kExitUsage;
     return false;
   }
   if (options->limit_ms == 0) options->limit_ms = IsSlowMachine() ? 1000 : 16;

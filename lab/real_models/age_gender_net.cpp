@@ -7,7 +7,7 @@
 
 #include "real_models/networks.h"
 
-namespace models {
+namespace real_models {
 namespace {
 
 constexpr char kAge[] = "fc/age", kGender[] = "fc/gender";
@@ -148,4 +148,4 @@ AgeAndGender AgeGenderNet::Run(const cv::Mat& face) {
   return {*answers[0].ptr<float>(), 1.0f / (1.0f + std::exp(gender[1] - gender[0]))};
 }
 
-}  // namespace models
+}  // namespace real_models

@@ -41,9 +41,9 @@ Listener g_age_gender_listener, g_face_grade_listener;
 // The networks of the process. Whoever asks first loads them; a node asks from its request thread
 // or its worker, the simulator from a thread of its own.
 struct Networks {
-  models::FaceFinder frame_finder;  // of zy_find_faces, whose caller may run beside a worker
-  models::FaceFinder finder;
-  models::AgeGenderNet age_gender;
+  real_models::FaceFinder frame_finder;  // of zy_find_faces, whose caller may run beside a worker
+  real_models::FaceFinder finder;
+  real_models::AgeGenderNet age_gender;
   std::string error = Load();  // why they cannot be used; empty when they can
 
   std::string Load() {
@@ -93,12 +93,12 @@ QVAG_FaceResult QVAG_OneFaceAnalyze(const uint8_t* gray, const uint8_t* rgb, int
   if (networks.error.empty()) {
     const cv::Mat bgr = View(rgb, width, height);
     const cv::Rect rectangle(cv::Point(left, top), cv::Point(right, bottom));
-    const models::Square square = models::SquareOf(networks.finder.FindNear(bgr, rectangle).box);
+    const real_models::Square square = real_models::SquareOf(networks.finder.FindNear(bgr, rectangle).box);
     for (const float side : kCrops) {
-      cv::Mat crop = models::CropSquare(bgr, {square.centre, side * square.side},
-                                        models::kAgeGenderInput, cv::BORDER_REPLICATE);
+      cv::Mat crop = real_models::CropSquare(bgr, {square.centre, side * square.side},
+                                        real_models::kAgeGenderInput, cv::BORDER_REPLICATE);
       for (int view = 0; view < 2; ++view, cv::flip(crop, crop, 1)) {
-        const models::AgeAndGender seen = networks.age_gender.Run(crop);
+        const real_models::AgeAndGender seen = networks.age_gender.Run(crop);
         result.age += seen.age / kViews;
         result.gender += seen.male / kViews;
       }
@@ -144,7 +144,7 @@ int FaceGradeInterface::process(const uint8_t* rgb, int width, int height, FaceG
   if (networks.error.empty()) {
     const cv::Mat bgr = View(rgb, width, height);
     const cv::Rect rectangle(face[0], face[1], face[2], face[3]);
-    grade = models::GradePicture(bgr, networks.finder.FindNear(bgr, rectangle));
+    grade = real_models::GradePicture(bgr, networks.finder.FindNear(bgr, rectangle));
   }
   result.grade = grade[0];
   std::copy_n(&grade[1], 3, result.scores);
@@ -180,14 +180,14 @@ int32_t zy_find_faces(const uint8_t* luma, const uint8_t* chroma, int32_t width,
                        cv::Mat(pairs, CV_8UC2, const_cast<uint8_t*>(chroma), pitch), bgr,
                        cv::COLOR_YUV2BGR_NV12);
   const cv::Rect2f whole({0, 0}, cv::Size2f(bgr.size()));
-  std::vector<models::FoundFace> found = Networks::Get().frame_finder.Find(
+  std::vector<real_models::FoundFace> found = Networks::Get().frame_finder.Find(
       bgr, {whole.br() / 2, std::max(whole.width, whole.height)}, threshold);
   std::stable_sort(found.begin(), found.end(),
-                   [](const models::FoundFace& a, const models::FoundFace& b) {
+                   [](const real_models::FoundFace& a, const real_models::FoundFace& b) {
                      return a.box.area() > b.box.area();
                    });
   int32_t count = 0;
-  for (const models::FoundFace& face : found) {
+  for (const real_models::FoundFace& face : found) {
     const cv::Rect box = face.box & whole;
     if (box.empty() || count >= capacity) continue;
     faces[count++] = {box.x, box.y, box.width, box.height};

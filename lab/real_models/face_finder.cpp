@@ -5,7 +5,7 @@
 
 #include "real_models/networks.h"
 
-namespace models {
+namespace real_models {
 namespace {
 
 constexpr float kOverlap = 0.4f;
@@ -140,4 +140,4 @@ std::vector<cv::Mat> FaceFinder::Run(const cv::Mat& bgr) {
   return answers;
 }
 
-}  // namespace models
+}  // namespace real_models

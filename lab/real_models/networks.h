@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace models {
+namespace real_models {
 
 // The sides of the square pictures that the two networks take.
 inline constexpr int kFinderInput = 256;
@@ -87,6 +87,6 @@ class AgeGenderNet {
 // Zeros for a face beside the picture.
 std::array<float, 4> GradePicture(const cv::Mat& bgr, const FoundFace& face);
 
-}  // namespace models
+}  // namespace real_models
 
 #endif  // ZY_MODELS_NETWORKS_H_

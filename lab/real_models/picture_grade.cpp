@@ -5,7 +5,7 @@
 
 #include "real_models/networks.h"
 
-namespace models {
+namespace real_models {
 namespace {
 
 // The side at which faces of all sizes are judged.
@@ -48,4 +48,4 @@ std::array<float, 4> GradePicture(const cv::Mat& bgr, const FoundFace& face) {
   return {100 * std::cbrt(sharpness * exposure * pose), sharpness, exposure, pose};
 }
 
-}  // namespace models
+}  // namespace real_models

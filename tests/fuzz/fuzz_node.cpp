@@ -83,16 +83,16 @@ struct Camera {
 class Play {
  public:
   explicit Play(fuzz::Script script) : script_(script) {
-    host::ClearProperties();
-    host::ResetAgeGender();
-    host::ResetFaceGrade();
+    device::ClearProperties();
+    device::ResetAgeGender();
+    device::ResetFaceGrade();
     framework::SetLogListener([](auto&) { return false; });  // lines are formatted
-    host::ScriptAgeGender(Answer<host::AgeGenderAnswer, host::AgeGenderCall>);
-    host::ScriptFaceGrade(Answer<host::FaceGradeAnswer, host::FaceGradeCall>);
+    device::ScriptAgeGender(Answer<device::AgeGenderAnswer, device::AgeGenderCall>);
+    device::ScriptFaceGrade(Answer<device::FaceGradeAnswer, device::FaceGradeCall>);
     framework::HoldSignals(true);  // a pass runs when the script says so
     g_world = World();
     g_world.trace = &seen_;
-    g_world.negotiations = host::BufferNegotiations();
+    g_world.negotiations = device::BufferNegotiations();
     table_.size = sizeof(table_);
     ChiNodeEntry(&table_);
     ChiNodeInterface interface = Interface();
@@ -153,11 +153,11 @@ class Play {
     Model([&] { g_world.Say(expected); });
   }
   void Compare() {
-    const host::FaceGradeCounts grade = host::FaceGradeCounters();
-    Expect(g_world.inits, host::AgeGenderCounters().inits);
-    Expect(g_world.clears, host::AgeGenderCounters().clears);
+    const device::FaceGradeCounts grade = device::FaceGradeCounters();
+    Expect(g_world.inits, device::AgeGenderCounters().inits);
+    Expect(g_world.clears, device::AgeGenderCounters().clears);
     Expect(g_world.graders, grade.created - grade.destroyed);
-    Expect(g_world.negotiations, host::BufferNegotiations());
+    Expect(g_world.negotiations, device::BufferNegotiations());
     if (seen_ != expected_) {
       std::fprintf(stderr, "expected:\n%sseen:\n%s", expected_.c_str(), seen_.c_str());
     }
@@ -214,14 +214,14 @@ class Play {
     for (const int i : {0, 1}) {
       const auto& [text, runs] = script_.OneIn(4) ? script_.Pick(kMasks) : kMasks[0];
       g_world.runs_nodes[i] = runs;
-      host::SetProperty(
+      device::SetProperty(
           i == 0 ? "persist.vendor.camera.zynode_conf" : "persist.vendor.camera.operationMask",
           text);
     }
-    host::FailAgeGenderInit(g_world.failing_inits = script_.Pick(std::array{0, 0, 0, -1, 1, 4}));
-    host::ThrowFromAgeGenderInit(script_.OneIn(2));
-    host::ThrowFromFaceGrade(g_world.grader_throws = script_.OneIn(8));
-    host::SkipFaceGradeResult(g_world.grader_is_mute = script_.OneIn(8));
+    device::FailAgeGenderInit(g_world.failing_inits = script_.Pick(std::array{0, 0, 0, -1, 1, 4}));
+    device::ThrowFromAgeGenderInit(script_.OneIn(2));
+    device::ThrowFromFaceGrade(g_world.grader_throws = script_.OneIn(8));
+    device::SkipFaceGradeResult(g_world.grader_is_mute = script_.OneIn(8));
     g_world.mood = script_.Byte();
     g_world.known = script_.OneIn(4) ? ~(1u << script_.Byte() % 9) : script_.OneIn(16) ? 0 : ~0u;
     g_world.result = script_.OneIn(4);

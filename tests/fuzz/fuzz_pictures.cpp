@@ -10,7 +10,7 @@
 using fuzz::Require;
 
 static void ReadFrames(fuzz::Script& script) {
-  pictures::FrameSourceOptions options;
+  media::FrameSourceOptions options;
   options.input = "input";
   if (script.OneIn(2)) {
     options.width = script.Between(-1, 70);
@@ -18,15 +18,15 @@ static void ReadFrames(fuzz::Script& script) {
   }
   options.stride = script.OneIn(4) ? script.Between(-1, 300) : 0;
   std::vector<uint8_t> bytes = script.Rest();
-  if (pictures::DetectPictureFormat(bytes.data(), bytes.size()) == pictures::PictureFormat::kPng) {
+  if (media::DetectPictureFormat(bytes.data(), bytes.size()) == media::PictureFormat::kPng) {
     fuzz::MendChecksums(&bytes);
   }
-  std::unique_ptr<pictures::FrameSource> source;
-  auto reader = std::make_unique<pictures::MemoryReader>(bytes.data(), bytes.size());
-  pictures::Failure failure = pictures::OpenFrameSource(std::move(reader), options, &source);
+  std::unique_ptr<media::FrameSource> source;
+  auto reader = std::make_unique<media::MemoryReader>(bytes.data(), bytes.size());
+  media::Failure failure = media::OpenFrameSource(std::move(reader), options, &source);
   bool at_end = false;
   for (int i = 0; i < 3 && !failure && !at_end; ++i) {
-    pictures::Nv12Frame frame;
+    media::Nv12Frame frame;
     failure = source->Next(&frame, &at_end);
     if (failure || at_end) continue;
     Require(frame.width == source->Width() && frame.height == source->Height(), "frames fit");
@@ -34,7 +34,7 @@ static void ReadFrames(fuzz::Script& script) {
     const auto pixels = static_cast<std::size_t>(frame.width * frame.height);
     Require(pixels <= bytes.size() * 8256, "a small file is no large picture");
     if (frame.bytes.size() < 50'000)
-      Require(!pictures::Nv12ToPicture(frame).rgb.empty(), "a picture");
+      Require(!media::Nv12ToPicture(frame).rgb.empty(), "a picture");
   }
   const bool is_line = !failure || failure->message.find('\n') == std::string::npos;
   Require(is_line, "a failure is told in a line");
@@ -44,7 +44,7 @@ static void ReadFrames(fuzz::Script& script) {
 static void ReadRecording(fuzz::Script& script) {
   const std::vector<uint8_t> bytes = script.Rest();
   framework::Recording recording, again;
-  const pictures::Failure failure = framework::ParseRecording(
+  const media::Failure failure = framework::ParseRecording(
       {reinterpret_cast<const char*>(bytes.data()), bytes.size()}, &recording);
   if (failure) return Require(failure->message.rfind("line ", 0) == 0, "a failure names the line");
   std::string text;
