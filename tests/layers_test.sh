@@ -28,13 +28,19 @@ check lab/device 'device/|platform/'
 check lab/real_models 'real_models/|platform/|device/control\.h'
 check lab/media 'media/|image/zy_image_buffer\.h'
 check lab/framework 'framework/|media/|platform/'
-check lab/camsim 'common/|camsim/|framework/|media/|platform/|device/control\.h|real_models/find_faces\.h|image/zy_copy_buffer\.h'
+check lab/record 'record/|framework/|media/|platform/'
+check lab/camsim 'common/|camsim/|record/|framework/|media/|platform/|device/control\.h|real_models/find_faces\.h|image/zy_copy_buffer\.h'
 check lab/nodecheck 'common/|nodecheck/|framework/|platform/|device/control\.h|media/error\.h'
 check lab/camkit 'common/|camkit/|media/|image/|sharpen/'
 
 # One file chooses the vector header.
 vector=$(grep -lE '#include <(simde/|arm_neon)' -r src | grep -v '^src/base/neon\.h$' || true)
 [ -z "$vector" ] || { echo "FAIL vector headers are chosen by base/neon.h alone: $vector"; failed=1; }
+
+# One folder knows the form of a recording's lines; its json.h is its own.
+json=$(grep -lE '#include (<nlohmann/|"record/json\.h")' -r src lab |
+  grep -vE '^lab/(record/|real_models/age_gender_net\.cpp)' || true)
+[ -z "$json" ] || { echo "FAIL the JSON library is for lab/record alone: $json"; failed=1; }
 
 [ "$failed" -eq 0 ] && echo "the folders keep to themselves"
 exit "$failed"

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "framework/recording.h"
+#include "record/recording.h"
 
 #include <gtest/gtest.h>
 
-#include "framework/comparison.h"
+#include <cmath>
 
-namespace framework {
+#include "record/json_lines.h"
+
+namespace record {
 namespace {
 
 std::string MessageOf(const media::Failure& failure) {
@@ -77,29 +79,58 @@ TEST(Recording, EveryCutLineIsAFailure) {
       R"({"request":7,"frame":{"index":6,"digest":"0123456789abcdef"},"in":{"faces":[[1,2,3,4]]},)"
       R"("out":{"faceNum":1,"age":[31.2,0.0,"nan"]},"outcome":"taken","why":[null,"off","?"]})"
       "\n";
-  EXPECT_EQ(LineOf(Parsed(line).steps[0].json), line);
+  EXPECT_EQ(Parsed(line).steps.size(), 1U);
   for (std::size_t size = 1; size < line.size(); ++size) {
     EXPECT_NE(ParseMessage(line.substr(0, size)), "success") << size;
     EXPECT_NE(ParseMessage(line.substr(0, size - 1) + "\n"), "success") << size;
   }
 }
 
-TEST(HeldInput, ValuesHoldUntilTheyChangeAndTheLaterRectanglesCount) {
-  HeldInput held;
-  const auto change = [&held](const char* in) {
-    held.Change(Json::parse(in));
-    const std::string faces = held.Faces() ? std::to_string(held.Faces()->size()) : "none";
-    return held.Tags().dump() + " " + faces;
+// What is written of a request is what is read of it, and what happens to a device as well.
+TEST(Recording, LinesAreReadAsTheyWereMeant) {
+  RequestRecord request;
+  request.number = 7;
+  request.frame_index = 6;
+  request.digest = "0123456789abcdef";
+  request.in.camera_role = {0, -1, 7};
+  request.in.quad_cfa = 255;
+  request.in.face_rectangles = {{1, 2, 3, 4}};
+  request.faces = {{1, 2, 3, 4}};
+  request.out.values = {{"faceNum", false, {int64_t{1}}},
+                        {"age", true, {ValueOf(31.2f), ValueOf(NAN), ValueOf(-INFINITY)}}};
+  request.outcome = Outcome::kDropped;
+  request.why[1] = {Why::kIsFigure, Why::kTooSmall};
+  const std::string restart = LineOf(Event{Event::kPipeline, {}});
+  const std::string property = LineOf(Event{Event::kProperty, {{"a", "b"}, {"c", {}}}});
+  const Recording read = Parsed(restart + property + LineOf(request, true));
+  ASSERT_EQ(read.steps.size(), 3U);
+  EXPECT_EQ(LineOf(std::get<Event>(read.steps[0].what)), restart);
+  EXPECT_EQ(LineOf(std::get<Event>(read.steps[1].what)), property);
+  EXPECT_EQ(read.steps[0].request, 7);
+  const auto& step = std::get<RequestStep>(read.steps[2].what);
+  EXPECT_EQ(step.frame_index, 6);
+  EXPECT_EQ(step.change.camera_role, request.in.camera_role);
+  EXPECT_EQ(step.change.quad_cfa, request.in.quad_cfa);
+  EXPECT_EQ(step.change.face_rectangles, request.in.face_rectangles);
+  EXPECT_EQ(step.change.score, Change<int32_t>(std::optional<int32_t>()));  // absent, and said so
+  EXPECT_FALSE(step.faces);                                                 // the rectangles count
+  const Returned returned = ReturnedWith(request);
+  Comparison comparison({});
+  comparison.Add(&returned, &step.returned);
+  EXPECT_EQ(comparison.Text(), "0 differences\n");
+}
+
+TEST(Recording, OfFacesAndRawRectanglesOfALineTheRectanglesCount) {
+  const auto step = [](const std::string& in) {
+    return std::get<RequestStep>(Parsed("{\"request\":1,\"in\":" + in + "}\n").steps[0].what);
   };
-  EXPECT_EQ(change(R"({"brodax.faceScore.enabled":0})"), R"({"brodax.faceScore.enabled":0} none)");
-  EXPECT_EQ(change(R"({"faces":[[1,2,3,4],[5,6,7,8]]})"), R"({"brodax.faceScore.enabled":0} 2)");
-  EXPECT_EQ(change(R"({"brodax.faceScore.enabled":null})"),
-            R"({"brodax.faceScore.enabled":null} 2)");
-  held = HeldInput();
-  EXPECT_EQ(change(R"({"faces":[[1,2,3,4]],"android.statistics.faceRectangles":[9]})"),
-            R"({"android.statistics.faceRectangles":[9]} none)");
-  EXPECT_EQ(change(R"({"faces":[]})"), R"({} 0)");
-  EXPECT_EQ(change(R"({"faces":null})"), R"({"android.statistics.faceRectangles":null} none)");
+  EXPECT_EQ(step(R"({"faces":[[1,2,3,4],[5,6,7,8]]})").faces->size(), 2U);
+  const RequestStep both = step(R"({"faces":[[1,2,3,4]],"android.statistics.faceRectangles":[9]})");
+  EXPECT_FALSE(both.faces);
+  EXPECT_EQ((*both.change.face_rectangles)->size(), 1U);
+  const RequestStep none = step(R"({"faces":null})");
+  EXPECT_FALSE(none.faces);
+  EXPECT_TRUE(none.change.face_rectangles && !*none.change.face_rectangles);
 }
 
 TEST(Comparison, SaysWhatDiffersAndCountsTheRest) {
@@ -138,4 +169,4 @@ TEST(Comparison, SaysWhatDiffersAndCountsTheRest) {
 }
 
 }  // namespace
-}  // namespace framework
+}  // namespace record

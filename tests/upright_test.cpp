@@ -10,7 +10,8 @@
 #include <vector>
 
 #include "analysis/face_crop.h"
-#include "camsim/report.h"
+#include "camsim/annotated.h"
+#include "camsim/device_input.h"
 
 namespace {
 
@@ -99,19 +100,51 @@ TEST(Upright, APictureOnePixelWideStaysAsItIs) {
   }
 }
 
+TEST(DeviceInput, ValuesHoldUntilTheyChangeAndTheLaterRectanglesCount) {
+  using Absent = std::optional<int32_t>;
+  constexpr camsim::Size kSent = {4000, 3000};
+  camsim::DeviceInput input{camsim::Options()};
+  EXPECT_EQ(input.Carried(kSent, {{10, 20, 30, 40}}).face_rectangles,
+            (std::vector<int32_t>{20, 40, 78, 118}));
+  record::RequestStep step;
+  step.change.orientation = Absent(90);
+  step.change.score = Absent();
+  input.Change(step);
+  step = {};
+  step.change.orientation = Absent();
+  step.faces = {{1, 2, 3, 4}};
+  input.Change(step);
+  // What is absent is not told, but holds.
+  EXPECT_EQ(input.Holds().orientation, 90);
+  EXPECT_EQ(input.Holds().score, 1);
+  const record::DeviceState carried = input.Carried(kSent, *input.Faces());
+  EXPECT_FALSE(carried.orientation || carried.score);
+  EXPECT_EQ(carried.gender_and_age, 1);
+  EXPECT_FALSE(input.RawFaces(kSent));
+  step = {};
+  step.change.face_rectangles = std::optional(std::vector<int32_t>{20, 40, 78, 118});
+  input.Change(step);
+  EXPECT_FALSE(input.Faces());
+  EXPECT_EQ(*input.RawFaces(kSent), (std::vector<Rect>{{10, 20, 30, 40}}));
+  step.change.face_rectangles = std::optional<std::vector<int32_t>>();
+  input.Change(step);
+  EXPECT_EQ(input.RawFaces(kSent), std::vector<Rect>());
+  EXPECT_FALSE(input.Carried(kSent, {}).face_rectangles);
+}
+
 TEST(Clip, FiguresFollowTheFacesThatTheyWerePublishedFor) {
-  camsim::RequestReport published, frame;
+  record::RequestRecord published, frame;
   published.faces = {{100, 100, 50, 50}, {300, 100, 40, 40}, {500, 100, 30, 30}};
-  published.result = {3, {0.1f, 0.2f, 0.3f}, {10, 20, 30}, {60, 70, 80}, {0.8f, 0.6f, 0.4f}};
+  published.out.result = {3, {0.1f, 0.2f, 0.3f}, {10, 20, 30}, {60, 70, 80}, {0.8f, 0.6f, 0.4f}};
   // The second face came nearer, the third left; another one is new.
   frame.faces = {{290, 95, 60, 60}, {120, 110, 50, 50}, {700, 100, 30, 30}};
-  const camsim::RequestReport shown = camsim::WithFigures(frame, published);
+  const record::RequestRecord shown = camsim::WithFigures(frame, published);
   EXPECT_EQ(shown.faces, frame.faces);
   for (const auto& [slot, from] : {std::pair(0, 1), {1, 0}}) {
-    EXPECT_EQ(shown.result.gender[slot], published.result.gender[from]);
-    EXPECT_EQ(shown.result.age[slot], published.result.age[from]);
-    EXPECT_EQ(shown.result.score[slot], published.result.score[from]);
-    EXPECT_EQ(shown.result.prop[slot], published.result.prop[from]);
+    EXPECT_EQ(shown.out.result.gender[slot], published.out.result.gender[from]);
+    EXPECT_EQ(shown.out.result.age[slot], published.out.result.age[from]);
+    EXPECT_EQ(shown.out.result.score[slot], published.out.result.score[from]);
+    EXPECT_EQ(shown.out.result.prop[slot], published.out.result.prop[from]);
     EXPECT_TRUE(shown.why[static_cast<size_t>(slot)].HasFigures());
   }
   EXPECT_FALSE(shown.why[2].HasFigures());

@@ -1,20 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "camsim/annotated.h"
+
 #include <algorithm>
 
-#include "camsim/report.h"
 #include "media/annotate.h"
-#include "media/picture.h"
+#include "media/y4m_writer.h"
 
 namespace camsim {
 namespace {
+
+using record::kSlots;
+using record::RequestRecord;
+using record::SlotWhy;
+using record::Why;
 
 constexpr media::Colour kFaceColours[kSlots] = {{80, 220, 100}, {90, 170, 255}, {255, 190, 60}};
 constexpr media::Colour kCaptionColour = {200, 200, 200};
 
 // Two lines: figures, and where there are none the reason.
-std::string Label(const RequestReport& report, std::size_t slot) {
-  const framework::ResultRecord& result = report.result;
-  const SlotWhy why = report.why[slot];
+std::string Label(const RequestRecord& request, std::size_t slot) {
+  const framework::ResultRecord& result = request.out.result;
+  const SlotWhy why = request.why[slot];
   if (!why.HasFigures()) return TextOf(why);
   char estimates[64], score[32];
   std::snprintf(estimates, sizeof(estimates), "gender %.2f age %.1f", result.gender[slot],
@@ -35,16 +41,36 @@ int ScaleThatFits(const std::vector<std::string>& texts, int scale, int width) {
   return scale;
 }
 
-int64_t Overlap(const media::Rect& a, const media::Rect& b) {
-  const int64_t width = std::min(int64_t{a.x} + a.w, int64_t{b.x} + b.w) - std::max(a.x, b.x);
-  const int64_t height = std::min(int64_t{a.y} + a.h, int64_t{b.y} + b.h) - std::max(a.y, b.y);
-  return std::max<int64_t>(width, 0) * std::max<int64_t>(height, 0);
+// The frame with its faces outlined and labelled with their results, and a caption.
+media::Picture Annotate(const media::Nv12Frame& frame, const RequestRecord& request,
+                        const std::string& caption) {
+  media::Picture picture = media::Nv12ToPicture(frame);
+  std::vector<std::string> texts = {caption};
+  const std::size_t faces = std::min<std::size_t>(request.faces.size(), kSlots);
+  for (std::size_t slot = 0; slot < faces; ++slot) texts.push_back(Label(request, slot));
+  const int scale =
+      ScaleThatFits(texts, media::LabelScale(picture.width, picture.height), picture.width);
+  std::vector<media::LabelledFace> labelled;
+  for (std::size_t slot = 0; slot < faces; ++slot) {
+    labelled.push_back({request.faces[slot], texts[slot + 1], kFaceColours[slot]});
+  }
+  const media::Rect size = media::LabelBox(0, 0, texts[0], scale);
+  const int caption_y = picture.height - size.h;
+  media::DrawLabelledFaces(labelled, scale, {{0, caption_y, size.w, size.h}}, &picture);
+  media::DrawLabel(0, caption_y, texts[0], kCaptionColour, scale, &picture);
+  return picture;
+}
+
+// How well a frame shows what the node found: the largest rank is the one that is drawn.
+int RankOf(const RequestRecord& request) {
+  if (request.HasFigures()) return 3;
+  if (request.out.result.face_count > 0) return 2;
+  return request.faces.empty() ? 0 : 1;
 }
 
 }  // namespace
 
-media::Picture DrawFaces(const media::Nv12Frame& frame,
-                            const std::vector<media::Rect>& faces) {
+media::Picture DrawFaces(const media::Nv12Frame& frame, const std::vector<media::Rect>& faces) {
   media::Picture picture = media::Nv12ToPicture(frame);
   std::vector<media::LabelledFace> labelled;
   for (std::size_t slot = 0; slot < faces.size() && slot < kSlots; ++slot) {
@@ -55,44 +81,61 @@ media::Picture DrawFaces(const media::Nv12Frame& frame,
   return picture;
 }
 
-media::Picture Annotate(const media::Nv12Frame& frame, const RequestReport& report,
-                           const std::string& caption) {
-  media::Picture picture = media::Nv12ToPicture(frame);
-  std::vector<std::string> texts = {caption};
-  const std::size_t faces = std::min<std::size_t>(report.faces.size(), kSlots);
-  for (std::size_t slot = 0; slot < faces; ++slot) texts.push_back(Label(report, slot));
-  const int scale =
-      ScaleThatFits(texts, media::LabelScale(picture.width, picture.height), picture.width);
-  std::vector<media::LabelledFace> labelled;
-  for (std::size_t slot = 0; slot < faces; ++slot) {
-    labelled.push_back({report.faces[slot], texts[slot + 1], kFaceColours[slot]});
-  }
-  const media::Rect size = media::LabelBox(0, 0, texts[0], scale);
-  const int caption_y = picture.height - size.h;
-  media::DrawLabelledFaces(labelled, scale, {{0, caption_y, size.w, size.h}}, &picture);
-  media::DrawLabel(0, caption_y, texts[0], kCaptionColour, scale, &picture);
-  return picture;
-}
-
-RequestReport WithFigures(const RequestReport& frame, const RequestReport& published) {
-  RequestReport shown = frame;
-  shown.result = {};
+RequestRecord WithFigures(const RequestRecord& frame, const RequestRecord& published) {
+  RequestRecord shown = frame;
+  shown.out.result = {};
   shown.why.fill({Why::kNotAnalysed, Why::kNotAnalysed});
   const std::size_t known = std::min<std::size_t>(published.faces.size(), kSlots);
   for (std::size_t slot = 0; slot < std::min<std::size_t>(frame.faces.size(), kSlots); ++slot) {
     int64_t most = 0;
     for (std::size_t other = 0; other < known; ++other) {
-      const int64_t overlap = Overlap(frame.faces[slot], published.faces[other]);
+      const int64_t overlap = media::Overlap(frame.faces[slot], published.faces[other]);
       if (overlap <= most) continue;
       most = overlap;
       shown.why[slot] = published.why[other];
-      shown.result.gender[slot] = published.result.gender[other];
-      shown.result.age[slot] = published.result.age[other];
-      shown.result.score[slot] = published.result.score[other];
-      shown.result.prop[slot] = published.result.prop[other];
+      shown.out.result.gender[slot] = published.out.result.gender[other];
+      shown.out.result.age[slot] = published.out.result.age[other];
+      shown.out.result.score[slot] = published.out.result.score[other];
+      shown.out.result.prop[slot] = published.out.result.prop[other];
     }
   }
   return shown;
+}
+
+media::Failure AnnotatedPicture::OnRequest(const RequestRecord& request,
+                                           const media::Nv12Frame& picture) {
+  const int rank = RankOf(request);
+  if (rank < rank_) return std::nullopt;
+  rank_ = rank;
+  request_ = request;
+  picture_ = picture;
+  return std::nullopt;
+}
+
+media::Failure AnnotatedPicture::Finish(const record::Summary&) {
+  media::Failure failure = media::WritePng(path_, Annotate(picture_, request_, caption_));
+  if (!failure) std::fprintf(to_text_, "annotated picture: %s\n", path_.c_str());
+  return failure;
+}
+
+media::Failure AnnotatedClip::OnRequest(const RequestRecord& request,
+                                        const media::Nv12Frame& picture) {
+  if (request.HasFigures()) published_ = request;
+  has_figures_ |= request.HasFigures();
+  std::string caption = caption_;
+  if (has_figures_) {
+    const int64_t age = request.number - published_.number;
+    caption += "\nfigures " + std::to_string(age) + (age == 1 ? " frame old" : " frames old");
+  }
+  media::Failure failure;
+  if (!has_header_) failure = media::WriteY4mHeader(picture.width, picture.height, rate_, to_);
+  has_header_ = true;
+  if (!failure) {
+    failure = media::PictureToNv12(Annotate(picture, WithFigures(request, published_), caption), 0,
+                                   &frame_);
+  }
+  if (!failure) failure = media::WriteY4mFrame(frame_, to_);
+  return failure ? media::FailAbout(path_, failure) : failure;
 }
 
 }  // namespace camsim

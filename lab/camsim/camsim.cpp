@@ -1,11 +1,54 @@
 // SPDX-License-Identifier: Apache-2.0
 // camsim: runs the node library on pictures, without a phone.
-#include "camsim/diff.h"
-#include "camsim/interrupt.h"
+#include <cstdio>
+
+#include "camsim/console.h"
+#include "camsim/header.h"
 #include "camsim/options.h"
 #include "camsim/run.h"
 #include "common/exit_code.h"
 #include "common/standard_streams.h"
+#include "record/recording.h"
+
+namespace {
+
+int Say(const media::Failure& failure, int exit_code) {
+  std::fprintf(stderr, "camsim: %s\n", failure->message.c_str());
+  return exit_code;
+}
+
+// Compares the two recordings that the options name and prints what differs.
+int Diff(const camsim::Options& options) {
+  record::Recording recordings[2];
+  for (std::size_t i = 0; i < 2; ++i) {
+    if (auto failure = record::ReadRecording(options.compared[i], &recordings[i])) {
+      return Say(failure, common::kExitUnreadableInput);
+    }
+  }
+  record::Comparison comparison({options.tolerance, options.differences, "second"});
+  record::CompareRecordings(recordings[0], recordings[1], &comparison);
+  std::fputs(comparison.Text().c_str(), stdout);
+  if (std::fflush(stdout) != 0) return common::kExitFailure;
+  return comparison.Count() == 0 ? common::kExitOk : common::kExitDifferences;
+}
+
+// Runs the node as the command line and the script say, which are complete before anything begins.
+int Play(camsim::Options options) {
+  record::Recording script;
+  if (!options.ScriptPath().empty()) {
+    if (auto failure = record::ReadRecording(options.ScriptPath(), &script)) {
+      return Say(failure, common::kExitUnreadableInput);
+    }
+    if (!options.replay.empty() && !script.header) {
+      return Say(media::Fail(options.replay + ": line 1: is no header of a recording"),
+                 common::kExitUnreadableInput);
+    }
+    if (script.header) UseHeader(*script.header, &options);
+  }
+  return camsim::Run(options, script).Go();
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
   common::KeepStandardStreamsApart();
@@ -13,7 +56,6 @@ int main(int argc, char** argv) {
   int exit_code = common::kExitOk;
   if (!camsim::ParseOptions(argc, argv, &options, &exit_code)) return exit_code;
   camsim::CatchInterrupts();
-  return common::RunWithinMemory("camsim", [&] {
-    return options.compared.empty() ? camsim::Run(options).Go() : camsim::Diff(options);
-  });
+  return common::RunWithinMemory(
+      "camsim", [&] { return options.compared.empty() ? Play(options) : Diff(options); });
 }

@@ -32,41 +32,38 @@ std::string BuildIdOf(const std::string& path) {
 
 }  // namespace
 
-framework::Json HeaderOf(const Options& options, Size frame, const framework::Device& device) {
-  framework::Json header;
-  header["recording"] = framework::kRecordingVersion;
-  header["program"] = std::string("camsim ") + common::kVersion;
-  header["node"] = options.node;
-  header["build_id"] = BuildIdOf(options.node);
-  header["device"] = framework::Json::object();
-  for (const auto& library : device.Libraries()) header["device"][library.name] = library.path;
-  header["input"] = options.source.input;
-  header["size"] = {frame.width, frame.height};
-  header["raw"] = !options.source.input.empty() && options.source.width != 0;
-  header["stride"] = options.source.stride;
-  header["upright"] = options.IsUpright();
-  header["buffer"] = {options.buffer.width, options.buffer.height};
-  header["node_caps"] = options.node_caps;
-  header["realtime"] = options.realtime;
+record::RunHeader HeaderOf(const Options& options, Size frame, Size buffer,
+                           const framework::Device& device) {
+  record::RunHeader header;
+  header.program = std::string("camsim ") + common::kVersion;
+  header.node = options.node;
+  header.build_id = BuildIdOf(options.node);
+  for (const auto& library : device.Libraries()) {
+    header.device.emplace_back(library.name, library.path);
+  }
+  header.input = options.source.input;
+  header.size = frame;
+  header.raw = !options.source.input.empty() && options.source.width != 0;
+  header.stride = options.source.stride;
+  header.upright = options.IsUpright();
+  header.buffer = buffer;
+  header.node_caps = options.node_caps;
+  header.realtime = options.realtime;
   return header;
 }
 
-void UseHeader(const framework::Json& header, Options* options) {
-  if (header.is_null()) return;
-  if (!options->upright && header.contains("upright")) options->upright = header["upright"];
-  if (!options->source.input.empty()) return;
+void UseHeader(const record::RunHeader& header, Options* options) {
+  if (!options->upright) options->upright = header.upright;
   media::FrameSourceOptions& source = options->source;
-  source.input = header.value("input", "");
-  const framework::Json size = header.value("size", framework::Json());
-  const bool has_size = source.input.empty() || header.value("raw", false);
-  if (source.width == 0 && has_size && !size.is_null()) {
-    source.width = size[0];
-    source.height = size[1];
+  if (!source.input.empty()) return;
+  source.input = header.input;
+  if (source.width == 0 && (source.input.empty() || header.raw)) {
+    source.width = header.size.width;
+    source.height = header.size.height;
   }
-  if (source.stride == 0) source.stride = header.value("stride", 0);
-  const framework::Json buffer = header.value("buffer", framework::Json());
-  if (options->buffer.width == 0 && !buffer.is_null()) options->buffer = {buffer[0], buffer[1]};
-  if (options->node_caps == 0) options->node_caps = header.value("node_caps", 0U);
+  if (source.stride == 0) source.stride = header.stride;
+  if (options->buffer.width == 0) options->buffer = header.buffer;
+  if (options->node_caps == 0) options->node_caps = header.node_caps;
 }
 
 }  // namespace camsim

@@ -4,17 +4,18 @@
 
 #include "camsim/options.h"
 #include "framework/device.h"
-#include "framework/recording.h"
+#include "record/request_record.h"
 
 namespace camsim {
 
-// The first line of a run's recording.
-framework::Json HeaderOf(const Options& options, Size frame, const framework::Device& device);
+// What holds for the whole run; `frame` is the size of a picture.
+record::RunHeader HeaderOf(const Options& options, Size frame, Size buffer,
+                           const framework::Device& device);
 
 // Takes from a recording's header what the command line leaves open: whether frames are turned, the
 // input with its size and stride, the negotiated buffer, the node's capabilities. For another input
-// only the turning.
-void UseHeader(const framework::Json& header, Options* options);
+// only the turning. From here on the options stay as they are.
+void UseHeader(const record::RunHeader& header, Options* options);
 
 }  // namespace camsim
 

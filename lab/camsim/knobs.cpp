@@ -2,7 +2,7 @@
 #include "camsim/knobs.h"
 
 #include <string>
-#include <utility>
+#include <variant>
 
 #include "device/control.h"
 
@@ -15,7 +15,7 @@ constexpr char kGrader[] = "libFaceGrade.so";
 
 template <typename Knob, typename... Values>
 media::Failure Set(const framework::Device& device, const char* library, const char* name,
-                      bool tries, Values... values) {
+                   bool tries, Values... values) {
   Knob* knob = nullptr;
   media::Failure failure = device.FindKnob(library, name, &knob);
   if (!failure && !tries) knob(values...);
@@ -27,43 +27,49 @@ void Told(void* passes, const ZyModelCall* call) {
   static_cast<PassWatch*>(passes)->Told(model, *call);
 }
 
+// Settings of a recording.
+constexpr char kModelDelay[] = "model_delay_ms";
+constexpr char kFailingInits[] = "failing_inits";
+
 constexpr char kAgeAndGender[] = "age and gender";
 constexpr char kFaceGrade[] = "face grade";
 
 }  // namespace
 
-std::vector<framework::Json> DeviceEvents(const Options& options) {
-  std::vector<framework::Json> events;
-  const auto add = [&events](const char* event, const std::string& name, framework::Json value) {
-    events.push_back({{event, {{name, std::move(value)}}}});
+std::vector<record::Event> DeviceEvents(const Options& options) {
+  using record::Event;
+  std::vector<Event> events;
+  const auto set = [&events](Event::Kind kind, const std::string& name,
+                             const record::Value& value) {
+    events.push_back({kind, {{name, value}}});
   };
   const std::string camera = "persist.vendor.camera.";
-  if (!options.zynode_conf.empty()) add("property", camera + "zynode_conf", options.zynode_conf);
-  if (!options.operation_mask.empty()) {
-    add("property", camera + "operationMask", options.operation_mask);
-  }
-  if (options.model_delay_ms != 0) add("device", "model_delay_ms", options.model_delay_ms);
-  if (options.failing_inits != 0) add("device", "failing_inits", options.failing_inits);
+  const std::string &conf = options.zynode_conf, &mask = options.operation_mask;
+  const int64_t delay = options.model_delay_ms, inits = options.failing_inits;
+  if (!conf.empty()) set(Event::kProperty, camera + "zynode_conf", conf);
+  if (!mask.empty()) set(Event::kProperty, camera + "operationMask", mask);
+  if (delay != 0) set(Event::kDevice, kModelDelay, delay);
+  if (inits != 0) set(Event::kDevice, kFailingInits, inits);
   return events;
 }
 
-media::Failure SetKnobs(const framework::Device& device, const framework::Json& event,
-                           bool tries) {
-  const std::string kind = event.begin().key();
-  for (const auto& [name, value] : event.begin()->items()) {
+media::Failure SetKnobs(const framework::Device& device, const record::Event& event, bool tries) {
+  for (const auto& [name, value] : event.settings) {
+    const auto* const text = std::get_if<std::string>(&value);
+    const auto* const number = std::get_if<int64_t>(&value);
     media::Failure failure;
-    if (kind == "property") {
-      const std::string text = value.is_null() ? "" : value.get<std::string>();
+    if (event.kind == record::Event::kProperty) {
       failure =
           Set<decltype(zy_set_property)>(device, kProperties, "zy_set_property", tries,
-                                         name.c_str(), value.is_null() ? nullptr : text.c_str());
-    } else if (name == "model_delay_ms") {
+                                         name.c_str(), text != nullptr ? text->c_str() : nullptr);
+    } else if (name == kModelDelay) {
       failure = Set<decltype(zy_set_age_gender_delay)>(device, kModel, "zy_set_age_gender_delay",
-                                                       tries, value.get<int>());
-    } else if (name == "failing_inits") {
+                                                       tries, static_cast<int>(*number));
+    } else if (name == kFailingInits) {
       failure = Set<decltype(zy_fail_age_gender_inits)>(device, kModel, "zy_fail_age_gender_inits",
-                                                        tries, value.get<int>());
+                                                        tries, static_cast<int>(*number));
     }
+    const std::string kind = record::kEventNames[event.kind];
     if (failure) return media::FailAbout(kind + "." + name, failure);
   }
   return std::nullopt;

@@ -7,19 +7,18 @@
 #include "camsim/options.h"
 #include "camsim/pass_watch.h"
 #include "framework/device.h"
-#include "framework/recording.h"
 #include "media/error.h"
+#include "record/request_record.h"
 
 namespace camsim {
 
 // What the command line does to the device, as the events of a recording, so that a replay does it
 // again.
-std::vector<framework::Json> DeviceEvents(const Options& options);
+std::vector<record::Event> DeviceEvents(const Options& options);
 
 // Does what an event asks of the device, or, to try, only looks whether it can be done. Fails when
 // a library lacks the knob.
-media::Failure SetKnobs(const framework::Device& device, const framework::Json& event,
-                           bool tries);
+media::Failure SetKnobs(const framework::Device& device, const record::Event& event, bool tries);
 
 // Lets the model libraries that can tell `passes` of their calls.
 void TellCalls(const framework::Device& device, PassWatch* passes);

@@ -13,10 +13,7 @@
 
 namespace camsim {
 
-struct Size {
-  int width = 0;
-  int height = 0;
-};
+using media::Size;
 
 // In place of a picture's name.
 inline constexpr char kNoPicture[] = "none";
@@ -25,13 +22,13 @@ enum class LogLevel { kNone, kError, kInfo };
 
 // What camsim's command line says.
 struct Options {
-  std::string node;                     // the library's path
-  std::vector<std::string> devices;     // folders of the device's libraries
+  std::string node;                  // the library's path
+  std::vector<std::string> devices;  // folders of the device's libraries
   media::FrameSourceOptions source;  // where the frames come from
-  std::vector<media::Rect> faces;  // in picture pixels; empty takes those that the source knows
-  std::optional<float> found_faces;   // or the faces found in each frame, from this score on
-  std::optional<bool> upright;  // frames are turned into a sensor's; unset: if faces are found
-  int requests = 0;             // 0 is 60 of an input without an end, else all
+  std::vector<media::Rect> faces;    // in picture pixels; empty takes those that the source knows
+  std::optional<float> found_faces;  // or the faces found in each frame, from this score on
+  std::optional<bool> upright;       // frames are turned into a sensor's; unset: if faces are found
+  int requests = 0;                  // 0 is 60 of an input without an end, else all
   int orientation = 270;
   Size sensor;  // 0x0 chooses one that holds the frame
   bool quad_cfa = false;
@@ -62,6 +59,7 @@ struct Options {
   std::vector<std::string> compared;     // two recordings that are compared instead of a run
   LogLevel log = LogLevel::kNone;
 
+  const std::string& ScriptPath() const { return replay.empty() ? script : replay; }
   bool IsUpright() const { return upright.value_or(found_faces.has_value()); }
 };
 

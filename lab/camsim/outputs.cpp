@@ -9,17 +9,27 @@
 #include <cstring>
 #include <utility>
 
+#include "camsim/annotated.h"
+#include "camsim/page.h"
+#include "camsim/table.h"
 #include "common/same_file.h"
-#include "media/y4m_writer.h"
+#include "record/json_lines.h"
+#include "record/replay_check.h"
+#include "record/trace.h"
 
 namespace camsim {
 namespace {
+
+// What figures of the stand-ins, and of real networks, are.
+constexpr char kStandInCaption[] = "stand-in figures,\nno estimates of a person";
+constexpr char kRealCaption[] = "estimates by a small network,\nno basis for decisions";
 
 media::Failure SystemFailure(const std::string& path) {
   return media::Fail(path + ": " + std::strerror(errno));
 }
 
-// Whether an open file is what standard output is; a device that takes everything is not meant.
+// Whether an open file is what standard output is, under whatever name: text must not share a file
+// with anything else. A device that takes everything is not meant.
 bool IsStandardOutput(int descriptor) {
   struct stat file = {}, out = {};
   if (fstat(descriptor, &file) != 0 || fstat(STDOUT_FILENO, &out) != 0) return false;
@@ -45,149 +55,115 @@ media::Failure Empty(std::FILE* file, const std::string& path) {
   return ftruncate(fileno(file), 0) == 0 ? std::nullopt : SystemFailure(path);
 }
 
-std::string Caption(const Options& options) {
-  return options.real_models ? kRealCaption : kStandInCaption;
-}
-
 }  // namespace
 
+Outputs::Outputs(const Options& options)
+    : options_(options),
+      outputs_{{{options.annotated == kNoPicture ? "" : options.annotated, "the picture",
+                 Opened::kToTry, nullptr},
+                {options.jsonl, "the JSON lines", Opened::kAsStream, nullptr},
+                {options.annotated_clip, "the clip", Opened::kAsStream, nullptr},
+                {options.trace, "the trace", Opened::kAsFile, nullptr},
+                {options.report, "the report", Opened::kAsFile, nullptr}}} {}
+
 Outputs::~Outputs() {
-  if (made_picture_) unlink(options_.annotated.c_str());
+  const Output& picture = outputs_[kPicture];
+  struct stat status = {};
+  if (picture.was_made && stat(picture.path.c_str(), &status) == 0 && status.st_size == 0) {
+    unlink(picture.path.c_str());
+  }
 }
 
 media::Failure Outputs::Open() {
-  media::Failure failure = TryPicture();
-  if (!failure) failure = OpenStream(options_.jsonl, &json_);
-  if (!failure) failure = OpenStream(options_.annotated_clip, &clip_);
-  if (!failure) failure = OpenFile(options_.trace, &trace_);
-  if (!failure) failure = OpenFile(options_.report, &report_);
-  if (!failure) failure = CheckApart();
-  if (!failure) failure = Empty(json_.get(), options_.jsonl);
-  if (!failure) failure = Empty(clip_.get(), options_.annotated_clip);
-  if (!failure) failure = Empty(trace_.get(), options_.trace);
-  if (!failure) failure = Empty(report_.get(), options_.report);
-  return failure;
-}
-
-bool Outputs::WantsPicture() const { return options_.annotated != kNoPicture; }
-
-media::Failure Outputs::TryPicture() {
-  if (!WantsPicture()) return std::nullopt;
-  const char* const path = options_.annotated.c_str();
-  struct stat before = {};
-  const bool was_there = stat(path, &before) == 0;
-  const int descriptor = open(path, O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-  if (descriptor < 0) return SystemFailure(options_.annotated);
-  made_picture_ = !was_there;
-  const bool is_standard_output = IsStandardOutput(descriptor);
-  close(descriptor);
-  if (!is_standard_output) return std::nullopt;
-  return media::Fail(options_.annotated + ": is standard output");
-}
-
-// Standard output under whatever name is "-": what is said in text must not share a file with it.
-media::Failure Outputs::OpenStream(const std::string& path, File* file) {
-  if (path == "-") {
-    file->reset(stdout);
-    return std::nullopt;
+  for (Output& output : outputs_) {
+    if (media::Failure failure = Open(&output)) return failure;
   }
-  return OpenFile(path, file);
-}
-
-media::Failure Outputs::OpenFile(const std::string& path, File* file) {
-  if (path.empty()) return std::nullopt;
-  const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-  if (descriptor < 0) return SystemFailure(path);
-  if (IsStandardOutput(descriptor)) {
-    close(descriptor);
-    file->reset(stdout);
-    return std::nullopt;
-  }
-  file->reset(fdopen(descriptor, "w"));
-  return *file != nullptr ? std::nullopt : SystemFailure(path);
-}
-
-media::Failure Outputs::CheckApart() const {
-  if (json_ != nullptr && json_.get() == clip_.get()) {
-    return media::Fail("standard output: is to hold both the JSON lines and the clip");
-  }
-  for (const auto& [file, path] :
-       {std::pair(&trace_, options_.trace), std::pair(&report_, options_.report)}) {
-    if (file->get() == stdout) return media::Fail(path + ": is standard output");
-  }
-  std::vector<std::pair<std::string, std::string>> earlier;
-  for (const auto& [path, what] : {std::pair<std::string, std::string>(
-                                       WantsPicture() ? options_.annotated : "", "the picture"),
-                                   {options_.jsonl, "the JSON lines"},
-                                   {options_.annotated_clip, "the clip"},
-                                   {options_.trace, "the trace"},
-                                   {options_.report, "the report"}}) {
-    for (const std::string& input : {options_.source.input, options_.script, options_.replay}) {
-      if (IsInput(path, input)) return media::Fail(path + ": is the input as well");
-    }
-    for (const auto& [other, other_what] : earlier) {
-      if (!common::IsSameFile(path, other)) continue;
-      return media::Fail(other + ": is to hold both " + other_what + " and " + what);
-    }
-    earlier.emplace_back(path, what);
+  if (media::Failure failure = CheckApart()) return failure;
+  for (const Output& output : outputs_) {
+    if (media::Failure failure = Empty(output.file.get(), output.path)) return failure;
   }
   return std::nullopt;
 }
 
-void Outputs::WriteJson(const std::string& line) {
-  if (json_ == nullptr) return;
-  std::fwrite(line.data(), 1, line.size(), json_.get());
-  std::fflush(json_.get());
+media::Failure Outputs::Open(Output* output) {
+  if (output->path.empty()) return std::nullopt;
+  const bool is_stream = output->opened == Opened::kAsStream;
+  if (is_stream && output->path == "-") {
+    output->file.reset(stdout);
+    return std::nullopt;
+  }
+  const char* const path = output->path.c_str();
+  output->was_made = access(path, F_OK) != 0;
+  const int descriptor = open(path, O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+  if (descriptor < 0) return SystemFailure(output->path);
+  const bool is_standard_output = IsStandardOutput(descriptor);
+  if (is_standard_output || output->opened == Opened::kToTry) close(descriptor);
+  if (is_standard_output && !is_stream) {
+    return media::Fail(output->path + ": is standard output");
+  }
+  if (output->opened == Opened::kToTry) return std::nullopt;
+  output->file.reset(is_standard_output ? stdout : fdopen(descriptor, "w"));
+  return output->file != nullptr ? std::nullopt : SystemFailure(output->path);
 }
 
-void Outputs::WriteReport(const std::string& html) {
-  std::fwrite(html.data(), 1, html.size(), report_.get());
+media::Failure Outputs::CheckApart() const {
+  if (FileOf(kJsonLines) == stdout && FileOf(kClip) == stdout) {
+    return media::Fail("standard output: is to hold both the JSON lines and the clip");
+  }
+  for (const Output& output : outputs_) {
+    for (const std::string& input : {options_.source.input, options_.script, options_.replay}) {
+      if (IsInput(output.path, input)) {
+        return media::Fail(output.path + ": is the input as well");
+      }
+    }
+    for (const Output& other : outputs_) {
+      if (&other == &output) break;
+      if (!common::IsSameFile(output.path, other.path)) continue;
+      return media::Fail(other.path + ": is to hold both " + other.what + " and " + output.what);
+    }
+  }
+  return std::nullopt;
 }
 
-media::Failure Outputs::WritePicture(const media::Nv12Frame& frame,
-                                        const RequestReport& report) {
-  made_picture_ = false;
-  return media::WritePng(options_.annotated, Annotate(frame, report, Caption(options_)));
-}
-
-media::Failure Outputs::WriteClipFrame(const media::Nv12Frame& frame,
-                                          const RequestReport& report, const std::string& rate) {
-  if (report.HasFigures()) published_ = report;
-  std::string caption = Caption(options_);
-  if (published_.HasFigures()) {
-    const uint64_t age = report.frame_number - published_.frame_number;
-    caption += "\nfigures " + std::to_string(age) + (age == 1 ? " frame old" : " frames old");
+std::vector<std::unique_ptr<record::RunListener>> Outputs::Listeners(
+    const std::string& rate, const record::Recording& recorded, record::Comparison* comparison) {
+  const bool has_stdout = FileOf(kJsonLines) != stdout && FileOf(kClip) != stdout;
+  const bool is_replay = !options_.replay.empty();
+  std::FILE* const text = has_stdout ? stdout : stderr;
+  const std::string caption = options_.real_models ? kRealCaption : kStandInCaption;
+  std::vector<std::unique_ptr<record::RunListener>> listeners;
+  const auto add = [&listeners](auto listener) { listeners.push_back(std::move(listener)); };
+  if (std::FILE* const file = FileOf(kJsonLines)) add(std::make_unique<record::JsonLines>(file));
+  if (std::FILE* const file = FileOf(kTrace)) add(record::MakeTrace(file));
+  if (std::FILE* const file = FileOf(kReport)) add(std::make_unique<Page>(file));
+  if (is_replay) add(std::make_unique<record::ReplayCheck>(recorded, comparison, text));
+  // A replay prints what is different instead of rows.
+  const TableOptions table = {has_stdout && !is_replay, options_.all, options_.real_models};
+  add(std::make_unique<Table>(table, text));
+  if (std::FILE* const file = FileOf(kClip)) {
+    add(std::make_unique<AnnotatedClip>(outputs_[kClip].path, caption, rate, file));
   }
-  media::Failure failure;
-  if (report.frame_number == 1) {
-    failure = media::WriteY4mHeader(frame.width, frame.height, rate, clip_.get());
+  if (const std::string& path = outputs_[kPicture].path; !path.empty()) {
+    add(std::make_unique<AnnotatedPicture>(path, caption, text));
   }
-  if (!failure) {
-    failure = media::PictureToNv12(Annotate(frame, WithFigures(report, published_), caption), 0,
-                                      &clip_frame_);
-  }
-  if (!failure) failure = media::WriteY4mFrame(clip_frame_, clip_.get());
-  return failure ? media::FailAbout(options_.annotated_clip, failure) : failure;
+  return listeners;
 }
 
 // A stream that lost bytes once stays marked, even when later writes succeed.
 media::Failure Outputs::Check() const {
   if (std::ferror(stdout) != 0) return media::Fail("standard output: write failed");
-  const std::pair<const File*, std::string> files[] = {{&json_, options_.jsonl},
-                                                       {&clip_, options_.annotated_clip},
-                                                       {&trace_, options_.trace},
-                                                       {&report_, options_.report}};
-  for (const auto& [file, path] : files) {
-    if (*file != nullptr && std::ferror(file->get()) != 0) {
-      return media::Fail(path + ": write failed");
+  for (const Output& output : outputs_) {
+    if (output.file != nullptr && std::ferror(output.file.get()) != 0) {
+      return media::Fail(output.path + ": write failed");
     }
   }
   return std::nullopt;
 }
 
 void Outputs::Flush() const {
-  for (std::FILE* file : {stdout, clip_.get(), trace_.get(), report_.get()}) {
-    if (file != nullptr) std::fflush(file);
+  std::fflush(stdout);
+  for (const Output& output : outputs_) {
+    if (output.file != nullptr) std::fflush(output.file.get());
   }
 }
 

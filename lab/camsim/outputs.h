@@ -2,22 +2,24 @@
 #ifndef ZY_APPS_CAMSIM_OUTPUTS_H_
 #define ZY_APPS_CAMSIM_OUTPUTS_H_
 
+#include <array>
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "camsim/options.h"
-#include "camsim/report.h"
 #include "media/error.h"
+#include "record/recording.h"
+#include "record/run_listener.h"
 
 namespace camsim {
 
-// Where a run's results go: the table and the summary to standard output, or the summary alone to
-// standard error when JSON lines or a clip take standard output; JSON lines; a picture; a clip. One
-// thread.
+// The files of a run, and who writes them. Text goes to standard output, or what sums the run up to
+// standard error where JSON lines or a clip take standard output. One thread.
 class Outputs {
  public:
-  explicit Outputs(const Options& options) : options_(options) {}
+  explicit Outputs(const Options& options);
   // Takes away an empty picture file that Open() made and nobody filled.
   ~Outputs();
   Outputs(const Outputs&) = delete;
@@ -27,43 +29,38 @@ class Outputs {
   // well or that is the input is a failure, and nothing that was there is lost.
   media::Failure Open();
 
-  std::FILE* Text() const { return WantsTable() ? stdout : stderr; }
-  bool WantsTable() const { return json_.get() != stdout && clip_.get() != stdout; }
-  // Each line leaves at once, so that a reader is never behind and an interrupt loses nothing.
-  void WriteJson(const std::string& line);
-  // Null where none is wanted.
-  std::FILE* TraceFile() const { return trace_.get(); }
-  void WriteReport(const std::string& html);
-  bool WantsPicture() const;
-  media::Failure WritePicture(const media::Nv12Frame& frame, const RequestReport& report);
-  bool WantsClip() const { return !options_.annotated_clip.empty(); }
-  // Adds a frame to the clip: its faces, with the figures that the latest of the reports up to
-  // `report` published, and how many frames ago that was. `rate` as for media::WriteY4mHeader.
-  media::Failure WriteClipFrame(const media::Nv12Frame& frame, const RequestReport& report,
-                                   const std::string& rate);
+  // Who shows, stores and compares the run; to be destroyed first. `rate` is that of a clip. A
+  // replay is compared with `recorded`.
+  std::vector<std::unique_ptr<record::RunListener>> Listeners(const std::string& rate,
+                                                              const record::Recording& recorded,
+                                                              record::Comparison* comparison);
+
   // Sends what still waits on its way; Check() then says whether it arrived.
   void Flush() const;
   // Whether everything written so far has arrived.
   media::Failure Check() const;
 
  private:
+  enum Role { kPicture, kJsonLines, kClip, kTrace, kReport, kRoles };
+  enum class Opened { kToTry, kAsFile, kAsStream };  // a stream may be standard output
   struct Close {
     void operator()(std::FILE* file) const {
       if (file != stdout) std::fclose(file);
     }
   };
-  using File = std::unique_ptr<std::FILE, Close>;
-
-  media::Failure TryPicture();
-  static media::Failure OpenFile(const std::string& path, File* file);
-  static media::Failure OpenStream(const std::string& path, File* file);
+  struct Output {
+    std::string path;  // empty for none
+    const char* what;
+    Opened opened;
+    std::unique_ptr<std::FILE, Close> file;  // none of one that was only tried
+    bool was_made = false;
+  };
+  static media::Failure Open(Output* output);
   media::Failure CheckApart() const;
+  std::FILE* FileOf(Role role) const { return outputs_[role].file.get(); }
 
   const Options& options_;
-  File json_, trace_, report_, clip_;
-  media::Nv12Frame clip_frame_;
-  RequestReport published_;  // the latest report with figures
-  bool made_picture_ = false;
+  std::array<Output, kRoles> outputs_;
 };
 
 }  // namespace camsim

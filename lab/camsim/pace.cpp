@@ -5,8 +5,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 
-#include "camsim/interrupt.h"
+#include "camsim/console.h"
 
 namespace camsim {
 
@@ -34,18 +35,20 @@ int64_t Pace::Note(std::chrono::steady_clock::duration took) {
   return took_us_.back();
 }
 
-void Pace::Print(std::FILE* to) {
-  if (took_us_.empty()) return;
+std::string Pace::Text() {
+  if (took_us_.empty()) return "";
   std::sort(took_us_.begin(), took_us_.end());
   const auto at = [this](std::size_t percent) {
     return static_cast<double>(took_us_[(took_us_.size() - 1) * percent / 100]) / 1000.0;
   };
   const double seconds = std::chrono::duration<double>(last_ - first_).count();
   const double reached = sent_ > 1 && seconds > 0 ? (sent_ - 1) / seconds : rate_;
-  std::fprintf(to,
-               "%.1f requests a second asked, %.1f reached; %d late by more than half a period; a "
-               "request took %.2f ms in the median, %.2f ms at the 99th percentile\n",
-               rate_, reached, late_, at(50), at(99));
+  char line[256];
+  std::snprintf(line, sizeof(line),
+                "%.1f requests a second asked, %.1f reached; %d late by more than half a period; a "
+                "request took %.2f ms in the median, %.2f ms at the 99th percentile",
+                rate_, reached, late_, at(50), at(99));
+  return line;
 }
 
 }  // namespace camsim

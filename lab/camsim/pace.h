@@ -4,7 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
-#include <cstdio>
+#include <string>
 #include <vector>
 
 namespace camsim {
@@ -18,7 +18,8 @@ class Pace {
   void AwaitNext();
   // Notes how long the node took for a request. Returns it in microseconds.
   int64_t Note(std::chrono::steady_clock::duration took);
-  void Print(std::FILE* to);
+  // In a line; empty where nothing was noted.
+  std::string Text();
 
  private:
   using Time = std::chrono::steady_clock::time_point;

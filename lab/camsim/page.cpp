@@ -6,18 +6,23 @@
 #include <cstdio>
 #include <utility>
 
+#include "camsim/annotated.h"
+#include "camsim/table.h"
 #include "media/annotate.h"
+#include "record/json_lines.h"
 
 namespace camsim {
 namespace {
 
-constexpr std::size_t kSlots = 3;
-constexpr const char* kFigures[] = {"gender", "age", "score", "prop"};
-constexpr const char* kOutcomes[] = {"not offered", "skipped", "dropped", "taken", "?"};
+using record::kFigures;
+using record::kSlots;
+using record::Outcome;
+using record::Span;
+
 constexpr std::size_t kTimelineRequests = 72;
 constexpr int kPictureSide = 640;
 
-// page_head.html, whose colours o0 to o4 are those of kOutcomes.
+// page_head.html, whose colours o0 to o4 are those of the outcomes, in their order.
 constexpr char kHead[] =
 #include "camsim/page_head.inc"
     ;
@@ -31,8 +36,7 @@ constexpr char kHead[] =
   return text;
 }
 
-std::string Escape(const framework::Json& value) {
-  std::string text = value.is_string() ? value.get<std::string>() : framework::LineOf(value);
+std::string Escape(std::string text) {
   for (std::size_t at = 0; (at = text.find_first_of("<&", at)) != text.npos; ++at) {
     text.replace(at, 1, text[at] == '<' ? "&lt;" : "&amp;");
   }
@@ -57,79 +61,83 @@ std::string Image(const media::Picture& picture) {
   return html + "\">";
 }
 
-int OutcomeOf(const framework::Json& request) {
-  const auto found = std::find(std::begin(kOutcomes), std::end(kOutcomes), request["outcome"]);
-  return static_cast<int>(found - std::begin(kOutcomes));
+// Whether the figure came from a pass.
+bool IsFigure(record::SlotWhy why, const record::Figure& figure) {
+  return (figure.is_score ? why.score : why.estimates) == record::Why::kIsFigure;
 }
 
-// Whether the figure came from a pass. A slot may lack its score alone, or all but its score.
-bool IsFigure(const framework::Json& why, const std::string& figure) {
-  if (why.is_null()) return true;
-  const std::string part = why.get<std::string>().substr(0, 6);
-  return figure == "score" ? part == "estima" : part == "score ";
+record::Value ValueOf(const record::RequestRecord& request, std::size_t slot,
+                      const record::Figure& figure) {
+  return record::ValueOf((request.out.result.*figure.of)[slot]);
 }
 
-std::string Bar(int colour, double x, int y, double width) {
-  return Format("<rect class=\"o%d\" x=\"%.2f\" y=\"%d\" width=\"%.2f\" height=\"18\"/>", colour, x,
-                y, width);
+std::string Bar(Outcome outcome, double x, int y, double width) {
+  return Format("<rect class=\"o%d\" x=\"%.2f\" y=\"%d\" width=\"%.2f\" height=\"18\"/>",
+                static_cast<int>(outcome), x, y, width);
 }
 
 }  // namespace
 
-void Page::AddRequest(const framework::Json& request, Span time) {
-  requests_.push_back({request, time});
+media::Failure Page::OnRequest(const record::RequestRecord& request,
+                               const media::Nv12Frame& picture) {
+  requests_.push_back(request);
   if (requests_.size() > kRequests) requests_.pop_front();
   for (std::size_t slot = 0; slot < kSlots; ++slot) {
-    if (request["why"][slot].is_null()) continue;
-    std::vector<int>& counts = empty_[request["why"][slot]];
-    counts.resize(kSlots);
-    ++counts[slot];
+    const std::string why = TextOf(request.why[slot]);
+    if (!why.empty()) ++empty_[why][slot];
   }
-  if (request["figures_age"].is_null()) return;
-  const int64_t analysed =
-      request["request"].get<int64_t>() - request["figures_age"].get<int64_t>();
   for (ShownPass& shown : passes_) {
-    if (shown.pass.request == analysed && shown.first.is_null()) shown.first = request;
+    if (request.figures_age && shown.pass.request == request.number - *request.figures_age &&
+        !shown.first) {
+      shown.first = request;
+    }
   }
+  if (request.outcome == Outcome::kTaken) handed_over_ = DrawFaces(picture, request.faces);
+  return std::nullopt;
 }
 
-void Page::AddPass(Pass pass, const media::Picture& frame) {
+void Page::OnPass(const record::PassRecord& pass) {
   pass_times_.push_back({pass.request, {}, pass.worker, pass.time, {}, {}});
   if (pass_times_.size() > kTimelineRequests) pass_times_.pop_front();
-  for (const ModelCall& call : pass.calls) {
-    media::DrawRectangle(call.face, {255, 190, 60}, 2, &pass.seen);
+  passes_.push_back({pass, media::Shrink(handed_over_, kPictureSide), {}});
+  media::Picture& seen = passes_.back().pass.seen;
+  for (const record::ModelCall& call : pass.calls) {
+    media::DrawRectangle(call.face, {255, 190, 60}, 2, &seen);
   }
-  passes_.push_back({std::move(pass), media::Shrink(frame, kPictureSide), {}});
   if (passes_.size() > kPasses) passes_.pop_front();
 }
 
-std::string Page::Html(const framework::Json& header, const std::string& summary) const {
-  std::string html = kHead + ("<p>" + Escape(summary)) + "<dl>";
-  for (const auto& [key, value] : header.items()) {
-    html += "<dt>" + Escape(key) + "<dd>";
-    if (!value.is_object()) html += Escape(value);
-    if (value.is_object()) {
-      for (const Json& part : value) html += Escape(part) + "<br>";
-    }
-  }
-  html += "</dl>" + Outcomes() + "<h2>Figures of each slot over the requests</h2><div class=plots>";
+media::Failure Page::Finish(const record::Summary& summary) {
+  std::string html = Head(summary) + Outcomes() +
+                     "<h2>Figures of each slot over the requests</h2><div class=plots>";
   for (std::size_t slot = 0; slot < kSlots; ++slot) {
-    for (const char* figure : kFigures) html += Plot(slot, figure);
+    for (const record::Figure& figure : kFigures) html += Plot(slot, figure);
   }
-  return html + "</div>" + Timeline() + Passes() + EmptySlots() + "</html>\n";
+  html += "</div>" + Timeline() + Passes() + EmptySlots() + "</html>\n";
+  std::fwrite(html.data(), 1, html.size(), to_);
+  return std::nullopt;
+}
+
+std::string Page::Head(const record::Summary& summary) const {
+  std::string html = kHead + ("<p>" + Escape(SummaryLine(summary))) + "<dl>";
+  for (const auto& [key, texts] : ItemsOf(header_)) {
+    html += "<dt>" + Escape(key) + "<dd>";
+    for (const std::string& text : texts) html += Escape(text) + (texts.size() > 1 ? "<br>" : "");
+  }
+  return html + "</dl>";
 }
 
 std::string Page::Outcomes() const {
-  std::map<int, int> counts;
+  std::map<Outcome, int> counts;
   double x = 0;
   std::string bars, html = "<h2>What became of each frame</h2><p class=\"dim\">";
-  for (const Request& request : requests_) {
-    bars += Bar(OutcomeOf(request.json), x++, 0, 1);
-    ++counts[OutcomeOf(request.json)];
+  for (const record::RequestRecord& request : requests_) {
+    bars += Bar(request.outcome, x++, 0, 1);
+    ++counts[request.outcome];
   }
   for (const auto& [outcome, count] : counts) {
     html += "<svg class=\"key\" viewBox=\"0 0 9 9\">" + Bar(outcome, 0, 0, 9) + "</svg>" +
-            kOutcomes[outcome] + ": " + std::to_string(count);
+            NameOf(outcome) + ": " + std::to_string(count);
   }
   return html +
          Format("<svg viewBox=\"0 0 %zu 18\" preserveAspectRatio=\"none\" height=\"28\">",
@@ -137,19 +145,21 @@ std::string Page::Outcomes() const {
          bars + "</svg>";
 }
 
-std::string Page::Plot(std::size_t slot, const char* figure) const {
+std::string Page::Plot(std::size_t slot, const record::Figure& figure) const {
   std::vector<std::pair<double, double>> points;
-  for (const Request& request : requests_) {
-    const Json& out = request.json["out"];
-    if (!IsFigure(request.json["why"][slot], figure) || !out.contains(figure)) continue;
-    const Json& value = out[figure][slot];
-    if (value.is_number()) points.push_back({value, request.json["request"]});
+  for (const record::RequestRecord& request : requests_) {
+    if (!IsFigure(request.why[slot], figure)) continue;
+    const record::Value value = ValueOf(request, slot, figure);
+    if (const double* const number = std::get_if<double>(&value)) {
+      points.emplace_back(*number, static_cast<double>(request.number));
+    }
   }
-  std::string html = Format("<figure><figcaption>slot %zu %s: ", slot, figure);
+  std::string html = Format("<figure><figcaption>slot %zu %s: ", slot, figure.name);
   if (points.empty()) return html + "none</figcaption></figure>";
   const double lowest = std::min_element(points.begin(), points.end())->first;
   const double highest = std::max_element(points.begin(), points.end())->first;
-  const double first = requests_.front().json["request"], last = requests_.back().json["request"];
+  const auto first = static_cast<double>(requests_.front().number);
+  const auto last = static_cast<double>(requests_.back().number);
   html += Format("%.4g to %.4g</figcaption><svg viewBox=\"0 0 260 70\"><polyline points=\"", lowest,
                  highest);
   for (const auto& [value, number] : points) {
@@ -169,19 +179,19 @@ std::string Page::Timeline() const {
   const double scale = 1000.0 / static_cast<double>(end - origin + 1);
   const auto scaled = [scale](int64_t time) { return scale * static_cast<double>(time); };
   std::string bars;
-  const auto add_bar = [&](Span time, int row, int colour) {
+  const auto add_bar = [&](Span time, int row, Outcome colour) {
     bars += Bar(colour, scaled(time.at - origin), 22 * row + 14, std::max(1.0, scaled(time.took)));
   };
   for (auto request = begin; request != requests_.end(); ++request) {
-    add_bar(request->time, 0, OutcomeOf(request->json));
-    if (request->json["outcome"] == "not offered") continue;
+    add_bar(request->time, 0, request->outcome);
+    if (request->outcome == Outcome::kNotOffered) continue;
     bars += Format("<text x=\"%.1f\" y=\"11\">", scaled(request->time.at - origin)) +
-            request->json["request"].dump() + "</text>";
+            std::to_string(request->number) + "</text>";
   }
   int rows = 1;
-  for (const Pass& pass : pass_times_) {
+  for (const record::PassRecord& pass : pass_times_) {
     if (pass.time.at < origin) continue;
-    add_bar(pass.time, pass.worker, 3);
+    add_bar(pass.time, pass.worker, Outcome::kTaken);
     rows = std::max(rows, pass.worker + 1);
   }
   return "<h2>Requests, and below them the passes of each worker</h2><p class=\"dim\">" +
@@ -196,14 +206,17 @@ std::string Page::Passes() const {
   for (const ShownPass& shown : passes_) {
     html += "<article><h3>Request " + std::to_string(shown.pass.request) +
             "</h3><div class=\"pair\">" + Image(shown.frame) + Image(shown.pass.seen) + "</div>";
-    if (shown.first.is_null()) continue;
-    html += "<p>Its figures from request " + shown.first["request"].dump() +
+    if (!shown.first) continue;
+    html += "<p>Its figures from request " + std::to_string(shown.first->number) +
             " on<table><tr><th>slot<th>gender<th>age<th>score<th>prop<th>why empty";
     for (std::size_t slot = 0; slot < kSlots; ++slot) {
       html += Format("<tr><td>%zu", slot);
-      for (const char* figure : kFigures) html += "<td>" + Escape(shown.first["out"][figure][slot]);
-      const Json& why = shown.first["why"][slot];
-      html += "<td>" + (why.is_null() ? "" : Escape(why));
+      for (const record::Figure& figure : kFigures) {
+        const record::Value value = ValueOf(*shown.first, slot, figure);
+        const std::string* const text = std::get_if<std::string>(&value);
+        html += "<td>" + (text != nullptr ? *text : record::TextOf(value));
+      }
+      html += "<td>" + Escape(TextOf(shown.first->why[slot]));
     }
     html += "</table></article>";
   }

@@ -3,53 +3,54 @@
 #ifndef ZY_APPS_CAMSIM_PAGE_H_
 #define ZY_APPS_CAMSIM_PAGE_H_
 
+#include <array>
 #include <cstddef>
+#include <cstdio>
 #include <deque>
 #include <map>
+#include <optional>
 #include <string>
-#include <vector>
 
-#include "camsim/trace.h"
-#include "framework/recording.h"
 #include "media/picture.h"
+#include "record/run_listener.h"
 
 namespace camsim {
 
-// Collects a run; of a long one it shows the last kRequests requests and kPasses passes. One thread
-// at a time.
-class Page {
+// Collects a run, and writes the page at its end; of a long run it shows the last kRequests
+// requests and kPasses passes.
+class Page : public record::RunListener {
  public:
   static constexpr std::size_t kRequests = 3000;
   static constexpr std::size_t kPasses = 12;
 
-  // A request as a recording has it. Comes before the pass over its frame.
-  void AddRequest(const framework::Json& request, Span time);
-  // `frame` is the picture that was handed over, with its faces outlined.
-  void AddPass(Pass pass, const media::Picture& frame);
-  // The page, with the recording's header and a line that sums the run up.
-  std::string Html(const framework::Json& header, const std::string& summary) const;
+  explicit Page(std::FILE* to) : to_(to) {}
+  void Begin(const record::RunHeader& header) override { header_ = header; }
+  media::Failure OnRequest(const record::RequestRecord& request,
+                           const media::Nv12Frame& picture) override;
+  void OnPass(const record::PassRecord& pass) override;
+  media::Failure Finish(const record::Summary& summary) override;
 
  private:
-  using Json = framework::Json;
-  struct Request {
-    Json json;
-    Span time;
-  };
   struct ShownPass {
-    Pass pass;
+    record::PassRecord pass;
     media::Picture frame;
-    Json first;  // request that brought its figures; null while there is none
+    std::optional<record::RequestRecord> first;  // request that brought its figures
   };
+  std::string Head(const record::Summary& summary) const;
   std::string Outcomes() const;
-  std::string Plot(std::size_t slot, const char* figure) const;
+  std::string Plot(std::size_t slot, const record::Figure& figure) const;
   std::string Timeline() const;
   std::string Passes() const;
   std::string EmptySlots() const;
 
-  std::deque<Request> requests_;
+  std::FILE* const to_;
+  record::RunHeader header_;
+  std::deque<record::RequestRecord> requests_;
   std::deque<ShownPass> passes_;
-  std::deque<Pass> pass_times_;                    // without pictures
-  std::map<std::string, std::vector<int>> empty_;  // how often each slot was empty, by reason
+  std::deque<record::PassRecord> pass_times_;  // without pictures
+  media::Picture handed_over_;                 // the frame of the pass that comes next
+  // How often each slot was empty, by reason.
+  std::map<std::string, std::array<int, record::kSlots>> empty_;
 };
 
 }  // namespace camsim

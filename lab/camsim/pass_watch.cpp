@@ -6,6 +6,10 @@
 
 namespace camsim {
 
+using record::ModelCall;
+using record::PassRecord;
+using record::Span;
+
 void PassWatch::Told(const char* model, const ZyModelCall& call) {
   const int64_t now = Now();
   ++told_;
@@ -22,12 +26,18 @@ int64_t PassWatch::Now() const {
   return std::chrono::duration_cast<std::chrono::microseconds>(now).count();
 }
 
-void PassWatch::HandOver(int64_t request, Span time, int worker) {
-  pending_ = Pass{request, time, worker, {time.at + time.took, 0}, {}, {}};
+void PassWatch::HandOver(const record::RequestRecord& request) {
+  const Span time = request.time;
+  pending_ = PassRecord{request.number, time, worker_, {time.at + time.took, 0}, {}, {}};
 }
 
-Pass PassWatch::TakeEnded() {
-  Pass pass = std::move(*pending_);
+void PassWatch::EndPipeline() {
+  if (IsPending()) TakeEnded();
+  ++worker_;
+}
+
+PassRecord PassWatch::TakeEnded() {
+  PassRecord pass = std::move(*pending_);
   pending_.reset();
   std::lock_guard<std::mutex> lock(mutex_);
   pass.calls = std::exchange(calls_, {});
@@ -48,8 +58,7 @@ Span EvenTime(int64_t request, double fps) {
           static_cast<int64_t>(period / 5)};
 }
 
-void SetEvenTimes(double fps, Pass* pass) {
-  pass->handed_over = EvenTime(pass->request, fps);
+void SetEvenTimes(PassRecord* pass) {
   const int64_t fifth = pass->handed_over.took;
   pass->time = {pass->handed_over.at + 2 * fifth, 2 * fifth};
   const auto count = static_cast<int64_t>(pass->calls.size());

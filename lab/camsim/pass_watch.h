@@ -9,8 +9,9 @@
 #include <optional>
 #include <vector>
 
-#include "camsim/trace.h"
 #include "device/control.h"
+#include "media/picture.h"
+#include "record/request_record.h"
 
 namespace camsim {
 
@@ -29,27 +30,30 @@ class PassWatch {
   // The run's clock.
   int64_t Now() const;
   // A worker has taken the frame of a request.
-  void HandOver(int64_t request, Span time, int worker);
+  void HandOver(const record::RequestRecord& request);
   // Whether a frame was handed over whose pass has not ended.
   bool IsPending() const { return pending_.has_value(); }
   // The pass of the frame that was handed over, now that it has ended. A call begins with the end
   // of the one before it, a pass ends with its last call or, without any, now.
-  Pass TakeEnded();
+  record::PassRecord TakeEnded();
+  // The node goes, whatever its worker did; the next pass is another worker's.
+  void EndPipeline();
 
  private:
   const bool keeps_pictures_;
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
-  std::optional<Pass> pending_;
+  std::optional<record::PassRecord> pending_;
+  int worker_ = 1;
   std::atomic<uint64_t> told_{0};
   std::mutex mutex_;  // of the calls and the picture
-  std::vector<ModelCall> calls_;
+  std::vector<record::ModelCall> calls_;
   media::Picture seen_;
 };
 
 // Gives a request the place that it has at an even rate, and a pass one between two requests, its
 // calls side by side: what a run that waits for its workers looks like.
-Span EvenTime(int64_t request, double fps);
-void SetEvenTimes(double fps, Pass* pass);
+record::Span EvenTime(int64_t request, double fps);
+void SetEvenTimes(record::PassRecord* pass);
 
 }  // namespace camsim
 

@@ -1,19 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <algorithm>
+#include "camsim/table.h"
+
 #include <cinttypes>
 
-#include "camsim/report.h"
+#include "record/json_lines.h"
 
 namespace camsim {
 namespace {
 
+using record::kSlots;
+using record::Outcome;
+using record::RequestRecord;
+
 // The reasons of all slots: said once when they agree, by the slots' numbers otherwise.
-std::string ReasonsOf(const RequestReport& report) {
-  if (report.outcome == Outcome::kUnknown) return "?";
-  std::string reasons, first = TextOf(report.why[0]);
+std::string ReasonsOf(const RequestRecord& request) {
+  if (request.outcome == Outcome::kUnknown) return NameOf(request.outcome);
+  std::string reasons, first = TextOf(request.why[0]);
   bool agree = true;
-  for (int slot = 0; slot < kSlots; ++slot) {
-    const std::string text = TextOf(report.why[static_cast<std::size_t>(slot)]);
+  for (std::size_t slot = 0; slot < kSlots; ++slot) {
+    const std::string text = TextOf(request.why[slot]);
     agree &= text == first;
     if (text.empty()) continue;
     if (!reasons.empty()) reasons += ", ";
@@ -22,87 +27,84 @@ std::string ReasonsOf(const RequestReport& report) {
   return agree ? first : reasons;
 }
 
+// The tags that are not the record's.
+std::string OwnTagsLine(const std::vector<record::NamedValues>& values) {
+  std::string tags;
+  for (const record::NamedValues& tag : values) {
+    const std::size_t dot = tag.name.rfind('.');
+    if (dot == tag.name.npos) continue;
+    tags += ", " + tag.name.substr(dot + 1) + " ";
+    for (std::size_t i = 0; i < tag.values.size(); ++i) {
+      tags += (i == 0 ? "" : "x") + record::TextOf(tag.values[i]);
+    }
+  }
+  return tags.empty() ? "" : "the node's own tags: " + tags.substr(2) + "\n";
+}
+
 }  // namespace
 
-const char* NameOf(Outcome outcome) {
-  switch (outcome) {
-    case Outcome::kUnknown:
-      return "?";
-    case Outcome::kNotOffered:
-      return "not offered";
-    case Outcome::kSkipped:
-      return "skipped";
-    case Outcome::kDropped:
-      return "dropped";
-    case Outcome::kTaken:
-      return "taken";
-  }
-  return "";
-}
-
-bool RequestReport::HasFigures() const {
-  return std::any_of(why.begin(), why.end(), [](SlotWhy slot) { return slot.HasFigures(); });
-}
-
-void Summary::Count(Outcome outcome) {
-  ++sent;
-  skipped += outcome == Outcome::kSkipped;
-  dropped += outcome == Outcome::kDropped;
-  taken += outcome == Outcome::kTaken;
-  unknown += outcome == Outcome::kUnknown;
-}
-
-void PrintTableHead(bool real_models, std::FILE* to) {
-  if (real_models) {
-    std::fputs("Estimates by a small network, no basis for decisions about people.\n", to);
-  }
-  std::fprintf(to, "%7s %5s", "", "");
-  for (int slot = 0; slot < kSlots; ++slot) std::fprintf(to, " | ------- slot %d -------", slot);
-  std::fprintf(to, " |\n%7s %5s", "request", "faces");
-  for (int slot = 0; slot < kSlots; ++slot) std::fprintf(to, " | gender   age score prop");
-  std::fprintf(to, " | why zero or default\n");
-}
-
-void PrintTableRow(const RequestReport& report, std::FILE* to) {
-  const framework::ResultRecord& result = report.result;
-  std::fprintf(to, "%7" PRIu64 " %5d", report.frame_number, result.face_count);
-  for (int slot = 0; slot < kSlots; ++slot) {
-    std::fprintf(to, " | %6.3f %5.1f %5.1f %4.2f", result.gender[slot], result.age[slot],
-                 result.score[slot], result.prop[slot]);
-  }
-  const std::string reasons = ReasonsOf(report);
-  std::fprintf(to, " |%s%s\n", reasons.empty() ? "" : " ", reasons.c_str());
-}
-
-std::string SummaryLine(const Summary& summary) {
+std::string SummaryLine(const record::Summary& summary) {
   char line[256];
   if (summary.unknown != 0) {
     std::snprintf(line, sizeof(line),
-                  "%d requests sent, %d seen taken; the node does not tell of the others; %" PRIu64
-                  " analysed",
+                  "%" PRId64 " requests sent, %" PRId64
+                  " seen taken; the node does not tell of the others; %" PRIu64 " analysed",
                   summary.sent, summary.taken, summary.analysed);
   } else {
     std::snprintf(line, sizeof(line),
-                  "%d requests sent, %d handed over: %d taken, %d dropped, %d skipped by the "
-                  "worker's pacing; %" PRIu64 " analysed",
+                  "%" PRId64 " requests sent, %" PRId64 " handed over: %" PRId64 " taken, %" PRId64
+                  " dropped, %" PRId64 " skipped by the worker's pacing; %" PRIu64 " analysed",
                   summary.sent, summary.HandedOver(), summary.taken, summary.dropped,
                   summary.skipped, summary.analysed);
   }
   return line;
 }
 
-std::string OwnTagsLine(const framework::Json& out) {
-  std::string tags;
-  for (const auto& [name, value] : out.items()) {
-    const std::size_t dot = name.rfind('.');
-    if (dot == name.npos) continue;
-    tags += ", " + name.substr(dot + 1) + " ";
-    for (std::size_t i = 0; i < value.size(); ++i) {
-      tags += i == 0 ? "" : "x";
-      tags += (value.is_array() ? value[i] : value).dump();
-    }
+void Table::Begin(const record::RunHeader&) {
+  if (!options_.has_rows) return;
+  if (options_.real_models) {
+    std::fputs("Estimates by a small network, no basis for decisions about people.\n", to_);
   }
-  return tags.empty() ? "" : "the node's own tags: " + tags.substr(2);
+  std::fprintf(to_, "%7s %5s", "", "");
+  for (int slot = 0; slot < kSlots; ++slot) std::fprintf(to_, " | ------- slot %d -------", slot);
+  std::fprintf(to_, " |\n%7s %5s", "request", "faces");
+  for (int slot = 0; slot < kSlots; ++slot) std::fprintf(to_, " | gender   age score prop");
+  std::fprintf(to_, " | why zero or default\n");
+}
+
+media::Failure Table::OnRequest(const RequestRecord& request, const media::Nv12Frame&) {
+  if (options_.has_rows && (options_.all || request.outcome != Outcome::kNotOffered)) {
+    PrintRow(request);
+  }
+  last_why_ = request.why[0];
+  last_values_ = request.out.values;
+  return std::nullopt;
+}
+
+void Table::PrintRow(const RequestRecord& request) const {
+  const framework::ResultRecord& result = request.out.result;
+  std::fprintf(to_, "%7" PRId64 " %5d", request.number, result.face_count);
+  for (int slot = 0; slot < kSlots; ++slot) {
+    std::fprintf(to_, " | %6.3f %5.1f %5.1f %4.2f", result.gender[slot], result.age[slot],
+                 result.score[slot], result.prop[slot]);
+  }
+  const std::string reasons = ReasonsOf(request);
+  std::fprintf(to_, " |%s%s\n", reasons.empty() ? "" : " ", reasons.c_str());
+}
+
+media::Failure Table::Finish(const record::Summary& summary) {
+  PrintNotHandedOver(summary);
+  std::fprintf(to_, "%s\n%s", SummaryLine(summary).c_str(), OwnTagsLine(last_values_).c_str());
+  if (!summary.pace.empty()) std::fprintf(to_, "%s\n", summary.pace.c_str());
+  return std::nullopt;
+}
+
+void Table::PrintNotHandedOver(const record::Summary& summary) const {
+  const int64_t count = summary.sent - summary.HandedOver() - summary.unknown;
+  if (!options_.has_rows || options_.all || count == 0) return;
+  const bool says_why = summary.HandedOver() == 0 && last_why_.score != record::Why::kNotHandedOver;
+  std::fprintf(to_, "requests that were not handed over: %" PRId64 " (%s--all prints them)\n",
+               count, says_why ? (TextOf(last_why_) + "; ").c_str() : "");
 }
 
 }  // namespace camsim

@@ -56,7 +56,7 @@ void MirrorRows(uint8_t* plane, int rows, int stride, int elements, std::ptrdiff
 }  // namespace
 
 media::Failure TurnToSensor(const media::Nv12Frame& upright, int orientation, int stride,
-                               media::Nv12Frame* sensor) {
+                            media::Nv12Frame* sensor) {
   const Turn turn = TurnOf(orientation);
   const Size whole = {upright.width, upright.height}, size = Even(whole);
   if (!IsTurned(turn, whole)) {
@@ -64,8 +64,7 @@ media::Failure TurnToSensor(const media::Nv12Frame& upright, int orientation, in
     return std::nullopt;
   }
   const Size turned = TurnToSensor(whole, orientation);
-  if (media::Failure failure =
-          media::ShapeFrame(turned.width, turned.height, stride, sensor)) {
+  if (media::Failure failure = media::ShapeFrame(turned.width, turned.height, stride, sensor)) {
     return failure;
   }
   media::Nv12Frame from = upright;

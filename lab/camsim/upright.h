@@ -17,7 +17,7 @@ namespace camsim {
 // of `stride` bytes as media::ShapeFrame gives them (and fails as that does), and an odd last
 // row or column is left out; a picture one pixel wide or high stays as it is.
 media::Failure TurnToSensor(const media::Nv12Frame& upright, int orientation, int stride,
-                               media::Nv12Frame* sensor);
+                            media::Nv12Frame* sensor);
 
 // The size of that frame, and where a rectangle of an upright picture of that size lies in it. The
 // same turn of the frame's size leads a rectangle back.

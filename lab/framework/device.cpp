@@ -80,7 +80,7 @@ media::Failure Device::OpenLibrary(const std::string& name, const std::string& p
 }
 
 media::Failure Device::FindSymbol(const std::string& library, const char* name,
-                                     void** symbol) const {
+                                  void** symbol) const {
   const auto found = std::find_if(libraries_.begin(), libraries_.end(),
                                   [&](const Library& other) { return other.name == library; });
   if (found == libraries_.end()) return media::FailUsage(library + ": is not open");

@@ -259,8 +259,7 @@ Session::~Session() {
   if (node_ != nullptr) Destroy();
 }
 
-media::Failure Session::Create(uint32_t node_caps, uint32_t buffer_width,
-                                  uint32_t buffer_height) {
+media::Failure Session::Create(uint32_t node_caps, uint32_t buffer_width, uint32_t buffer_height) {
   const ChiNodeCallbacks& callbacks = Framework::Get().Callbacks();
   ChiNodeCreateInfo create = {};
   create.size = sizeof(create);
@@ -281,8 +280,7 @@ media::Failure Session::Create(uint32_t node_caps, uint32_t buffer_width,
 
 void Session::PostPipelineCreate() { Framework::Get().Callbacks().pPostPipelineCreate(node_); }
 
-media::Failure Session::Process(uint64_t frame_number, CameraBuffer* input,
-                                   CameraBuffer* output) {
+media::Failure Session::Process(uint64_t frame_number, CameraBuffer* input, CameraBuffer* output) {
   ChiNodeBuffer* inputs[] = {input->handle()};
   ChiNodeBuffer* outputs[] = {output->handle()};
   ChiNodeProcessRequestInfo info = {};

@@ -92,12 +92,6 @@ Rect VisiblePart(Rect rect, const Picture& picture) {
           Clamp(int64_t{rect.y} + rect.h, top, picture.height) - top};
 }
 
-int64_t Overlap(Rect a, Rect b) {
-  const int64_t w = std::min(a.x + a.w, b.x + b.w) - std::max(a.x, b.x);
-  const int64_t h = std::min(a.y + a.h, b.y + b.h) - std::max(a.y, b.y);
-  return w > 0 && h > 0 ? w * h : 0;
-}
-
 // All rectangles lie in the picture, so that no sum overflows.
 Rect PlaceLabel(Rect face, Rect label, const std::vector<Rect>& taken, const Picture& picture) {
   const int right = face.x + face.w, bottom = face.y + face.h;

@@ -2,6 +2,7 @@
 #ifndef ZY_PICTURES_GEOMETRY_H_
 #define ZY_PICTURES_GEOMETRY_H_
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 
@@ -21,6 +22,11 @@ constexpr bool operator==(const Rect& a, const Rect& b) {
   return a.x == b.x && a.y == b.y && a.w == b.w && a.h == b.h;
 }
 
+struct Size {
+  int width = 0;
+  int height = 0;
+};
+
 inline constexpr int kMaxSide = 16384;
 inline constexpr int64_t kMaxPixels = int64_t{1} << 27;
 
@@ -35,6 +41,13 @@ inline Failure UnusableSize(int64_t width, int64_t height) {
   return Fail("size " + std::to_string(width) + "x" + std::to_string(height) +
               " is outside the limits: 1 to " + std::to_string(kMaxSide) + " a side and at most " +
               std::to_string(kMaxPixels >> 20) + " Mi pixels");
+}
+
+// Pixels that lie in both.
+inline int64_t Overlap(const Rect& a, const Rect& b) {
+  const int64_t width = std::min(int64_t{a.x} + a.w, int64_t{b.x} + b.w) - std::max(a.x, b.x);
+  const int64_t height = std::min(int64_t{a.y} + a.h, int64_t{b.y} + b.h) - std::max(a.y, b.y);
+  return std::max<int64_t>(width, 0) * std::max<int64_t>(height, 0);
 }
 
 // Half of a length in pixels, rounded up: the number of chroma samples along it.

@@ -2,12 +2,14 @@
 #include "media/nv12.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <cstring>
 #include <string>
 
 namespace media {
 namespace {
 
-std::size_t Size(int length) { return static_cast<std::size_t>(length); }
+std::size_t ToSize(int length) { return static_cast<std::size_t>(length); }
 
 int ToByteRange(int value) { return std::clamp(value, 0, 255); }
 
@@ -28,13 +30,13 @@ void ChromaOf(const int sum[3], uint8_t pair[2]) {
 }
 
 void LumaRow(const uint8_t* rgb, int width, uint8_t* luma) {
-  for (int x = 0; x < width; ++x) luma[x] = LumaOf(rgb + Size(x) * 3);
+  for (int x = 0; x < width; ++x) luma[x] = LumaOf(rgb + ToSize(x) * 3);
 }
 
 void ChromaRow(const uint8_t* upper, const uint8_t* lower, int width, uint8_t* pairs) {
   for (int x = 0; x < width; x += 2) {
-    const std::size_t left = Size(x) * 3;
-    const std::size_t right = Size(std::min(x + 1, width - 1)) * 3;
+    const std::size_t left = ToSize(x) * 3;
+    const std::size_t right = ToSize(std::min(x + 1, width - 1)) * 3;
     int sum[3];
     for (std::size_t c = 0; c < 3; ++c) {
       sum[c] = upper[left + c] + upper[right + c] + lower[left + c] + lower[right + c];
@@ -74,7 +76,8 @@ ChromaShape ShapeOfChroma(ChromaLayout layout, int width, int height) {
 void CopyRows(const uint8_t* from, int from_stride, int row_bytes, int rows, uint8_t* to,
               int to_stride) {
   for (int y = 0; y < rows; ++y) {
-    std::copy_n(from + Size(y) * Size(from_stride), row_bytes, to + Size(y) * Size(to_stride));
+    std::copy_n(from + ToSize(y) * ToSize(from_stride), row_bytes,
+                to + ToSize(y) * ToSize(to_stride));
   }
 }
 
@@ -85,13 +88,13 @@ void ReducePlane(const uint8_t* plane, ChromaShape shape, Nv12Frame* frame, uint
   const int step_y = shape.height == HalfUp(frame->height) ? 1 : 2;
   for (int y = 0; y < HalfUp(frame->height); ++y) {
     const int lower_row = std::min(y * step_y + step_y - 1, shape.height - 1);
-    const uint8_t* upper = plane + Size(y * step_y) * Size(shape.width);
-    const uint8_t* lower = plane + Size(lower_row) * Size(shape.width);
-    uint8_t* to = first + Size(y) * Size(frame->stride);
+    const uint8_t* upper = plane + ToSize(y * step_y) * ToSize(shape.width);
+    const uint8_t* lower = plane + ToSize(lower_row) * ToSize(shape.width);
+    uint8_t* to = first + ToSize(y) * ToSize(frame->stride);
     for (int x = 0; x < HalfUp(frame->width); ++x) {
       const int left = x * step_x;
       const int right = std::min(left + step_x - 1, shape.width - 1);
-      to[Size(x) * 2] =
+      to[ToSize(x) * 2] =
           static_cast<uint8_t>((upper[left] + upper[right] + lower[left] + lower[right] + 2) / 4);
     }
   }
@@ -99,7 +102,7 @@ void ReducePlane(const uint8_t* plane, ChromaShape shape, Nv12Frame* frame, uint
 
 void FillNeutral(Nv12Frame* frame) {
   for (int y = 0; y < HalfUp(frame->height); ++y) {
-    std::fill_n(frame->Chroma() + Size(y) * Size(frame->stride), 2 * HalfUp(frame->width),
+    std::fill_n(frame->Chroma() + ToSize(y) * ToSize(frame->stride), 2 * HalfUp(frame->width),
                 uint8_t{128});
   }
 }
@@ -107,7 +110,7 @@ void FillNeutral(Nv12Frame* frame) {
 // Brings rows of full range into 16 and the given number of steps above it.
 void LimitRows(uint8_t* rows, int stride, int row_bytes, int count, int steps) {
   for (int y = 0; y < count; ++y) {
-    uint8_t* row = rows + Size(y) * Size(stride);
+    uint8_t* row = rows + ToSize(y) * ToSize(stride);
     std::transform(row, row + row_bytes, row, [steps](uint8_t full) {
       return static_cast<uint8_t>(16 + (full * steps + 127) / 255);
     });
@@ -117,6 +120,12 @@ void LimitRows(uint8_t* rows, int stride, int row_bytes, int count, int steps) {
 void LimitRange(Nv12Frame* frame) {
   LimitRows(frame->Luma(), frame->stride, frame->width, frame->height, 219);
   LimitRows(frame->Chroma(), frame->stride, 2 * HalfUp(frame->width), HalfUp(frame->height), 224);
+}
+
+uint64_t WordAt(const uint8_t* bytes) {
+  uint64_t word;
+  std::memcpy(&word, bytes, sizeof(word));
+  return word;
 }
 
 }  // namespace
@@ -140,6 +149,26 @@ Failure ShapeFrame(int width, int height, int stride, Nv12Frame* frame) {
   return std::nullopt;
 }
 
+std::string PixelDigest(const Nv12Frame& frame) {
+  uint64_t digest = 0xcbf29ce484222325;
+  const auto add = [&digest](uint64_t word) {
+    digest = (digest ^ word) * 0x100000001b3;
+    digest ^= digest >> 32;
+  };
+  const auto add_rows = [&](const uint8_t* row, int rows, int width) {
+    for (; rows > 0; --rows, row += frame.stride) {
+      int x = 0;
+      for (; x + 8 <= width; x += 8) add(WordAt(row + x));
+      for (; x < width; ++x) add(row[x]);
+    }
+  };
+  add_rows(frame.Luma(), frame.height, frame.width);
+  add_rows(frame.Chroma(), HalfUp(frame.height), 2 * HalfUp(frame.width));
+  char text[17];
+  std::snprintf(text, sizeof(text), "%016llx", static_cast<unsigned long long>(digest));
+  return text;
+}
+
 YuvCode CodeOf(Colour colour) {
   const uint8_t rgb[3] = {colour.r, colour.g, colour.b};
   const int sum[3] = {4 * colour.r, 4 * colour.g, 4 * colour.b};
@@ -152,12 +181,12 @@ Failure PictureToNv12(const Picture& picture, int stride, Nv12Frame* frame) {
   Failure failure = ShapeFrame(picture.width, picture.height, stride, frame);
   if (failure) return failure;
   for (int y = 0; y < picture.height; ++y) {
-    LumaRow(picture.Pixel(0, y), picture.width, frame->Luma() + Size(y) * Size(frame->stride));
+    LumaRow(picture.Pixel(0, y), picture.width, frame->Luma() + ToSize(y) * ToSize(frame->stride));
   }
   for (int y = 0; y < picture.height; y += 2) {
     const uint8_t* lower = picture.Pixel(0, std::min(y + 1, picture.height - 1));
     ChromaRow(picture.Pixel(0, y), lower, picture.width,
-              frame->Chroma() + Size(y / 2) * Size(frame->stride));
+              frame->Chroma() + ToSize(y / 2) * ToSize(frame->stride));
   }
   return std::nullopt;
 }
@@ -165,10 +194,10 @@ Failure PictureToNv12(const Picture& picture, int stride, Nv12Frame* frame) {
 Picture Nv12ToPicture(const Nv12Frame& frame) {
   Picture picture = MakePicture(frame.width, frame.height);
   for (int y = 0; y < frame.height; ++y) {
-    const uint8_t* luma = frame.Luma() + Size(y) * Size(frame.stride);
-    const uint8_t* chroma = frame.Chroma() + Size(y / 2) * Size(frame.stride);
+    const uint8_t* luma = frame.Luma() + ToSize(y) * ToSize(frame.stride);
+    const uint8_t* chroma = frame.Chroma() + ToSize(y / 2) * ToSize(frame.stride);
     for (int x = 0; x < frame.width; ++x) {
-      const uint8_t* pair = chroma + Size(x / 2) * 2;
+      const uint8_t* pair = chroma + ToSize(x / 2) * 2;
       ColourOf(luma[x], pair[0], pair[1], picture.Pixel(x, y));
     }
   }
@@ -177,7 +206,7 @@ Picture Nv12ToPicture(const Nv12Frame& frame) {
 
 std::size_t PlanarSize(ChromaLayout layout, int width, int height) {
   const ChromaShape chroma = ShapeOfChroma(layout, width, height);
-  return Size(width) * Size(height) + 2 * Size(chroma.width) * Size(chroma.height);
+  return ToSize(width) * ToSize(height) + 2 * ToSize(chroma.width) * ToSize(chroma.height);
 }
 
 Failure PlanarToNv12(const uint8_t* planes, ChromaLayout layout, ColourRange range, int width,
@@ -189,16 +218,16 @@ Failure PlanarToNv12(const uint8_t* planes, ChromaLayout layout, ColourRange ran
     FillNeutral(frame);
   } else {
     const ChromaShape shape = ShapeOfChroma(layout, width, height);
-    const uint8_t* u = planes + Size(width) * Size(height);
+    const uint8_t* u = planes + ToSize(width) * ToSize(height);
     ReducePlane(u, shape, frame, frame->Chroma());
-    ReducePlane(u + Size(shape.width) * Size(shape.height), shape, frame, frame->Chroma() + 1);
+    ReducePlane(u + ToSize(shape.width) * ToSize(shape.height), shape, frame, frame->Chroma() + 1);
   }
   if (range == ColourRange::kFull) LimitRange(frame);
   return std::nullopt;
 }
 
 std::size_t DenseNv12Size(int width, int height) {
-  return Size(width) * Size(height) + 2 * Size(HalfUp(width)) * Size(HalfUp(height));
+  return ToSize(width) * ToSize(height) + 2 * ToSize(HalfUp(width)) * ToSize(HalfUp(height));
 }
 
 Failure DenseToNv12(const uint8_t* dense, int width, int height, int stride, Nv12Frame* frame) {
@@ -206,7 +235,7 @@ Failure DenseToNv12(const uint8_t* dense, int width, int height, int stride, Nv1
   if (failure) return failure;
   const int pair_bytes = 2 * HalfUp(width);
   CopyRows(dense, width, width, height, frame->Luma(), frame->stride);
-  CopyRows(dense + Size(width) * Size(height), pair_bytes, pair_bytes, HalfUp(height),
+  CopyRows(dense + ToSize(width) * ToSize(height), pair_bytes, pair_bytes, HalfUp(height),
            frame->Chroma(), frame->stride);
   return std::nullopt;
 }

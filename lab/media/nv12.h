@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "media/error.h"
@@ -49,6 +50,9 @@ Failure CheckFrameShape(int width, int height, int stride);
 // Gives the frame this shape, with every byte kPaddingByte, in the memory that it has if that is
 // enough. Fails as CheckFrameShape does, and leaves the frame as it was.
 Failure ShapeFrame(int width, int height, int stride, Nv12Frame* frame);
+
+// A digest of a frame's pixels, whatever lies between its rows: 16 hexadecimal digits.
+std::string PixelDigest(const Nv12Frame& frame);
 
 // A colour by the BT.601 matrix in limited range (luma 16..235, chroma 16..240).
 struct YuvCode {

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Whatever camsim reads (Y4M, NV12, PNG, JPEG, recordings) gives something of use or a message.
-#include "framework/comparison.h"
-#include "framework/recording.h"
 #include "media/frame_source.h"
 #include "media/picture.h"
+#include "record/recording.h"
 #include "tests/fuzz/png_checksums.h"
 #include "tests/fuzz/script.h"
 
@@ -33,34 +32,32 @@ static void ReadFrames(fuzz::Script& script) {
     Require(frame.bytes.size() == frame.LumaSize() + frame.ChromaSize(), "planes are whole");
     const auto pixels = static_cast<std::size_t>(frame.width * frame.height);
     Require(pixels <= bytes.size() * 8256, "a small file is no large picture");
-    if (frame.bytes.size() < 50'000)
-      Require(!media::Nv12ToPicture(frame).rgb.empty(), "a picture");
+    if (frame.bytes.size() < 50'000) Require(!media::Nv12ToPicture(frame).rgb.empty(), "a picture");
   }
   const bool is_line = !failure || failure->message.find('\n') == std::string::npos;
   Require(is_line, "a failure is told in a line");
 }
 
-// A recording is refused in a line, or all of it is of use and reads the same once more.
+// A recording is refused in a line, or all of it is of use.
 static void ReadRecording(fuzz::Script& script) {
   const std::vector<uint8_t> bytes = script.Rest();
-  framework::Recording recording, again;
-  const media::Failure failure = framework::ParseRecording(
+  record::Recording recording;
+  const media::Failure failure = record::ParseRecording(
       {reinterpret_cast<const char*>(bytes.data()), bytes.size()}, &recording);
   if (failure) return Require(failure->message.rfind("line ", 0) == 0, "a failure names the line");
-  std::string text;
-  framework::HeldInput held;
   framework::Metadata metadata;
-  for (const framework::Step& step : recording.steps) {
-    text += framework::LineOf(step.json);
-    if (!step.json.contains("in")) continue;
-    held.Change(step.json["in"]);
-    framework::ApplyInput(held.Tags(), &metadata);
-    Require(framework::ReadInput(metadata, {}).size() == 8, "every tag of a request");
+  for (const record::Step& step : recording.steps) {
+    const auto* const request = std::get_if<record::RequestStep>(&step.what);
+    if (request == nullptr || !request->change.face_rectangles) continue;
+    record::DeviceState state;
+    state.face_rectangles = *request->change.face_rectangles;
+    SetInput(state, &metadata);
+    Require(record::ReadInput(metadata).face_rectangles == state.face_rectangles,
+            "what was set is read");
   }
-  Require(!framework::ParseRecording(text, &again), "what was written is read");
-  framework::Comparison comparison({});
-  framework::CompareRecordings(recording, again, &comparison);
-  Require(comparison.Count() == 0, "what was written is the same");
+  record::Comparison comparison({});
+  CompareRecordings(recording, recording, &comparison);
+  Require(comparison.Count() == 0, "a recording is as itself");
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, std::size_t size) {

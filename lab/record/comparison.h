@@ -1,14 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_FRAMEWORK_COMPARISON_H_
-#define ZY_FRAMEWORK_COMPARISON_H_
+#ifndef ZY_RECORD_COMPARISON_H_
+#define ZY_RECORD_COMPARISON_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <utility>
+#include <vector>
 
-#include "framework/recording.h"
+#include "record/request_record.h"
 
-namespace framework {
+namespace record {
+
+// What came back with a request: the published tags, the outcome and why, by their names in a
+// recording, whose words may be those of another version.
+struct Returned {
+  int64_t number = 0;
+  std::string digest;  // of the pixels sent; empty where nobody says
+  std::vector<NamedValues> values;
+};
+Returned ReturnedWith(const RequestRecord& request);
 
 struct ComparisonOptions {
   double tolerance = 0;                 // the difference up to which two figures count as equal
@@ -16,13 +27,13 @@ struct ComparisonOptions {
   std::string other_name = "recorded";  // what the lines call the other run
 };
 
-// The differences of two runs in what came back: tags, outcome and why.
+// The differences of two runs in what came back.
 class Comparison {
  public:
   explicit Comparison(ComparisonOptions options) : options_(std::move(options)) {}
 
   // Compares a request of this run with the same one of the other run; null where one lacks it.
-  void Add(const Json* run, const Json* other);
+  void Add(const Returned* run, const Returned* other);
   // How many differences there are.
   std::size_t Count() const { return count_; }
   // What was found, a line each: first whether other pixels were sent, then the differences, then
@@ -30,19 +41,15 @@ class Comparison {
   std::string Text() const;
 
  private:
-  void AddDifference(const Json& number, const std::string& name, const Json& run,
-                     const Json& other);
+  void AddDifference(int64_t number, const std::string& name, const Value& run, const Value& other);
 
   ComparisonOptions options_;
   std::string lines_;
   std::size_t count_ = 0;
-  std::size_t other_pixels_ = 0;  // requests
-  Json first_other_pixels_;       // the first one's number
+  std::size_t other_pixels_ = 0;    // requests
+  int64_t first_other_pixels_ = 0;  // the first one's number
 };
 
-// Adds all requests of two recordings.
-void CompareRecordings(const Recording& run, const Recording& other, Comparison* comparison);
+}  // namespace record
 
-}  // namespace framework
-
-#endif  // ZY_FRAMEWORK_COMPARISON_H_
+#endif  // ZY_RECORD_COMPARISON_H_

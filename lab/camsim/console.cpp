@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "camsim/progress.h"
+#include "camsim/console.h"
 
 #include <unistd.h>
 

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+// The person at the terminal: what is said on standard error, and the wish to end.
+#ifndef ZY_APPS_CAMSIM_CONSOLE_H_
+#define ZY_APPS_CAMSIM_CONSOLE_H_
+
+#include <atomic>
+#include <csignal>
+#include <mutex>
+#include <string>
+
+namespace camsim {
+
+// Standard error: whole lines, and on a terminal one line of progress that gives way to them. Any
+// thread.
+class Progress {
+ public:
+  Progress();
+
+  // Replaces the line of progress. Nothing is shown where the table scrolls past anyway.
+  void Show(const std::string& text);
+  // Takes it away.
+  void End();
+  // Prints a line; a line break is added where there is none.
+  void Print(const std::string& line);
+
+ private:
+  void Clear();
+
+  std::mutex mutex_;
+  const bool is_shown_;
+  bool is_there_ = false;
+};
+
+// ---- Interrupts
+// ----------------------------------------------------------------------------------
+
+inline std::atomic<bool> g_interrupted{false};
+static_assert(std::atomic<bool>::is_always_lock_free);  // a signal handler sets it
+
+// From now on SIGINT and SIGTERM only set a flag and end a waiting read or sleep; the second of a
+// kind ends the program at once.
+inline void CatchInterrupts() {
+  struct sigaction action = {};
+  action.sa_handler = [](int) { g_interrupted = true; };
+  action.sa_flags = static_cast<int>(SA_RESETHAND);
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+}
+
+inline bool Interrupted() { return g_interrupted; }
+
+}  // namespace camsim
+
+#endif  // ZY_APPS_CAMSIM_CONSOLE_H_

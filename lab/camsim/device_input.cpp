@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "camsim/device_input.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <limits>
+
+#include "camsim/own_node.h"
+
+namespace camsim {
+namespace {
+
+Size SensorSize(const record::DeviceState& state, Size frame) {
+  if (state.sensor_size && (*state.sensor_size)[0] != 0) {
+    return {(*state.sensor_size)[0], (*state.sensor_size)[1]};
+  }
+  return {std::max(4000, frame.width), std::max(3000, frame.height)};
+}
+
+// The platform's statistics speak of twice the sensor's size unless the quad sensor is on.
+int FactorOf(const record::DeviceState& state) {
+  return *state.quad_cfa != 0 && (*state.camera_role)[2] != kAlwaysHalvedCamera ? 1 : 2;
+}
+
+// The smallest sensor coordinate that scales down to `position`. Of a face that reaches far out of
+// the picture it is cut to half of what an element of the tag holds: it may have to be doubled.
+int32_t ToSensor(int64_t position, int frame, int sensor) {
+  constexpr int64_t kFarthest = std::numeric_limits<int32_t>::max() / 2;
+  const int64_t coordinate = (position * sensor + frame - 1) / frame;
+  return static_cast<int32_t>(std::clamp(coordinate, -kFarthest, kFarthest));
+}
+
+// The faces as the platform's statistics give them: the node turns them back into the same pixels
+// when the sensor is at least as large as the frame.
+std::vector<int32_t> SensorRects(const record::DeviceState& state, Size frame,
+                                 const std::vector<media::Rect>& faces) {
+  const Size sensor = SensorSize(state, frame);
+  const int factor = FactorOf(state);
+  std::vector<int32_t> rects;
+  for (const media::Rect& face : faces) {
+    rects.push_back(factor * ToSensor(face.x, frame.width, sensor.width));
+    rects.push_back(factor * ToSensor(face.y, frame.height, sensor.height));
+    rects.push_back(factor * ToSensor(int64_t{face.x} + face.w - 1, frame.width, sensor.width));
+    rects.push_back(factor * ToSensor(int64_t{face.y} + face.h - 1, frame.height, sensor.height));
+  }
+  return rects;
+}
+
+}  // namespace
+
+DeviceInput::DeviceInput(const Options& options) {
+  holds_.camera_role = {0, static_cast<int32_t>(options.role),
+                        static_cast<int32_t>(options.camera)};
+  holds_.gender_and_age = options.gender_and_age;
+  holds_.score = options.score;
+  if (options.sensor.width != 0) {
+    holds_.sensor_size = {options.sensor.width, options.sensor.height};
+  }
+  holds_.quad_cfa = options.quad_cfa;
+  holds_.orientation = options.orientation;
+}
+
+void DeviceInput::Change(const record::RequestStep& step) {
+  record::ForEachTag(
+      [](const char*, auto& holds, bool& is_absent, const auto& change) {
+        if (!change) return;
+        is_absent = !*change;
+        if (*change) holds = *change;
+      },
+      holds_, is_absent_, step.change);
+  if (step.change.face_rectangles) faces_.reset();
+  if (!step.faces) return;
+  faces_ = step.faces;
+  holds_.face_rectangles.reset();
+  is_absent_.face_rectangles = false;
+}
+
+std::optional<std::vector<media::Rect>> DeviceInput::RawFaces(Size sent) const {
+  if (is_absent_.face_rectangles) return std::vector<media::Rect>();
+  if (!holds_.face_rectangles) return std::nullopt;
+  const std::vector<int32_t>& rects = *holds_.face_rectangles;
+  const Size sensor = SensorSize(holds_, sent);
+  const int64_t factor = FactorOf(holds_);
+  std::vector<media::Rect> faces;
+  for (std::size_t i = 0; i + 4 <= rects.size(); i += 4) {
+    const auto edge = [&](std::size_t at, int size, int whole) {
+      return static_cast<int>(rects[i + at] / factor * size / std::max(1, whole));
+    };
+    const int x = edge(0, sent.width, sensor.width), y = edge(1, sent.height, sensor.height);
+    faces.push_back({x, y, edge(2, sent.width, sensor.width) - x + 1,
+                     edge(3, sent.height, sensor.height) - y + 1});
+  }
+  return faces;
+}
+
+record::DeviceState DeviceInput::Carried(Size sent, const std::vector<media::Rect>& faces) const {
+  record::DeviceState carried = holds_;
+  const Size sensor = SensorSize(holds_, sent);
+  if (!carried.sensor_size) carried.sensor_size = {sensor.width, sensor.height};
+  if (!carried.face_rectangles) carried.face_rectangles = SensorRects(holds_, sent, faces);
+  record::ForEachTag(
+      [](const char*, auto& field, bool is_absent) {
+        if (is_absent) field.reset();
+      },
+      carried, is_absent_);
+  return carried;
+}
+
+}  // namespace camsim

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef ZY_APPS_CAMSIM_DEVICE_INPUT_H_
+#define ZY_APPS_CAMSIM_DEVICE_INPUT_H_
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "camsim/options.h"
+#include "media/geometry.h"
+#include "record/device_state.h"
+#include "record/recording.h"
+
+namespace camsim {
+
+// The state of the device, as the options begin it and a script goes on, and what requests tell of
+// it: a tag that is absent leaves the state as it was. One thread.
+class DeviceInput {
+ public:
+  explicit DeviceInput(const Options& options);
+  // What a line of a script changes from here on. Of faces and raw rectangles the later counts.
+  void Change(const record::RequestStep& step);
+
+  // The state itself. Without a sensor size one is chosen that holds the frame.
+  const record::DeviceState& Holds() const { return holds_; }
+  // The faces of a script: in picture pixels, or in those of a frame that is sent in this size.
+  const std::optional<std::vector<media::Rect>>& Faces() const { return faces_; }
+  std::optional<std::vector<media::Rect>> RawFaces(Size sent) const;
+  // The tags of a request with these faces, which are in the sent frame's pixels.
+  record::DeviceState Carried(Size sent, const std::vector<media::Rect>& faces) const;
+
+ private:
+  template <typename>
+  using Flag = bool;
+
+  record::DeviceState holds_;
+  record::InputTags<Flag> is_absent_;
+  std::optional<std::vector<media::Rect>> faces_;
+};
+
+}  // namespace camsim
+
+#endif  // ZY_APPS_CAMSIM_DEVICE_INPUT_H_

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "camsim/sender.h"
+
+#include <chrono>
+
+#include "framework/worker_watch.h"
+
+namespace camsim {
+namespace {
+
+constexpr std::chrono::minutes kRestTimeout{5};
+
+}  // namespace
+
+Sender::Sender(const Options& options, LogWatch* log, const PassWatch* passes)
+    : options_(options), log_(log), passes_(passes), pace_(options.fps) {}
+
+media::Failure Sender::Start(Size buffer) {
+  output_frame_.width = buffer.width;
+  output_frame_.height = buffer.height;
+  if (media::Failure failure =
+          session_.Create(options_.node_caps, static_cast<uint32_t>(output_frame_.width),
+                          static_cast<uint32_t>(output_frame_.height))) {
+    return failure;
+  }
+  session_.PostPipelineCreate();
+  return AwaitWorker();
+}
+
+media::Failure Sender::AwaitWorker() const {
+  if (options_.realtime || framework::WaitForRestingWorkers(kRestTimeout)) return std::nullopt;
+  return media::Fail("the worker does not come to rest");
+}
+
+// What is seen of any node's workers: signals that wake them, and, where each pass is awaited, the
+// calls that they make.
+uint64_t Sender::CountWakes() const {
+  return framework::CountWorkers().signals + (options_.realtime ? 0 : passes_->Calls());
+}
+
+void Sender::AwaitTurn() {
+  if (options_.realtime) pace_.AwaitNext();
+}
+
+media::Failure Sender::Send(const record::DeviceState& tags, media::Nv12Frame* frame,
+                            record::RequestRecord* request) {
+  record::SetInput(tags, &session_.Input());
+  framework::CameraBuffer input(frame);
+  framework::CameraBuffer output(&output_frame_);
+  request->time = EvenTime(request->number, options_.fps);
+  const int64_t at = passes_->Now();
+  const auto start = std::chrono::steady_clock::now();
+  // The worker could be done before the node collects the results; which it is must not depend on
+  // the machine.
+  const uint64_t wakes = CountWakes();
+  framework::HoldSignals(!options_.realtime);
+  const media::Failure failure =
+      session_.Process(static_cast<uint64_t>(request->number), &input, &output);
+  framework::HoldSignals(false);
+  if (failure) return failure;
+  if (options_.realtime) {
+    request->time = {at, pace_.Note(std::chrono::steady_clock::now() - start)};
+  }
+  if (media::Failure unrest = AwaitWorker()) return unrest;
+  request->outcome = log_->Take(CountWakes() != wakes);
+  request->digest = media::PixelDigest(*frame);
+  request->in = record::ReadInput(session_.Input());
+  request->out = record::ReadOutput(session_.Output());
+  return std::nullopt;
+}
+
+}  // namespace camsim

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef ZY_APPS_CAMSIM_SENDER_H_
+#define ZY_APPS_CAMSIM_SENDER_H_
+
+#include <cstdint>
+#include <string>
+
+#include "camsim/options.h"
+#include "camsim/own_node.h"
+#include "camsim/pace.h"
+#include "camsim/pass_watch.h"
+#include "framework/framework.h"
+#include "media/error.h"
+#include "media/nv12.h"
+#include "record/request_record.h"
+
+namespace camsim {
+
+// Sends requests to the node, in one pipeline after the other, and sees what comes back. Unless in
+// real time it awaits the worker each time, so that results depend on the input alone. One thread.
+class Sender {
+ public:
+  Sender(const Options& options, LogWatch* log, const PassWatch* passes);
+
+  // Starts a pipeline with buffers of this size, and ends it.
+  media::Failure Start(Size buffer);
+  bool HasStarted() const { return session_.node() != nullptr; }
+  media::Failure Stop() { return session_.Destroy(); }
+
+  // Waits until the next request is due.
+  void AwaitTurn();
+  // Sends a request by its number, with these tags. Adds to it what it carried and what came back.
+  media::Failure Send(const record::DeviceState& tags, media::Nv12Frame* frame,
+                      record::RequestRecord* request);
+  // How well the rate was kept; empty unless in real time.
+  std::string Pacing() { return options_.realtime ? pace_.Text() : ""; }
+
+ private:
+  media::Failure AwaitWorker() const;
+  uint64_t CountWakes() const;
+
+  const Options& options_;
+  LogWatch* const log_;
+  const PassWatch* const passes_;
+  Pace pace_;
+  media::Nv12Frame output_frame_;
+  framework::Session session_;
+};
+
+}  // namespace camsim
+
+#endif  // ZY_APPS_CAMSIM_SENDER_H_

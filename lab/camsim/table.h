@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef ZY_APPS_CAMSIM_TABLE_H_
+#define ZY_APPS_CAMSIM_TABLE_H_
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "record/run_listener.h"
+
+namespace camsim {
+
+struct TableOptions {
+  bool has_rows = true;      // else it only sums up
+  bool all = false;          // a row for every request, not only for those handed over
+  bool real_models = false;  // the figures are estimates
+};
+
+std::string SummaryLine(const record::Summary& summary);
+
+// Prints a run as text: a row for a request, and what sums the run up.
+class Table : public record::RunListener {
+ public:
+  Table(TableOptions options, std::FILE* to) : options_(options), to_(to) {}
+  void Begin(const record::RunHeader& header) override;
+  media::Failure OnRequest(const record::RequestRecord& request,
+                           const media::Nv12Frame& picture) override;
+  media::Failure Finish(const record::Summary& summary) override;
+
+ private:
+  void PrintRow(const record::RequestRecord& request) const;
+  void PrintNotHandedOver(const record::Summary& summary) const;
+
+  const TableOptions options_;
+  std::FILE* const to_;
+  record::SlotWhy last_why_;  // of slot 0
+  std::vector<record::NamedValues> last_values_;
+};
+
+}  // namespace camsim
+
+#endif  // ZY_APPS_CAMSIM_TABLE_H_

@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "record/comparison.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "record/json_lines.h"
+
+namespace record {
+namespace {
+
+using Flat = std::vector<std::pair<std::string, Value>>;
+
+// "slot 1 age": every list but those of tags other than the record's has a slot each.
+Flat Flatten(const std::vector<NamedValues>& values) {
+  Flat flat;
+  for (const NamedValues& named : values) {
+    const bool is_tag = named.name.find('.') != std::string::npos;
+    for (std::size_t i = 0; i < named.values.size(); ++i) {
+      const std::string at = std::to_string(i);
+      flat.emplace_back(!named.is_list ? named.name
+                        : is_tag       ? named.name + "[" + at + "]"
+                                       : "slot " + at + " " + named.name,
+                        named.values[i]);
+    }
+  }
+  return flat;
+}
+
+const Value* Find(const Flat& values, const std::string& name) {
+  const auto found = std::find_if(values.begin(), values.end(),
+                                  [&name](const auto& value) { return value.first == name; });
+  return found != values.end() ? &found->second : nullptr;
+}
+
+// Figures are floats, however many digits the file has.
+bool AreEqual(const Value& a, const Value& b, double tolerance) {
+  const double* const x = std::get_if<double>(&a);
+  const double* const y = std::get_if<double>(&b);
+  if (x == nullptr || y == nullptr) return a == b;
+  return static_cast<float>(*x) == static_cast<float>(*y) || std::abs(*x - *y) <= tolerance;
+}
+
+std::string TextOrNone(const Value& value) {
+  return std::holds_alternative<std::monostate>(value) ? "none" : TextOf(value);
+}
+
+std::string Counted(std::size_t count, const std::string& thing) {
+  return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
+}
+
+}  // namespace
+
+Returned ReturnedWith(const RequestRecord& request) {
+  Returned returned = {request.number, request.digest, request.out.values};
+  returned.values.push_back({"outcome", false, {NameOf(request.outcome)}});
+  NamedValues& why = returned.values.emplace_back(NamedValues{"why", true, {}});
+  for (const SlotWhy slot : request.why) {
+    const std::string text = TextOf(slot);
+    why.values.push_back(text.empty() ? Value() : text);
+  }
+  return returned;
+}
+
+void Comparison::Add(const Returned* run, const Returned* other) {
+  const int64_t number = (run != nullptr ? run : other)->number;
+  if (run == nullptr || other == nullptr) {
+    const auto text = [](const Returned* request) {
+      return request != nullptr ? "sent" : "missing";
+    };
+    return AddDifference(number, "is", text(run), text(other));
+  }
+  if (!run->digest.empty() && !other->digest.empty() && run->digest != other->digest) {
+    if (++other_pixels_ == 1) first_other_pixels_ = number;
+  }
+  const Flat mine = Flatten(run->values), others = Flatten(other->values);
+  const auto compare = [&](const std::string& name, const Value& a, const Value& b) {
+    if (!AreEqual(a, b, options_.tolerance)) AddDifference(number, name, a, b);
+  };
+  for (const auto& [name, value] : mine) {
+    const Value* const theirs = Find(others, name);
+    compare(name, value, theirs != nullptr ? *theirs : Value());
+  }
+  for (const auto& [name, value] : others) {
+    if (Find(mine, name) == nullptr) compare(name, Value(), value);
+  }
+}
+
+void Comparison::AddDifference(int64_t number, const std::string& name, const Value& run,
+                               const Value& other) {
+  if (++count_ > options_.limit) return;
+  lines_ += "request " + std::to_string(number) + ": " + name + " " + TextOrNone(run) + ", " +
+            options_.other_name + " " + TextOrNone(other) + "\n";
+}
+
+std::string Comparison::Text() const {
+  std::string text;
+  if (other_pixels_ != 0) {
+    text = Counted(other_pixels_, "request") + " with other pixels than " + options_.other_name +
+           ", the first is " + std::to_string(first_other_pixels_) + "\n";
+  }
+  return text + lines_ + Counted(count_, "difference") + "\n";
+}
+
+}  // namespace record

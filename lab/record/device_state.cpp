@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "record/device_state.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include "platform/chi_node.h"
+
+namespace record {
+namespace {
+
+// The identifier of a tag by its full name; the platform's own tag belongs to no vendor.
+uint32_t IdOf(const std::string& name) {
+  if (name == "android.statistics.faceRectangles") return kChiFaceRectanglesTag;
+  const std::size_t dot = name.rfind('.');
+  return framework::Framework::Get().Tags().Id(name.substr(0, dot), name.substr(dot + 1));
+}
+
+// Where the elements of a tag's value lie, and their number.
+template <typename T>
+auto ElementsOf(T& value) {
+  if constexpr (std::is_integral_v<std::remove_const_t<T>>) {
+    return std::pair(&value, std::size_t{1});
+  } else {
+    return std::pair(value.data(), value.size());
+  }
+}
+
+}  // namespace
+
+void SetInput(const DeviceState& state, framework::Metadata* metadata) {
+  metadata->Clear();
+  ForEachTag(
+      [metadata](const char* name, const auto& value) {
+        if (!value) return;
+        const auto [elements, count] = ElementsOf(*value);
+        metadata->Set(IdOf(name), elements, count * sizeof(*elements), count);
+      },
+      state);
+}
+
+DeviceState ReadInput(framework::Metadata& metadata) {
+  DeviceState state;
+  ForEachTag(
+      [&metadata](const char* name, auto& field) {
+        const framework::Metadata::Value* const found = metadata.Find(IdOf(name));
+        if (found == nullptr) return;
+        auto& value = field.emplace();
+        if constexpr (std::is_same_v<decltype(value), std::vector<int32_t>&>) {
+          value.resize(found->count);
+        }
+        const auto [elements, count] = ElementsOf(value);
+        const std::size_t bytes = std::min(found->bytes.size(), count * sizeof(*elements));
+        if (bytes != 0) std::memcpy(elements, found->bytes.data(), bytes);
+      },
+      state);
+  return state;
+}
+
+}  // namespace record

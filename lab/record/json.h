@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: Apache-2.0
+// Of this folder alone: the form of a recording's lines.
+#ifndef ZY_RECORD_JSON_H_
+#define ZY_RECORD_JSON_H_
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "record/request_record.h"
+
+namespace record {
+
+// Keys keep their order, so that equal runs are equal texts.
+using Json = nlohmann::ordered_json;
+
+inline std::string TextOf(const Json& json) {
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+// The values of "out" and "why" of a request's line.
+Json OutOf(const RequestRecord& request);
+Json WhyOf(const RequestRecord& request);
+
+// Calls visit(key, member) for each key of a header but its version.
+template <typename Header, typename Visit>
+void ForEachKey(Header& header, const Visit& visit) {
+  visit("program", header.program);
+  visit("node", header.node);
+  visit("build_id", header.build_id);
+  visit("device", header.device);
+  visit("input", header.input);
+  visit("size", header.size);
+  visit("raw", header.raw);
+  visit("stride", header.stride);
+  visit("upright", header.upright);
+  visit("buffer", header.buffer);
+  visit("node_caps", header.node_caps);
+  visit("realtime", header.realtime);
+}
+
+}  // namespace record
+
+#endif  // ZY_RECORD_JSON_H_

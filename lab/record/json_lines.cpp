@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "record/json_lines.h"
+
+#include "record/json.h"
+
+namespace record {
+namespace {
+
+Json JsonOf(const Value& value) {
+  return std::visit(
+      [](const auto& element) -> Json {
+        if constexpr (std::is_same_v<decltype(element), const std::monostate&>) {
+          return nullptr;
+        } else {
+          return element;
+        }
+      },
+      value);
+}
+
+template <typename T>
+Json JsonOf(const T& plain) {
+  return plain;
+}
+
+template <typename T>
+Json JsonOf(const std::optional<T>& value) {
+  return value ? Json(*value) : Json();
+}
+
+Json JsonOf(const media::Size& size) { return {size.width, size.height}; }
+
+Json JsonOf(const std::vector<std::pair<std::string, std::string>>& texts) {
+  Json json = Json::object();
+  for (const auto& [name, text] : texts) json[name] = text;
+  return json;
+}
+
+Json InOf(const RequestRecord& request) {
+  Json in;
+  ForEachTag([&in](const char* name, const auto& value) { in[name] = JsonOf(value); }, request.in);
+  in["faces"] = Json::array();
+  for (const media::Rect& face : request.faces) {
+    in["faces"].push_back({face.x, face.y, face.w, face.h});
+  }
+  return in;
+}
+
+Json HeaderOf(const RunHeader& header) {
+  Json json = {{"recording", kRecordingVersion}};
+  ForEachKey(header, [&json](const char* key, const auto& member) { json[key] = JsonOf(member); });
+  return json;
+}
+
+}  // namespace
+
+Json OutOf(const RequestRecord& request) {
+  Json out = Json::object();
+  for (const NamedValues& tag : request.out.values) {
+    Json& member = out[tag.name] = Json::array();
+    for (const Value& value : tag.values) member.push_back(JsonOf(value));
+    if (!tag.is_list) member = Json(member.at(0));
+  }
+  return out;
+}
+
+Json WhyOf(const RequestRecord& request) {
+  Json why = Json::array();
+  for (const SlotWhy slot : request.why) {
+    const std::string text = TextOf(slot);
+    why.push_back(text.empty() ? Json() : Json(text));
+  }
+  return why;
+}
+
+std::string LineOf(const RunHeader& header) { return TextOf(HeaderOf(header)) + "\n"; }
+
+std::string LineOf(const Event& event) {
+  Json settings = Json::object();
+  for (const auto& [name, value] : event.settings) settings[name] = JsonOf(value);
+  if (event.kind == Event::kPipeline) settings = "restart";
+  return TextOf({{kEventNames[event.kind], settings}}) + "\n";
+}
+
+std::string LineOf(const RequestRecord& request, bool is_timed) {
+  Json json;
+  json["request"] = request.number;
+  json["frame"] = {{"index", request.frame_index}, {"digest", request.digest}};
+  json["in"] = InOf(request);
+  json["out"] = OutOf(request);
+  json["outcome"] = NameOf(request.outcome);
+  json["why"] = WhyOf(request);
+  json["figures_age"] = JsonOf(request.figures_age);
+  if (is_timed) {
+    json["at_us"] = request.time.at;
+    json["took_us"] = request.time.took;
+  }
+  return TextOf(json) + "\n";
+}
+
+std::string TextOf(const Value& value) { return TextOf(JsonOf(value)); }
+
+std::vector<std::pair<std::string, std::vector<std::string>>> ItemsOf(const RunHeader& header) {
+  const auto text = [](const Json& value) {
+    return value.is_string() ? value.get<std::string>() : TextOf(value);
+  };
+  std::vector<std::pair<std::string, std::vector<std::string>>> items;
+  const Json json = HeaderOf(header);
+  for (const auto& [key, value] : json.items()) {
+    std::vector<std::string>& texts = items.emplace_back(key, std::vector<std::string>()).second;
+    if (!value.is_object()) texts.push_back(text(value));
+    if (!value.is_object()) continue;
+    for (const Json& part : value) texts.push_back(text(part));
+  }
+  return items;
+}
+
+void JsonLines::Begin(const RunHeader& header) {
+  is_timed_ = header.realtime;
+  Write(LineOf(header));
+}
+
+media::Failure JsonLines::OnRequest(const RequestRecord& request, const media::Nv12Frame&) {
+  Write(LineOf(request, is_timed_));
+  return std::nullopt;
+}
+
+void JsonLines::Write(const std::string& line) {
+  std::fwrite(line.data(), 1, line.size(), to_);
+  std::fflush(to_);
+}
+
+}  // namespace record

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: Apache-2.0
+// What is written of a run as JSON. docs/camsim.md has the keys.
+#ifndef ZY_RECORD_JSON_LINES_H_
+#define ZY_RECORD_JSON_LINES_H_
+
+#include <cstdio>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "record/run_listener.h"
+
+namespace record {
+
+inline constexpr int kRecordingVersion = 1;
+
+// The lines of a recording, each with its line break.
+std::string LineOf(const RunHeader& header);
+std::string LineOf(const Event& event);
+// `is_timed` is for a run in real time.
+std::string LineOf(const RequestRecord& request, bool is_timed);
+
+// Parts of a line, for outputs that quote a recording.
+std::string TextOf(const Value& value);
+// The keys of a header, each with its value or, of the device, with all of them.
+std::vector<std::pair<std::string, std::vector<std::string>>> ItemsOf(const RunHeader& header);
+
+// Writes the run as a recording. Each line leaves at once, so that a reader is never behind and an
+// interrupt loses nothing; whether it arrived is for the owner of the file to ask.
+class JsonLines : public RunListener {
+ public:
+  explicit JsonLines(std::FILE* to) : to_(to) {}
+  void Begin(const RunHeader& header) override;
+  void OnEvent(const Event& event) override { Write(LineOf(event)); }
+  media::Failure OnRequest(const RequestRecord& request, const media::Nv12Frame& picture) override;
+
+ private:
+  void Write(const std::string& line);
+
+  std::FILE* const to_;
+  bool is_timed_ = false;
+};
+
+}  // namespace record
+
+#endif  // ZY_RECORD_JSON_LINES_H_

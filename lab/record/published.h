@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+// What a node published with a request.
+#ifndef ZY_RECORD_PUBLISHED_H_
+#define ZY_RECORD_PUBLISHED_H_
+
+#include <cstdint>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "framework/framework.h"
+
+namespace record {
+
+// An element of a tag as a recording has it, or nothing. A figure is the number with the fewest
+// digits that give the same float; "nan", "inf" and "-inf" are texts.
+using Value = std::variant<std::monostate, int64_t, double, std::string>;
+Value ValueOf(float figure);
+
+struct NamedValues {
+  std::string name;
+  bool is_list;
+  std::vector<Value> values;
+};
+
+struct Published {
+  framework::ResultRecord result = {};  // all zero when none came
+  std::vector<NamedValues> values;      // the record by its fields, then every other tag
+};
+
+inline constexpr int kSlots = 3;
+// A figure of a record, one for each slot.
+struct Figure {
+  const char* name;
+  float (framework::ResultRecord::*of)[kSlots];
+  bool is_score;  // else an estimate
+};
+inline constexpr Figure kFigures[] = {{"gender", &framework::ResultRecord::gender, false},
+                                      {"age", &framework::ResultRecord::age, false},
+                                      {"score", &framework::ResultRecord::score, true},
+                                      {"prop", &framework::ResultRecord::prop, false}};
+
+Published ReadOutput(const framework::Metadata& metadata);
+
+}  // namespace record
+
+#endif  // ZY_RECORD_PUBLISHED_H_

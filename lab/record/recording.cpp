@@ -1,0 +1,282 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "record/recording.h"
+
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <type_traits>
+#include <utility>
+
+#include "media/byte_reader.h"
+#include "record/json.h"
+#include "record/json_lines.h"
+
+namespace record {
+namespace {
+
+// ---- The form of a line -------------------------------------------------------------------------
+
+// What a tag of this type may be.
+template <typename T>
+Json FormOf() {
+  const char* const integer = "-2147483648..2147483647";
+  if constexpr (std::is_same_v<T, uint8_t>) return "0..255";
+  if constexpr (std::is_same_v<T, int32_t>) return integer;
+  if constexpr (std::is_same_v<T, std::vector<int32_t>>) return {integer, 0};
+  if constexpr (std::is_class_v<T>) return {integer, sizeof(T) / sizeof(int32_t)};
+}
+
+// recording_form.json, with a form for each kind of line by its first key ("request" may stand
+// elsewhere). An object names its keys ("*" for any), a list its element and their number (0 for
+// any); LOWEST..HIGHEST is an integer, a text that begins with = lists what it may be. The tags and
+// the outcomes are those of the program.
+Json MakeForm() {
+  Json form = Json::parse(
+#include "record/recording_form.inc"
+  );
+  Json& request = form["request"];
+  for (const char* name : kOutcomeNames) {
+    const bool is_first = request["outcome"] == "=";
+    request["outcome"] = request["outcome"].get<std::string>() + (is_first ? "" : "|") + name;
+  }
+  const DeviceState tags;
+  ForEachTag(
+      [&request](const char* name, const auto& value) {
+        using Tag = typename std::decay_t<decltype(value)>::value_type;
+        request["in"][name] = FormOf<Tag>();
+      },
+      tags);
+  return form;
+}
+
+const Json& Form() {
+  static const Json form = MakeForm();
+  return form;
+}
+
+media::Failure Wrong(const std::string& key, const std::string& what) {
+  return media::Fail((key.empty() ? "" : key + ": ") + what);
+}
+
+bool IsInteger(const Json& value, const std::string& range) {
+  long long lowest = 0, highest = 0;
+  if (std::sscanf(range.c_str(), "%lld..%lld", &lowest, &highest) != 2) return false;
+  if (!value.is_number_integer() || value > highest) return false;
+  return value.get<int64_t>() >= lowest;
+}
+
+// What a tag may hold: a number, a text, or a list of such.
+bool IsTagValue(const Json& value) {
+  const auto is_plain = [](const Json& v) { return v.is_number() || v.is_string(); };
+  return is_plain(value) || (value.is_array() && std::all_of(value.begin(), value.end(), is_plain));
+}
+
+bool Fits(const Json& value, const std::string& form) {
+  if (form == "text") return value.is_string();
+  if (form == "a tag's value") return IsTagValue(value);
+  if (form[0] != '=') return IsInteger(value, form);
+  const std::string text = value.is_string() ? value.get<std::string>() : "";
+  const std::string choice = value.is_boolean() ? value.dump() : text;
+  return !choice.empty() && ("|" + form.substr(1) + "|").find("|" + choice + "|") != form.npos;
+}
+
+media::Failure Check(const std::string& key, const Json& value, const Json& form) {
+  if (form.is_string()) {
+    const auto text = form.get<std::string>();
+    const bool may_be_null = text.rfind("null or ", 0) == 0;
+    if (may_be_null ? value.is_null() || Fits(value, text.substr(8)) : Fits(value, text)) return {};
+    return Wrong(key, "must be " + text.substr(text[0] == '=' ? 1 : 0));
+  }
+  if (form.is_array()) {
+    const auto count = form[1].get<std::size_t>();
+    if (!value.is_array() || (count != 0 && value.size() != count)) {
+      return Wrong(key, "must be a list" + (count == 0 ? "" : " of " + std::to_string(count)));
+    }
+    for (const Json& element : value) {
+      if (media::Failure failure = Check(key, element, form[0])) return failure;
+    }
+    return std::nullopt;
+  }
+  if (!value.is_object()) return Wrong(key, "must be an object");
+  for (const auto& [name, member] : value.items()) {
+    const std::string path = key.empty() ? name : key + "." + name;
+    const char* const known = form.contains(name) ? name.c_str() : "*";
+    if (!form.contains(known)) return Wrong(path, "is unknown");
+    // A tag that is absent.
+    if (key == "in" && member.is_null()) continue;
+    if (media::Failure failure = Check(path, member, form[known])) return failure;
+  }
+  return std::nullopt;
+}
+
+media::Failure CheckLine(const Json& json, bool is_first) {
+  if (!json.is_object() || json.empty()) return media::Fail("is no JSON object");
+  const std::string kind = json.contains("request") ? "request" : json.begin().key();
+  if (!Form().contains(kind)) return Wrong(kind, "is unknown");
+  if (kind == "recording") {
+    if (!is_first) return Wrong(kind, "stands in the first line only");
+    if (json[kind] != kRecordingVersion) {
+      return Wrong(kind, "is of version " + json[kind].dump() + ", this program reads version " +
+                             std::to_string(kRecordingVersion));
+    }
+  }
+  return Check("", json, Form()[kind]);
+}
+
+// ---- What a checked line says -------------------------------------------------------------------
+
+Value ValueOf(const Json& json) {
+  if (json.is_string()) return json.get<std::string>();
+  if (json.is_number_float()) return json.get<double>();
+  return json.is_null() ? Value() : Value(json.get<int64_t>());
+}
+
+NamedValues ValuesOf(const std::string& name, const Json& json) {
+  NamedValues named = {name, json.is_array(), {}};
+  if (!named.is_list) named.values.push_back(ValueOf(json));
+  if (!named.is_list) return named;
+  for (const Json& element : json) named.values.push_back(ValueOf(element));
+  return named;
+}
+
+Returned ReturnedOf(const Json& json) {
+  Returned returned;
+  returned.number = json["request"];
+  returned.digest = json.value("frame", Json::object()).value("digest", "");
+  const Json out = json.value("out", Json::object());
+  for (const auto& [name, value] : out.items()) {
+    returned.values.push_back(ValuesOf(name, value));
+  }
+  for (const char* name : {"outcome", "why"}) {
+    if (json.contains(name)) returned.values.push_back(ValuesOf(name, json[name]));
+  }
+  return returned;
+}
+
+RequestStep RequestOf(const Json& json) {
+  RequestStep step;
+  step.returned = ReturnedOf(json);
+  step.is_recorded = json.contains("out");
+  const Json frame = json.value("frame", Json::object()), in = json.value("in", Json::object());
+  if (frame.contains("index")) step.frame_index = frame["index"].get<int64_t>();
+  ForEachTag(
+      [&in](const char* name, auto& change) {
+        const auto found = in.find(name);
+        if (found == in.end()) return;
+        auto& field = change.emplace();
+        using Tag = typename std::decay_t<decltype(field)>::value_type;
+        if (!found->is_null()) field = found->template get<Tag>();
+      },
+      step.change);
+  const auto faces = in.find("faces");
+  if (faces == in.end() || step.change.face_rectangles) return step;
+  if (faces->is_null()) {
+    step.change.face_rectangles.emplace();
+    return step;
+  }
+  step.faces.emplace();
+  for (const Json& face : *faces) step.faces->push_back({face[0], face[1], face[2], face[3]});
+  return step;
+}
+
+Event EventOf(const Json& json) {
+  Event event = {Event::kPipeline, {}};
+  for (const Event::Kind kind : {Event::kDevice, Event::kProperty}) {
+    if (!json.contains(kEventNames[kind])) continue;
+    event.kind = kind;
+    for (const auto& [name, value] : json[kEventNames[kind]].items()) {
+      event.settings.emplace_back(name, ValueOf(value));
+    }
+  }
+  return event;
+}
+
+template <typename T>
+void Read(const Json& json, T* to) {
+  *to = json.get<T>();
+}
+template <typename T>
+void Read(const Json& json, std::optional<T>* to) {
+  *to = json.get<T>();
+}
+void Read(const Json& json, media::Size* to) { *to = {json[0], json[1]}; }
+void Read(const Json& json, std::vector<std::pair<std::string, std::string>>* to) {
+  for (const auto& [name, text] : json.items()) to->emplace_back(name, text);
+}
+
+RunHeader HeaderOf(const Json& json) {
+  RunHeader header;
+  ForEachKey(header, [&json](const char* key, auto& member) {
+    if (json.contains(key)) Read(json[key], &member);
+  });
+  return header;
+}
+
+const RequestStep* NextRequest(const Recording& recording, std::size_t* at) {
+  for (; *at < recording.steps.size(); ++*at) {
+    if (const auto* step = std::get_if<RequestStep>(&recording.steps[*at].what)) return step;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+media::Failure ParseRecording(std::string_view text, Recording* recording) {
+  *recording = {};
+  int64_t last = 0;
+  for (int line = 1; !text.empty(); ++line) {
+    const std::string about = "line " + std::to_string(line);
+    const std::size_t length = text.find('\n');
+    if (std::min(length, text.size()) > kMaxLine) {
+      return media::Fail(about + ": is longer than " + std::to_string(kMaxLine) + " bytes");
+    }
+    if (length == text.npos) return media::Fail(about + ": is cut short");
+    const Json json = Json::parse(text.substr(0, length), nullptr, false);
+    text.remove_prefix(length + 1);
+    if (media::Failure failure = CheckLine(json, line == 1)) {
+      return media::FailAbout(about, failure);
+    }
+    if (json.contains("request")) {
+      const auto number = json["request"].get<int64_t>();
+      if (number <= last) return media::Fail(about + ": request: does not rise");
+      last = number;
+      recording->steps.push_back({line, number, RequestOf(json)});
+    } else if (json.contains("recording")) {
+      recording->header = HeaderOf(json);
+    } else {
+      recording->steps.push_back({line, INT64_MAX, EventOf(json)});
+    }
+  }
+  for (std::size_t i = recording->steps.size(); i-- > 1;) {
+    Step& before = recording->steps[i - 1];
+    if (std::holds_alternative<Event>(before.what)) before.request = recording->steps[i].request;
+  }
+  return std::nullopt;
+}
+
+media::Failure ReadRecording(const std::string& path, Recording* recording) {
+  std::unique_ptr<media::ByteReader> reader;
+  std::vector<uint8_t> bytes;
+  media::Failure failure = media::OpenFile(path, &reader);
+  if (!failure) failure = media::ReadToEnd(*reader, kMaxRecording, &bytes);
+  const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  if (!failure) failure = ParseRecording(text, recording);
+  if (failure) return media::FailAbout(path == "-" ? "standard input" : path, failure);
+  return std::nullopt;
+}
+
+void CompareRecordings(const Recording& run, const Recording& other, Comparison* comparison) {
+  for (std::size_t i = 0, j = 0;; ++i, ++j) {
+    const RequestStep* a = NextRequest(run, &i);
+    const RequestStep* b = NextRequest(other, &j);
+    if (a == nullptr && b == nullptr) return;
+    if (a != nullptr && b != nullptr && a->returned.number != b->returned.number) {
+      (a->returned.number < b->returned.number ? b : a) = nullptr;
+    }
+    comparison->Add(a != nullptr ? &a->returned : nullptr, b != nullptr ? &b->returned : nullptr);
+    if (a == nullptr) --i;
+    if (b == nullptr) --j;
+  }
+}
+
+}  // namespace record

@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: Apache-2.0
+// A run as data: what is known of each request, of each pass of a worker, and of the whole.
+#ifndef ZY_RECORD_REQUEST_RECORD_H_
+#define ZY_RECORD_REQUEST_RECORD_H_
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "media/geometry.h"
+#include "media/picture.h"
+#include "record/device_state.h"
+#include "record/published.h"
+#include "record/why.h"
+
+namespace record {
+
+// Microseconds since the run began.
+struct Span {
+  int64_t at = 0;
+  int64_t took = 0;
+};
+
+// One request with what it carried and what came back.
+struct RequestRecord {
+  int64_t number = 0;
+  int64_t frame_index = 0;  // in the input
+  std::string digest;       // of the pixels sent
+  DeviceState in;
+  std::vector<media::Rect> faces;  // in picture pixels
+  Published out;
+  Outcome outcome = Outcome::kNotOffered;
+  std::array<SlotWhy, kSlots> why = {};
+  std::optional<int64_t> figures_age;  // requests since the one whose frame gave the figures
+  Span time;                           // measured in real time, else its place at an even rate
+
+  bool HasFigures() const {
+    return std::any_of(why.begin(), why.end(), [](SlotWhy slot) { return slot.HasFigures(); });
+  }
+};
+
+// One call of a model library, as the library told it.
+struct ModelCall {
+  std::string model;
+  Span time;
+  media::Rect face;  // in the picture that it saw
+};
+
+// What a worker did with a frame that was handed over.
+struct PassRecord {
+  int64_t request = 0;
+  Span handed_over;  // the request's own time
+  int worker = 1;    // counts the pipelines of a run
+  Span time;
+  std::vector<ModelCall> calls;
+  media::Picture seen;  // upright, as the models got it; empty where no library tells
+};
+
+// What happens to the device between two requests: settings of its libraries or of its properties
+// (one without a value is unset), or the pipeline's restart, which has none.
+struct Event {
+  enum Kind { kPipeline, kDevice, kProperty };
+  Kind kind;
+  std::vector<std::pair<std::string, Value>> settings;
+};
+inline constexpr const char* kEventNames[] = {"pipeline", "device", "property"};
+
+// What holds for a whole run: the first line of its recording. A script may leave anything out.
+struct RunHeader {
+  std::string program, node, build_id;
+  std::vector<std::pair<std::string, std::string>> device;  // libraries by name, with their paths
+  std::string input;
+  media::Size size;  // 0x0 where it is left out, as for the buffer
+  bool raw = false;
+  int stride = 0;
+  std::optional<bool> upright;
+  media::Size buffer;
+  uint32_t node_caps = 0;
+  bool realtime = false;
+};
+
+struct Summary {
+  int64_t sent = 0;
+  int64_t skipped = 0;
+  int64_t dropped = 0;
+  int64_t taken = 0;
+  int64_t unknown = 0;
+  uint64_t analysed = 0;
+  std::string pace;  // how well the rate was kept, of a run in real time
+
+  int64_t HandedOver() const { return skipped + dropped + taken; }
+  void Count(Outcome outcome) {
+    ++sent;
+    skipped += outcome == Outcome::kSkipped;
+    dropped += outcome == Outcome::kDropped;
+    taken += outcome == Outcome::kTaken;
+    unknown += outcome == Outcome::kUnknown;
+  }
+};
+
+}  // namespace record
+
+#endif  // ZY_RECORD_REQUEST_RECORD_H_

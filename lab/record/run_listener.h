@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef ZY_RECORD_RUN_LISTENER_H_
+#define ZY_RECORD_RUN_LISTENER_H_
+
+#include "media/error.h"
+#include "media/nv12.h"
+#include "record/request_record.h"
+
+namespace record {
+
+// Shows, stores or compares a run: each output is one of these. Called on the request thread, in
+// the order in which things happen. A failure ends the run.
+class RunListener {
+ public:
+  virtual ~RunListener() = default;
+  virtual void Begin(const RunHeader&) {}
+  virtual void OnEvent(const Event&) {}
+  // `picture` is the frame as it is looked at, not turned for the sensor.
+  virtual media::Failure OnRequest(const RequestRecord& request,
+                                   const media::Nv12Frame& picture) = 0;
+  // Comes behind the request whose frame the pass is over.
+  virtual void OnPass(const PassRecord&) {}
+  // The run is over; not called for one that sent nothing.
+  virtual media::Failure Finish(const Summary&) { return std::nullopt; }
+};
+
+}  // namespace record
+
+#endif  // ZY_RECORD_RUN_LISTENER_H_

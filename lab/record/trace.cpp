@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "record/trace.h"
+
+#include <algorithm>
+#include <iterator>
+#include <map>
+#include <string>
+
+#include "record/json.h"
+
+namespace record {
+namespace {
+
+constexpr int kRequestThread = 1;
+
+int ThreadOf(int worker) { return kRequestThread + worker; }
+
+// The last microsecond inside a slice. None is without length: it would not be seen.
+int64_t LastOf(Span time) { return time.at + std::max<int64_t>(time.took, 1) - 1; }
+
+const char* ReasonOf(Outcome outcome) {
+  if (outcome == Outcome::kSkipped) return "the worker considers one offer in four";
+  if (outcome == Outcome::kDropped) return "the worker is busy, or cannot take the frame";
+  return nullptr;
+}
+
+// Writes events as they come.
+class Trace : public RunListener {
+ public:
+  explicit Trace(std::FILE* to) : to_(to) {}
+  void Begin(const RunHeader& header) override;
+  media::Failure OnRequest(const RequestRecord& request, const media::Nv12Frame& picture) override;
+  void OnPass(const PassRecord& pass) override;
+  media::Failure Finish(const Summary& summary) override;
+
+ private:
+  void Event(const char* phase, int thread, int64_t at, const std::string& name, const Json& more);
+  void Slice(int thread, Span time, const std::string& name, const Json& arguments);
+  void Arrow(int from_thread, int64_t from, int to_thread, int64_t to, const char* name);
+  void NameThread(int thread, const std::string& name);
+
+  std::FILE* const to_;
+  bool is_first_ = true;
+  int arrows_ = 0;
+  int workers_ = 0;
+  struct End {
+    int worker;
+    int64_t at;
+  };
+  std::map<int64_t, End> unseen_;  // of passes whose figures no record has had yet, by request
+};
+
+void Trace::Begin(const RunHeader&) {
+  std::fputs("{\"traceEvents\":[\n", to_);
+  NameThread(kRequestThread, "requests");
+}
+
+void Trace::Event(const char* phase, int thread, int64_t at, const std::string& name,
+                  const Json& more) {
+  Json event = {{"ph", phase}, {"pid", 1}, {"tid", thread}, {"ts", at}, {"name", name}};
+  event.update(more);
+  std::fputs(((is_first_ ? "" : ",\n") + TextOf(event)).c_str(), to_);
+  is_first_ = false;
+}
+
+void Trace::Slice(int thread, Span time, const std::string& name, const Json& arguments) {
+  Event("X", thread, time.at, name, {{"dur", LastOf(time) + 1 - time.at}, {"args", arguments}});
+}
+
+void Trace::Arrow(int from_thread, int64_t from, int to_thread, int64_t to, const char* name) {
+  Json id = {{"cat", "flow"}, {"id", ++arrows_}};
+  Event("s", from_thread, from, name, id);
+  id["bp"] = "e";
+  Event("f", to_thread, to, name, id);
+}
+
+void Trace::NameThread(int thread, const std::string& name) {
+  Event("M", thread, 0, "thread_name", {{"args", {{"name", name}}}});
+}
+
+media::Failure Trace::OnRequest(const RequestRecord& request, const media::Nv12Frame&) {
+  const std::string outcome = NameOf(request.outcome);
+  const int64_t at = request.time.at;
+  Slice(kRequestThread, request.time, "request " + std::to_string(request.number),
+        {{"outcome", outcome}, {"out", OutOf(request)}, {"why", WhyOf(request)}});
+  if (const char* reason = ReasonOf(request.outcome)) {
+    Event("i", kRequestThread, at, outcome, {{"s", "t"}, {"args", {{"reason", reason}}}});
+  }
+  const auto count = [&](const char* name, const Json& value) {
+    Event("C", kRequestThread, at, name, {{"args", {{"value", value}}}});
+  };
+  count("faces", request.faces.size());
+  if (!request.figures_age) return std::nullopt;
+  count("age of figures", *request.figures_age);
+  const auto shown = unseen_.find(request.number - *request.figures_age);
+  if (shown == unseen_.end()) return std::nullopt;
+  Arrow(ThreadOf(shown->second.worker), shown->second.at, kRequestThread, at, "figures");
+  unseen_.erase(unseen_.begin(), std::next(shown));
+  return std::nullopt;
+}
+
+void Trace::OnPass(const PassRecord& pass) {
+  const int thread = ThreadOf(pass.worker);
+  for (; workers_ < pass.worker; ++workers_) {
+    NameThread(ThreadOf(workers_ + 1), "worker " + std::to_string(workers_ + 1));
+  }
+  Slice(thread, pass.time, "pass over " + std::to_string(pass.request), Json::object());
+  for (const ModelCall& call : pass.calls) {
+    const media::Rect& face = call.face;
+    Slice(thread, call.time, call.model, {{"face", {face.x, face.y, face.w, face.h}}});
+  }
+  Arrow(kRequestThread, LastOf(pass.handed_over), thread, pass.time.at, "frame");
+  unseen_[pass.request] = {pass.worker, LastOf(pass.time)};
+}
+
+media::Failure Trace::Finish(const Summary&) {
+  std::fputs("\n]}\n", to_);
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::unique_ptr<RunListener> MakeTrace(std::FILE* to) { return std::make_unique<Trace>(to); }
+
+}  // namespace record
