@@ -97,7 +97,7 @@ inline media::Nv12Frame PatternFrame(int width, int height, int stride = 0) {
   for (int y = 0; y < height; ++y) {
     for (int x = 0; x < width; ++x) {
       frame.Luma()[y * frame.stride + x] = static_cast<uint8_t>(x * 3 + y * 7);
-      if (y < media::HalfUp(height)) {
+      if (y < common::HalfUp(height)) {
         frame.Chroma()[y * frame.stride + x] = static_cast<uint8_t>(60 + x * 5 + y * 11);
       }
     }

@@ -201,7 +201,8 @@ TEST(AgeGenderNet, GivesWhatPlainLoopsGive) {
   real_models::AgeGenderNet net;
   ASSERT_EQ(net.Load(plain.Manifest(), plain.bytes), "");
   for (uint64_t seed = 1; seed < 4; ++seed) {
-    const cv::Mat face = RandomPicture(real_models::kAgeGenderInput, real_models::kAgeGenderInput, seed);
+    const cv::Mat face =
+        RandomPicture(real_models::kAgeGenderInput, real_models::kAgeGenderInput, seed);
     const real_models::AgeAndGender expected = plain.Run(face), seen = net.Run(face);
     EXPECT_NEAR(seen.age, expected.age, 1e-4f * (1 + std::abs(expected.age)));
     EXPECT_NEAR(seen.male, expected.male, 1e-4f);

@@ -132,7 +132,9 @@ TEST_F(NodeTest, DoesWhatItsModelDoes) {
 
 TEST_F(NodeTest, TellsItsLife) {
   device::ScriptAgeGender([](auto&) { return device::AgeGenderAnswer{31.5f, 0.25f, 0.75f}; });
-  device::ScriptFaceGrade([](auto&) { return device::FaceGradeAnswer{130.0f, {1.0f, 2.0f, 3.0f}}; });
+  device::ScriptFaceGrade([](auto&) {
+    return device::FaceGradeAnswer{130.0f, {1.0f, 2.0f, 3.0f}};
+  });
   device::FailAgeGenderInit(1);
   device::SetAgeGenderVersion("1234567890123456789");  // the longest that fits
   ChiNodeInterface interface = TalkativeInterface();

@@ -27,6 +27,9 @@
 namespace media {
 namespace {
 
+using common::Failure;
+using common::Rect;
+
 using Bytes = std::vector<uint8_t>;
 
 Bytes BytesOf(const std::string& text) { return Bytes(text.begin(), text.end()); }

@@ -15,7 +15,7 @@ using android::ZYPreview;
 // Offers frames of two sizes, toggles the switches and reads everything that the node may read.
 void Offer(ZYPreview& worker, int seed, int offers) {
   media::Nv12Frame frames[2] = {testing_support::PatternFrame(64 + 2 * seed, 48),
-                                   testing_support::PatternFrame(48, 64 + 2 * seed)};
+                                testing_support::PatternFrame(48, 64 + 2 * seed)};
   const android::_FaceLocation faces[3] = {{0, 0, 30, 30}, {8, 8, 30, 30}, {16, 16, 30, 30}};
   [[maybe_unused]] volatile float read;
   for (int i = 0; i < offers; ++i) {

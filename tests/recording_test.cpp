@@ -10,7 +10,7 @@
 namespace record {
 namespace {
 
-std::string MessageOf(const media::Failure& failure) {
+std::string MessageOf(const common::Failure& failure) {
   return failure ? failure->message : "success";
 }
 

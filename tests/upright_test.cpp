@@ -15,8 +15,8 @@
 
 namespace {
 
+using common::Rect;
 using media::Nv12Frame;
-using media::Rect;
 
 constexpr int kOrientations[] = {270, 90, 0, 180};
 constexpr std::pair<int, int> kSizes[] = {{64, 48}, {51, 70}, {2, 2}, {201, 33}};

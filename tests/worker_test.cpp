@@ -150,7 +150,8 @@ TEST_F(WorkerTest, FollowsTheFrameSize) {
   EXPECT_EQ(CountContaining(lines, "size changed"), 5u);
   EXPECT_EQ(CountContaining(lines, "re-alloc memory 0*0 -> 122*94"), 1u);
   EXPECT_EQ(CountContaining(lines, "re-alloc memory 1*48 -> 122*94"), 1u);
-  EXPECT_EQ(device::AgeGenderCounters().analyses, 4u);  // a frame one pixel high or wide has no half
+  EXPECT_EQ(device::AgeGenderCounters().analyses,
+            4u);  // a frame one pixel high or wide has no half
 }
 
 TEST_F(WorkerTest, AWakeUpWithoutAFrameIsNoPass) {

@@ -169,7 +169,7 @@ void MeasuredEntry(ChiNodeCallbacks* callbacks) {
   std::exit(1);
 }
 
-void Require(const media::Failure& failure) {
+void Require(const common::Failure& failure) {
   if (failure) Die(failure->message);
 }
 

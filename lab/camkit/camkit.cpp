@@ -7,39 +7,39 @@
 #include "camkit/operations.h"
 #include "camkit/options.h"
 #include "common/exit_code.h"
+#include "common/failure.h"
 #include "common/same_file.h"
-#include "media/error.h"
 #include "media/picture.h"
 
 namespace camkit {
 namespace {
 
-int Say(const media::Failure& failure, int exit_code) {
+int Say(const common::Failure& failure, int exit_code) {
   std::fprintf(stderr, "camkit: %s\n", failure->message.c_str());
   return exit_code;
 }
 
-media::Failure KeepInputs(const Options& options) {
+common::Failure KeepInputs(const Options& options) {
   for (const std::string& input : {options.input, options.mask}) {
     if (!common::IsSameFile(options.output, input == "-" ? "/dev/stdin" : input)) continue;
-    return media::Fail(options.output + ": is an input as well");
+    return common::Fail(options.output + ": is an input as well");
   }
   return std::nullopt;
 }
 
-media::Failure Read(const Options& options, media::Picture* input, media::Picture* mask) {
-  media::Failure failure = media::ReadPicture(options.input, input);
+common::Failure Read(const Options& options, media::Picture* input, media::Picture* mask) {
+  common::Failure failure = media::ReadPicture(options.input, input);
   if (!failure && !options.mask.empty()) failure = media::ReadPicture(options.mask, mask);
   return failure;
 }
 
 int Run(const Options& options) {
   media::Picture input, mask;
-  if (media::Failure failure = Read(options, &input, &mask)) {
+  if (common::Failure failure = Read(options, &input, &mask)) {
     return Say(failure, common::kExitUnreadableInput);
   }
   BeforeAndAfter result;
-  media::Failure failure = KeepInputs(options);
+  common::Failure failure = KeepInputs(options);
   if (!failure) {
     failure = Apply(options, input, options.mask.empty() ? nullptr : &mask, &result);
   }

@@ -36,18 +36,18 @@ Plane MarkSkin(const media::Nv12Frame& frame) {
   return map;
 }
 
-media::Failure MarkByMask(const media::Picture& mask, int threshold,
-                             const media::Nv12Frame& frame, Plane* map) {
+common::Failure MarkByMask(const media::Picture& mask, int threshold, const media::Nv12Frame& frame,
+                           Plane* map) {
   media::Nv12Frame marks;
-  if (media::Failure failure = media::PictureToNv12(mask, 0, &marks)) return failure;
+  if (common::Failure failure = media::PictureToNv12(mask, 0, &marks)) return failure;
   if (mask.width == frame.width && mask.height == frame.height) {
     resize_half(marks.Luma(), map->bytes.data(), map->width * 2, map->height * 2, marks.stride);
   } else if (mask.width == map->width && mask.height == map->height) {
     *map = LumaOf(marks);
   } else {
-    return media::Fail("the mask is " + SizeText(mask.width, mask.height) + ", a picture of " +
-                          SizeText(frame.width, frame.height) + " takes that size or " +
-                          SizeText(map->width, map->height));
+    return common::Fail("the mask is " + SizeText(mask.width, mask.height) + ", a picture of " +
+                        SizeText(frame.width, frame.height) + " takes that size or " +
+                        SizeText(map->width, map->height));
   }
   for (uint8_t& luma : map->bytes) {
     luma = (luma - kBlack) * 255 >= threshold * (kWhite - kBlack) ? kMarked : 0;

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_APPS_CAMKIT_MARKS_H_
-#define ZY_APPS_CAMKIT_MARKS_H_
+#ifndef ZY_CAMKIT_MARKS_H_
+#define ZY_CAMKIT_MARKS_H_
 
 #include "camkit/planes.h"
-#include "media/error.h"
+#include "common/failure.h"
 #include "media/nv12.h"
 #include "media/picture.h"
 
@@ -19,9 +19,9 @@ Plane MarkSkin(const media::Nv12Frame& frame);
 
 // Marks where a mask, a picture of the frame's size or of half of it, is at least as bright as
 // `threshold` of 255. Other sizes are a failure.
-media::Failure MarkByMask(const media::Picture& mask, int threshold,
-                             const media::Nv12Frame& frame, Plane* map);
+common::Failure MarkByMask(const media::Picture& mask, int threshold, const media::Nv12Frame& frame,
+                           Plane* map);
 
 }  // namespace camkit
 
-#endif  // ZY_APPS_CAMKIT_MARKS_H_
+#endif  // ZY_CAMKIT_MARKS_H_

@@ -7,10 +7,10 @@
 
 #include "camkit/marks.h"
 #include "camkit/planes.h"
+#include "common/geometry.h"
 #include "image/resize.h"
 #include "image/zy_copy_buffer.h"
 #include "media/annotate.h"
-#include "media/geometry.h"
 #include "media/image_of.h"
 #include "media/nv12.h"
 #include "sharpen/filter_corr3x3.h"
@@ -21,8 +21,7 @@ namespace camkit {
 namespace {
 
 // Copies a part of a picture into another one, its upper left corner to (x, y). Both hold it.
-void Paste(const media::Picture& from, media::Rect part, int x, int y,
-           media::Picture* to) {
+void Paste(const media::Picture& from, common::Rect part, int x, int y, media::Picture* to) {
   for (int row = 0; row < part.h; ++row) {
     std::copy_n(from.Pixel(part.x, part.y + row), std::ptrdiff_t{part.w} * 3,
                 to->Pixel(x, y + row));
@@ -81,11 +80,11 @@ void ChangeLuma(const Options& options, const media::Nv12Frame& frame, const Pla
   }
 }
 
-media::Failure ApplyToLuma(const Options& options, const media::Nv12Frame& frame,
-                              const media::Picture* mask, BeforeAndAfter* result) {
+common::Failure ApplyToLuma(const Options& options, const media::Nv12Frame& frame,
+                            const media::Picture* mask, BeforeAndAfter* result) {
   Plane map = options.skin ? MarkSkin(frame) : MarkAll(frame);
   if (mask != nullptr) {
-    if (media::Failure failure = MarkByMask(*mask, options.threshold, frame, &map)) {
+    if (common::Failure failure = MarkByMask(*mask, options.threshold, frame, &map)) {
       return failure;
     }
   }
@@ -118,8 +117,8 @@ Plane Shrink(const Plane& plane, int factor, decltype(resize_half)* shrink) {
   return small;
 }
 
-media::Failure ApplyShrink(Operation operation, const media::Nv12Frame& frame,
-                              BeforeAndAfter* result) {
+common::Failure ApplyShrink(Operation operation, const media::Nv12Frame& frame,
+                            BeforeAndAfter* result) {
   const int factor = operation == Operation::kHalf ? 2 : operation == Operation::kQuarter ? 4 : 8;
   decltype(resize_half)* const shrink = operation == Operation::kHalf      ? resize_half
                                         : operation == Operation::kQuarter ? resize_quarter
@@ -137,42 +136,42 @@ media::Failure ApplyShrink(Operation operation, const media::Nv12Frame& frame,
 // An even size, with the last row and column repeated: the kit drops an odd one's last chroma.
 media::Picture PadToEven(const media::Picture& picture) {
   const int w = picture.width, h = picture.height;
-  media::Picture even = media::MakePicture(2 * media::HalfUp(w), 2 * media::HalfUp(h));
+  media::Picture even = media::MakePicture(2 * common::HalfUp(w), 2 * common::HalfUp(h));
   Paste(picture, {0, 0, w, h}, 0, 0, &even);
   Paste(even, {w - 1, 0, 1, h}, even.width - 1, 0, &even);
   Paste(even, {0, h - 1, even.width, 1}, 0, even.height - 1, &even);
   return even;
 }
 
-media::Failure RotateFrame(media::Nv12Frame* frame, int degrees, double* milliseconds,
-                              media::Nv12Frame* turned) {
+common::Failure RotateFrame(media::Nv12Frame* frame, int degrees, double* milliseconds,
+                            media::Nv12Frame* turned) {
   const bool upright = degrees == 180;
-  if (media::Failure failure =
+  if (common::Failure failure =
           media::ShapeFrame(upright ? frame->width : frame->height,
-                               upright ? frame->height : frame->width, 0, turned)) {
+                            upright ? frame->height : frame->width, 0, turned)) {
     return failure;
   }
   const ZyImageBuffer from = common::ImageOf(*frame);
   ZyImageBuffer to = common::ImageOf(*turned);
   bool is_done = false;
   *milliseconds = TimeOf([&] { is_done = ZyCopyBuffer(&to, &from, degrees) != 0; });
-  return is_done ? std::nullopt : media::Fail("the kit rejects the rotation");
+  return is_done ? std::nullopt : common::Fail("the kit rejects the rotation");
 }
 
 // Where a picture without its padding lies after it was turned with the padding.
-media::Rect TurnedPart(const media::Picture& picture, int degrees) {
+common::Rect TurnedPart(const media::Picture& picture, int degrees) {
   const int pad_x = picture.width % 2, pad_y = picture.height % 2;
   if (degrees == 180) return {pad_x, pad_y, picture.width, picture.height};
   if (degrees == 90) return {pad_y, 0, picture.height, picture.width};
   return {0, pad_x, picture.height, picture.width};
 }
 
-media::Failure Rotate(int degrees, const media::Picture& input, BeforeAndAfter* result) {
+common::Failure Rotate(int degrees, const media::Picture& input, BeforeAndAfter* result) {
   media::Nv12Frame frame, turned;
-  media::Failure failure = media::PictureToNv12(PadToEven(input), 0, &frame);
+  common::Failure failure = media::PictureToNv12(PadToEven(input), 0, &frame);
   if (!failure) failure = RotateFrame(&frame, degrees, &result->milliseconds, &turned);
   if (failure) return failure;
-  const media::Rect part = TurnedPart(input, degrees);
+  const common::Rect part = TurnedPart(input, degrees);
   result->after = media::MakePicture(part.w, part.h);
   Paste(media::Nv12ToPicture(turned), part, 0, 0, &result->after);
   result->before = media::MakePicture(input.width, input.height);
@@ -195,16 +194,16 @@ media::Picture Enlarge(const media::Picture& picture, int width, int height) {
 
 }  // namespace
 
-media::Failure Apply(const Options& options, const media::Picture& input,
-                        const media::Picture* mask, BeforeAndAfter* result) {
+common::Failure Apply(const Options& options, const media::Picture& input,
+                      const media::Picture* mask, BeforeAndAfter* result) {
   const int side = MinimumSide(options.operation, options.skin || mask != nullptr);
   if (input.width < side || input.height < side) {
-    return media::Fail(SizeText(input.width, input.height) + " is too small: " + options.name +
-                          " takes pictures from " + SizeText(side, side) + " on");
+    return common::Fail(SizeText(input.width, input.height) + " is too small: " + options.name +
+                        " takes pictures from " + SizeText(side, side) + " on");
   }
   if (options.operation == Operation::kRotate) return Rotate(options.degrees, input, result);
   media::Nv12Frame frame;
-  if (media::Failure failure = media::PictureToNv12(input, 0, &frame)) return failure;
+  if (common::Failure failure = media::PictureToNv12(input, 0, &frame)) return failure;
   switch (options.operation) {
     case Operation::kHalf:
     case Operation::kQuarter:
@@ -222,8 +221,8 @@ media::Failure Apply(const Options& options, const media::Picture& input,
   return ApplyToLuma(options, frame, mask, result);
 }
 
-media::Failure SideBySide(const BeforeAndAfter& pictures, const std::string& name,
-                             media::Picture* both) {
+common::Failure SideBySide(const BeforeAndAfter& pictures, const std::string& name,
+                           media::Picture* both) {
   const media::Picture& before = pictures.before;
   const media::Picture after = Enlarge(pictures.after, before.width, before.height);
   const int scale = media::LabelScale(before.width, before.height);
@@ -231,13 +230,13 @@ media::Failure SideBySide(const BeforeAndAfter& pictures, const std::string& nam
   const std::string left = "before " + SizeText(before.width, before.height);
   const std::string right =
       "after " + name + " " + SizeText(pictures.after.width, pictures.after.height);
-  const media::Rect left_box = media::LabelBox(0, 0, left, scale);
+  const common::Rect left_box = media::LabelBox(0, 0, left, scale);
   const int right_x = std::max(before.width, left_box.w) + gap;
-  const media::Rect right_box = media::LabelBox(right_x, 0, right, scale);
+  const common::Rect right_box = media::LabelBox(right_x, 0, right, scale);
   const int width = right_x + std::max(after.width, right_box.w);
   const int height = left_box.h + std::max(before.height, after.height);
-  if (!media::IsUsableSize(width, height)) {
-    return media::FailAbout("--compare", media::UnusableSize(width, height));
+  if (!common::IsUsableSize(width, height)) {
+    return common::FailAbout("--compare", common::UnusableSize(width, height));
   }
   *both = media::MakePicture(width, height);
   constexpr media::Colour kText = {230, 230, 230};

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_APPS_CAMKIT_OPERATIONS_H_
-#define ZY_APPS_CAMKIT_OPERATIONS_H_
+#ifndef ZY_CAMKIT_OPERATIONS_H_
+#define ZY_CAMKIT_OPERATIONS_H_
 
 #include "camkit/options.h"
-#include "media/error.h"
+#include "common/failure.h"
 #include "media/picture.h"
 
 namespace camkit {
@@ -16,13 +16,13 @@ struct BeforeAndAfter {
 
 // Runs the operation that the options name. `mask` is null without one. A picture that is too small
 // for the operation, or a mask of another size, is a failure.
-media::Failure Apply(const Options& options, const media::Picture& input,
-                        const media::Picture* mask, BeforeAndAfter* result);
+common::Failure Apply(const Options& options, const media::Picture& input,
+                      const media::Picture* mask, BeforeAndAfter* result);
 
 // Both pictures, the second enlarged to the first one's size where it is smaller, under labels.
-media::Failure SideBySide(const BeforeAndAfter& pictures, const std::string& name,
-                             media::Picture* both);
+common::Failure SideBySide(const BeforeAndAfter& pictures, const std::string& name,
+                           media::Picture* both);
 
 }  // namespace camkit
 
-#endif  // ZY_APPS_CAMKIT_OPERATIONS_H_
+#endif  // ZY_CAMKIT_OPERATIONS_H_

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_APPS_CAMKIT_OPTIONS_H_
-#define ZY_APPS_CAMKIT_OPTIONS_H_
+#ifndef ZY_CAMKIT_OPTIONS_H_
+#define ZY_CAMKIT_OPTIONS_H_
 
 #include <string>
 
@@ -37,4 +37,4 @@ bool ParseOptions(int argc, char** argv, Options* options, int* exit_code);
 
 }  // namespace camkit
 
-#endif  // ZY_APPS_CAMKIT_OPTIONS_H_
+#endif  // ZY_CAMKIT_OPTIONS_H_

@@ -28,15 +28,15 @@ Planes PlanesOf(const media::Nv12Frame& frame) {
   return {LumaOf(frame), std::move(u), std::move(v)};
 }
 
-media::Failure PictureOf(const Planes& planes, media::Picture* picture) {
+common::Failure PictureOf(const Planes& planes, media::Picture* picture) {
   std::vector<uint8_t> all;
   for (const Plane& plane : planes) {
     all.insert(all.end(), plane.bytes.begin(), plane.bytes.end());
   }
   media::Nv12Frame frame;
-  if (media::Failure failure = media::PlanarToNv12(
-          all.data(), media::ChromaLayout::k444, media::ColourRange::kLimited,
-          planes[0].width, planes[0].height, 0, &frame)) {
+  if (common::Failure failure =
+          media::PlanarToNv12(all.data(), media::ChromaLayout::k444, media::ColourRange::kLimited,
+                              planes[0].width, planes[0].height, 0, &frame)) {
     return failure;
   }
   *picture = media::Nv12ToPicture(frame);

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_APPS_CAMKIT_PLANES_H_
-#define ZY_APPS_CAMKIT_PLANES_H_
+#ifndef ZY_CAMKIT_PLANES_H_
+#define ZY_CAMKIT_PLANES_H_
 
 #include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "media/error.h"
+#include "common/failure.h"
 #include "media/nv12.h"
 #include "media/picture.h"
 
@@ -30,7 +30,7 @@ using Planes = std::array<Plane, 3>;
 
 Plane LumaOf(const media::Nv12Frame& frame);
 Planes PlanesOf(const media::Nv12Frame& frame);
-media::Failure PictureOf(const Planes& planes, media::Picture* picture);
+common::Failure PictureOf(const Planes& planes, media::Picture* picture);
 // A plane of brightness, 0 to 255, as a gray picture.
 media::Picture GrayPicture(const Plane& plane);
 
@@ -38,4 +38,4 @@ std::string SizeText(int width, int height);
 
 }  // namespace camkit
 
-#endif  // ZY_APPS_CAMKIT_PLANES_H_
+#endif  // ZY_CAMKIT_PLANES_H_

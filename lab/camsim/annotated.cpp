@@ -54,7 +54,7 @@ media::Picture Annotate(const media::Nv12Frame& frame, const RequestRecord& requ
   for (std::size_t slot = 0; slot < faces; ++slot) {
     labelled.push_back({request.faces[slot], texts[slot + 1], kFaceColours[slot]});
   }
-  const media::Rect size = media::LabelBox(0, 0, texts[0], scale);
+  const common::Rect size = media::LabelBox(0, 0, texts[0], scale);
   const int caption_y = picture.height - size.h;
   media::DrawLabelledFaces(labelled, scale, {{0, caption_y, size.w, size.h}}, &picture);
   media::DrawLabel(0, caption_y, texts[0], kCaptionColour, scale, &picture);
@@ -70,7 +70,7 @@ int RankOf(const RequestRecord& request) {
 
 }  // namespace
 
-media::Picture DrawFaces(const media::Nv12Frame& frame, const std::vector<media::Rect>& faces) {
+media::Picture DrawFaces(const media::Nv12Frame& frame, const std::vector<common::Rect>& faces) {
   media::Picture picture = media::Nv12ToPicture(frame);
   std::vector<media::LabelledFace> labelled;
   for (std::size_t slot = 0; slot < faces.size() && slot < kSlots; ++slot) {
@@ -89,7 +89,7 @@ RequestRecord WithFigures(const RequestRecord& frame, const RequestRecord& publi
   for (std::size_t slot = 0; slot < std::min<std::size_t>(frame.faces.size(), kSlots); ++slot) {
     int64_t most = 0;
     for (std::size_t other = 0; other < known; ++other) {
-      const int64_t overlap = media::Overlap(frame.faces[slot], published.faces[other]);
+      const int64_t overlap = common::Overlap(frame.faces[slot], published.faces[other]);
       if (overlap <= most) continue;
       most = overlap;
       shown.why[slot] = published.why[other];
@@ -102,8 +102,8 @@ RequestRecord WithFigures(const RequestRecord& frame, const RequestRecord& publi
   return shown;
 }
 
-media::Failure AnnotatedPicture::OnRequest(const RequestRecord& request,
-                                           const media::Nv12Frame& picture) {
+common::Failure AnnotatedPicture::OnRequest(const RequestRecord& request,
+                                            const media::Nv12Frame& picture) {
   const int rank = RankOf(request);
   if (rank < rank_) return std::nullopt;
   rank_ = rank;
@@ -112,14 +112,14 @@ media::Failure AnnotatedPicture::OnRequest(const RequestRecord& request,
   return std::nullopt;
 }
 
-media::Failure AnnotatedPicture::Finish(const record::Summary&) {
-  media::Failure failure = media::WritePng(path_, Annotate(picture_, request_, caption_));
+common::Failure AnnotatedPicture::Finish(const record::Summary&) {
+  common::Failure failure = media::WritePng(path_, Annotate(picture_, request_, caption_));
   if (!failure) std::fprintf(to_text_, "annotated picture: %s\n", path_.c_str());
   return failure;
 }
 
-media::Failure AnnotatedClip::OnRequest(const RequestRecord& request,
-                                        const media::Nv12Frame& picture) {
+common::Failure AnnotatedClip::OnRequest(const RequestRecord& request,
+                                         const media::Nv12Frame& picture) {
   if (request.HasFigures()) published_ = request;
   has_figures_ |= request.HasFigures();
   std::string caption = caption_;
@@ -127,7 +127,7 @@ media::Failure AnnotatedClip::OnRequest(const RequestRecord& request,
     const int64_t age = request.number - published_.number;
     caption += "\nfigures " + std::to_string(age) + (age == 1 ? " frame old" : " frames old");
   }
-  media::Failure failure;
+  common::Failure failure;
   if (!has_header_) failure = media::WriteY4mHeader(picture.width, picture.height, rate_, to_);
   has_header_ = true;
   if (!failure) {
@@ -135,7 +135,7 @@ media::Failure AnnotatedClip::OnRequest(const RequestRecord& request,
                                    &frame_);
   }
   if (!failure) failure = media::WriteY4mFrame(frame_, to_);
-  return failure ? media::FailAbout(path_, failure) : failure;
+  return failure ? common::FailAbout(path_, failure) : failure;
 }
 
 }  // namespace camsim

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // What is drawn of a run: frames with their faces and figures, as one picture and as a clip.
-#ifndef ZY_APPS_CAMSIM_ANNOTATED_H_
-#define ZY_APPS_CAMSIM_ANNOTATED_H_
+#ifndef ZY_CAMSIM_ANNOTATED_H_
+#define ZY_CAMSIM_ANNOTATED_H_
 
 #include <cstdio>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "media/geometry.h"
+#include "common/geometry.h"
 #include "media/nv12.h"
 #include "media/picture.h"
 #include "record/run_listener.h"
@@ -16,7 +16,7 @@
 namespace camsim {
 
 // The frame with its faces outlined and numbered by slot.
-media::Picture DrawFaces(const media::Nv12Frame& frame, const std::vector<media::Rect>& faces);
+media::Picture DrawFaces(const media::Nv12Frame& frame, const std::vector<common::Rect>& faces);
 
 // What is shown of a frame of a clip: its own faces with the figures that were published last, each
 // with those of the face that it overlaps most.
@@ -29,9 +29,9 @@ class AnnotatedPicture : public record::RunListener {
   // `to_text` is told of the picture.
   AnnotatedPicture(std::string path, std::string caption, std::FILE* to_text)
       : path_(std::move(path)), caption_(std::move(caption)), to_text_(to_text) {}
-  media::Failure OnRequest(const record::RequestRecord& request,
-                           const media::Nv12Frame& picture) override;
-  media::Failure Finish(const record::Summary& summary) override;
+  common::Failure OnRequest(const record::RequestRecord& request,
+                            const media::Nv12Frame& picture) override;
+  common::Failure Finish(const record::Summary& summary) override;
 
  private:
   const std::string path_, caption_;
@@ -47,8 +47,8 @@ class AnnotatedClip : public record::RunListener {
   // `rate` as for media::WriteY4mHeader.
   AnnotatedClip(std::string path, std::string caption, std::string rate, std::FILE* to)
       : path_(std::move(path)), caption_(std::move(caption)), rate_(std::move(rate)), to_(to) {}
-  media::Failure OnRequest(const record::RequestRecord& request,
-                           const media::Nv12Frame& picture) override;
+  common::Failure OnRequest(const record::RequestRecord& request,
+                            const media::Nv12Frame& picture) override;
 
  private:
   const std::string path_, caption_, rate_;
@@ -61,4 +61,4 @@ class AnnotatedClip : public record::RunListener {
 
 }  // namespace camsim
 
-#endif  // ZY_APPS_CAMSIM_ANNOTATED_H_
+#endif  // ZY_CAMSIM_ANNOTATED_H_

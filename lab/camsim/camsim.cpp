@@ -12,7 +12,7 @@
 
 namespace {
 
-int Say(const media::Failure& failure, int exit_code) {
+int Say(const common::Failure& failure, int exit_code) {
   std::fprintf(stderr, "camsim: %s\n", failure->message.c_str());
   return exit_code;
 }
@@ -40,7 +40,7 @@ int Play(camsim::Options options) {
       return Say(failure, common::kExitUnreadableInput);
     }
     if (!options.replay.empty() && !script.header) {
-      return Say(media::Fail(options.replay + ": line 1: is no header of a recording"),
+      return Say(common::Fail(options.replay + ": line 1: is no header of a recording"),
                  common::kExitUnreadableInput);
     }
     if (script.header) UseHeader(*script.header, &options);

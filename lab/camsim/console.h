@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The person at the terminal: what is said on standard error, and the wish to end.
-#ifndef ZY_APPS_CAMSIM_CONSOLE_H_
-#define ZY_APPS_CAMSIM_CONSOLE_H_
+#ifndef ZY_CAMSIM_CONSOLE_H_
+#define ZY_CAMSIM_CONSOLE_H_
 
 #include <atomic>
 #include <csignal>
@@ -51,4 +51,4 @@ inline bool Interrupted() { return g_interrupted; }
 
 }  // namespace camsim
 
-#endif  // ZY_APPS_CAMSIM_CONSOLE_H_
+#endif  // ZY_CAMSIM_CONSOLE_H_

@@ -33,11 +33,11 @@ int32_t ToSensor(int64_t position, int frame, int sensor) {
 // The faces as the platform's statistics give them: the node turns them back into the same pixels
 // when the sensor is at least as large as the frame.
 std::vector<int32_t> SensorRects(const record::DeviceState& state, Size frame,
-                                 const std::vector<media::Rect>& faces) {
+                                 const std::vector<common::Rect>& faces) {
   const Size sensor = SensorSize(state, frame);
   const int factor = FactorOf(state);
   std::vector<int32_t> rects;
-  for (const media::Rect& face : faces) {
+  for (const common::Rect& face : faces) {
     rects.push_back(factor * ToSensor(face.x, frame.width, sensor.width));
     rects.push_back(factor * ToSensor(face.y, frame.height, sensor.height));
     rects.push_back(factor * ToSensor(int64_t{face.x} + face.w - 1, frame.width, sensor.width));
@@ -75,13 +75,13 @@ void DeviceInput::Change(const record::RequestStep& step) {
   is_absent_.face_rectangles = false;
 }
 
-std::optional<std::vector<media::Rect>> DeviceInput::RawFaces(Size sent) const {
-  if (is_absent_.face_rectangles) return std::vector<media::Rect>();
+std::optional<std::vector<common::Rect>> DeviceInput::RawFaces(Size sent) const {
+  if (is_absent_.face_rectangles) return std::vector<common::Rect>();
   if (!holds_.face_rectangles) return std::nullopt;
   const std::vector<int32_t>& rects = *holds_.face_rectangles;
   const Size sensor = SensorSize(holds_, sent);
   const int64_t factor = FactorOf(holds_);
-  std::vector<media::Rect> faces;
+  std::vector<common::Rect> faces;
   for (std::size_t i = 0; i + 4 <= rects.size(); i += 4) {
     const auto edge = [&](std::size_t at, int size, int whole) {
       return static_cast<int>(rects[i + at] / factor * size / std::max(1, whole));
@@ -93,7 +93,7 @@ std::optional<std::vector<media::Rect>> DeviceInput::RawFaces(Size sent) const {
   return faces;
 }
 
-record::DeviceState DeviceInput::Carried(Size sent, const std::vector<media::Rect>& faces) const {
+record::DeviceState DeviceInput::Carried(Size sent, const std::vector<common::Rect>& faces) const {
   record::DeviceState carried = holds_;
   const Size sensor = SensorSize(holds_, sent);
   if (!carried.sensor_size) carried.sensor_size = {sensor.width, sensor.height};

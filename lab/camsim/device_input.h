@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_APPS_CAMSIM_DEVICE_INPUT_H_
-#define ZY_APPS_CAMSIM_DEVICE_INPUT_H_
+#ifndef ZY_CAMSIM_DEVICE_INPUT_H_
+#define ZY_CAMSIM_DEVICE_INPUT_H_
 
 #include <cstdint>
 #include <optional>
 #include <vector>
 
 #include "camsim/options.h"
-#include "media/geometry.h"
+#include "common/geometry.h"
 #include "record/device_state.h"
 #include "record/recording.h"
 
@@ -24,10 +24,10 @@ class DeviceInput {
   // The state itself. Without a sensor size one is chosen that holds the frame.
   const record::DeviceState& Holds() const { return holds_; }
   // The faces of a script: in picture pixels, or in those of a frame that is sent in this size.
-  const std::optional<std::vector<media::Rect>>& Faces() const { return faces_; }
-  std::optional<std::vector<media::Rect>> RawFaces(Size sent) const;
+  const std::optional<std::vector<common::Rect>>& Faces() const { return faces_; }
+  std::optional<std::vector<common::Rect>> RawFaces(Size sent) const;
   // The tags of a request with these faces, which are in the sent frame's pixels.
-  record::DeviceState Carried(Size sent, const std::vector<media::Rect>& faces) const;
+  record::DeviceState Carried(Size sent, const std::vector<common::Rect>& faces) const;
 
  private:
   template <typename>
@@ -35,9 +35,9 @@ class DeviceInput {
 
   record::DeviceState holds_;
   record::InputTags<Flag> is_absent_;
-  std::optional<std::vector<media::Rect>> faces_;
+  std::optional<std::vector<common::Rect>> faces_;
 };
 
 }  // namespace camsim
 
-#endif  // ZY_APPS_CAMSIM_DEVICE_INPUT_H_
+#endif  // ZY_CAMSIM_DEVICE_INPUT_H_

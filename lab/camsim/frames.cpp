@@ -11,27 +11,27 @@ namespace {
 // A node counts the faces of a request in 8 bits.
 constexpr int kMaxSentFaces = 255;
 
-media::Failure NoNetworks(const std::string& why) {
-  return media::Fail("no networks: " + why + "; ./dev models fetches and builds them");
+common::Failure NoNetworks(const std::string& why) {
+  return common::Fail("no networks: " + why + "; ./dev models fetches and builds them");
 }
 
 }  // namespace
 
-media::Failure Frames::Open() {
-  if (media::Failure failure = media::OpenFrameSource(options_.source, &source_)) {
+common::Failure Frames::Open() {
+  if (common::Failure failure = media::OpenFrameSource(options_.source, &source_)) {
     return failure;
   }
   const Size size = PictureSize();
-  for (const media::Rect& face : options_.faces) {
+  for (const common::Rect& face : options_.faces) {
     if (face.x < size.width && face.y < size.height) continue;
-    return media::FailUsage("--face " + std::to_string(face.x) + "," + std::to_string(face.y) +
-                            " lies outside the " + std::to_string(size.width) + "x" +
-                            std::to_string(size.height) + " picture");
+    return common::FailUsage("--face " + std::to_string(face.x) + "," + std::to_string(face.y) +
+                             " lies outside the " + std::to_string(size.width) + "x" +
+                             std::to_string(size.height) + " picture");
   }
   return std::nullopt;
 }
 
-media::Failure Frames::OpenFinder() {
+common::Failure Frames::OpenFinder() {
   if (!options_.found_faces && !options_.real_models) return std::nullopt;
   const std::string& folder = options_.real_device;
   void* const library = dlopen((folder + "/libzy_networks.so").c_str(), RTLD_NOW);
@@ -48,50 +48,50 @@ Size Frames::SentSize(int orientation) const {
   return options_.IsUpright() ? TurnToSensor(PictureSize(), orientation) : PictureSize();
 }
 
-media::Failure Frames::GoTo(int64_t index) {
+common::Failure Frames::GoTo(int64_t index) {
   if (index == next_) return std::nullopt;
   if (index < next_) {
     if (options_.source.input == "-") {
-      return media::Fail("frame.index: standard input does not go back");
+      return common::Fail("frame.index: standard input does not go back");
     }
-    if (media::Failure failure = media::OpenFrameSource(options_.source, &source_)) {
+    if (common::Failure failure = media::OpenFrameSource(options_.source, &source_)) {
       return failure;
     }
     next_ = 0;
   }
-  media::Failure failure = source_->Skip(index - next_);
+  common::Failure failure = source_->Skip(index - next_);
   next_ = index;
   return failure;
 }
 
-media::Failure Frames::Next(bool* at_end) {
-  media::Failure failure = source_->Next(&picture_, at_end);
+common::Failure Frames::Next(bool* at_end) {
+  common::Failure failure = source_->Next(&picture_, at_end);
   if (!failure && !*at_end) ++next_;
   return failure;
 }
 
-std::vector<media::Rect> Frames::Faces() const {
+std::vector<common::Rect> Frames::Faces() const {
   if (!options_.found_faces) return options_.faces.empty() ? source_->Faces() : options_.faces;
   ZyFoundRect found[kMaxSentFaces];
   const int count = find_(picture_.Luma(), picture_.Chroma(), picture_.width, picture_.height,
                           picture_.stride, *options_.found_faces, found, kMaxSentFaces);
-  std::vector<media::Rect> faces;
+  std::vector<common::Rect> faces;
   for (int i = 0; i < count; ++i) {
     faces.push_back({found[i].x, found[i].y, found[i].width, found[i].height});
   }
   return faces;
 }
 
-media::Failure Frames::Turn(int orientation, media::Nv12Frame** sent) {
+common::Failure Frames::Turn(int orientation, media::Nv12Frame** sent) {
   *sent = options_.IsUpright() ? &turned_ : &picture_;
   if (*sent == &picture_) return std::nullopt;
   return TurnToSensor(picture_, orientation, options_.source.stride, &turned_);
 }
 
-std::vector<media::Rect> Frames::Turned(std::vector<media::Rect> faces, int orientation,
-                                        Size size) const {
+std::vector<common::Rect> Frames::Turned(std::vector<common::Rect> faces, int orientation,
+                                         Size size) const {
   if (!options_.IsUpright()) return faces;
-  for (media::Rect& face : faces) face = TurnToSensor(face, orientation, size);
+  for (common::Rect& face : faces) face = TurnToSensor(face, orientation, size);
   return faces;
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_APPS_CAMSIM_FRAMES_H_
-#define ZY_APPS_CAMSIM_FRAMES_H_
+#ifndef ZY_CAMSIM_FRAMES_H_
+#define ZY_CAMSIM_FRAMES_H_
 
 #include <cstdint>
 #include <memory>
@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "camsim/options.h"
-#include "media/error.h"
+#include "common/failure.h"
+#include "common/geometry.h"
 #include "media/frame_source.h"
-#include "media/geometry.h"
 #include "media/nv12.h"
 #include "real_models/find_faces.h"
 
@@ -23,9 +23,9 @@ class Frames {
   explicit Frames(const Options& options) : options_(options) {}
 
   // Opens the input. Fails (usage) on a face of the options that lies outside.
-  media::Failure Open();
+  common::Failure Open();
   // Opens what finds faces, where the options ask for it. Fails unless every network can be used.
-  media::Failure OpenFinder();
+  common::Failure OpenFinder();
 
   const media::FrameSource& Source() const { return *source_; }
   // The size of a picture, and that in which its frame is sent.
@@ -33,19 +33,20 @@ class Frames {
   Size SentSize(int orientation) const;
 
   // Lets the frame of this index be the next one.
-  media::Failure GoTo(int64_t index);
+  common::Failure GoTo(int64_t index);
   // Takes the next frame. At the input's end sets `at_end` and leaves the last one.
-  media::Failure Next(bool* at_end);
+  common::Failure Next(bool* at_end);
   int64_t Index() const { return next_ - 1; }
   const media::Nv12Frame& Picture() const { return picture_; }
   // The faces that the options, a finder or the input itself know in the picture.
-  std::vector<media::Rect> Faces() const;
+  std::vector<common::Rect> Faces() const;
 
   // The frame as the sensor at this orientation delivers it; valid until the next call.
-  media::Failure Turn(int orientation, media::Nv12Frame** sent);
+  common::Failure Turn(int orientation, media::Nv12Frame** sent);
   // Rectangles of a frame of this size where it is turned for the sensor, or back: a turn undoes
   // itself.
-  std::vector<media::Rect> Turned(std::vector<media::Rect> faces, int orientation, Size size) const;
+  std::vector<common::Rect> Turned(std::vector<common::Rect> faces, int orientation,
+                                   Size size) const;
 
  private:
   const Options& options_;
@@ -58,4 +59,4 @@ class Frames {
 
 }  // namespace camsim
 
-#endif  // ZY_APPS_CAMSIM_FRAMES_H_
+#endif  // ZY_CAMSIM_FRAMES_H_

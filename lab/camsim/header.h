@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_APPS_CAMSIM_HEADER_H_
-#define ZY_APPS_CAMSIM_HEADER_H_
+#ifndef ZY_CAMSIM_HEADER_H_
+#define ZY_CAMSIM_HEADER_H_
 
 #include "camsim/options.h"
 #include "framework/device.h"
@@ -19,4 +19,4 @@ void UseHeader(const record::RunHeader& header, Options* options);
 
 }  // namespace camsim
 
-#endif  // ZY_APPS_CAMSIM_HEADER_H_
+#endif  // ZY_CAMSIM_HEADER_H_

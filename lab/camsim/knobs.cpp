@@ -14,10 +14,10 @@ constexpr char kModel[] = "libQVFD_AgeGender.so";
 constexpr char kGrader[] = "libFaceGrade.so";
 
 template <typename Knob, typename... Values>
-media::Failure Set(const framework::Device& device, const char* library, const char* name,
-                   bool tries, Values... values) {
+common::Failure Set(const framework::Device& device, const char* library, const char* name,
+                    bool tries, Values... values) {
   Knob* knob = nullptr;
-  media::Failure failure = device.FindKnob(library, name, &knob);
+  common::Failure failure = device.FindKnob(library, name, &knob);
   if (!failure && !tries) knob(values...);
   return failure;
 }
@@ -53,11 +53,11 @@ std::vector<record::Event> DeviceEvents(const Options& options) {
   return events;
 }
 
-media::Failure SetKnobs(const framework::Device& device, const record::Event& event, bool tries) {
+common::Failure SetKnobs(const framework::Device& device, const record::Event& event, bool tries) {
   for (const auto& [name, value] : event.settings) {
     const auto* const text = std::get_if<std::string>(&value);
     const auto* const number = std::get_if<int64_t>(&value);
-    media::Failure failure;
+    common::Failure failure;
     if (event.kind == record::Event::kProperty) {
       failure =
           Set<decltype(zy_set_property)>(device, kProperties, "zy_set_property", tries,
@@ -70,7 +70,7 @@ media::Failure SetKnobs(const framework::Device& device, const record::Event& ev
                                                         tries, static_cast<int>(*number));
     }
     const std::string kind = record::kEventNames[event.kind];
-    if (failure) return media::FailAbout(kind + "." + name, failure);
+    if (failure) return common::FailAbout(kind + "." + name, failure);
   }
   return std::nullopt;
 }

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_APPS_CAMSIM_KNOBS_H_
-#define ZY_APPS_CAMSIM_KNOBS_H_
+#ifndef ZY_CAMSIM_KNOBS_H_
+#define ZY_CAMSIM_KNOBS_H_
 
 #include <vector>
 
 #include "camsim/options.h"
 #include "camsim/pass_watch.h"
+#include "common/failure.h"
 #include "framework/device.h"
-#include "media/error.h"
 #include "record/request_record.h"
 
 namespace camsim {
@@ -18,11 +18,11 @@ std::vector<record::Event> DeviceEvents(const Options& options);
 
 // Does what an event asks of the device, or, to try, only looks whether it can be done. Fails when
 // a library lacks the knob.
-media::Failure SetKnobs(const framework::Device& device, const record::Event& event, bool tries);
+common::Failure SetKnobs(const framework::Device& device, const record::Event& event, bool tries);
 
 // Lets the model libraries that can tell `passes` of their calls.
 void TellCalls(const framework::Device& device, PassWatch* passes);
 
 }  // namespace camsim
 
-#endif  // ZY_APPS_CAMSIM_KNOBS_H_
+#endif  // ZY_CAMSIM_KNOBS_H_

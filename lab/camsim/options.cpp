@@ -59,14 +59,14 @@ Size ParseSize(const std::string& name, const std::string& text) {
   if (std::sscanf(text.c_str(), "%6dx%6d%c", &size.width, &size.height, &rest) != 2) {
     throw CLI::ValidationError(name, text + " is no size such as 1280x720");
   }
-  if (!media::IsUsableSize(size.width, size.height)) {
-    throw CLI::ValidationError(name, media::UnusableSize(size.width, size.height)->message);
+  if (!common::IsUsableSize(size.width, size.height)) {
+    throw CLI::ValidationError(name, common::UnusableSize(size.width, size.height)->message);
   }
   return size;
 }
 
-media::Rect ParseRect(const std::string& name, const std::string& text) {
-  media::Rect rect = {};
+common::Rect ParseRect(const std::string& name, const std::string& text) {
+  common::Rect rect = {};
   char rest = 0;
   if (std::sscanf(text.c_str(), "%6d,%6d,%6d,%6d%c", &rect.x, &rect.y, &rect.w, &rect.h, &rest) !=
           4 ||

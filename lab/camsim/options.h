@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_APPS_CAMSIM_OPTIONS_H_
-#define ZY_APPS_CAMSIM_OPTIONS_H_
+#ifndef ZY_CAMSIM_OPTIONS_H_
+#define ZY_CAMSIM_OPTIONS_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -8,12 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "common/geometry.h"
 #include "media/frame_source.h"
-#include "media/geometry.h"
 
 namespace camsim {
 
-using media::Size;
+using common::Size;
 
 // In place of a picture's name.
 inline constexpr char kNoPicture[] = "none";
@@ -25,7 +25,7 @@ struct Options {
   std::string node;                  // the library's path
   std::vector<std::string> devices;  // folders of the device's libraries
   media::FrameSourceOptions source;  // where the frames come from
-  std::vector<media::Rect> faces;    // in picture pixels; empty takes those that the source knows
+  std::vector<common::Rect> faces;   // in picture pixels; empty takes those that the source knows
   std::optional<float> found_faces;  // or the faces found in each frame, from this score on
   std::optional<bool> upright;       // frames are turned into a sensor's; unset: if faces are found
   int requests = 0;                  // 0 is 60 of an input without an end, else all
@@ -69,4 +69,4 @@ bool ParseOptions(int argc, char** argv, Options* options, int* exit_code);
 
 }  // namespace camsim
 
-#endif  // ZY_APPS_CAMSIM_OPTIONS_H_
+#endif  // ZY_CAMSIM_OPTIONS_H_

@@ -24,8 +24,8 @@ namespace {
 constexpr char kStandInCaption[] = "stand-in figures,\nno estimates of a person";
 constexpr char kRealCaption[] = "estimates by a small network,\nno basis for decisions";
 
-media::Failure SystemFailure(const std::string& path) {
-  return media::Fail(path + ": " + std::strerror(errno));
+common::Failure SystemFailure(const std::string& path) {
+  return common::Fail(path + ": " + std::strerror(errno));
 }
 
 // Whether an open file is what standard output is, under whatever name: text must not share a file
@@ -46,7 +46,7 @@ bool IsInput(const std::string& path, const std::string& input) {
 }
 
 // What a regular file held before goes when all outputs are known to be apart.
-media::Failure Empty(std::FILE* file, const std::string& path) {
+common::Failure Empty(std::FILE* file, const std::string& path) {
   struct stat status = {};
   if (file == nullptr || file == stdout || fstat(fileno(file), &status) != 0 ||
       !S_ISREG(status.st_mode)) {
@@ -74,18 +74,18 @@ Outputs::~Outputs() {
   }
 }
 
-media::Failure Outputs::Open() {
+common::Failure Outputs::Open() {
   for (Output& output : outputs_) {
-    if (media::Failure failure = Open(&output)) return failure;
+    if (common::Failure failure = Open(&output)) return failure;
   }
-  if (media::Failure failure = CheckApart()) return failure;
+  if (common::Failure failure = CheckApart()) return failure;
   for (const Output& output : outputs_) {
-    if (media::Failure failure = Empty(output.file.get(), output.path)) return failure;
+    if (common::Failure failure = Empty(output.file.get(), output.path)) return failure;
   }
   return std::nullopt;
 }
 
-media::Failure Outputs::Open(Output* output) {
+common::Failure Outputs::Open(Output* output) {
   if (output->path.empty()) return std::nullopt;
   const bool is_stream = output->opened == Opened::kAsStream;
   if (is_stream && output->path == "-") {
@@ -99,27 +99,27 @@ media::Failure Outputs::Open(Output* output) {
   const bool is_standard_output = IsStandardOutput(descriptor);
   if (is_standard_output || output->opened == Opened::kToTry) close(descriptor);
   if (is_standard_output && !is_stream) {
-    return media::Fail(output->path + ": is standard output");
+    return common::Fail(output->path + ": is standard output");
   }
   if (output->opened == Opened::kToTry) return std::nullopt;
   output->file.reset(is_standard_output ? stdout : fdopen(descriptor, "w"));
   return output->file != nullptr ? std::nullopt : SystemFailure(output->path);
 }
 
-media::Failure Outputs::CheckApart() const {
+common::Failure Outputs::CheckApart() const {
   if (FileOf(kJsonLines) == stdout && FileOf(kClip) == stdout) {
-    return media::Fail("standard output: is to hold both the JSON lines and the clip");
+    return common::Fail("standard output: is to hold both the JSON lines and the clip");
   }
   for (const Output& output : outputs_) {
     for (const std::string& input : {options_.source.input, options_.script, options_.replay}) {
       if (IsInput(output.path, input)) {
-        return media::Fail(output.path + ": is the input as well");
+        return common::Fail(output.path + ": is the input as well");
       }
     }
     for (const Output& other : outputs_) {
       if (&other == &output) break;
       if (!common::IsSameFile(output.path, other.path)) continue;
-      return media::Fail(other.path + ": is to hold both " + other.what + " and " + output.what);
+      return common::Fail(other.path + ": is to hold both " + other.what + " and " + output.what);
     }
   }
   return std::nullopt;
@@ -150,11 +150,11 @@ std::vector<std::unique_ptr<record::RunListener>> Outputs::Listeners(
 }
 
 // A stream that lost bytes once stays marked, even when later writes succeed.
-media::Failure Outputs::Check() const {
-  if (std::ferror(stdout) != 0) return media::Fail("standard output: write failed");
+common::Failure Outputs::Check() const {
+  if (std::ferror(stdout) != 0) return common::Fail("standard output: write failed");
   for (const Output& output : outputs_) {
     if (output.file != nullptr && std::ferror(output.file.get()) != 0) {
-      return media::Fail(output.path + ": write failed");
+      return common::Fail(output.path + ": write failed");
     }
   }
   return std::nullopt;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_APPS_CAMSIM_OUTPUTS_H_
-#define ZY_APPS_CAMSIM_OUTPUTS_H_
+#ifndef ZY_CAMSIM_OUTPUTS_H_
+#define ZY_CAMSIM_OUTPUTS_H_
 
 #include <array>
 #include <cstdio>
@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "camsim/options.h"
-#include "media/error.h"
+#include "common/failure.h"
 #include "record/recording.h"
 #include "record/run_listener.h"
 
@@ -27,7 +27,7 @@ class Outputs {
 
   // Tries every output before anything is run. One that cannot be written, that is another one as
   // well or that is the input is a failure, and nothing that was there is lost.
-  media::Failure Open();
+  common::Failure Open();
 
   // Who shows, stores and compares the run; to be destroyed first. `rate` is that of a clip. A
   // replay is compared with `recorded`.
@@ -38,7 +38,7 @@ class Outputs {
   // Sends what still waits on its way; Check() then says whether it arrived.
   void Flush() const;
   // Whether everything written so far has arrived.
-  media::Failure Check() const;
+  common::Failure Check() const;
 
  private:
   enum Role { kPicture, kJsonLines, kClip, kTrace, kReport, kRoles };
@@ -55,8 +55,8 @@ class Outputs {
     std::unique_ptr<std::FILE, Close> file;  // none of one that was only tried
     bool was_made = false;
   };
-  static media::Failure Open(Output* output);
-  media::Failure CheckApart() const;
+  static common::Failure Open(Output* output);
+  common::Failure CheckApart() const;
   std::FILE* FileOf(Role role) const { return outputs_[role].file.get(); }
 
   const Options& options_;
@@ -65,4 +65,4 @@ class Outputs {
 
 }  // namespace camsim
 
-#endif  // ZY_APPS_CAMSIM_OUTPUTS_H_
+#endif  // ZY_CAMSIM_OUTPUTS_H_

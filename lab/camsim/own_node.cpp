@@ -24,7 +24,7 @@ bool HoldsDefaults(const framework::ResultRecord& record, int slot, float prop) 
 }
 
 bool IsTooSmall(const RequestState& state, int slot) {
-  const media::Rect& face = state.faces[static_cast<std::size_t>(slot)];
+  const common::Rect& face = state.faces[static_cast<std::size_t>(slot)];
   const bool lies = *state.device.orientation != 90 && *state.device.orientation != 270;
   return (lies ? face.h : face.w) <= std::min(state.sent.width, state.sent.height) / 6;
 }

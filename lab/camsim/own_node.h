@@ -2,8 +2,8 @@
 // All that camsim assumes of this project's node beyond the interface: which log lines tell of a
 // frame, which values stand for something, which faces are looked at. Of any other node the
 // assumptions may be wrong, but then they are wrong in words alone.
-#ifndef ZY_APPS_CAMSIM_OWN_NODE_H_
-#define ZY_APPS_CAMSIM_OWN_NODE_H_
+#ifndef ZY_CAMSIM_OWN_NODE_H_
+#define ZY_CAMSIM_OWN_NODE_H_
 
 #include <atomic>
 #include <cstdint>
@@ -11,9 +11,9 @@
 
 #include "camsim/console.h"
 #include "camsim/options.h"
+#include "common/geometry.h"
 #include "framework/framework.h"
 #include "framework/log_watch.h"
-#include "media/geometry.h"
 #include "record/device_state.h"
 #include "record/why.h"
 
@@ -48,10 +48,10 @@ class LogWatch {
 
 // What the sender of a request knows of it.
 struct RequestState {
-  const record::DeviceState& device;      // what holds
-  Size sent;                              // the frame's size
-  const std::vector<media::Rect>& faces;  // in its pixels
-  bool follows_a_pass;                    // a pass had ended when the request was sent
+  const record::DeviceState& device;       // what holds
+  Size sent;                               // the frame's size
+  const std::vector<common::Rect>& faces;  // in its pixels
+  bool follows_a_pass;                     // a pass had ended when the request was sent
 };
 
 // Tells from what the request carried, from the values that stand for something (0, 20, 80 and 0.7,
@@ -61,4 +61,4 @@ record::SlotWhy WhyOf(const RequestState& state, const framework::ResultRecord& 
 
 }  // namespace camsim
 
-#endif  // ZY_APPS_CAMSIM_OWN_NODE_H_
+#endif  // ZY_CAMSIM_OWN_NODE_H_

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_APPS_CAMSIM_PACE_H_
-#define ZY_APPS_CAMSIM_PACE_H_
+#ifndef ZY_CAMSIM_PACE_H_
+#define ZY_CAMSIM_PACE_H_
 
 #include <chrono>
 #include <cstdint>
@@ -35,4 +35,4 @@ class Pace {
 
 }  // namespace camsim
 
-#endif  // ZY_APPS_CAMSIM_PACE_H_
+#endif  // ZY_CAMSIM_PACE_H_

@@ -78,8 +78,8 @@ std::string Bar(Outcome outcome, double x, int y, double width) {
 
 }  // namespace
 
-media::Failure Page::OnRequest(const record::RequestRecord& request,
-                               const media::Nv12Frame& picture) {
+common::Failure Page::OnRequest(const record::RequestRecord& request,
+                                const media::Nv12Frame& picture) {
   requests_.push_back(request);
   if (requests_.size() > kRequests) requests_.pop_front();
   for (std::size_t slot = 0; slot < kSlots; ++slot) {
@@ -107,7 +107,7 @@ void Page::OnPass(const record::PassRecord& pass) {
   if (passes_.size() > kPasses) passes_.pop_front();
 }
 
-media::Failure Page::Finish(const record::Summary& summary) {
+common::Failure Page::Finish(const record::Summary& summary) {
   std::string html = Head(summary) + Outcomes() +
                      "<h2>Figures of each slot over the requests</h2><div class=plots>";
   for (std::size_t slot = 0; slot < kSlots; ++slot) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // A run as one page of HTML that needs nothing else: to look at, print, or attach to a report.
-#ifndef ZY_APPS_CAMSIM_PAGE_H_
-#define ZY_APPS_CAMSIM_PAGE_H_
+#ifndef ZY_CAMSIM_PAGE_H_
+#define ZY_CAMSIM_PAGE_H_
 
 #include <array>
 #include <cstddef>
@@ -25,10 +25,10 @@ class Page : public record::RunListener {
 
   explicit Page(std::FILE* to) : to_(to) {}
   void Begin(const record::RunHeader& header) override { header_ = header; }
-  media::Failure OnRequest(const record::RequestRecord& request,
-                           const media::Nv12Frame& picture) override;
+  common::Failure OnRequest(const record::RequestRecord& request,
+                            const media::Nv12Frame& picture) override;
   void OnPass(const record::PassRecord& pass) override;
-  media::Failure Finish(const record::Summary& summary) override;
+  common::Failure Finish(const record::Summary& summary) override;
 
  private:
   struct ShownPass {
@@ -55,4 +55,4 @@ class Page : public record::RunListener {
 
 }  // namespace camsim
 
-#endif  // ZY_APPS_CAMSIM_PAGE_H_
+#endif  // ZY_CAMSIM_PAGE_H_

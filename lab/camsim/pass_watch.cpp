@@ -14,7 +14,7 @@ void PassWatch::Told(const char* model, const ZyModelCall& call) {
   const int64_t now = Now();
   ++told_;
   std::lock_guard<std::mutex> lock(mutex_);
-  const media::Rect face = {call.left, call.top, call.right - call.left, call.bottom - call.top};
+  const common::Rect face = {call.left, call.top, call.right - call.left, call.bottom - call.top};
   calls_.push_back({model, {now, 0}, face});
   if (!keeps_pictures_ || calls_.size() != 1) return;
   seen_ = media::MakePicture(call.width, call.height);

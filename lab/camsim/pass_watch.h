@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_APPS_CAMSIM_PASS_WATCH_H_
-#define ZY_APPS_CAMSIM_PASS_WATCH_H_
+#ifndef ZY_CAMSIM_PASS_WATCH_H_
+#define ZY_CAMSIM_PASS_WATCH_H_
 
 #include <atomic>
 #include <chrono>
@@ -57,4 +57,4 @@ void SetEvenTimes(record::PassRecord* pass);
 
 }  // namespace camsim
 
-#endif  // ZY_APPS_CAMSIM_PASS_WATCH_H_
+#endif  // ZY_CAMSIM_PASS_WATCH_H_

@@ -32,39 +32,39 @@ Run::Run(const Options& options, const record::Recording& script)
       comparison_({options.tolerance, options.differences, "recorded"}) {}
 
 int Run::Go() {
-  if (media::Failure failure = OpenInput()) {
+  if (common::Failure failure = OpenInput()) {
     if (Interrupted()) return common::kExitInterrupted;  // it ended the read
     return Say(failure, common::kExitUnreadableInput);
   }
-  if (media::Failure failure = frames_.OpenFinder()) return Say(failure, common::kExitFailure);
-  if (media::Failure failure = OpenDevice()) return Say(failure, common::kExitFailure);
-  if (media::Failure failure = TryScript()) return Say(failure, common::kExitUnreadableInput);
-  if (media::Failure failure = framework::Framework::Get().Load(options_.node)) {
+  if (common::Failure failure = frames_.OpenFinder()) return Say(failure, common::kExitFailure);
+  if (common::Failure failure = OpenDevice()) return Say(failure, common::kExitFailure);
+  if (common::Failure failure = TryScript()) return Say(failure, common::kExitUnreadableInput);
+  if (common::Failure failure = framework::Framework::Get().Load(options_.node)) {
     return Say(failure, common::kExitFailure);
   }
   // From here on nothing but the run itself can fail, and outputs of an earlier run are emptied.
-  if (media::Failure failure = outputs_.Open()) return Say(failure, common::kExitFailure);
+  if (common::Failure failure = outputs_.Open()) return Say(failure, common::kExitFailure);
   Begin();
-  if (media::Failure failure = PlayScript(1)) return Say(failure, common::kExitUnreadableInput);
-  if (media::Failure failure = sender_.Start(buffer_)) return Say(failure, common::kExitFailure);
+  if (common::Failure failure = PlayScript(1)) return Say(failure, common::kExitUnreadableInput);
+  if (common::Failure failure = sender_.Start(buffer_)) return Say(failure, common::kExitFailure);
   const int exit_code = SendRequests();
-  if (media::Failure failure = sender_.Stop()) return Say(failure, common::kExitFailure);
-  const media::Failure failure = Finish();
+  if (common::Failure failure = sender_.Stop()) return Say(failure, common::kExitFailure);
+  const common::Failure failure = Finish();
   // What failed the run is said already.
   if (failure && exit_code != common::kExitFailure) return Say(failure, common::kExitFailure);
   const bool differs = exit_code == common::kExitOk && comparison_.Count() != 0;
   return differs ? common::kExitDifferences : exit_code;
 }
 
-int Run::Say(const media::Failure& failure, int exit_code) {
+int Run::Say(const common::Failure& failure, int exit_code) {
   progress_.Print("camsim: " + failure->message);
   return failure->is_usage ? common::kExitUsage : exit_code;
 }
 
 // ---- The beginning ------------------------------------------------------------------------------
 
-media::Failure Run::OpenInput() {
-  if (media::Failure failure = frames_.Open()) return failure;
+common::Failure Run::OpenInput() {
+  if (common::Failure failure = frames_.Open()) return failure;
   // What the first request changes holds from the beginning: the buffers' size depends on it.
   for (const record::Step& step : script_.Steps()) {
     const auto* const request = std::get_if<record::RequestStep>(&step.what);
@@ -75,8 +75,8 @@ media::Failure Run::OpenInput() {
   return media::CheckFrameShape(sent.width, sent.height, options_.source.stride);
 }
 
-media::Failure Run::OpenDevice() {
-  if (media::Failure failure = device_.Open(options_.devices)) return failure;
+common::Failure Run::OpenDevice() {
+  if (common::Failure failure = device_.Open(options_.devices)) return failure;
   if (options_.log == LogLevel::kInfo) {
     for (const auto& library : device_.Libraries()) {
       progress_.Print("camsim: " + library.name + " is " + library.path);
@@ -84,16 +84,16 @@ media::Failure Run::OpenDevice() {
   }
   TellCalls(device_, &passes_);
   for (const record::Event& event : DeviceEvents(options_)) {
-    if (media::Failure failure = SetKnobs(device_, event, false)) return failure;
+    if (common::Failure failure = SetKnobs(device_, event, false)) return failure;
   }
   return std::nullopt;
 }
 
-media::Failure Run::TryScript() const {
+common::Failure Run::TryScript() const {
   for (const record::Step& step : script_.Steps()) {
     const auto* const event = std::get_if<record::Event>(&step.what);
     if (event == nullptr) continue;
-    const media::Failure failure = SetKnobs(device_, *event, true);
+    const common::Failure failure = SetKnobs(device_, *event, true);
     if (failure) return script_.FailAt(step, failure);
   }
   return std::nullopt;
@@ -110,9 +110,9 @@ void Run::Begin() {
 
 // ---- Scripts ------------------------------------------------------------------------------------
 
-media::Failure Run::PlayScript(int64_t number) {
+common::Failure Run::PlayScript(int64_t number) {
   while (const record::Step* step = script_.Next(number)) {
-    media::Failure failure;
+    common::Failure failure;
     if (const auto* request = std::get_if<record::RequestStep>(&step->what)) {
       input_.Change(*request);
       if (request->frame_index) failure = frames_.GoTo(*request->frame_index);
@@ -124,11 +124,11 @@ media::Failure Run::PlayScript(int64_t number) {
   return std::nullopt;
 }
 
-media::Failure Run::Apply(const record::Event& event) {
+common::Failure Run::Apply(const record::Event& event) {
   for (const auto& listener : listeners_) listener->OnEvent(event);
   if (event.kind != record::Event::kPipeline) return SetKnobs(device_, event, false);
   if (!sender_.HasStarted()) return std::nullopt;
-  if (media::Failure failure = sender_.Stop()) return failure;
+  if (common::Failure failure = sender_.Stop()) return failure;
   passes_.EndPipeline();
   analysed_ = 0;
   return sender_.Start(buffer_);
@@ -141,7 +141,7 @@ int Run::SendRequests() {
   if (requests_ == 0 && frames_.Source().IsEndless()) requests_ = kDefaultRequests;
   while (!Interrupted() && (requests_ == 0 || summary_.sent < requests_)) {
     bool at_end = false;
-    media::Failure failure = PlayScript(summary_.sent + 1);
+    common::Failure failure = PlayScript(summary_.sent + 1);
     if (!failure) failure = frames_.Next(&at_end);
     if (failure && Interrupted()) break;
     if (failure) return Say(failure, common::kExitUnreadableInput);
@@ -152,15 +152,15 @@ int Run::SendRequests() {
   if (Interrupted()) return common::kExitInterrupted;
   if (summary_.sent != 0) return common::kExitOk;
   const std::string& input = options_.source.input;
-  return Say(media::Fail((input.empty() ? "the built-in scene" : input) + ": has no frames"),
+  return Say(common::Fail((input.empty() ? "the built-in scene" : input) + ": has no frames"),
              common::kExitUnreadableInput);
 }
 
-media::Failure Run::SendRequest() {
+common::Failure Run::SendRequest() {
   const record::DeviceState& device = input_.Holds();
   const int orientation = *device.orientation;
   media::Nv12Frame* frame = nullptr;
-  if (media::Failure failure = frames_.Turn(orientation, &frame)) return failure;
+  if (common::Failure failure = frames_.Turn(orientation, &frame)) return failure;
   const Size sent = {frame->width, frame->height};
   record::RequestRecord request;
   request.number = summary_.sent + 1;
@@ -170,12 +170,12 @@ media::Failure Run::SendRequest() {
   } else {
     request.faces = input_.Faces() ? *input_.Faces() : frames_.Faces();
   }
-  const std::vector<media::Rect> faces =
+  const std::vector<common::Rect> faces =
       frames_.Turned(request.faces, orientation, frames_.PictureSize());
   sender_.AwaitTurn();
   NotePass();
   const RequestState state = {device, sent, faces, analysed_ != 0};
-  if (media::Failure failure = sender_.Send(input_.Carried(sent, faces), frame, &request)) {
+  if (common::Failure failure = sender_.Send(input_.Carried(sent, faces), frame, &request)) {
     return failure;
   }
   for (int slot = 0; slot < record::kSlots && log_.Tells(); ++slot) {
@@ -187,13 +187,13 @@ media::Failure Run::SendRequest() {
   return Tell(request);
 }
 
-media::Failure Run::Tell(const record::RequestRecord& request) {
+common::Failure Run::Tell(const record::RequestRecord& request) {
   const bool is_taken = request.outcome == record::Outcome::kTaken;
   // The worker takes a frame when it is done with the one before.
   if (is_taken && passes_.IsPending()) EndPass();
   summary_.Count(request.outcome);
   for (const auto& listener : listeners_) {
-    if (media::Failure failure = listener->OnRequest(request, frames_.Picture())) {
+    if (common::Failure failure = listener->OnRequest(request, frames_.Picture())) {
       return failure;
     }
   }
@@ -216,13 +216,13 @@ void Run::EndPass() {
   for (const auto& listener : listeners_) listener->OnPass(pass);
 }
 
-media::Failure Run::Finish() {
+common::Failure Run::Finish() {
   progress_.End();
   if (summary_.sent == 0) return std::nullopt;
   summary_.analysed = framework::CountWorkers().passes;
   summary_.pace = sender_.Pacing();
   for (const auto& listener : listeners_) {
-    if (media::Failure failure = listener->Finish(summary_)) return failure;
+    if (common::Failure failure = listener->Finish(summary_)) return failure;
   }
   outputs_.Flush();
   return outputs_.Check();

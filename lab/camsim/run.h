@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_APPS_CAMSIM_RUN_H_
-#define ZY_APPS_CAMSIM_RUN_H_
+#ifndef ZY_CAMSIM_RUN_H_
+#define ZY_CAMSIM_RUN_H_
 
 #include <cstdint>
 #include <memory>
@@ -14,8 +14,8 @@
 #include "camsim/own_node.h"
 #include "camsim/pass_watch.h"
 #include "camsim/sender.h"
+#include "common/failure.h"
 #include "framework/device.h"
-#include "media/error.h"
 #include "record/recording.h"
 #include "record/run_listener.h"
 #include "record/script.h"
@@ -33,25 +33,25 @@ class Run {
   int Go();
 
  private:
-  int Say(const media::Failure& failure, int exit_code);
+  int Say(const common::Failure& failure, int exit_code);
 
-  media::Failure OpenInput();
-  media::Failure OpenDevice();
+  common::Failure OpenInput();
+  common::Failure OpenDevice();
   // Whether the device can do what the script asks of it.
-  media::Failure TryScript() const;
+  common::Failure TryScript() const;
   void Begin();
 
   // Does what the script says up to the request of this number.
-  media::Failure PlayScript(int64_t number);
-  media::Failure Apply(const record::Event& event);
+  common::Failure PlayScript(int64_t number);
+  common::Failure Apply(const record::Event& event);
 
   int SendRequests();
-  media::Failure SendRequest();
-  media::Failure Tell(const record::RequestRecord& request);
+  common::Failure SendRequest();
+  common::Failure Tell(const record::RequestRecord& request);
   // Looks whether the pass over the frame that was taken last has ended.
   void NotePass();
   void EndPass();
-  media::Failure Finish();
+  common::Failure Finish();
 
   const Options& options_;
   const record::Recording& recording_;
@@ -74,4 +74,4 @@ class Run {
 
 }  // namespace camsim
 
-#endif  // ZY_APPS_CAMSIM_RUN_H_
+#endif  // ZY_CAMSIM_RUN_H_

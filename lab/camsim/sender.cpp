@@ -15,10 +15,10 @@ constexpr std::chrono::minutes kRestTimeout{5};
 Sender::Sender(const Options& options, LogWatch* log, const PassWatch* passes)
     : options_(options), log_(log), passes_(passes), pace_(options.fps) {}
 
-media::Failure Sender::Start(Size buffer) {
+common::Failure Sender::Start(Size buffer) {
   output_frame_.width = buffer.width;
   output_frame_.height = buffer.height;
-  if (media::Failure failure =
+  if (common::Failure failure =
           session_.Create(options_.node_caps, static_cast<uint32_t>(output_frame_.width),
                           static_cast<uint32_t>(output_frame_.height))) {
     return failure;
@@ -27,9 +27,9 @@ media::Failure Sender::Start(Size buffer) {
   return AwaitWorker();
 }
 
-media::Failure Sender::AwaitWorker() const {
+common::Failure Sender::AwaitWorker() const {
   if (options_.realtime || framework::WaitForRestingWorkers(kRestTimeout)) return std::nullopt;
-  return media::Fail("the worker does not come to rest");
+  return common::Fail("the worker does not come to rest");
 }
 
 // What is seen of any node's workers: signals that wake them, and, where each pass is awaited, the
@@ -42,8 +42,8 @@ void Sender::AwaitTurn() {
   if (options_.realtime) pace_.AwaitNext();
 }
 
-media::Failure Sender::Send(const record::DeviceState& tags, media::Nv12Frame* frame,
-                            record::RequestRecord* request) {
+common::Failure Sender::Send(const record::DeviceState& tags, media::Nv12Frame* frame,
+                             record::RequestRecord* request) {
   record::SetInput(tags, &session_.Input());
   framework::CameraBuffer input(frame);
   framework::CameraBuffer output(&output_frame_);
@@ -54,14 +54,14 @@ media::Failure Sender::Send(const record::DeviceState& tags, media::Nv12Frame* f
   // the machine.
   const uint64_t wakes = CountWakes();
   framework::HoldSignals(!options_.realtime);
-  const media::Failure failure =
+  const common::Failure failure =
       session_.Process(static_cast<uint64_t>(request->number), &input, &output);
   framework::HoldSignals(false);
   if (failure) return failure;
   if (options_.realtime) {
     request->time = {at, pace_.Note(std::chrono::steady_clock::now() - start)};
   }
-  if (media::Failure unrest = AwaitWorker()) return unrest;
+  if (common::Failure unrest = AwaitWorker()) return unrest;
   request->outcome = log_->Take(CountWakes() != wakes);
   request->digest = media::PixelDigest(*frame);
   request->in = record::ReadInput(session_.Input());

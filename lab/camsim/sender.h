@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_APPS_CAMSIM_SENDER_H_
-#define ZY_APPS_CAMSIM_SENDER_H_
+#ifndef ZY_CAMSIM_SENDER_H_
+#define ZY_CAMSIM_SENDER_H_
 
 #include <cstdint>
 #include <string>
@@ -9,8 +9,8 @@
 #include "camsim/own_node.h"
 #include "camsim/pace.h"
 #include "camsim/pass_watch.h"
+#include "common/failure.h"
 #include "framework/framework.h"
-#include "media/error.h"
 #include "media/nv12.h"
 #include "record/request_record.h"
 
@@ -23,20 +23,20 @@ class Sender {
   Sender(const Options& options, LogWatch* log, const PassWatch* passes);
 
   // Starts a pipeline with buffers of this size, and ends it.
-  media::Failure Start(Size buffer);
+  common::Failure Start(Size buffer);
   bool HasStarted() const { return session_.node() != nullptr; }
-  media::Failure Stop() { return session_.Destroy(); }
+  common::Failure Stop() { return session_.Destroy(); }
 
   // Waits until the next request is due.
   void AwaitTurn();
   // Sends a request by its number, with these tags. Adds to it what it carried and what came back.
-  media::Failure Send(const record::DeviceState& tags, media::Nv12Frame* frame,
-                      record::RequestRecord* request);
+  common::Failure Send(const record::DeviceState& tags, media::Nv12Frame* frame,
+                       record::RequestRecord* request);
   // How well the rate was kept; empty unless in real time.
   std::string Pacing() { return options_.realtime ? pace_.Text() : ""; }
 
  private:
-  media::Failure AwaitWorker() const;
+  common::Failure AwaitWorker() const;
   uint64_t CountWakes() const;
 
   const Options& options_;
@@ -49,4 +49,4 @@ class Sender {
 
 }  // namespace camsim
 
-#endif  // ZY_APPS_CAMSIM_SENDER_H_
+#endif  // ZY_CAMSIM_SENDER_H_

@@ -72,7 +72,7 @@ void Table::Begin(const record::RunHeader&) {
   std::fprintf(to_, " | why zero or default\n");
 }
 
-media::Failure Table::OnRequest(const RequestRecord& request, const media::Nv12Frame&) {
+common::Failure Table::OnRequest(const RequestRecord& request, const media::Nv12Frame&) {
   if (options_.has_rows && (options_.all || request.outcome != Outcome::kNotOffered)) {
     PrintRow(request);
   }
@@ -92,7 +92,7 @@ void Table::PrintRow(const RequestRecord& request) const {
   std::fprintf(to_, " |%s%s\n", reasons.empty() ? "" : " ", reasons.c_str());
 }
 
-media::Failure Table::Finish(const record::Summary& summary) {
+common::Failure Table::Finish(const record::Summary& summary) {
   PrintNotHandedOver(summary);
   std::fprintf(to_, "%s\n%s", SummaryLine(summary).c_str(), OwnTagsLine(last_values_).c_str());
   if (!summary.pace.empty()) std::fprintf(to_, "%s\n", summary.pace.c_str());

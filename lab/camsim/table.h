@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_APPS_CAMSIM_TABLE_H_
-#define ZY_APPS_CAMSIM_TABLE_H_
+#ifndef ZY_CAMSIM_TABLE_H_
+#define ZY_CAMSIM_TABLE_H_
 
 #include <cstdio>
 #include <string>
@@ -23,9 +23,9 @@ class Table : public record::RunListener {
  public:
   Table(TableOptions options, std::FILE* to) : options_(options), to_(to) {}
   void Begin(const record::RunHeader& header) override;
-  media::Failure OnRequest(const record::RequestRecord& request,
-                           const media::Nv12Frame& picture) override;
-  media::Failure Finish(const record::Summary& summary) override;
+  common::Failure OnRequest(const record::RequestRecord& request,
+                            const media::Nv12Frame& picture) override;
+  common::Failure Finish(const record::Summary& summary) override;
 
  private:
   void PrintRow(const record::RequestRecord& request) const;
@@ -39,4 +39,4 @@ class Table : public record::RunListener {
 
 }  // namespace camsim
 
-#endif  // ZY_APPS_CAMSIM_TABLE_H_
+#endif  // ZY_CAMSIM_TABLE_H_

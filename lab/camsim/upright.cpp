@@ -55,8 +55,8 @@ void MirrorRows(uint8_t* plane, int rows, int stride, int elements, std::ptrdiff
 
 }  // namespace
 
-media::Failure TurnToSensor(const media::Nv12Frame& upright, int orientation, int stride,
-                            media::Nv12Frame* sensor) {
+common::Failure TurnToSensor(const media::Nv12Frame& upright, int orientation, int stride,
+                             media::Nv12Frame* sensor) {
   const Turn turn = TurnOf(orientation);
   const Size whole = {upright.width, upright.height}, size = Even(whole);
   if (!IsTurned(turn, whole)) {
@@ -64,7 +64,7 @@ media::Failure TurnToSensor(const media::Nv12Frame& upright, int orientation, in
     return std::nullopt;
   }
   const Size turned = TurnToSensor(whole, orientation);
-  if (media::Failure failure = media::ShapeFrame(turned.width, turned.height, stride, sensor)) {
+  if (common::Failure failure = media::ShapeFrame(turned.width, turned.height, stride, sensor)) {
     return failure;
   }
   media::Nv12Frame from = upright;
@@ -85,7 +85,7 @@ Size TurnToSensor(Size upright, int orientation) {
   return turn.degrees == 180 ? size : Size{size.height, size.width};
 }
 
-media::Rect TurnToSensor(const media::Rect& rect, int orientation, Size upright) {
+common::Rect TurnToSensor(const common::Rect& rect, int orientation, Size upright) {
   const Turn turn = TurnOf(orientation);
   if (!IsTurned(turn, upright)) return rect;
   const Size size = Even(upright);

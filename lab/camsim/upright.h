@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_APPS_CAMSIM_UPRIGHT_H_
-#define ZY_APPS_CAMSIM_UPRIGHT_H_
+#ifndef ZY_CAMSIM_UPRIGHT_H_
+#define ZY_CAMSIM_UPRIGHT_H_
 
 #include "camsim/options.h"
-#include "media/error.h"
-#include "media/geometry.h"
+#include "common/failure.h"
+#include "common/geometry.h"
 #include "media/nv12.h"
 
 namespace camsim {
@@ -16,14 +16,14 @@ namespace camsim {
 // The frame that a sensor held at `orientation` delivers. Where it has to be turned, it gets rows
 // of `stride` bytes as media::ShapeFrame gives them (and fails as that does), and an odd last
 // row or column is left out; a picture one pixel wide or high stays as it is.
-media::Failure TurnToSensor(const media::Nv12Frame& upright, int orientation, int stride,
-                            media::Nv12Frame* sensor);
+common::Failure TurnToSensor(const media::Nv12Frame& upright, int orientation, int stride,
+                             media::Nv12Frame* sensor);
 
 // The size of that frame, and where a rectangle of an upright picture of that size lies in it. The
 // same turn of the frame's size leads a rectangle back.
 Size TurnToSensor(Size upright, int orientation);
-media::Rect TurnToSensor(const media::Rect& rect, int orientation, Size upright);
+common::Rect TurnToSensor(const common::Rect& rect, int orientation, Size upright);
 
 }  // namespace camsim
 
-#endif  // ZY_APPS_CAMSIM_UPRIGHT_H_
+#endif  // ZY_CAMSIM_UPRIGHT_H_

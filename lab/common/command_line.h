@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the command lines of the programs have in common.
-#ifndef ZY_APPS_COMMAND_LINE_H_
-#define ZY_APPS_COMMAND_LINE_H_
+#ifndef ZY_COMMON_COMMAND_LINE_H_
+#define ZY_COMMON_COMMAND_LINE_H_
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
@@ -50,4 +50,4 @@ inline std::string PngName(const std::string& path) {
 
 }  // namespace common
 
-#endif  // ZY_APPS_COMMAND_LINE_H_
+#endif  // ZY_COMMON_COMMAND_LINE_H_

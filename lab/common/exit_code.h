@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_APPS_EXIT_CODE_H_
-#define ZY_APPS_EXIT_CODE_H_
+#ifndef ZY_COMMON_EXIT_CODE_H_
+#define ZY_COMMON_EXIT_CODE_H_
 
 #include <cstdio>
 #include <new>
@@ -30,4 +30,4 @@ int RunWithinMemory(const char* name, Program program) {
 
 }  // namespace common
 
-#endif  // ZY_APPS_EXIT_CODE_H_
+#endif  // ZY_COMMON_EXIT_CODE_H_

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_APPS_SAME_FILE_H_
-#define ZY_APPS_SAME_FILE_H_
+#ifndef ZY_COMMON_SAME_FILE_H_
+#define ZY_COMMON_SAME_FILE_H_
 
 #include <sys/stat.h>
 
@@ -19,4 +19,4 @@ inline bool IsSameFile(const std::string& a, const std::string& b) {
 
 }  // namespace common
 
-#endif  // ZY_APPS_SAME_FILE_H_
+#endif  // ZY_COMMON_SAME_FILE_H_

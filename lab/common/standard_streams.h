@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_APPS_STANDARD_STREAMS_H_
-#define ZY_APPS_STANDARD_STREAMS_H_
+#ifndef ZY_COMMON_STANDARD_STREAMS_H_
+#define ZY_COMMON_STANDARD_STREAMS_H_
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -19,4 +19,4 @@ inline void KeepStandardStreamsApart() {
 
 }  // namespace common
 
-#endif  // ZY_APPS_STANDARD_STREAMS_H_
+#endif  // ZY_COMMON_STANDARD_STREAMS_H_

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_APPS_VERSION_H_
-#define ZY_APPS_VERSION_H_
+#ifndef ZY_COMMON_VERSION_H_
+#define ZY_COMMON_VERSION_H_
 
 namespace common {
 
@@ -9,4 +9,4 @@ inline constexpr char kVersion[] = ZY_VERSION;
 
 }  // namespace common
 
-#endif  // ZY_APPS_VERSION_H_
+#endif  // ZY_COMMON_VERSION_H_

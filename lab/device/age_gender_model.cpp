@@ -34,9 +34,9 @@ State g_state;
 
 // Answers that stay inside what a model of faces would say. Both images take part in each.
 device::AgeGenderAnswer Measure(const uint8_t* gray, const uint8_t* rgb,
-                              const device::AgeGenderCall& call) {
+                                const device::AgeGenderCall& call) {
   const device::ClippedRect rect(call.width, call.height, call.left, call.top, call.right,
-                               call.bottom);
+                                 call.bottom);
   const device::CellSums luma = device::SumCells(gray, 1, call.width, rect);
   const device::CellSums colour = device::SumCells(rgb, 3, call.width, rect);
   const auto figure = [&](float low, float high, uint32_t pattern) {

@@ -4,8 +4,8 @@
 // functions may be called from any thread. Programs, which open a device's libraries without
 // knowing them, look the C functions at the end up by name; the others are for tests that link the
 // stand-ins.
-#ifndef ZY_HOST_CONTROL_H_
-#define ZY_HOST_CONTROL_H_
+#ifndef ZY_DEVICE_CONTROL_H_
+#define ZY_DEVICE_CONTROL_H_
 
 #include <chrono>
 #include <cstdint>
@@ -136,4 +136,4 @@ uint64_t zy_overlapping_face_grade_calls();
 
 }  // extern "C"
 
-#endif  // ZY_HOST_CONTROL_H_
+#endif  // ZY_DEVICE_CONTROL_H_

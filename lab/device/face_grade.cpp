@@ -35,7 +35,7 @@ struct Rect {
 
 device::FaceGradeAnswer Measure(const uint8_t* rgb, const device::FaceGradeCall& call) {
   const device::ClippedRect rect(call.width, call.height, call.x, call.y, call.x + call.face_width,
-                               call.y + call.face_height);
+                                 call.y + call.face_height);
   const device::CellSums colour = device::SumCells(rgb, 3, call.width, rect);
   const auto figure = [&](uint32_t pattern) {
     return device::Between(50.0f, 100.0f, device::WeightedMean(colour, pattern));

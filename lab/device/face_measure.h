@@ -3,8 +3,8 @@
 // rectangle. Every place and every channel has a weight of its own, and no figure has an end at
 // which it stays, so that a wrong crop, exchanged channels or a stale rectangle show in each of
 // them, on a photograph as well as on a drawing. They say nothing about a person.
-#ifndef ZY_HOST_FACE_MEASURE_H_
-#define ZY_HOST_FACE_MEASURE_H_
+#ifndef ZY_DEVICE_FACE_MEASURE_H_
+#define ZY_DEVICE_FACE_MEASURE_H_
 
 #include <algorithm>
 #include <cstddef>
@@ -97,4 +97,4 @@ inline float Between(float low, float high, float mean) {
 
 }  // namespace device
 
-#endif  // ZY_HOST_FACE_MEASURE_H_
+#endif  // ZY_DEVICE_FACE_MEASURE_H_

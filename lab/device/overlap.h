@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_HOST_OVERLAP_H_
-#define ZY_HOST_OVERLAP_H_
+#ifndef ZY_DEVICE_OVERLAP_H_
+#define ZY_DEVICE_OVERLAP_H_
 
 #include <atomic>
 #include <cstdint>
@@ -27,4 +27,4 @@ class CallInLibrary {
 
 }  // namespace device
 
-#endif  // ZY_HOST_OVERLAP_H_
+#endif  // ZY_DEVICE_OVERLAP_H_

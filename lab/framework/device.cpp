@@ -48,45 +48,45 @@ std::string SonameOf(void* library) {
 
 }  // namespace
 
-media::Failure Device::Open(const std::vector<std::string>& folders) {
+common::Failure Device::Open(const std::vector<std::string>& folders) {
   for (const std::string& folder : folders) {
     if (std::none_of(std::begin(kLibraries), std::end(kLibraries),
                      [&](const char* name) { return Has(folder, name); })) {
-      return media::Fail(folder + ": has none of the device's libraries");
+      return common::Fail(folder + ": has none of the device's libraries");
     }
   }
   for (const char* name : kLibraries) {
     const auto folder = std::find_if(folders.begin(), folders.end(),
                                      [&](const std::string& f) { return Has(f, name); });
     const std::string path = PathIn(folder != folders.end() ? *folder : StandInFolder(), name);
-    if (media::Failure failure = OpenLibrary(name, path)) return failure;
+    if (common::Failure failure = OpenLibrary(name, path)) return failure;
   }
   return std::nullopt;
 }
 
-media::Failure Device::OpenLibrary(const std::string& name, const std::string& path) {
+common::Failure Device::OpenLibrary(const std::string& name, const std::string& path) {
   void* const handle = dlopen(path.c_str(), RTLD_NOW | RTLD_GLOBAL);
   if (handle == nullptr) {
     const std::string message = dlerror();
     const bool names_file = message.find(path) != std::string::npos;
-    return media::Fail(names_file ? message : path + ": " + message);
+    return common::Fail(names_file ? message : path + ": " + message);
   }
   libraries_.push_back({name, path, handle});
   // By that name the node will ask for it; and a library of that name that came first would win.
   if (SonameOf(handle) == name && dlopen(name.c_str(), RTLD_NOW | RTLD_NOLOAD) == handle) {
     return std::nullopt;
   }
-  return media::Fail(path + ": its soname is not " + name);
+  return common::Fail(path + ": its soname is not " + name);
 }
 
-media::Failure Device::FindSymbol(const std::string& library, const char* name,
-                                  void** symbol) const {
+common::Failure Device::FindSymbol(const std::string& library, const char* name,
+                                   void** symbol) const {
   const auto found = std::find_if(libraries_.begin(), libraries_.end(),
                                   [&](const Library& other) { return other.name == library; });
-  if (found == libraries_.end()) return media::FailUsage(library + ": is not open");
+  if (found == libraries_.end()) return common::FailUsage(library + ": is not open");
   *symbol = dlsym(found->handle, name);
   if (*symbol != nullptr) return std::nullopt;
-  return media::FailUsage(found->path + ": has no " + name);
+  return common::FailUsage(found->path + ": has no " + name);
 }
 
 }  // namespace framework

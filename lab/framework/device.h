@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "media/error.h"
+#include "common/failure.h"
 
 namespace framework {
 
@@ -17,14 +17,14 @@ class Device {
   // Opens each library from the first of the folders that has it, at last from the stand-ins that
   // came with this program. Fails on a folder that has none of them, and on a library that cannot
   // be loaded or goes by another name inside.
-  media::Failure Open(const std::vector<std::string>& folders);
+  common::Failure Open(const std::vector<std::string>& folders);
 
   // Finds a function that a stand-in offers beyond the device's interface. Fails (usage) when the
   // library in use has none of that name.
   template <typename Function>
-  media::Failure FindKnob(const std::string& library, const char* name, Function** knob) const {
+  common::Failure FindKnob(const std::string& library, const char* name, Function** knob) const {
     void* found = nullptr;
-    media::Failure failure = FindSymbol(library, name, &found);
+    common::Failure failure = FindSymbol(library, name, &found);
     *knob = reinterpret_cast<Function*>(found);
     return failure;
   }
@@ -38,8 +38,8 @@ class Device {
   const std::vector<Library>& Libraries() const { return libraries_; }
 
  private:
-  media::Failure OpenLibrary(const std::string& name, const std::string& path);
-  media::Failure FindSymbol(const std::string& library, const char* name, void** symbol) const;
+  common::Failure OpenLibrary(const std::string& name, const std::string& path);
+  common::Failure FindSymbol(const std::string& library, const char* name, void** symbol) const;
 
   std::vector<Library> libraries_;
 };

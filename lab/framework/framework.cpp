@@ -54,9 +54,9 @@ ChiResult GetVendorTagBase(ChiVendorTagBase* query) {
   return query->vendorTagBase != 0 ? kChiSuccess : kChiFailed;
 }
 
-media::Failure Check(const std::string& call, ChiResult result) {
+common::Failure Check(const std::string& call, ChiResult result) {
   if (result == kChiSuccess) return std::nullopt;
-  return media::Fail(call + " answered " + std::to_string(result));
+  return common::Fail(call + " answered " + std::to_string(result));
 }
 
 }  // namespace
@@ -147,13 +147,13 @@ Framework& Framework::Get() {
   return framework;
 }
 
-media::Failure OpenNode(const std::string& path, NodeEntry* entry) {
+common::Failure OpenNode(const std::string& path, NodeEntry* entry) {
   // Without a slash the loader would look for another library of that name, in its own folders.
   const std::string file = path.find('/') == std::string::npos ? "./" + path : path;
   void* library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (library == nullptr) return media::Fail(dlerror());
+  if (library == nullptr) return common::Fail(dlerror());
   *entry = reinterpret_cast<NodeEntry>(dlsym(library, "ChiNodeEntry"));
-  if (*entry == nullptr) return media::Fail(path + ": no ChiNodeEntry");
+  if (*entry == nullptr) return common::Fail(path + ": no ChiNodeEntry");
   return std::nullopt;
 }
 
@@ -175,43 +175,43 @@ std::string MissingCallbacks(const ChiNodeCallbacks& callbacks) {
   return missing;
 }
 
-media::Failure Framework::Load(const std::string& path) {
+common::Failure Framework::Load(const std::string& path) {
   NodeEntry entry = nullptr;
-  if (media::Failure failure = OpenNode(path, &entry)) return failure;
+  if (common::Failure failure = OpenNode(path, &entry)) return failure;
   return Start(entry);
 }
 
-media::Failure Framework::Start(NodeEntry entry) {
+common::Failure Framework::Start(NodeEntry entry) {
   callbacks_ = {};
   callbacks_.size = sizeof(callbacks_);
   entry(&callbacks_);
   const std::string missing = MissingCallbacks(callbacks_);
-  if (!missing.empty()) return media::Fail("the node leaves callbacks empty: " + missing);
+  if (!missing.empty()) return common::Fail("the node leaves callbacks empty: " + missing);
   tags_.Clear();
   for (const PlatformTag& tag : kPlatformTags) {
     tags_.Add(tag.section, tag.name, tag.type, tag.count);
   }
-  if (media::Failure failure = RegisterNodeTags()) return failure;
+  if (common::Failure failure = RegisterNodeTags()) return failure;
   ChiNodeInterface interface = Interface();
   callbacks_.pSetNodeInterface(&interface);
   ChiNodeCapsInfo caps = {sizeof(caps), 0};
   return Check("get-capabilities", callbacks_.pGetCapabilities(&caps));
 }
 
-media::Failure Framework::RegisterNodeTags() {
+common::Failure Framework::RegisterNodeTags() {
   ChiQueryVendorTag query = {sizeof(query), 0, nullptr};
-  if (media::Failure failure = Check("query-vendor-tag", callbacks_.pQueryVendorTag(&query))) {
+  if (common::Failure failure = Check("query-vendor-tag", callbacks_.pQueryVendorTag(&query))) {
     return failure;
   }
   if (query.pVendorTagInfo == nullptr) return std::nullopt;
   const ChiVendorTagInfo& info = *query.pVendorTagInfo;
   for (uint32_t s = 0; s < info.numSections; ++s) {
     const ChiVendorTagSectionData& section = info.pSections[s];
-    if (section.pSectionName == nullptr) return media::Fail("a vendor tag section has no name");
+    if (section.pSectionName == nullptr) return common::Fail("a vendor tag section has no name");
     for (uint32_t t = 0; t < section.numTags; ++t) {
       const ChiVendorTagData& tag = section.pTags[t];
       if (tag.pTagName == nullptr) {
-        return media::Fail(std::string(section.pSectionName) + ": a vendor tag has no name");
+        return common::Fail(std::string(section.pSectionName) + ": a vendor tag has no name");
       }
       tags_.Add(section.pSectionName, tag.pTagName, tag.type, tag.count);
     }
@@ -259,18 +259,18 @@ Session::~Session() {
   if (node_ != nullptr) Destroy();
 }
 
-media::Failure Session::Create(uint32_t node_caps, uint32_t buffer_width, uint32_t buffer_height) {
+common::Failure Session::Create(uint32_t node_caps, uint32_t buffer_width, uint32_t buffer_height) {
   const ChiNodeCallbacks& callbacks = Framework::Get().Callbacks();
   ChiNodeCreateInfo create = {};
   create.size = sizeof(create);
   create.nodeCapsMask = node_caps;
   create.hChiSession = this;
-  if (media::Failure failure = Check("create", callbacks.pCreate(&create))) return failure;
+  if (common::Failure failure = Check("create", callbacks.pCreate(&create))) return failure;
   node_ = create.hNodeSession;
   ChiNodeQueryBufferInfo query = {};
   query.size = sizeof(query);
   query.hNodeSession = node_;
-  if (media::Failure failure = Check("query-buffer-info", callbacks.pQueryBufferInfo(&query))) {
+  if (common::Failure failure = Check("query-buffer-info", callbacks.pQueryBufferInfo(&query))) {
     return failure;
   }
   const ChiImageFormat format = {buffer_width, buffer_height, 0, 0};
@@ -280,7 +280,7 @@ media::Failure Session::Create(uint32_t node_caps, uint32_t buffer_width, uint32
 
 void Session::PostPipelineCreate() { Framework::Get().Callbacks().pPostPipelineCreate(node_); }
 
-media::Failure Session::Process(uint64_t frame_number, CameraBuffer* input, CameraBuffer* output) {
+common::Failure Session::Process(uint64_t frame_number, CameraBuffer* input, CameraBuffer* output) {
   ChiNodeBuffer* inputs[] = {input->handle()};
   ChiNodeBuffer* outputs[] = {output->handle()};
   ChiNodeProcessRequestInfo info = {};
@@ -313,7 +313,7 @@ ResultRecord Session::Result() {
   return record;
 }
 
-media::Failure Session::Destroy() {
+common::Failure Session::Destroy() {
   ChiNodedestroyInfo destroy = {sizeof(destroy), 0, node_};
   node_ = nullptr;
   return Check("destroy", Framework::Get().Callbacks().pDestroy(&destroy));

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "common/failure.h"
 #include "framework/guarded_bytes.h"
-#include "media/error.h"
 #include "media/nv12.h"
 #include "platform/chi_node.h"
 
@@ -86,7 +86,7 @@ class VendorTags {
 using NodeEntry = void (*)(ChiNodeCallbacks*);
 
 // Opens a node library, for good, and finds its entry. Any thread.
-media::Failure OpenNode(const std::string& path, NodeEntry* entry);
+common::Failure OpenNode(const std::string& path, NodeEntry* entry);
 
 // The names of the callbacks that a table lacks, with commas between them.
 std::string MissingCallbacks(const ChiNodeCallbacks& callbacks);
@@ -98,11 +98,11 @@ class Framework {
   static Framework& Get();
 
   // Loads the node library in this file and starts it.
-  media::Failure Load(const std::string& path);
+  common::Failure Load(const std::string& path);
   // Starts a node by its entry: fetches its callbacks, registers the platform's and the node's
   // vendor tags, and hands over the framework's interface. Fails when a callback is missing or
   // refuses, and on tags that cannot be registered.
-  media::Failure Start(NodeEntry entry);
+  common::Failure Start(NodeEntry entry);
 
   const ChiNodeCallbacks& Callbacks() const { return callbacks_; }
   VendorTags& Tags() { return tags_; }
@@ -110,7 +110,7 @@ class Framework {
   static ChiNodeInterface Interface();
 
  private:
-  media::Failure RegisterNodeTags();
+  common::Failure RegisterNodeTags();
 
   ChiNodeCallbacks callbacks_ = {};
   VendorTags tags_;
@@ -157,20 +157,20 @@ class Session {
   Session& operator=(const Session&) = delete;
 
   // Creates the node, negotiates its buffers and announces their size.
-  media::Failure Create(uint32_t node_caps, uint32_t buffer_width, uint32_t buffer_height);
+  common::Failure Create(uint32_t node_caps, uint32_t buffer_width, uint32_t buffer_height);
   // Tells the node that the pipeline stands.
   void PostPipelineCreate();
   // The metadata that the next request carries.
   Metadata& Input() { return input_; }
   // Sends one request with one input buffer and one output buffer.
-  media::Failure Process(uint64_t frame_number, CameraBuffer* input, CameraBuffer* output);
+  common::Failure Process(uint64_t frame_number, CameraBuffer* input, CameraBuffer* output);
   // Sends a request with any buffers; size and node session are filled in.
   ChiResult Process(ChiNodeProcessRequestInfo* info);
   // What the node published for the last request.
   Metadata& Output() { return output_; }
   // The published result record; all zero when there is none.
   ResultRecord Result();
-  media::Failure Destroy();
+  common::Failure Destroy();
 
   ChiHandle node() const { return node_; }
 

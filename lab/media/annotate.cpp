@@ -86,30 +86,31 @@ std::vector<std::string_view> LinesOf(std::string_view text) {
   return lines;
 }
 
-Rect VisiblePart(Rect rect, const Picture& picture) {
+common::Rect VisiblePart(common::Rect rect, const Picture& picture) {
   const int left = Clamp(rect.x, 0, picture.width), top = Clamp(rect.y, 0, picture.height);
   return {left, top, Clamp(int64_t{rect.x} + rect.w, left, picture.width) - left,
           Clamp(int64_t{rect.y} + rect.h, top, picture.height) - top};
 }
 
 // All rectangles lie in the picture, so that no sum overflows.
-Rect PlaceLabel(Rect face, Rect label, const std::vector<Rect>& taken, const Picture& picture) {
+common::Rect PlaceLabel(common::Rect face, common::Rect label,
+                        const std::vector<common::Rect>& taken, const Picture& picture) {
   const int right = face.x + face.w, bottom = face.y + face.h;
-  const Rect places[] = {{face.x, face.y - label.h, 0, 0},
-                         {face.x, bottom, 0, 0},
-                         {right - label.w, face.y - label.h, 0, 0},
-                         {right - label.w, bottom, 0, 0},
-                         {right, face.y, 0, 0},
-                         {face.x - label.w, face.y, 0, 0},
-                         {face.x, face.y, 0, 0},
-                         {face.x, bottom - label.h, 0, 0}};
-  Rect best = {};
+  const common::Rect places[] = {{face.x, face.y - label.h, 0, 0},
+                                 {face.x, bottom, 0, 0},
+                                 {right - label.w, face.y - label.h, 0, 0},
+                                 {right - label.w, bottom, 0, 0},
+                                 {right, face.y, 0, 0},
+                                 {face.x - label.w, face.y, 0, 0},
+                                 {face.x, face.y, 0, 0},
+                                 {face.x, bottom - label.h, 0, 0}};
+  common::Rect best = {};
   int64_t least = std::numeric_limits<int64_t>::max();
-  for (Rect place : places) {
+  for (common::Rect place : places) {
     place = {std::max(0, std::min(place.x, picture.width - label.w)),
              std::max(0, std::min(place.y, picture.height - label.h)), label.w, label.h};
     int64_t covered = 0;
-    for (const Rect& other : taken) covered += Overlap(place, other);
+    for (const common::Rect& other : taken) covered += Overlap(place, other);
     if (covered >= least) continue;
     least = covered;
     best = place;
@@ -119,11 +120,11 @@ Rect PlaceLabel(Rect face, Rect label, const std::vector<Rect>& taken, const Pic
 
 }  // namespace
 
-void FillRectangle(Rect rect, Colour colour, Picture* picture) {
+void FillRectangle(common::Rect rect, Colour colour, Picture* picture) {
   FillSpan(rect.x, rect.y, int64_t{rect.x} + rect.w, int64_t{rect.y} + rect.h, colour, picture);
 }
 
-void DrawRectangle(Rect rect, Colour colour, int thickness, Picture* picture) {
+void DrawRectangle(common::Rect rect, Colour colour, int thickness, Picture* picture) {
   const int64_t left = rect.x;
   const int64_t top = rect.y;
   const int64_t right = left + rect.w;
@@ -138,7 +139,7 @@ void DrawRectangle(Rect rect, Colour colour, int thickness, Picture* picture) {
 
 int LabelScale(int width, int height) { return (std::max(width, height) + 840) / 560; }
 
-Rect LabelBox(int x, int y, std::string_view text, int scale) {
+common::Rect LabelBox(int x, int y, std::string_view text, int scale) {
   scale = std::clamp(scale, 1, kMaxScale);
   const std::vector<std::string_view> lines = LinesOf(text);
   std::size_t longest = 0;
@@ -161,16 +162,17 @@ void DrawLabel(int x, int y, std::string_view text, Colour colour, int scale, Pi
   }
 }
 
-void DrawLabelledFaces(const std::vector<LabelledFace>& faces, int scale, std::vector<Rect> taken,
-                       Picture* picture) {
+void DrawLabelledFaces(const std::vector<LabelledFace>& faces, int scale,
+                       std::vector<common::Rect> taken, Picture* picture) {
   scale = std::clamp(scale, 1, kMaxScale);
   for (const LabelledFace& labelled : faces) {
     DrawRectangle(labelled.face, labelled.colour, scale, picture);
     taken.push_back(VisiblePart(labelled.face, *picture));
   }
   for (const LabelledFace& labelled : faces) {
-    const Rect size = LabelBox(0, 0, labelled.text, scale);
-    const Rect box = PlaceLabel(VisiblePart(labelled.face, *picture), size, taken, *picture);
+    const common::Rect size = LabelBox(0, 0, labelled.text, scale);
+    const common::Rect box =
+        PlaceLabel(VisiblePart(labelled.face, *picture), size, taken, *picture);
     DrawLabel(box.x, box.y, labelled.text, labelled.colour, scale, picture);
     taken.push_back(box);
   }

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_PICTURES_ANNOTATE_H_
-#define ZY_PICTURES_ANNOTATE_H_
+#ifndef ZY_MEDIA_ANNOTATE_H_
+#define ZY_MEDIA_ANNOTATE_H_
 
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "media/geometry.h"
+#include "common/geometry.h"
 #include "media/picture.h"
 
 namespace media {
@@ -16,10 +16,10 @@ namespace media {
 
 // Draws a rectangle's outline, `thickness` pixels wide, inwards from its border. A rectangle
 // without area or a thickness below 1 draws nothing.
-void DrawRectangle(Rect rect, Colour colour, int thickness, Picture* picture);
+void DrawRectangle(common::Rect rect, Colour colour, int thickness, Picture* picture);
 
 // Fills a rectangle.
-void FillRectangle(Rect rect, Colour colour, Picture* picture);
+void FillRectangle(common::Rect rect, Colour colour, Picture* picture);
 
 // The scale at which a label is easily read on a picture of this size, upright or not.
 int LabelScale(int width, int height);
@@ -27,14 +27,14 @@ int LabelScale(int width, int height);
 // The box that DrawLabel fills for this text: characters of 5x7 dots in cells of 6x8, with a border
 // of one dot, each dot `scale` pixels wide and high. A line break begins a new line. `scale` is
 // held to 1..64, the text to its first 256 characters.
-Rect LabelBox(int x, int y, std::string_view text, int scale);
+common::Rect LabelBox(int x, int y, std::string_view text, int scale);
 
 // Writes text on a dark box whose upper left corner is (x, y). The font has digits,
 // Latin letters and . , : - + = % / # [ ] ( ); a hollow box stands for any other character.
 void DrawLabel(int x, int y, std::string_view text, Colour colour, int scale, Picture* picture);
 
 struct LabelledFace {
-  Rect face;
+  common::Rect face;
   std::string text;
   Colour colour;
 };
@@ -42,9 +42,9 @@ struct LabelledFace {
 // Outlines faces and labels each beside it: where the label covers least of the faces, of the other
 // labels and of the boxes that are `taken`; above the face where that makes no difference. Labels
 // lie inside the picture unless they are larger.
-void DrawLabelledFaces(const std::vector<LabelledFace>& faces, int scale, std::vector<Rect> taken,
-                       Picture* picture);
+void DrawLabelledFaces(const std::vector<LabelledFace>& faces, int scale,
+                       std::vector<common::Rect> taken, Picture* picture);
 
 }  // namespace media
 
-#endif  // ZY_PICTURES_ANNOTATE_H_
+#endif  // ZY_MEDIA_ANNOTATE_H_

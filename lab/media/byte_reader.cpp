@@ -46,9 +46,9 @@ std::size_t FileReader::Fetch(uint8_t* to, std::size_t count) {
   return read;
 }
 
-Failure FileReader::ReadFailure() const {
+common::Failure FileReader::ReadFailure() const {
   if (error_number_ == 0) return std::nullopt;
-  return Fail(std::string("cannot read: ") + std::strerror(error_number_));
+  return common::Fail(std::string("cannot read: ") + std::strerror(error_number_));
 }
 
 std::size_t MemoryReader::Fetch(uint8_t* to, std::size_t count) {
@@ -59,19 +59,19 @@ std::size_t MemoryReader::Fetch(uint8_t* to, std::size_t count) {
   return count;
 }
 
-Failure OpenFile(const std::string& path, std::unique_ptr<ByteReader>* reader) {
+common::Failure OpenFile(const std::string& path, std::unique_ptr<ByteReader>* reader) {
   std::FILE* const file = path == "-" ? stdin : std::fopen(path.c_str(), "rb");
-  if (file == nullptr) return Fail(std::string("cannot open: ") + std::strerror(errno));
+  if (file == nullptr) return common::Fail(std::string("cannot open: ") + std::strerror(errno));
   *reader = std::make_unique<FileReader>(file);
   struct stat status = {};
   if (fstat(fileno(file), &status) == 0 && S_ISDIR(status.st_mode)) {
-    return Fail("this is a directory");
+    return common::Fail("this is a directory");
   }
   return std::nullopt;
 }
 
-Failure ReadExactly(ByteReader& reader, std::size_t count, const std::string& what,
-                    std::vector<uint8_t>* bytes) {
+common::Failure ReadExactly(ByteReader& reader, std::size_t count, const std::string& what,
+                            std::vector<uint8_t>* bytes) {
   std::size_t done = 0;
   while (done < count) {
     const std::size_t reachable = std::max(bytes->size(), done + kChunk);
@@ -80,15 +80,15 @@ Failure ReadExactly(ByteReader& reader, std::size_t count, const std::string& wh
     const std::size_t got = reader.Read(bytes->data() + done, wanted);
     done += got;
     if (got == wanted) continue;
-    if (Failure failure = reader.ReadFailure()) return failure;
-    return Fail(what + " is cut short: " + std::to_string(done) + " of " + std::to_string(count) +
-                " bytes");
+    if (common::Failure failure = reader.ReadFailure()) return failure;
+    return common::Fail(what + " is cut short: " + std::to_string(done) + " of " +
+                        std::to_string(count) + " bytes");
   }
   bytes->resize(count);
   return std::nullopt;
 }
 
-Failure ReadToEnd(ByteReader& reader, std::size_t limit, std::vector<uint8_t>* bytes) {
+common::Failure ReadToEnd(ByteReader& reader, std::size_t limit, std::vector<uint8_t>* bytes) {
   bytes->clear();
   std::size_t got = 0;
   do {
@@ -97,7 +97,7 @@ Failure ReadToEnd(ByteReader& reader, std::size_t limit, std::vector<uint8_t>* b
     got = reader.Read(bytes->data() + done, kChunk);
     bytes->resize(done + got);
     if (bytes->size() > limit) {
-      return Fail("larger than the limit of " + std::to_string(limit >> 20) + " MiB");
+      return common::Fail("larger than the limit of " + std::to_string(limit >> 20) + " MiB");
     }
   } while (got == kChunk);
   return reader.ReadFailure();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_PICTURES_BYTE_READER_H_
-#define ZY_PICTURES_BYTE_READER_H_
+#ifndef ZY_MEDIA_BYTE_READER_H_
+#define ZY_MEDIA_BYTE_READER_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "media/error.h"
+#include "common/failure.h"
 
 namespace media {
 
@@ -32,7 +32,7 @@ class ByteReader {
   std::size_t Peek(uint8_t* to, std::size_t count);
 
   // Set once the medium, rather than the stream's end, has cut a read short.
-  virtual Failure ReadFailure() const = 0;
+  virtual common::Failure ReadFailure() const = 0;
 
  protected:
   // As Read, from the medium itself.
@@ -50,7 +50,7 @@ class FileReader final : public ByteReader {
   // Takes `file` and closes it at destruction, except standard input.
   explicit FileReader(std::FILE* file) : file_(file) {}
   ~FileReader() override;
-  Failure ReadFailure() const override;
+  common::Failure ReadFailure() const override;
 
  protected:
   std::size_t Fetch(uint8_t* to, std::size_t count) override;
@@ -64,7 +64,7 @@ class FileReader final : public ByteReader {
 class MemoryReader final : public ByteReader {
  public:
   MemoryReader(const uint8_t* bytes, std::size_t size) : bytes_(bytes), left_(size) {}
-  Failure ReadFailure() const override { return std::nullopt; }
+  common::Failure ReadFailure() const override { return std::nullopt; }
 
  protected:
   std::size_t Fetch(uint8_t* to, std::size_t count) override;
@@ -76,16 +76,16 @@ class MemoryReader final : public ByteReader {
 
 // Opens `path`, or standard input when it is "-". A directory is a failure. The message names no
 // path.
-Failure OpenFile(const std::string& path, std::unique_ptr<ByteReader>* reader);
+common::Failure OpenFile(const std::string& path, std::unique_ptr<ByteReader>* reader);
 
 // Reads exactly `count` bytes into `bytes`. Memory grows with what has arrived, not with what a
 // header promised. `what` names the missing thing in the failure: "frame 3 is cut short".
-Failure ReadExactly(ByteReader& reader, std::size_t count, const std::string& what,
-                    std::vector<uint8_t>* bytes);
+common::Failure ReadExactly(ByteReader& reader, std::size_t count, const std::string& what,
+                            std::vector<uint8_t>* bytes);
 
 // Reads to the end of the stream; more than `limit` bytes is a failure.
-Failure ReadToEnd(ByteReader& reader, std::size_t limit, std::vector<uint8_t>* bytes);
+common::Failure ReadToEnd(ByteReader& reader, std::size_t limit, std::vector<uint8_t>* bytes);
 
 }  // namespace media
 
-#endif  // ZY_PICTURES_BYTE_READER_H_
+#endif  // ZY_MEDIA_BYTE_READER_H_

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_PICTURES_FRAME_SOURCE_H_
-#define ZY_PICTURES_FRAME_SOURCE_H_
+#ifndef ZY_MEDIA_FRAME_SOURCE_H_
+#define ZY_MEDIA_FRAME_SOURCE_H_
 
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "common/failure.h"
+#include "common/geometry.h"
 #include "media/byte_reader.h"
-#include "media/error.h"
-#include "media/geometry.h"
 #include "media/nv12.h"
 
 namespace media {
@@ -22,14 +22,14 @@ class FrameSource {
   // Puts the next frame into `frame`, reusing its memory. When the source has no more, sets
   // `at_end` (false otherwise) and leaves the frame alone. A failure ends the source: what later
   // calls give is of no use.
-  virtual Failure Next(Nv12Frame* frame, bool* at_end) = 0;
+  virtual common::Failure Next(Nv12Frame* frame, bool* at_end) = 0;
 
   // Passes over so many frames; at the source's end over those that are left.
-  virtual Failure Skip(int64_t count);
+  virtual common::Failure Skip(int64_t count);
 
   // The faces known to be in the latest frame, in its pixels: those of the built-in scene. Other
   // sources know of none.
-  virtual std::vector<Rect> Faces() const { return {}; }
+  virtual std::vector<common::Rect> Faces() const { return {}; }
 
   // Whether frames come without end, as those of a picture and of the scene do.
   virtual bool IsEndless() const { return false; }
@@ -59,12 +59,14 @@ struct FrameSourceOptions {
 // pictures repeat without end, Y4M gives its frames. With a size given, bytes of no known format
 // are dense NV12 frames (DenseNv12Size bytes each). Sizes, strides, headers and pictures are
 // checked here, frames of streams as they come; every message begins with the input's name.
-Failure OpenFrameSource(const FrameSourceOptions& options, std::unique_ptr<FrameSource>* source);
+common::Failure OpenFrameSource(const FrameSourceOptions& options,
+                                std::unique_ptr<FrameSource>* source);
 
 // As above for bytes that are already at hand; `options.input` serves as their name only.
-Failure OpenFrameSource(std::unique_ptr<ByteReader> reader, const FrameSourceOptions& options,
-                        std::unique_ptr<FrameSource>* source);
+common::Failure OpenFrameSource(std::unique_ptr<ByteReader> reader,
+                                const FrameSourceOptions& options,
+                                std::unique_ptr<FrameSource>* source);
 
 }  // namespace media
 
-#endif  // ZY_PICTURES_FRAME_SOURCE_H_
+#endif  // ZY_MEDIA_FRAME_SOURCE_H_

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_APPS_IMAGE_OF_H_
-#define ZY_APPS_IMAGE_OF_H_
+#ifndef ZY_MEDIA_IMAGE_OF_H_
+#define ZY_MEDIA_IMAGE_OF_H_
 
 #include "image/zy_image_buffer.h"
 #include "media/nv12.h"
@@ -18,4 +18,4 @@ inline ZyImageBuffer ImageOf(media::Nv12Frame& frame) {
 
 }  // namespace common
 
-#endif  // ZY_APPS_IMAGE_OF_H_
+#endif  // ZY_MEDIA_IMAGE_OF_H_

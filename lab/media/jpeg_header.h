@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_PICTURES_JPEG_HEADER_H_
-#define ZY_PICTURES_JPEG_HEADER_H_
+#ifndef ZY_MEDIA_JPEG_HEADER_H_
+#define ZY_MEDIA_JPEG_HEADER_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -27,4 +27,4 @@ Picture TurnUpright(Picture stored, int orientation);
 
 }  // namespace media
 
-#endif  // ZY_PICTURES_JPEG_HEADER_H_
+#endif  // ZY_MEDIA_JPEG_HEADER_H_

@@ -64,9 +64,9 @@ ChromaShape ShapeOfChroma(ChromaLayout layout, int width, int height) {
     case ChromaLayout::kMono:
       return {0, 0};
     case ChromaLayout::k420:
-      return {HalfUp(width), HalfUp(height)};
+      return {common::HalfUp(width), common::HalfUp(height)};
     case ChromaLayout::k422:
-      return {HalfUp(width), height};
+      return {common::HalfUp(width), height};
     case ChromaLayout::k444:
       return {width, height};
   }
@@ -84,14 +84,14 @@ void CopyRows(const uint8_t* from, int from_stride, int row_bytes, int rows, uin
 // Fills one member of every pair of the frame from a dense plane that has one or two samples a pair
 // in each direction.
 void ReducePlane(const uint8_t* plane, ChromaShape shape, Nv12Frame* frame, uint8_t* first) {
-  const int step_x = shape.width == HalfUp(frame->width) ? 1 : 2;
-  const int step_y = shape.height == HalfUp(frame->height) ? 1 : 2;
-  for (int y = 0; y < HalfUp(frame->height); ++y) {
+  const int step_x = shape.width == common::HalfUp(frame->width) ? 1 : 2;
+  const int step_y = shape.height == common::HalfUp(frame->height) ? 1 : 2;
+  for (int y = 0; y < common::HalfUp(frame->height); ++y) {
     const int lower_row = std::min(y * step_y + step_y - 1, shape.height - 1);
     const uint8_t* upper = plane + ToSize(y * step_y) * ToSize(shape.width);
     const uint8_t* lower = plane + ToSize(lower_row) * ToSize(shape.width);
     uint8_t* to = first + ToSize(y) * ToSize(frame->stride);
-    for (int x = 0; x < HalfUp(frame->width); ++x) {
+    for (int x = 0; x < common::HalfUp(frame->width); ++x) {
       const int left = x * step_x;
       const int right = std::min(left + step_x - 1, shape.width - 1);
       to[ToSize(x) * 2] =
@@ -101,9 +101,9 @@ void ReducePlane(const uint8_t* plane, ChromaShape shape, Nv12Frame* frame, uint
 }
 
 void FillNeutral(Nv12Frame* frame) {
-  for (int y = 0; y < HalfUp(frame->height); ++y) {
-    std::fill_n(frame->Chroma() + ToSize(y) * ToSize(frame->stride), 2 * HalfUp(frame->width),
-                uint8_t{128});
+  for (int y = 0; y < common::HalfUp(frame->height); ++y) {
+    std::fill_n(frame->Chroma() + ToSize(y) * ToSize(frame->stride),
+                2 * common::HalfUp(frame->width), uint8_t{128});
   }
 }
 
@@ -119,7 +119,8 @@ void LimitRows(uint8_t* rows, int stride, int row_bytes, int count, int steps) {
 
 void LimitRange(Nv12Frame* frame) {
   LimitRows(frame->Luma(), frame->stride, frame->width, frame->height, 219);
-  LimitRows(frame->Chroma(), frame->stride, 2 * HalfUp(frame->width), HalfUp(frame->height), 224);
+  LimitRows(frame->Chroma(), frame->stride, 2 * common::HalfUp(frame->width),
+            common::HalfUp(frame->height), 224);
 }
 
 uint64_t WordAt(const uint8_t* bytes) {
@@ -130,17 +131,17 @@ uint64_t WordAt(const uint8_t* bytes) {
 
 }  // namespace
 
-Failure CheckFrameShape(int width, int height, int stride) {
-  if (!IsUsableSize(width, height)) return UnusableSize(width, height);
-  if (stride != 0 && (stride < 2 * HalfUp(width) || stride > kMaxStride)) {
-    return FailUsage("stride " + std::to_string(stride) + " does not suit width " +
-                     std::to_string(width));
+common::Failure CheckFrameShape(int width, int height, int stride) {
+  if (!common::IsUsableSize(width, height)) return common::UnusableSize(width, height);
+  if (stride != 0 && (stride < 2 * common::HalfUp(width) || stride > kMaxStride)) {
+    return common::FailUsage("stride " + std::to_string(stride) + " does not suit width " +
+                             std::to_string(width));
   }
   return std::nullopt;
 }
 
-Failure ShapeFrame(int width, int height, int stride, Nv12Frame* frame) {
-  Failure failure = CheckFrameShape(width, height, stride);
+common::Failure ShapeFrame(int width, int height, int stride, Nv12Frame* frame) {
+  common::Failure failure = CheckFrameShape(width, height, stride);
   if (failure) return failure;
   frame->width = width;
   frame->height = height;
@@ -163,7 +164,7 @@ std::string PixelDigest(const Nv12Frame& frame) {
     }
   };
   add_rows(frame.Luma(), frame.height, frame.width);
-  add_rows(frame.Chroma(), HalfUp(frame.height), 2 * HalfUp(frame.width));
+  add_rows(frame.Chroma(), common::HalfUp(frame.height), 2 * common::HalfUp(frame.width));
   char text[17];
   std::snprintf(text, sizeof(text), "%016llx", static_cast<unsigned long long>(digest));
   return text;
@@ -177,8 +178,8 @@ YuvCode CodeOf(Colour colour) {
   return {LumaOf(rgb), pair[0], pair[1]};
 }
 
-Failure PictureToNv12(const Picture& picture, int stride, Nv12Frame* frame) {
-  Failure failure = ShapeFrame(picture.width, picture.height, stride, frame);
+common::Failure PictureToNv12(const Picture& picture, int stride, Nv12Frame* frame) {
+  common::Failure failure = ShapeFrame(picture.width, picture.height, stride, frame);
   if (failure) return failure;
   for (int y = 0; y < picture.height; ++y) {
     LumaRow(picture.Pixel(0, y), picture.width, frame->Luma() + ToSize(y) * ToSize(frame->stride));
@@ -209,9 +210,9 @@ std::size_t PlanarSize(ChromaLayout layout, int width, int height) {
   return ToSize(width) * ToSize(height) + 2 * ToSize(chroma.width) * ToSize(chroma.height);
 }
 
-Failure PlanarToNv12(const uint8_t* planes, ChromaLayout layout, ColourRange range, int width,
-                     int height, int stride, Nv12Frame* frame) {
-  Failure failure = ShapeFrame(width, height, stride, frame);
+common::Failure PlanarToNv12(const uint8_t* planes, ChromaLayout layout, ColourRange range,
+                             int width, int height, int stride, Nv12Frame* frame) {
+  common::Failure failure = ShapeFrame(width, height, stride, frame);
   if (failure) return failure;
   CopyRows(planes, width, width, height, frame->Luma(), frame->stride);
   if (layout == ChromaLayout::kMono) {
@@ -227,15 +228,17 @@ Failure PlanarToNv12(const uint8_t* planes, ChromaLayout layout, ColourRange ran
 }
 
 std::size_t DenseNv12Size(int width, int height) {
-  return ToSize(width) * ToSize(height) + 2 * ToSize(HalfUp(width)) * ToSize(HalfUp(height));
+  return ToSize(width) * ToSize(height) +
+         2 * ToSize(common::HalfUp(width)) * ToSize(common::HalfUp(height));
 }
 
-Failure DenseToNv12(const uint8_t* dense, int width, int height, int stride, Nv12Frame* frame) {
-  Failure failure = ShapeFrame(width, height, stride, frame);
+common::Failure DenseToNv12(const uint8_t* dense, int width, int height, int stride,
+                            Nv12Frame* frame) {
+  common::Failure failure = ShapeFrame(width, height, stride, frame);
   if (failure) return failure;
-  const int pair_bytes = 2 * HalfUp(width);
+  const int pair_bytes = 2 * common::HalfUp(width);
   CopyRows(dense, width, width, height, frame->Luma(), frame->stride);
-  CopyRows(dense + ToSize(width) * ToSize(height), pair_bytes, pair_bytes, HalfUp(height),
+  CopyRows(dense + ToSize(width) * ToSize(height), pair_bytes, pair_bytes, common::HalfUp(height),
            frame->Chroma(), frame->stride);
   return std::nullopt;
 }

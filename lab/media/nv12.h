@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_PICTURES_NV12_H_
-#define ZY_PICTURES_NV12_H_
+#ifndef ZY_MEDIA_NV12_H_
+#define ZY_MEDIA_NV12_H_
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "media/error.h"
-#include "media/geometry.h"
+#include "common/failure.h"
+#include "common/geometry.h"
 #include "media/picture.h"
 
 namespace media {
@@ -29,7 +29,7 @@ struct Nv12Frame {
 
   // Sizes of the two planes in bytes, padding included.
   std::size_t LumaSize() const { return PlaneSize(height); }
-  std::size_t ChromaSize() const { return PlaneSize(HalfUp(height)); }
+  std::size_t ChromaSize() const { return PlaneSize(common::HalfUp(height)); }
 
  private:
   std::size_t PlaneSize(int rows) const {
@@ -38,18 +38,18 @@ struct Nv12Frame {
 };
 
 inline constexpr uint8_t kPaddingByte = 0xa5;
-inline constexpr int kMaxStride = 4 * kMaxSide;
+inline constexpr int kMaxStride = 4 * common::kMaxSide;
 
 // The row pitch used when none is asked for: the next multiple of 64 above the width.
 constexpr int DefaultStride(int width) { return (width / 64 + 1) * 64; }
 
 // Fails on a size that is not usable, and on a stride (bytes; 0 asks for DefaultStride) below the
 // width rounded up to even or above kMaxStride. Any thread, as all functions here.
-Failure CheckFrameShape(int width, int height, int stride);
+common::Failure CheckFrameShape(int width, int height, int stride);
 
 // Gives the frame this shape, with every byte kPaddingByte, in the memory that it has if that is
 // enough. Fails as CheckFrameShape does, and leaves the frame as it was.
-Failure ShapeFrame(int width, int height, int stride, Nv12Frame* frame);
+common::Failure ShapeFrame(int width, int height, int stride, Nv12Frame* frame);
 
 // A digest of a frame's pixels, whatever lies between its rows: 16 hexadecimal digits.
 std::string PixelDigest(const Nv12Frame& frame);
@@ -65,7 +65,7 @@ YuvCode CodeOf(Colour colour);
 // The frame of a picture, by the BT.601 matrix to limited range (luma 16..235, chroma 16..240). A
 // chroma pair is that of the mean colour of its 2x2 pixels; at an odd edge the last pixels count
 // twice. Fails as CheckFrameShape does.
-Failure PictureToNv12(const Picture& picture, int stride, Nv12Frame* frame);
+common::Failure PictureToNv12(const Picture& picture, int stride, Nv12Frame* frame);
 
 // The picture of a frame by the inverse matrix. A pair colours all of its pixels.
 Picture Nv12ToPicture(const Nv12Frame& frame);
@@ -83,15 +83,16 @@ std::size_t PlanarSize(ChromaLayout layout, int width, int height);
 // those of full range brought into the limited one; where there is more chroma than a frame holds,
 // the mean of each group is kept (the last samples of an odd edge count twice), rounded half up.
 // Mono gets the neutral pair (128, 128). Fails as CheckFrameShape does.
-Failure PlanarToNv12(const uint8_t* planes, ChromaLayout layout, ColourRange range, int width,
-                     int height, int stride, Nv12Frame* frame);
+common::Failure PlanarToNv12(const uint8_t* planes, ChromaLayout layout, ColourRange range,
+                             int width, int height, int stride, Nv12Frame* frame);
 
 // Bytes of a dense NV12 picture: rows of `width` luma bytes, then rows of HalfUp(width) pairs.
 std::size_t DenseNv12Size(int width, int height);
 
 // The frame of a dense NV12 picture, DenseNv12Size bytes. Fails as CheckFrameShape does.
-Failure DenseToNv12(const uint8_t* dense, int width, int height, int stride, Nv12Frame* frame);
+common::Failure DenseToNv12(const uint8_t* dense, int width, int height, int stride,
+                            Nv12Frame* frame);
 
 }  // namespace media
 
-#endif  // ZY_PICTURES_NV12_H_
+#endif  // ZY_MEDIA_NV12_H_

@@ -11,8 +11,8 @@
 #include <memory>
 #include <utility>
 
+#include "common/geometry.h"
 #include "media/byte_reader.h"
-#include "media/geometry.h"
 #include "media/jpeg_header.h"
 
 namespace media {
@@ -61,17 +61,20 @@ struct PngImage : png_image {
   PngImage(const PngImage&) = delete;
   PngImage& operator=(const PngImage&) = delete;
 
-  Failure Failed(const char* doing) const { return Fail(std::string(doing) + ": " + message); }
+  common::Failure Failed(const char* doing) const {
+    return common::Fail(std::string(doing) + ": " + message);
+  }
 };
 
-Failure DecodePng(const uint8_t* bytes, std::size_t size, Picture* picture) {
+common::Failure DecodePng(const uint8_t* bytes, std::size_t size, Picture* picture) {
   constexpr const char* kDoing = "damaged PNG";
   PngImage image;
   if (png_image_begin_read_from_memory(&image, bytes, size) == 0) return image.Failed(kDoing);
-  if (!IsUsableSize(image.width, image.height)) return UnusableSize(image.width, image.height);
+  if (!common::IsUsableSize(image.width, image.height))
+    return common::UnusableSize(image.width, image.height);
   if (!HasEveryPngChunk(bytes, size) ||
       !CanHoldPixels(size, kPngPixelsPerByte, int64_t{image.width} * int64_t{image.height})) {
-    return Fail("damaged PNG: the file is cut short");
+    return common::Fail("damaged PNG: the file is cut short");
   }
   image.format = PNG_FORMAT_RGB;
   image.flags |= PNG_IMAGE_FLAG_16BIT_sRGB;
@@ -83,14 +86,14 @@ Failure DecodePng(const uint8_t* bytes, std::size_t size, Picture* picture) {
   return std::nullopt;
 }
 
-Failure DecodeJpeg(const uint8_t* bytes, std::size_t size, Picture* picture) {
+common::Failure DecodeJpeg(const uint8_t* bytes, std::size_t size, Picture* picture) {
   const JpegHeader header = ReadJpegHeader(bytes, size);
-  if (header.is_arithmetic) return Fail("JPEG with arithmetic coding is not supported");
+  if (header.is_arithmetic) return common::Fail("JPEG with arithmetic coding is not supported");
   const auto close = [](void* handle) { tjDestroy(handle); };
   const std::unique_ptr<void, decltype(close)> decoder(tjInitDecompress(), close);
-  if (decoder == nullptr) return Fail("no JPEG decoder");
+  if (decoder == nullptr) return common::Fail("no JPEG decoder");
   const auto damaged = [&] {
-    return Fail(std::string("damaged JPEG: ") + tjGetErrorStr2(decoder.get()));
+    return common::Fail(std::string("damaged JPEG: ") + tjGetErrorStr2(decoder.get()));
   };
   int width = 0;
   int height = 0;
@@ -102,12 +105,12 @@ Failure DecodeJpeg(const uint8_t* bytes, std::size_t size, Picture* picture) {
   }
   // The decoder gives 0x0 for a file that ends before its frame header.
   const bool has_size = width != 0 && height != 0;
-  if (has_size && !IsUsableSize(width, height)) return UnusableSize(width, height);
+  if (has_size && !common::IsUsableSize(width, height)) return common::UnusableSize(width, height);
   if (!has_size || !CanHoldPixels(size, kJpegPixelsPerByte, int64_t{width} * height)) {
-    return Fail("damaged JPEG: the file is cut short");
+    return common::Fail("damaged JPEG: the file is cut short");
   }
   if (colour_space == TJCS_CMYK || colour_space == TJCS_YCCK) {
-    return Fail("JPEG in CMYK, for print, is not supported; it takes one in RGB or gray");
+    return common::Fail("JPEG in CMYK, for print, is not supported; it takes one in RGB or gray");
   }
   *picture = MakePicture(width, height);
   if (tjDecompress2(decoder.get(), bytes, size, picture->rgb.data(), width, 0, height, TJPF_RGB,
@@ -118,8 +121,8 @@ Failure DecodeJpeg(const uint8_t* bytes, std::size_t size, Picture* picture) {
   return std::nullopt;
 }
 
-Failure SystemFailure(const std::string& path, const char* doing) {
-  return Fail(path + ": " + doing + ": " + std::strerror(errno));
+common::Failure SystemFailure(const std::string& path, const char* doing) {
+  return common::Fail(path + ": " + doing + ": " + std::strerror(errno));
 }
 
 }  // namespace
@@ -138,8 +141,8 @@ Picture MakePicture(int width, int height) {
   return picture;
 }
 
-Failure DecodePicture(const uint8_t* bytes, std::size_t size, Picture* picture) {
-  if (size == 0) return Fail("the file is empty");
+common::Failure DecodePicture(const uint8_t* bytes, std::size_t size, Picture* picture) {
+  if (size == 0) return common::Fail("the file is empty");
   switch (DetectPictureFormat(bytes, size)) {
     case PictureFormat::kPng:
       return DecodePng(bytes, size, picture);
@@ -148,22 +151,22 @@ Failure DecodePicture(const uint8_t* bytes, std::size_t size, Picture* picture) 
     case PictureFormat::kUnknown:
       break;
   }
-  return Fail("neither PNG nor JPEG");
+  return common::Fail("neither PNG nor JPEG");
 }
 
-Failure ReadPicture(const std::string& path, Picture* picture) {
+common::Failure ReadPicture(const std::string& path, Picture* picture) {
   std::unique_ptr<ByteReader> reader;
   std::vector<uint8_t> bytes;
-  Failure failure = OpenFile(path, &reader);
+  common::Failure failure = OpenFile(path, &reader);
   if (!failure) failure = ReadToEnd(*reader, kMaxPictureFile, &bytes);
   if (!failure) failure = DecodePicture(bytes.data(), bytes.size(), picture);
-  if (failure) return FailAbout(path, failure);
+  if (failure) return common::FailAbout(path, failure);
   return std::nullopt;
 }
 
-Failure WritePng(const std::string& path, const Picture& picture) {
-  if (!IsUsableSize(picture.width, picture.height)) {
-    return FailAbout(path, UnusableSize(picture.width, picture.height));
+common::Failure WritePng(const std::string& path, const Picture& picture) {
+  if (!common::IsUsableSize(picture.width, picture.height)) {
+    return common::FailAbout(path, common::UnusableSize(picture.width, picture.height));
   }
   std::FILE* const file = std::fopen(path.c_str(), "wb");
   if (file == nullptr) return SystemFailure(path, "cannot create");
@@ -175,7 +178,7 @@ Failure WritePng(const std::string& path, const Picture& picture) {
   const bool written =
       png_image_write_to_stdio(&image, file, 0, picture.rgb.data(), 0, nullptr) != 0;
   const bool closed = std::fclose(file) == 0;
-  if (!written) return FailAbout(path, image.Failed("cannot write"));
+  if (!written) return common::FailAbout(path, image.Failed("cannot write"));
   if (!closed) return SystemFailure(path, "cannot write");
   return std::nullopt;
 }
@@ -194,7 +197,7 @@ Picture Shrink(const Picture& picture, int side) {
   return small;
 }
 
-Failure EncodeJpeg(const Picture& picture, std::vector<uint8_t>* bytes) {
+common::Failure EncodeJpeg(const Picture& picture, std::vector<uint8_t>* bytes) {
   tjhandle encoder = tjInitCompress();
   unsigned char* data = nullptr;
   unsigned long size = 0;
@@ -205,7 +208,7 @@ Failure EncodeJpeg(const Picture& picture, std::vector<uint8_t>* bytes) {
   tjFree(data);
   tjDestroy(encoder);
   if (done) return std::nullopt;
-  return Fail("cannot be encoded as JPEG");
+  return common::Fail("cannot be encoded as JPEG");
 }
 
 }  // namespace media

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_PICTURES_PICTURE_H_
-#define ZY_PICTURES_PICTURE_H_
+#ifndef ZY_MEDIA_PICTURE_H_
+#define ZY_MEDIA_PICTURE_H_
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "media/error.h"
+#include "common/failure.h"
 
 namespace media {
 
@@ -42,21 +42,21 @@ PictureFormat DetectPictureFormat(const uint8_t* bytes, std::size_t size);
 // The largest picture file that is read, in bytes.
 inline constexpr std::size_t kMaxPictureFile = std::size_t{1} << 28;
 
-// A black picture of the given size, which must be usable (media/geometry.h).
+// A black picture of the given size, which must be usable (common/geometry.h).
 Picture MakePicture(int width, int height);
 
 // Decodes a whole PNG or JPEG file held in memory. PNGs of every kind come out as 8-bit sRGB, with
 // transparent parts over black; JPEGs are turned upright by their Exif orientation. Cut or damaged
 // data is a failure, even where a decoder would fill in the rest; so is a JPEG with arithmetic
 // coding, whose decoder does so unseen, and one in CMYK. Any thread.
-Failure DecodePicture(const uint8_t* bytes, std::size_t size, Picture* picture);
+common::Failure DecodePicture(const uint8_t* bytes, std::size_t size, Picture* picture);
 
 // Reads a PNG or JPEG file; the message begins with the path. Any thread.
-Failure ReadPicture(const std::string& path, Picture* picture);
+common::Failure ReadPicture(const std::string& path, Picture* picture);
 
 // Writes an 8-bit RGB PNG, in haste rather than small; the message begins with the path. A file
 // cut short by a failure stays where it is. Any thread.
-Failure WritePng(const std::string& path, const Picture& picture);
+common::Failure WritePng(const std::string& path, const Picture& picture);
 
 // The picture with every block of n x n pixels made into their mean, for the smallest n that makes
 // neither side longer than `side`; what is left of a block at the right and lower edge is cut off.
@@ -64,8 +64,8 @@ Failure WritePng(const std::string& path, const Picture& picture);
 Picture Shrink(const Picture& picture, int side);
 
 // Encodes a picture as a JPEG file in memory. Any thread.
-Failure EncodeJpeg(const Picture& picture, std::vector<uint8_t>* bytes);
+common::Failure EncodeJpeg(const Picture& picture, std::vector<uint8_t>* bytes);
 
 }  // namespace media
 
-#endif  // ZY_PICTURES_PICTURE_H_
+#endif  // ZY_MEDIA_PICTURE_H_

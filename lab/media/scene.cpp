@@ -76,7 +76,8 @@ int Swing(int64_t phase) {
   return p < 512 ? arc : -arc;
 }
 
-Rect FaceOf(const Person& person, int column_x, int column_width, int height, int64_t index) {
+common::Rect FaceOf(const Person& person, int column_x, int column_width, int height,
+                    int64_t index) {
   const int reach = std::min(height * 55 / 100, column_width * 92 / 100);
   // At least 2 and 1: the narrowest column is 5 pixels wide.
   const int h = reach * person.size_percent / 100;
@@ -123,7 +124,7 @@ int SquaredPlace(int position, int begin, int length) {
 // Fills the ellipse that touches the box's sides in one plane, whose samples stand for every
 // `step`-th pixel of every `step`-th row. The box may lie outside the frame.
 template <typename Sample, std::size_t kBytes = sizeof(Sample)>
-void FillEllipse(Rect box, const std::array<Sample, kOne + 1>& codes, int step,
+void FillEllipse(common::Rect box, const std::array<Sample, kOne + 1>& codes, int step,
                  const Nv12Frame& frame, uint8_t* plane) {
   const auto first = [step](int pixel) { return (std::max(pixel, 0) + step - 1) / step; };
   const int left = first(box.x), right = first(std::min(box.x + box.w, frame.width));
@@ -142,7 +143,7 @@ void FillEllipse(Rect box, const std::array<Sample, kOne + 1>& codes, int step,
   }
 }
 
-Rect BoxOf(const Placement& place, Rect face) {
+common::Rect BoxOf(const Placement& place, common::Rect face) {
   const int w = std::max(1, face.w * place.width / 100);
   const int h = std::max(1, face.h * place.height / 100);
   return {face.x + (face.w * place.centre_x / 50 - w) / 2,
@@ -189,8 +190,8 @@ Codes CodesOf(const Gradient& gradient) {
 
 }  // namespace
 
-std::vector<Rect> SceneFaces(int width, int height, int faces, int64_t index) {
-  std::vector<Rect> rects;
+std::vector<common::Rect> SceneFaces(int width, int height, int faces, int64_t index) {
+  std::vector<common::Rect> rects;
   for (int i = 0; i < faces; ++i) {
     const int column_x = i * width / faces;
     const int column_end = (i + 1) * width / faces;
@@ -204,11 +205,11 @@ Scene::Scene(int width, int height, int stride, int faces)
 
 void Scene::Draw(int64_t index, Nv12Frame* frame) const {
   *frame = background_;
-  const std::vector<Rect> rects = SceneFaces(frame->width, frame->height, faces_, index);
+  const std::vector<common::Rect> rects = SceneFaces(frame->width, frame->height, faces_, index);
   for (const Feature& feature : kFeatures) {
     for (std::size_t i = 0; i < rects.size(); ++i) {
       const Codes codes = CodesOf(PaintOf(kPeople[i], feature.paint));
-      const Rect box = BoxOf(feature.place, rects[i]);
+      const common::Rect box = BoxOf(feature.place, rects[i]);
       FillEllipse(box, codes.luma, 1, *frame, frame->Luma());
       FillEllipse(box, codes.chroma, 2, *frame, frame->Chroma());
     }

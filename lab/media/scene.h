@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_PICTURES_SCENE_H_
-#define ZY_PICTURES_SCENE_H_
+#ifndef ZY_MEDIA_SCENE_H_
+#define ZY_MEDIA_SCENE_H_
 
 #include <cstdint>
 #include <vector>
 
-#include "media/geometry.h"
+#include "common/geometry.h"
 #include "media/nv12.h"
 
 namespace media {
@@ -19,7 +19,7 @@ inline constexpr int kMaxSceneFaces = 3;
 
 // The faces of frame `index`, from left to right, each wholly inside the picture and apart from the
 // others.
-std::vector<Rect> SceneFaces(int width, int height, int faces, int64_t index);
+std::vector<common::Rect> SceneFaces(int width, int height, int faces, int64_t index);
 
 // Draws frames of one size, straight into luma and chroma: at 4K a camera's rate leaves no time to
 // draw colours first and convert them.
@@ -38,4 +38,4 @@ class Scene {
 
 }  // namespace media
 
-#endif  // ZY_PICTURES_SCENE_H_
+#endif  // ZY_MEDIA_SCENE_H_

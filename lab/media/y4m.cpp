@@ -6,20 +6,20 @@
 #include <optional>
 #include <string_view>
 
-#include "media/geometry.h"
+#include "common/geometry.h"
 
 namespace media {
 namespace {
 
-Failure ReadLine(ByteReader& reader, const std::string& what, std::string* line) {
+common::Failure ReadLine(ByteReader& reader, const std::string& what, std::string* line) {
   line->clear();
   for (uint8_t byte = 0; reader.Read(&byte, 1) == 1;) {
     if (byte == '\n') return std::nullopt;
-    if (line->size() == kMaxY4mLine) return Fail(what + " is too long");
+    if (line->size() == kMaxY4mLine) return common::Fail(what + " is too long");
     line->push_back(static_cast<char>(byte));
   }
-  if (Failure failure = reader.ReadFailure()) return failure;
-  return Fail(what + " is cut short");
+  if (common::Failure failure = reader.ReadFailure()) return failure;
+  return common::Fail(what + " is cut short");
 }
 
 std::string_view NextToken(std::string_view* rest) {
@@ -103,35 +103,36 @@ std::string Printable(std::string_view text) {
 
 }  // namespace
 
-Failure ReadY4mHeader(ByteReader& reader, Y4mHeader* header) {
+common::Failure ReadY4mHeader(ByteReader& reader, Y4mHeader* header) {
   std::string line;
-  if (Failure failure = ReadLine(reader, "Y4M header", &line)) return failure;
+  if (common::Failure failure = ReadLine(reader, "Y4M header", &line)) return failure;
   std::string_view rest = line;
-  if (NextToken(&rest) != kY4mSignature) return Fail("no Y4M header");
+  if (NextToken(&rest) != kY4mSignature) return common::Fail("no Y4M header");
   Tags tags;
   while (!rest.empty()) {
     const std::string_view tag = NextToken(&rest);
     if (!tag.empty() && !TakeTag(tag, &tags)) {
-      return Fail("Y4M header: bad, repeated or unsupported tag '" + Printable(tag) + "'");
+      return common::Fail("Y4M header: bad, repeated or unsupported tag '" + Printable(tag) + "'");
     }
   }
-  if (!tags.width || !tags.height) return Fail("Y4M header: width or height is missing");
-  if (!IsUsableSize(*tags.width, *tags.height)) return UnusableSize(*tags.width, *tags.height);
+  if (!tags.width || !tags.height) return common::Fail("Y4M header: width or height is missing");
+  if (!common::IsUsableSize(*tags.width, *tags.height))
+    return common::UnusableSize(*tags.width, *tags.height);
   *header = {*tags.width, *tags.height, tags.layout.value_or(ChromaLayout::k420), tags.range,
              tags.rate};
   return std::nullopt;
 }
 
-Failure ReadY4mFrame(ByteReader& reader, const Y4mHeader& header, int64_t index,
-                     std::vector<uint8_t>* planes, bool* at_end) {
+common::Failure ReadY4mFrame(ByteReader& reader, const Y4mHeader& header, int64_t index,
+                             std::vector<uint8_t>* planes, bool* at_end) {
   uint8_t first = 0;
   *at_end = reader.Peek(&first, 1) == 0;
   if (*at_end) return reader.ReadFailure();
   const std::string name = "frame " + std::to_string(index);
   std::string line;
-  if (Failure failure = ReadLine(reader, "header of " + name, &line)) return failure;
+  if (common::Failure failure = ReadLine(reader, "header of " + name, &line)) return failure;
   std::string_view rest = line;
-  if (NextToken(&rest) != "FRAME") return Fail(name + " does not begin with FRAME");
+  if (NextToken(&rest) != "FRAME") return common::Fail(name + " does not begin with FRAME");
   return ReadExactly(reader, PlanarSize(header.layout, header.width, header.height), name, planes);
 }
 

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_PICTURES_Y4M_H_
-#define ZY_PICTURES_Y4M_H_
+#ifndef ZY_MEDIA_Y4M_H_
+#define ZY_MEDIA_Y4M_H_
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "common/failure.h"
 #include "media/byte_reader.h"
-#include "media/error.h"
 #include "media/nv12.h"
 
 namespace media {
@@ -31,14 +31,14 @@ struct Y4mHeader {
 // one of 420, 420jpeg, 420mpeg2, 420paldv, 422, 444 and mono; F and A are ratios;
 // XCOLORRANGE=FULL says what it says; I and every other X are passed over. Other tags, and a second
 // W, H or C, are a failure.
-Failure ReadY4mHeader(ByteReader& reader, Y4mHeader* header);
+common::Failure ReadY4mHeader(ByteReader& reader, Y4mHeader* header);
 
 // Reads frame `index` (counted from 0, for messages only) into dense planes of PlanarSize bytes. At
 // the stream's end before a frame, sets `at_end` and reads nothing; everywhere else the end is a
 // failure.
-Failure ReadY4mFrame(ByteReader& reader, const Y4mHeader& header, int64_t index,
-                     std::vector<uint8_t>* planes, bool* at_end);
+common::Failure ReadY4mFrame(ByteReader& reader, const Y4mHeader& header, int64_t index,
+                             std::vector<uint8_t>* planes, bool* at_end);
 
 }  // namespace media
 
-#endif  // ZY_PICTURES_Y4M_H_
+#endif  // ZY_MEDIA_Y4M_H_

@@ -145,7 +145,7 @@ int Main(const Options& options) {
 void Fail(const std::string& what) { End(kFailed, what); }
 void Skip(const std::string& reason) { End(kSkipped, reason); }
 
-void Require(const media::Failure& failure) {
+void Require(const common::Failure& failure) {
   if (failure) Fail(failure->message);
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What every check has: the node and its device, a camera that sends requests, and ways to end.
-#ifndef ZY_APPS_NODECHECK_NODECHECK_H_
-#define ZY_APPS_NODECHECK_NODECHECK_H_
+#ifndef ZY_NODECHECK_NODECHECK_H_
+#define ZY_NODECHECK_NODECHECK_H_
 
 #include <cstdint>
 #include <string>
@@ -36,7 +36,7 @@ bool IsSlowMachine();
 
 [[noreturn]] void Fail(const std::string& what);
 [[noreturn]] void Skip(const std::string& reason);
-void Require(const media::Failure& failure);
+void Require(const common::Failure& failure);
 void Require(bool holds, const std::string& what, const std::string& expected,
              const std::string& seen);
 // Notes which call of the node runs, for the report of a crash or a hang.
@@ -51,7 +51,7 @@ struct Subject {
   template <typename Function>
   Function* Knob(const char* library, const char* name) const {
     Function* knob = nullptr;
-    if (media::Failure failure = device.FindKnob(library, name, &knob)) Skip(failure->message);
+    if (common::Failure failure = device.FindKnob(library, name, &knob)) Skip(failure->message);
     return knob;
   }
 
@@ -128,4 +128,4 @@ void RequireTurns(const Subject& subject);
 
 }  // namespace nodecheck
 
-#endif  // ZY_APPS_NODECHECK_NODECHECK_H_
+#endif  // ZY_NODECHECK_NODECHECK_H_

@@ -93,10 +93,11 @@ QVAG_FaceResult QVAG_OneFaceAnalyze(const uint8_t* gray, const uint8_t* rgb, int
   if (networks.error.empty()) {
     const cv::Mat bgr = View(rgb, width, height);
     const cv::Rect rectangle(cv::Point(left, top), cv::Point(right, bottom));
-    const real_models::Square square = real_models::SquareOf(networks.finder.FindNear(bgr, rectangle).box);
+    const real_models::Square square =
+        real_models::SquareOf(networks.finder.FindNear(bgr, rectangle).box);
     for (const float side : kCrops) {
       cv::Mat crop = real_models::CropSquare(bgr, {square.centre, side * square.side},
-                                        real_models::kAgeGenderInput, cv::BORDER_REPLICATE);
+                                             real_models::kAgeGenderInput, cv::BORDER_REPLICATE);
       for (int view = 0; view < 2; ++view, cv::flip(crop, crop, 1)) {
         const real_models::AgeAndGender seen = networks.age_gender.Run(crop);
         result.age += seen.age / kViews;

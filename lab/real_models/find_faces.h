@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // The library that finds faces in a camera frame, libzy_networks.so. The simulator opens it when
 // it is asked for faces, and looks these functions up by name. One thread at a time.
-#ifndef ZY_MODELS_FIND_FACES_H_
-#define ZY_MODELS_FIND_FACES_H_
+#ifndef ZY_REAL_MODELS_FIND_FACES_H_
+#define ZY_REAL_MODELS_FIND_FACES_H_
 
 #include <cstdint>
 
@@ -23,4 +23,4 @@ int32_t zy_find_faces(const uint8_t* luma, const uint8_t* chroma, int32_t width,
                       int32_t stride, float threshold, ZyFoundRect* faces, int32_t capacity);
 }
 
-#endif  // ZY_MODELS_FIND_FACES_H_
+#endif  // ZY_REAL_MODELS_FIND_FACES_H_

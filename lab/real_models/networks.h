@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // What real networks say about pictures of blue, green, red bytes. Any thread for the functions,
 // one thread at a time for an object.
-#ifndef ZY_MODELS_NETWORKS_H_
-#define ZY_MODELS_NETWORKS_H_
+#ifndef ZY_REAL_MODELS_NETWORKS_H_
+#define ZY_REAL_MODELS_NETWORKS_H_
 
 #include <array>
 #include <opencv2/dnn.hpp>
@@ -89,4 +89,4 @@ std::array<float, 4> GradePicture(const cv::Mat& bgr, const FoundFace& face);
 
 }  // namespace real_models
 
-#endif  // ZY_MODELS_NETWORKS_H_
+#endif  // ZY_REAL_MODELS_NETWORKS_H_

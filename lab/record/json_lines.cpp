@@ -28,7 +28,7 @@ Json JsonOf(const std::optional<T>& value) {
   return value ? Json(*value) : Json();
 }
 
-Json JsonOf(const media::Size& size) { return {size.width, size.height}; }
+Json JsonOf(const common::Size& size) { return {size.width, size.height}; }
 
 Json JsonOf(const std::vector<std::pair<std::string, std::string>>& texts) {
   Json json = Json::object();
@@ -40,7 +40,7 @@ Json InOf(const RequestRecord& request) {
   Json in;
   ForEachTag([&in](const char* name, const auto& value) { in[name] = JsonOf(value); }, request.in);
   in["faces"] = Json::array();
-  for (const media::Rect& face : request.faces) {
+  for (const common::Rect& face : request.faces) {
     in["faces"].push_back({face.x, face.y, face.w, face.h});
   }
   return in;
@@ -120,7 +120,7 @@ void JsonLines::Begin(const RunHeader& header) {
   Write(LineOf(header));
 }
 
-media::Failure JsonLines::OnRequest(const RequestRecord& request, const media::Nv12Frame&) {
+common::Failure JsonLines::OnRequest(const RequestRecord& request, const media::Nv12Frame&) {
   Write(LineOf(request, is_timed_));
   return std::nullopt;
 }

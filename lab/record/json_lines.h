@@ -32,7 +32,7 @@ class JsonLines : public RunListener {
   explicit JsonLines(std::FILE* to) : to_(to) {}
   void Begin(const RunHeader& header) override;
   void OnEvent(const Event& event) override { Write(LineOf(event)); }
-  media::Failure OnRequest(const RequestRecord& request, const media::Nv12Frame& picture) override;
+  common::Failure OnRequest(const RequestRecord& request, const media::Nv12Frame& picture) override;
 
  private:
   void Write(const std::string& line);

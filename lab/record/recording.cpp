@@ -54,8 +54,8 @@ const Json& Form() {
   return form;
 }
 
-media::Failure Wrong(const std::string& key, const std::string& what) {
-  return media::Fail((key.empty() ? "" : key + ": ") + what);
+common::Failure Wrong(const std::string& key, const std::string& what) {
+  return common::Fail((key.empty() ? "" : key + ": ") + what);
 }
 
 bool IsInteger(const Json& value, const std::string& range) {
@@ -80,7 +80,7 @@ bool Fits(const Json& value, const std::string& form) {
   return !choice.empty() && ("|" + form.substr(1) + "|").find("|" + choice + "|") != form.npos;
 }
 
-media::Failure Check(const std::string& key, const Json& value, const Json& form) {
+common::Failure Check(const std::string& key, const Json& value, const Json& form) {
   if (form.is_string()) {
     const auto text = form.get<std::string>();
     const bool may_be_null = text.rfind("null or ", 0) == 0;
@@ -93,7 +93,7 @@ media::Failure Check(const std::string& key, const Json& value, const Json& form
       return Wrong(key, "must be a list" + (count == 0 ? "" : " of " + std::to_string(count)));
     }
     for (const Json& element : value) {
-      if (media::Failure failure = Check(key, element, form[0])) return failure;
+      if (common::Failure failure = Check(key, element, form[0])) return failure;
     }
     return std::nullopt;
   }
@@ -104,13 +104,13 @@ media::Failure Check(const std::string& key, const Json& value, const Json& form
     if (!form.contains(known)) return Wrong(path, "is unknown");
     // A tag that is absent.
     if (key == "in" && member.is_null()) continue;
-    if (media::Failure failure = Check(path, member, form[known])) return failure;
+    if (common::Failure failure = Check(path, member, form[known])) return failure;
   }
   return std::nullopt;
 }
 
-media::Failure CheckLine(const Json& json, bool is_first) {
-  if (!json.is_object() || json.empty()) return media::Fail("is no JSON object");
+common::Failure CheckLine(const Json& json, bool is_first) {
+  if (!json.is_object() || json.empty()) return common::Fail("is no JSON object");
   const std::string kind = json.contains("request") ? "request" : json.begin().key();
   if (!Form().contains(kind)) return Wrong(kind, "is unknown");
   if (kind == "recording") {
@@ -199,7 +199,7 @@ template <typename T>
 void Read(const Json& json, std::optional<T>* to) {
   *to = json.get<T>();
 }
-void Read(const Json& json, media::Size* to) { *to = {json[0], json[1]}; }
+void Read(const Json& json, common::Size* to) { *to = {json[0], json[1]}; }
 void Read(const Json& json, std::vector<std::pair<std::string, std::string>>* to) {
   for (const auto& [name, text] : json.items()) to->emplace_back(name, text);
 }
@@ -221,24 +221,24 @@ const RequestStep* NextRequest(const Recording& recording, std::size_t* at) {
 
 }  // namespace
 
-media::Failure ParseRecording(std::string_view text, Recording* recording) {
+common::Failure ParseRecording(std::string_view text, Recording* recording) {
   *recording = {};
   int64_t last = 0;
   for (int line = 1; !text.empty(); ++line) {
     const std::string about = "line " + std::to_string(line);
     const std::size_t length = text.find('\n');
     if (std::min(length, text.size()) > kMaxLine) {
-      return media::Fail(about + ": is longer than " + std::to_string(kMaxLine) + " bytes");
+      return common::Fail(about + ": is longer than " + std::to_string(kMaxLine) + " bytes");
     }
-    if (length == text.npos) return media::Fail(about + ": is cut short");
+    if (length == text.npos) return common::Fail(about + ": is cut short");
     const Json json = Json::parse(text.substr(0, length), nullptr, false);
     text.remove_prefix(length + 1);
-    if (media::Failure failure = CheckLine(json, line == 1)) {
-      return media::FailAbout(about, failure);
+    if (common::Failure failure = CheckLine(json, line == 1)) {
+      return common::FailAbout(about, failure);
     }
     if (json.contains("request")) {
       const auto number = json["request"].get<int64_t>();
-      if (number <= last) return media::Fail(about + ": request: does not rise");
+      if (number <= last) return common::Fail(about + ": request: does not rise");
       last = number;
       recording->steps.push_back({line, number, RequestOf(json)});
     } else if (json.contains("recording")) {
@@ -254,14 +254,14 @@ media::Failure ParseRecording(std::string_view text, Recording* recording) {
   return std::nullopt;
 }
 
-media::Failure ReadRecording(const std::string& path, Recording* recording) {
+common::Failure ReadRecording(const std::string& path, Recording* recording) {
   std::unique_ptr<media::ByteReader> reader;
   std::vector<uint8_t> bytes;
-  media::Failure failure = media::OpenFile(path, &reader);
+  common::Failure failure = media::OpenFile(path, &reader);
   if (!failure) failure = media::ReadToEnd(*reader, kMaxRecording, &bytes);
   const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   if (!failure) failure = ParseRecording(text, recording);
-  if (failure) return media::FailAbout(path == "-" ? "standard input" : path, failure);
+  if (failure) return common::FailAbout(path == "-" ? "standard input" : path, failure);
   return std::nullopt;
 }
 

@@ -13,8 +13,8 @@
 #include <variant>
 #include <vector>
 
-#include "media/error.h"
-#include "media/geometry.h"
+#include "common/failure.h"
+#include "common/geometry.h"
 #include "record/comparison.h"
 #include "record/request_record.h"
 
@@ -29,7 +29,7 @@ struct RequestStep {
   std::optional<int64_t> frame_index;
   StateChange change;
   // In picture pixels, from here on; nothing where the line gives none, or raw rectangles as well.
-  std::optional<std::vector<media::Rect>> faces;
+  std::optional<std::vector<common::Rect>> faces;
   Returned returned;
   bool is_recorded = false;  // something came back
 };
@@ -47,9 +47,9 @@ struct Recording {
 
 // Reads a recording or a script. What its form does not know is a failure, whose message begins
 // with the line's number and the key. Any thread.
-media::Failure ParseRecording(std::string_view text, Recording* recording);
+common::Failure ParseRecording(std::string_view text, Recording* recording);
 // As above, from a file or standard input ("-"); the message begins with its name.
-media::Failure ReadRecording(const std::string& path, Recording* recording);
+common::Failure ReadRecording(const std::string& path, Recording* recording);
 
 // Adds all requests of two recordings.
 void CompareRecordings(const Recording& run, const Recording& other, Comparison* comparison);

@@ -18,7 +18,7 @@ class ReplayCheck : public RunListener {
   ReplayCheck(const Recording& recorded, Comparison* comparison, std::FILE* to)
       : recorded_(recorded), comparison_(comparison), to_(to) {}
 
-  media::Failure OnRequest(const RequestRecord& request, const media::Nv12Frame&) override {
+  common::Failure OnRequest(const RequestRecord& request, const media::Nv12Frame&) override {
     if (const RequestStep* recorded = NextUpTo(request.number)) {
       const Returned returned = ReturnedWith(request);
       comparison_->Add(&returned, &recorded->returned);
@@ -26,7 +26,7 @@ class ReplayCheck : public RunListener {
     return std::nullopt;
   }
 
-  media::Failure Finish(const Summary&) override {
+  common::Failure Finish(const Summary&) override {
     while (const RequestStep* missing = NextUpTo(INT64_MAX)) {
       comparison_->Add(nullptr, &missing->returned);
     }

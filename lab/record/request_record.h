@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "media/geometry.h"
+#include "common/geometry.h"
 #include "media/picture.h"
 #include "record/device_state.h"
 #include "record/published.h"
@@ -31,7 +31,7 @@ struct RequestRecord {
   int64_t frame_index = 0;  // in the input
   std::string digest;       // of the pixels sent
   DeviceState in;
-  std::vector<media::Rect> faces;  // in picture pixels
+  std::vector<common::Rect> faces;  // in picture pixels
   Published out;
   Outcome outcome = Outcome::kNotOffered;
   std::array<SlotWhy, kSlots> why = {};
@@ -47,7 +47,7 @@ struct RequestRecord {
 struct ModelCall {
   std::string model;
   Span time;
-  media::Rect face;  // in the picture that it saw
+  common::Rect face;  // in the picture that it saw
 };
 
 // What a worker did with a frame that was handed over.
@@ -74,11 +74,11 @@ struct RunHeader {
   std::string program, node, build_id;
   std::vector<std::pair<std::string, std::string>> device;  // libraries by name, with their paths
   std::string input;
-  media::Size size;  // 0x0 where it is left out, as for the buffer
+  common::Size size;  // 0x0 where it is left out, as for the buffer
   bool raw = false;
   int stride = 0;
   std::optional<bool> upright;
-  media::Size buffer;
+  common::Size buffer;
   uint32_t node_caps = 0;
   bool realtime = false;
 };

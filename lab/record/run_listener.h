@@ -2,7 +2,7 @@
 #ifndef ZY_RECORD_RUN_LISTENER_H_
 #define ZY_RECORD_RUN_LISTENER_H_
 
-#include "media/error.h"
+#include "common/failure.h"
 #include "media/nv12.h"
 #include "record/request_record.h"
 
@@ -16,12 +16,12 @@ class RunListener {
   virtual void Begin(const RunHeader&) {}
   virtual void OnEvent(const Event&) {}
   // `picture` is the frame as it is looked at, not turned for the sensor.
-  virtual media::Failure OnRequest(const RequestRecord& request,
-                                   const media::Nv12Frame& picture) = 0;
+  virtual common::Failure OnRequest(const RequestRecord& request,
+                                    const media::Nv12Frame& picture) = 0;
   // Comes behind the request whose frame the pass is over.
   virtual void OnPass(const PassRecord&) {}
   // The run is over; not called for one that sent nothing.
-  virtual media::Failure Finish(const Summary&) { return std::nullopt; }
+  virtual common::Failure Finish(const Summary&) { return std::nullopt; }
 };
 
 }  // namespace record

@@ -8,7 +8,7 @@
 #include <variant>
 #include <vector>
 
-#include "media/error.h"
+#include "common/failure.h"
 #include "record/recording.h"
 
 namespace record {
@@ -33,8 +33,8 @@ class Script {
     return at_ < steps_.size() && steps_[at_].request <= number ? &steps_[at_++] : nullptr;
   }
   // A failure of a step, with the file's name and the line in front.
-  media::Failure FailAt(const Step& step, const media::Failure& failure) const {
-    return media::Fail(path_ + ": line " + std::to_string(step.line) + ": " + failure->message);
+  common::Failure FailAt(const Step& step, const common::Failure& failure) const {
+    return common::Fail(path_ + ": line " + std::to_string(step.line) + ": " + failure->message);
   }
 
  private:

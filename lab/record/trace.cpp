@@ -29,9 +29,9 @@ class Trace : public RunListener {
  public:
   explicit Trace(std::FILE* to) : to_(to) {}
   void Begin(const RunHeader& header) override;
-  media::Failure OnRequest(const RequestRecord& request, const media::Nv12Frame& picture) override;
+  common::Failure OnRequest(const RequestRecord& request, const media::Nv12Frame& picture) override;
   void OnPass(const PassRecord& pass) override;
-  media::Failure Finish(const Summary& summary) override;
+  common::Failure Finish(const Summary& summary) override;
 
  private:
   void Event(const char* phase, int thread, int64_t at, const std::string& name, const Json& more);
@@ -78,7 +78,7 @@ void Trace::NameThread(int thread, const std::string& name) {
   Event("M", thread, 0, "thread_name", {{"args", {{"name", name}}}});
 }
 
-media::Failure Trace::OnRequest(const RequestRecord& request, const media::Nv12Frame&) {
+common::Failure Trace::OnRequest(const RequestRecord& request, const media::Nv12Frame&) {
   const std::string outcome = NameOf(request.outcome);
   const int64_t at = request.time.at;
   Slice(kRequestThread, request.time, "request " + std::to_string(request.number),
@@ -106,14 +106,14 @@ void Trace::OnPass(const PassRecord& pass) {
   }
   Slice(thread, pass.time, "pass over " + std::to_string(pass.request), Json::object());
   for (const ModelCall& call : pass.calls) {
-    const media::Rect& face = call.face;
+    const common::Rect& face = call.face;
     Slice(thread, call.time, call.model, {{"face", {face.x, face.y, face.w, face.h}}});
   }
   Arrow(kRequestThread, LastOf(pass.handed_over), thread, pass.time.at, "frame");
   unseen_[pass.request] = {pass.worker, LastOf(pass.time)};
 }
 
-media::Failure Trace::Finish(const Summary&) {
+common::Failure Trace::Finish(const Summary&) {
   std::fputs("\n]}\n", to_);
   return std::nullopt;
 }

@@ -22,7 +22,7 @@ static void ReadFrames(fuzz::Script& script) {
   }
   std::unique_ptr<media::FrameSource> source;
   auto reader = std::make_unique<media::MemoryReader>(bytes.data(), bytes.size());
-  media::Failure failure = media::OpenFrameSource(std::move(reader), options, &source);
+  common::Failure failure = media::OpenFrameSource(std::move(reader), options, &source);
   bool at_end = false;
   for (int i = 0; i < 3 && !failure && !at_end; ++i) {
     media::Nv12Frame frame;
@@ -42,7 +42,7 @@ static void ReadFrames(fuzz::Script& script) {
 static void ReadRecording(fuzz::Script& script) {
   const std::vector<uint8_t> bytes = script.Rest();
   record::Recording recording;
-  const media::Failure failure = record::ParseRecording(
+  const common::Failure failure = record::ParseRecording(
       {reinterpret_cast<const char*>(bytes.data()), bytes.size()}, &recording);
   if (failure) return Require(failure->message.rfind("line ", 0) == 0, "a failure names the line");
   framework::Metadata metadata;

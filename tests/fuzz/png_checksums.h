@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_FUZZ_PNG_CHECKSUMS_H_
-#define ZY_FUZZ_PNG_CHECKSUMS_H_
+#ifndef ZY_TESTS_FUZZ_PNG_CHECKSUMS_H_
+#define ZY_TESTS_FUZZ_PNG_CHECKSUMS_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -28,4 +28,4 @@ inline void MendChecksums(std::vector<uint8_t>* png) {
 
 }  // namespace fuzz
 
-#endif  // ZY_FUZZ_PNG_CHECKSUMS_H_
+#endif  // ZY_TESTS_FUZZ_PNG_CHECKSUMS_H_

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // How a fuzz target reads its bytes: as a script of small decisions.
-#ifndef ZY_FUZZ_SCRIPT_H_
-#define ZY_FUZZ_SCRIPT_H_
+#ifndef ZY_TESTS_FUZZ_SCRIPT_H_
+#define ZY_TESTS_FUZZ_SCRIPT_H_
 
 #include <algorithm>
 #include <array>
@@ -79,4 +79,4 @@ class Script {
 
 }  // namespace fuzz
 
-#endif  // ZY_FUZZ_SCRIPT_H_
+#endif  // ZY_TESTS_FUZZ_SCRIPT_H_

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_PICTURES_GEOMETRY_H_
-#define ZY_PICTURES_GEOMETRY_H_
+#ifndef ZY_COMMON_GEOMETRY_H_
+#define ZY_COMMON_GEOMETRY_H_
 
 #include <algorithm>
 #include <cstdint>
 #include <string>
 
-#include "media/error.h"
+#include "common/failure.h"
 
-namespace media {
+namespace common {
 
 // A rectangle in picture pixels; its right and lower borders x + w and y + h lie outside it.
 struct Rect {
@@ -53,6 +53,6 @@ inline int64_t Overlap(const Rect& a, const Rect& b) {
 // Half of a length in pixels, rounded up: the number of chroma samples along it.
 constexpr int HalfUp(int length) { return length / 2 + length % 2; }
 
-}  // namespace media
+}  // namespace common
 
-#endif  // ZY_PICTURES_GEOMETRY_H_
+#endif  // ZY_COMMON_GEOMETRY_H_

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_PICTURES_ERROR_H_
-#define ZY_PICTURES_ERROR_H_
+#ifndef ZY_COMMON_FAILURE_H_
+#define ZY_COMMON_FAILURE_H_
 
 #include <optional>
 #include <string>
 #include <utility>
 
-namespace media {
+namespace common {
 
 // How the simulator's functions report trouble: everything that can fail returns a `Failure`. An
 // empty one is success; otherwise `message` is one line for a person, without a closing period or
@@ -25,6 +25,6 @@ inline Failure FailAbout(const std::string& subject, const Failure& failure) {
   return Error{subject + ": " + failure->message, failure->is_usage};
 }
 
-}  // namespace media
+}  // namespace common
 
-#endif  // ZY_PICTURES_ERROR_H_
+#endif  // ZY_COMMON_FAILURE_H_
