@@ -27,7 +27,7 @@ check lab/common 'common/'
 check lab/device 'device/|common/|platform/'
 check lab/real_models 'real_models/|common/|platform/|device/control\.h'
 check lab/media 'media/|common/|image/zy_image_buffer\.h'
-check lab/framework 'framework/|common/|media/|platform/'
+check lab/framework 'framework/|common/|media/|platform/|node/log_lines\.h'
 check lab/record 'record/|common/|framework/|media/|platform/'
 check lab/camsim 'common/|camsim/|record/|framework/|media/|platform/|device/control\.h|real_models/find_faces\.h|image/zy_copy_buffer\.h'
 check lab/nodecheck 'common/|nodecheck/|framework/|platform/|device/control\.h'
@@ -36,6 +36,10 @@ check lab/camkit 'common/|camkit/|media/|image/|sharpen/'
 # One file chooses the vector header.
 vector=$(grep -lE '#include <(simde/|arm_neon)' -r src | grep -v '^src/base/neon\.h$' || true)
 [ -z "$vector" ] || { echo "FAIL vector headers are chosen by base/neon.h alone: $vector"; failed=1; }
+
+# What the lab knows about this project's own node stands in one file.
+own=$(grep -lE '#include "node/' -r lab | grep -v '^lab/framework/own_node\.h$' || true)
+[ -z "$own" ] || { echo "FAIL the node's files are for lab/framework/own_node.h alone: $own"; failed=1; }
 
 # One folder knows the form of a recording's lines; its json.h is its own.
 json=$(grep -lE '#include (<nlohmann/|"record/json\.h")' -r src lab |

@@ -18,6 +18,10 @@ namespace {
 
 constexpr char kLoop[] = "AnalyzeCurrentFrame";
 
+// The fixed numbers of two log lines: the model's answer, and what a slot holds after it.
+constexpr int kLineEstimated = 207;
+constexpr int kLineStored = 215;
+
 constexpr int kInitAttempts = 3;
 
 // Bytes for `channels` bytes per pixel of the half-size image. A frame that was allocated has
@@ -201,9 +205,10 @@ void ZYPreview::EstimateAgeAndGender(const PassImages& images, const PassFace& f
   if (face.valid) {
     result = ZyFaceAgeAnalyze(images.gray, images.rgb, images.width, images.height, face.left,
                               face.top, face.right, face.bottom, 1.0f);
-    __android_log_print(
-        kLogError, kLogTag, "%s %d: DoAgeGender ZyGender time: ms, result:%f, %f, %f, %f", kLoop,
-        207, result.prop, result.gender, result.ageWhenGenderHigh, result.ageWhenGenderLow);
+    __android_log_print(kLogError, kLogTag,
+                        "%s %d: DoAgeGender ZyGender time: ms, result:%f, %f, %f, %f", kLoop,
+                        kLineEstimated, result.prop, result.gender, result.ageWhenGenderHigh,
+                        result.ageWhenGenderLow);
   }
   results.prop[slot] = result.prop;
   results.gender[slot] = result.gender;
@@ -211,7 +216,7 @@ void ZYPreview::EstimateAgeAndGender(const PassImages& images, const PassFace& f
   results.age_when_gender_low[slot] = result.ageWhenGenderLow;
   __android_log_print(
       kLogError, kLogTag, "%s %d:  DoAgeGender ZyGender time: ms, result:%f, %f, %f, %f", kLoop,
-      215, result.prop, result.gender, result.ageWhenGenderHigh, result.ageWhenGenderLow);
+      kLineStored, result.prop, result.gender, result.ageWhenGenderHigh, result.ageWhenGenderLow);
 }
 
 void ZYPreview::GradeFace(const PassImages& images, const PassFace& face, int slot,

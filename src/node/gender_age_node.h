@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "analysis/zy_preview.h"
+#include "node/log_lines.h"
 #include "node/zy_node_base.h"
 #include "platform/chi_node.h"
 
@@ -100,6 +101,7 @@ class ChiGenderAgeNode final : public ZyNodeBase {
   void FillNoFace();
   void FillFromWorker(int slot);
   void FillUnmatched(int slot);
+  void LogFace(int slot, NodeLogLine line, const char* label) const;
 
   ChiHandle m_hChiSession;
   uint32_t m_nodeId;

@@ -140,7 +140,7 @@ void ChiGenderAgeNode::ReadFaces(uint64_t requestId, bool halve) {
     face = ScaleToFrame(rect, halve);
     __android_log_print(kLogInfo, kNodeLogTag,
                         "%s():%d getMetaData GenderAge face info[%d](x,y,w,h)[%d,%d,%d,%d]\n",
-                        "getMetaData", 916, i, face.x, face.y, face.w, face.h);
+                        "getMetaData", kLineFaceRectangle, i, face.x, face.y, face.w, face.h);
   }
 }
 
@@ -176,11 +176,13 @@ void ChiGenderAgeNode::UpdateMetaData(uint64_t requestId) {
   if (result_tag != 0) {
     tags.Add(result_tag, &m_faceInfoResult, sizeof(m_faceInfoResult));
   } else {
-    LogNodeFailure("UpdateMetaData", 1016, "get faceAnalyzeResult tagBase failed\n");
+    LogNodeFailure("UpdateMetaData", kLineResultTagMissing,
+                   "get faceAnalyzeResult tagBase failed\n");
   }
   const FaceInfoResult& result = m_faceInfoResult;
-  __android_log_print(
-      kLogInfo, kNodeLogTag, "%s():%d set m_faceInfoResult faceNum: %d gender %f age %f prop %f\n",
-      "UpdateMetaData", 1019, result.faceNum, result.gender[0], result.age[0], result.prop[0]);
+  __android_log_print(kLogInfo, kNodeLogTag,
+                      "%s():%d set m_faceInfoResult faceNum: %d gender %f age %f prop %f\n",
+                      "UpdateMetaData", kLineResultRecord, result.faceNum, result.gender[0],
+                      result.age[0], result.prop[0]);
   tags.Publish(m_hChiSession);
 }

@@ -21,9 +21,9 @@ constexpr ChiVendorTagInfo kVendorTags = {kSections, 1, 0};
 // The messages that a callback gives for a bad record.
 struct RecordMessages {
   const char* function;
-  int null_line;
+  NodeLogLine null_line;
   const char* null_text;
-  int size_line;
+  NodeLogLine size_line;
   const char* size_text;
 };
 
@@ -43,7 +43,7 @@ ChiResult CheckRecord(const Record* record, const RecordMessages& messages) {
 
 ChiGenderAgeNode* NodeOf(ChiHandle session) { return static_cast<ChiGenderAgeNode*>(session); }
 
-void LogPipelineCreated(int line, const char* state) {
+void LogPipelineCreated(NodeLogLine line, const char* state) {
   constexpr char kFunction[] = "PostPipelineCreate";
   __android_log_print(kLogError, kNodeLogTag, "%s():%d %s:%d: %s\n", kFunction, line, kFunction,
                       line, state);
@@ -52,8 +52,9 @@ void LogPipelineCreated(int line, const char* state) {
 ChiResult GenderAgeNodeGetCaps(ChiNodeCapsInfo* pCapsInfo) {
   if (pCapsInfo != nullptr) return kChiSuccess;
   constexpr char kFunction[] = "GenderAgeNodeGetCaps";
-  LogNodeFailure(kFunction, 117, "FACE ANALYZE Invalid argument: pCapsInfo is NULL\n");
-  LogNodeFailure(kFunction, 128, "FACE ANALYZE CHINODECAPSINFO is smaller than expected\n");
+  LogNodeFailure(kFunction, kLineCapsNull, "FACE ANALYZE Invalid argument: pCapsInfo is NULL\n");
+  LogNodeFailure(kFunction, kLineCapsTooSmall,
+                 "FACE ANALYZE CHINODECAPSINFO is smaller than expected\n");
   return kChiFailed;
 }
 
@@ -64,13 +65,16 @@ ChiResult GenderAgeNodeQueryVendorTag(ChiQueryVendorTag* pQuery) {
 
 ChiResult GenderAgeNodeCreate(ChiNodeCreateInfo* pCreateInfo) {
   constexpr char kFunction[] = "GenderAgeNodeCreate";
-  __android_log_print(kLogInfo, kNodeLogTag, "%s():%d TPX GenderAgeNodeCreate\n", kFunction, 168);
+  __android_log_print(kLogInfo, kNodeLogTag, "%s():%d TPX GenderAgeNodeCreate\n", kFunction,
+                      kLineCreate);
   if (pCreateInfo == nullptr) {
-    LogNodeFailure(kFunction, 172, "FACE ANALYZE Invalid argument: pTagTypeInfo is NULL\n");
+    LogNodeFailure(kFunction, kLineCreateNull,
+                   "FACE ANALYZE Invalid argument: pTagTypeInfo is NULL\n");
     return kChiInvalidPointer;
   }
   if (pCreateInfo->size < sizeof(ChiNodeCreateInfo)) {
-    LogNodeFailure(kFunction, 177, "FACE ANALYZE CHINODECREATEINFO is smaller than expected\n");
+    LogNodeFailure(kFunction, kLineCreateTooSmall,
+                   "FACE ANALYZE CHINODECREATEINFO is smaller than expected\n");
     return kChiFailed;
   }
   auto* node = new (std::nothrow) ChiGenderAgeNode(*pCreateInfo);
@@ -80,10 +84,10 @@ ChiResult GenderAgeNodeCreate(ChiNodeCreateInfo* pCreateInfo) {
 }
 
 ChiResult GenderAgeNodeDestroy(ChiNodedestroyInfo* pDestroyInfo) {
-  const ChiResult check =
-      CheckRecord(pDestroyInfo, {"GenderAgeNodeDestroy", 226,
-                                 "FACE ANALYZE Invalid argument: pDestroyInfo is NULL\n", 241,
-                                 "FACE ANALYZE CHINODEDESTROYINFO is smaller than expected\n"});
+  const ChiResult check = CheckRecord(
+      pDestroyInfo, {"GenderAgeNodeDestroy", kLineDestroyNull,
+                     "FACE ANALYZE Invalid argument: pDestroyInfo is NULL\n", kLineDestroyTooSmall,
+                     "FACE ANALYZE CHINODEDESTROYINFO is smaller than expected\n"});
   if (check != kChiSuccess) return check;
   delete NodeOf(pDestroyInfo->hNodeSession);
   pDestroyInfo->hNodeSession = nullptr;
@@ -91,9 +95,10 @@ ChiResult GenderAgeNodeDestroy(ChiNodedestroyInfo* pDestroyInfo) {
 }
 
 ChiResult GenderAgeNodeQueryBufferInfo(ChiNodeQueryBufferInfo* pQuery) {
-  const ChiResult check = CheckRecord(
-      pQuery, {"GenderAgeNodeQueryBufferInfo", 266, "FACE ANALYZE Invalid argument\n", 278,
-               "FACE ANALYZE   CHINODEQUERYBUFFERINFO is smaller than expected\n"});
+  const ChiResult check =
+      CheckRecord(pQuery, {"GenderAgeNodeQueryBufferInfo", kLineQueryBufferNull,
+                           "FACE ANALYZE Invalid argument\n", kLineQueryBufferTooSmall,
+                           "FACE ANALYZE   CHINODEQUERYBUFFERINFO is smaller than expected\n"});
   if (check != kChiSuccess) return check;
   const uint32_t caps = NodeOf(pQuery->hNodeSession)->NodeCaps();
   if (caps == 2 || caps == 4) return kChiUnsupported;
@@ -103,7 +108,8 @@ ChiResult GenderAgeNodeQueryBufferInfo(ChiNodeQueryBufferInfo* pQuery) {
 
 ChiResult GenderAgeNodeSetBufferInfo(ChiNodeSetBufferPropertiesInfo* pInfo) {
   const RecordMessages messages = {
-      "GenderAgeNodeSetBufferInfo", 303, "FACE ANALYZE Invalid argument\n", 315,
+      "GenderAgeNodeSetBufferInfo", kLineSetBufferNull, "FACE ANALYZE Invalid argument\n",
+      kLineSetBufferTooSmall,
       "FACE ANALYZE CHINODESETBUFFERPROPERTIESINFO is smaller than expected\n"};
   const ChiResult check = CheckRecord(pInfo, messages);
   if (check != kChiSuccess) return check;
@@ -117,7 +123,8 @@ ChiResult GenderAgeNodeSetBufferInfo(ChiNodeSetBufferPropertiesInfo* pInfo) {
 
 ChiResult GenderAgeNodeProcRequest(ChiNodeProcessRequestInfo* pInfo) {
   const ChiResult check =
-      CheckRecord(pInfo, {"GenderAgeNodeProcRequest", 340, "FACE ANALYZE Invalid argument\n", 352,
+      CheckRecord(pInfo, {"GenderAgeNodeProcRequest", kLineRequestNull,
+                          "FACE ANALYZE Invalid argument\n", kLineRequestTooSmall,
                           "FACE ANALYZE CHINODEPROCESSREQUESTINFO is smaller than expected\n"});
   if (check != kChiSuccess) return check;
   NodeOf(pInfo->hNodeSession)->ProcessRequest(pInfo);
@@ -130,14 +137,14 @@ void GenderAgeNodeSetNodeInterface(ChiNodeInterface* pNodeInterface) {
 
 void GenderAgeNodePipelineCreated(ChiHandle hNodeSession) {
   if (hNodeSession == nullptr) return;
-  LogPipelineCreated(526, "(IN)");
+  LogPipelineCreated(kLinePipelineBegin, "(IN)");
   ChiGenderAgeNode* node = NodeOf(hNodeSession);
   if (!node->Available()) {
-    LogPipelineCreated(529, "NOT-AVAILABLE ");
+    LogPipelineCreated(kLinePipelineNotAvailable, "NOT-AVAILABLE ");
     return;
   }
   node->StartPreview();
-  LogPipelineCreated(534, "(OUT)");
+  LogPipelineCreated(kLinePipelineEnd, "(OUT)");
 }
 
 }  // namespace
@@ -148,15 +155,16 @@ extern "C" __attribute__((visibility("default"))) void ChiNodeEntry(ChiNodeCallb
   constexpr char kFunction[] = "ChiNodeEntry";
   if (pCallbacks == nullptr) {
     __android_log_print(kLogError, kNodeLogTag, "%s():%d FACE ANALYZE Invalid Argument: %p\n",
-                        kFunction, 495, static_cast<void*>(pCallbacks));
+                        kFunction, kLineEntryNull, static_cast<void*>(pCallbacks));
     return;
   }
   if (pCallbacks->majorVersion != kMajorVersion || pCallbacks->size < sizeof(ChiNodeCallbacks)) {
     __android_log_print(
         kLogError, kNodeLogTag,
         "%s():%d FACE ANALYZE Chi API major version doesn't match (%d:%d) vs (%d:%d)\n", kFunction,
-        490, static_cast<int>(pCallbacks->majorVersion), static_cast<int>(pCallbacks->minorVersion),
-        static_cast<int>(kMajorVersion), static_cast<int>(kMinorVersion));
+        kLineEntryVersion, static_cast<int>(pCallbacks->majorVersion),
+        static_cast<int>(pCallbacks->minorVersion), static_cast<int>(kMajorVersion),
+        static_cast<int>(kMinorVersion));
     return;
   }
   pCallbacks->majorVersion = kMajorVersion;

@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
-// How the node logs: tag "CHIGENDERAGE", and lines that begin "%s():%d ", the reporting function
-// and a number that names the line for good, wherever the code moves. Readers filter logs by both.
+// How the node logs: under the tag "CHIGENDERAGE", in lines that begin "%s():%d ", the reporting
+// function and the line's fixed number.
 #ifndef ZY_NODE_NODE_LOG_H_
 #define ZY_NODE_NODE_LOG_H_
 
+#include "node/log_lines.h"
 #include "platform/android_log.h"
 
 inline constexpr char kNodeLogTag[] = "CHIGENDERAGE";
 
-// A failure that has nothing to tell but its text, which ends in a line break. Any thread.
-inline void LogNodeFailure(const char* function, int line, const char* text) {
+// Logs a failure that is its text alone, which ends in a line break. Any thread.
+inline void LogNodeFailure(const char* function, NodeLogLine line, const char* text) {
   __android_log_print(kLogError, kNodeLogTag, "%s():%d %s", function, line, text);
 }
 

@@ -57,7 +57,7 @@ ZyImageBuffer DescribeInputs(const ChiNodeProcessRequestInfo& info) {
     __android_log_print(kLogInfo, kNodeLogTag,
                         "%s():%d ChiGenderAgeNode frameNum %lu, i %d, format: %d, width %d, "
                         "height %d, planeStride: %d\n",
-                        kProcessRequest, 661, info.frameNum, static_cast<int>(i),
+                        kProcessRequest, kLineInputBuffer, info.frameNum, static_cast<int>(i),
                         static_cast<int>(buffer->format.format), image.width, image.height,
                         static_cast<int>(buffer->planeStride));
   }
@@ -80,7 +80,8 @@ int ChiGenderAgeNode::ProcessRequest(const ChiNodeProcessRequestInfo* info) {
   getMetaData(info->frameNum);
   m_faceInfoResult = {};
   __android_log_print(kLogInfo, kNodeLogTag, "%s():%d ChiGenderAgeNode frameNum %lu, inputNum %d\n",
-                      kProcessRequest, 642, info->frameNum, static_cast<int>(info->inputNum));
+                      kProcessRequest, kLineRequest, info->frameNum,
+                      static_cast<int>(info->inputNum));
   if (m_cameraRoleFlag == 1 && (m_faceGenderAndAgeEnabled || m_faceScoreEnabled)) {
     if (m_faceNum == 0) {
       FillNoFace();
@@ -95,7 +96,7 @@ int ChiGenderAgeNode::ProcessRequest(const ChiNodeProcessRequestInfo* info) {
 void ChiGenderAgeNode::FillNoFace() {
   __android_log_print(kLogInfo, kNodeLogTag,
                       "%s():%d ChiGenderAgeNode process m_faceNum %d line: %d\n", kProcessRequest,
-                      709, 0, 709);
+                      kLineNoFace, 0, kLineNoFace);
   std::fill_n(m_faceInfoResult.age, android::kMaxFaces, kDefaultAge);
   std::fill_n(m_faceInfoResult.score, android::kMaxFaces, kDefaultScore);
   std::fill_n(m_faceInfoResult.prop, android::kMaxFaces, kNoFaceProp);
@@ -106,7 +107,7 @@ void ChiGenderAgeNode::AnalyzeRequest(const ChiNodeProcessRequestInfo& info) {
   const ChiImageFormat output = FormatOf(BufferAt(info.phOutputBuffer, info.outputNum, 0));
   __android_log_print(kLogInfo, kNodeLogTag,
                       "%s():%d get face num: %d, size:%d, %d, full size %d %d\n", kProcessRequest,
-                      673, m_faceNum, static_cast<int>(output.width),
+                      kLineFacesAndSizes, m_faceNum, static_cast<int>(output.width),
                       static_cast<int>(output.height), static_cast<int>(m_fullWidth),
                       static_cast<int>(m_fullHeight));
   if (m_pPreview == nullptr || !IsHandOverFrame(info.frameNum)) return;
@@ -119,8 +120,8 @@ void ChiGenderAgeNode::AnalyzeRequest(const ChiNodeProcessRequestInfo& info) {
 
 void ChiGenderAgeNode::CollectResults() {
   m_faceInfoResult.faceNum = FaceCount();
-  __android_log_print(kLogInfo, kNodeLogTag, "%s():%d m_faceNum %d\n", kProcessRequest, 679,
-                      m_faceNum);
+  __android_log_print(kLogInfo, kNodeLogTag, "%s():%d m_faceNum %d\n", kProcessRequest,
+                      kLineHandOver, m_faceNum);
   for (int i = 0; i < FaceCount(); ++i) {
     const android::_FaceLocation& face = m_faceLocation[i];
     const int index = m_pPreview->getFaceIndex(false, face.x, base::WrappingSum(face.x, face.w),
@@ -146,12 +147,7 @@ void ChiGenderAgeNode::FillFromWorker(int slot) {
   result.age[slot] = age[slot].load(std::memory_order_relaxed);
   result.score[slot] = worker.mFaceGrade[slot].load(std::memory_order_relaxed);
   result.prop[slot] = worker.mProp[slot].load(std::memory_order_relaxed);
-  __android_log_print(kLogInfo, kNodeLogTag,
-                      "%s():%d ChiGenderAgeNode process face[%d] gender: %f, age: %f, score: %f, "
-                      "prop: %f [x %d y %d] line %d\n",
-                      kProcessRequest, 696, slot, result.gender[slot], result.age[slot],
-                      result.score[slot], result.prop[slot], m_faceLocation[slot].x,
-                      m_faceLocation[slot].y, 696);
+  LogFace(slot, kLineFaceMatched, "line");
 }
 
 void ChiGenderAgeNode::FillUnmatched(int slot) {
@@ -160,10 +156,16 @@ void ChiGenderAgeNode::FillUnmatched(int slot) {
   result.age[slot] = kDefaultAge;
   result.score[slot] = kDefaultScore;
   result.prop[slot] = 0.0f;
+  LogFace(slot, kLineFaceUnmatched, "line:");
+}
+
+// The two lines differ in a colon, which readers of logs may rely on.
+void ChiGenderAgeNode::LogFace(int slot, NodeLogLine line, const char* label) const {
+  const FaceInfoResult& result = m_faceInfoResult;
   __android_log_print(kLogInfo, kNodeLogTag,
                       "%s():%d ChiGenderAgeNode process face[%d] gender: %f, age: %f, score: %f, "
-                      "prop: %f [x %d y %d] line: %d\n",
-                      kProcessRequest, 704, slot, result.gender[slot], result.age[slot],
+                      "prop: %f [x %d y %d] %s %d\n",
+                      kProcessRequest, line, slot, result.gender[slot], result.age[slot],
                       result.score[slot], result.prop[slot], m_faceLocation[slot].x,
-                      m_faceLocation[slot].y, 704);
+                      m_faceLocation[slot].y, label, line);
 }
