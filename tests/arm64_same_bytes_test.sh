@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 # What this machine's camsim recorded replays without a difference on the Arm camsim with the Arm library, and the
 # annotated picture has the same bytes: both machines compress it with the same version of the same library. The
-# golden recordings of recording_test.sh replay there as well.
+# golden recordings of recording_test.py replay there as well.
 # usage: arm64_same_bytes_test.sh HOST_CAMSIM ARM_CAMSIM...   (the emulator before the latter)
 set -euo pipefail
 host=("$1")

@@ -1,0 +1,126 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
+"""Records, replays, compares and draws runs. Each golden recording is what its script gives, and replays
+without a difference; ./dev goldens renews them.
+
+usage: recording_test.py SOURCE_DIRECTORY PLAIN_MODEL CAMSIM...
+  (a model library without controls; an emulator stands before the program where there is one)
+"""
+import collections
+import json
+import pathlib
+import re
+
+from programs import Program, arguments, check, finish, read, same, write
+
+golden_folder = pathlib.Path(arguments[0], "tests", "golden").resolve()
+plain = pathlib.Path(arguments[1]).parent.resolve()
+camsim = Program(*arguments[2:])
+
+
+def run(status, *options):
+    return camsim.run(status, "--annotated none", *options)
+
+
+def bad(status, message, *options):
+    """Expects the status and the message, and that nothing is written over."""
+    write("kept", "kept\n")
+    same("message", f"camsim: {message}\n", run(status, *options, "--jsonl kept").err)
+    same(f"a file after {options}", b"kept\n", read("kept"))
+
+
+def bad_line(message, line, *options):
+    write("bad", line)
+    bad(3, f"bad: {message}", *(options or ["--script bad"]))
+
+
+def first_line(done):
+    return done.out.split("\n", 1)[0]
+
+
+def requests(path):
+    """The lines of a recording without its header, which differs from build to build."""
+    return read(path).split(b"\n", 1)[1]
+
+
+# ---- Golden recordings ---------------------------------------------------------------------------------
+scripts = sorted(golden_folder.glob("*.script.jsonl"))
+check(scripts, "there are no golden recordings")
+for script in scripts:
+    golden = script.with_name(script.name.replace(".script", ""))
+    run(0, "--script", script, "--jsonl new.jsonl")
+    check(requests("new.jsonl") == requests(golden), f"{golden} is not what its script gives")
+    same(f"replay of {golden}", "0 differences", first_line(run(0, "--replay", golden, "--jsonl again.jsonl")))
+    check(requests("again.jsonl") == requests(golden), f"a replay of {golden} records something else")
+
+# Frames that were turned for the sensor are turned again, and their faces stay where the picture has them.
+for orientation in 0, 90, 180:
+    run(0, f"--upright --orientation {orientation} --size 319x240 --requests 12 --jsonl run.jsonl")
+    same(f"replay of turned frames at {orientation}", "0 differences",
+         first_line(run(0, "--replay run.jsonl --jsonl again.jsonl")))
+    same("recording of the replay", read("run.jsonl"), read("again.jsonl"))
+check(run(4, "--replay run.jsonl --no-upright").out.startswith("12 requests with other pixels"),
+      "what is recorded are not the pixels sent")
+
+# ---- Differences ---------------------------------------------------------------------------------------
+golden = golden_folder / "switches.jsonl"
+lines = golden.read_text().splitlines(keepends=True)
+age = re.search(r'"age":\[([0-9.]*)', lines[10])[1]
+other = [*lines[:10], re.sub(r'"age":\[[0-9.]*', '"age":[1.5', lines[10]),
+         re.sub(r'"outcome":"[a-z ]*"', '"outcome":"dropped"', lines[11]), *lines[12:]]
+write("other.jsonl", "".join(other))
+same("differences of a replay", [f"request 10: slot 0 age {age}, recorded 1.5",
+                                 'request 11: outcome "not offered", recorded "dropped"', "2 differences"],
+     run(4, "--replay other.jsonl").out.splitlines()[:3])
+same("differences of two recordings", "1 difference\n",
+     camsim.run(4, "diff", golden, "other.jsonl --tolerance 100 --differences 0").out)
+camsim.run(0, "diff", golden, golden)
+write("short.jsonl", "".join(lines[:20]))
+check('request 20: is "missing", second "sent"\n' in camsim.run(4, "diff short.jsonl", golden).out,
+      "a request that one run lacks")
+check('request 82: is "missing", recorded "sent"\n' in run(4, "--requests 81 --replay", golden).out,
+      "a request that was not sent")
+same("other pixels", "82 requests with other pixels than recorded, the first is 1",
+     first_line(run(4, "--size 322x240 --replay", golden)))
+
+# ---- Bad input -----------------------------------------------------------------------------------------
+line = '{"request":1}\n{"request":2,"in":{"brodax.quadcfa.enabled":300}}\n'
+for options in "--script bad", "--replay bad":
+    bad_line("line 2: in.brodax.quadcfa.enabled: must be 0..255", line, options)
+bad_line("line 1: is no header of a recording", '{"request":1}\n', "--replay bad")
+bad_line("line 2: is cut short", '{"request":1}\n{"reque')
+bad_line("line 1: device.colour: is unknown", '{"device":{"colour":1}}\n{"request":1}\n')
+bad_line("line 1: is longer than 1048576 bytes", bytes(20000000))
+bad_line(f"line 2: device.model_delay_ms: {plain}/libQVFD_AgeGender.so: has no zy_set_age_gender_delay",
+         '{"request":1}\n{"device":{"model_delay_ms":1}}\n{"request":2}\n', "--script bad --device", plain)
+bad(3, "missing: cannot open: No such file or directory", "--replay missing")
+camsim.run(2, "--script bad --replay bad")
+run(1, "--script", golden, "--jsonl", golden_folder / "../golden/switches.jsonl")
+run(1, "--jsonl same --trace ./same")
+
+
+# ---- The trace -----------------------------------------------------------------------------------------
+def events(**members):
+    """The events of the trace whose members match the patterns."""
+    return [event for event in json.loads(read("trace.json"))["traceEvents"]
+            if all(re.match(pattern, event.get(name, "")) for name, pattern in members.items())]
+
+
+run(0, "--requests 60 --size 320x240 --trace trace.json --report run.html --jsonl run.jsonl")
+for number, members in ((60, dict(ph="X", name="request ")), (3, dict(ph="X", name="pass over ")),
+                        (7, dict(ph="i", name="skipped$")), (60, dict(ph="C", name="faces$")),
+                        (9, dict(name="age and gender$"))):
+    same(f"events of the trace with {members}", number, len(events(**members)))
+check(all(slice["dur"] >= 1 for slice in events(ph="X")), "slices without length")
+starts, ends = (collections.Counter(event["id"] for event in events(ph=ph)) for ph in "sf")
+check(len(starts) == 6 and starts == ends, f"arrows of the trace: {starts} {ends}")
+done = run(0, "--requests 60 --size 64x64 --realtime --fps 500 --model-delay 300 --trace trace.json")
+same("dropped frames in the trace", re.search(r"taken, (\d+) dropped", done.out)[1],
+     str(len(events(ph="i", name="dropped$"))))
+
+# ---- The page, which page_test looks at with a browser -------------------------------------------------
+page = read("run.html")
+same("plots of the page", 12, page.count(b"<polyline"))
+same("pictures of the page", 6, page.count(b"data:image/jpeg"))
+
+finish("runs are recorded, replayed, compared and drawn")
