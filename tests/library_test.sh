@@ -60,5 +60,29 @@ if readelf -hW "$library" | grep -q AArch64; then
       "$(readelf -nW "$archive" | grep -c 'AArch64 feature: BTI, PAC')"
   done
 fi
+
+# What the devices' compiler makes the library ask of a device: of the framework and the closed libraries,
+# of the C library, which there lacks calls that a desk's has, and of the C++ runtime.
+imports="
+_ZN12ChiNodeUtils11GetMetaDataEmj15ChiMetadataTypePvP16ChiNodeInterface
+_ZN12ChiNodeUtils14QueryVendorTagEP17ChiQueryVendorTagPK16ChiVendorTagInfo
+_ZN12ChiNodeUtils16SetNodeInterfaceEP16ChiNodeInterfacePKcS1_Pj
+_ZN12ChiNodeUtils18GetMetaDataAndSizeEmj15ChiMetadataTypePvP16ChiNodeInterfacePm
+_ZN12ChiNodeUtils24DefaultBufferNegotiationEP22ChiNodeQueryBufferInfo
+_ZN15FaceGradeResultC1Ev _ZN18FaceGradeInterface11setFaceRectEiiii
+_ZN18FaceGradeInterface7processEPKhiiR15FaceGradeResultb
+_ZN18FaceGradeInterfaceC1Ev _ZN18FaceGradeInterfaceD1Ev
+QVAG_GetVersion QVAG_Model_Clear QVAG_Model_Init QVAG_OneFaceAnalyze __android_log_print property_get systemTime
+abort free gettimeofday malloc memcpy memmove strnlen strtoul __stack_chk_fail __stack_chk_guard
+pthread_cond_destroy pthread_cond_init pthread_cond_signal pthread_cond_wait pthread_condattr_destroy
+pthread_condattr_init pthread_condattr_setclock pthread_create pthread_join pthread_mutex_destroy
+pthread_mutex_init pthread_mutex_lock pthread_mutex_unlock
+_Unwind_Resume _ZSt7nothrow _ZSt9terminatev _ZTVN10__cxxabiv117__class_type_infoE
+_ZTVN10__cxxabiv120__si_class_type_infoE _ZdaPv _ZdlPvRKSt9nothrow_t _ZdlPvm _Znam _ZnwmRKSt9nothrow_t
+__cxa_begin_catch __cxa_end_catch __cxa_pure_virtual __gxx_personality_v0"
+if readelf -hW "$library" | grep -q AArch64 && readelf -p .comment "$library" | grep -q clang; then
+  expect "imported symbols" "" "$(diff <(xargs -n 1 <<<"$imports" | LC_ALL=C sort) \
+    <(nm -D -u "$library" | sed -n 's/^ *U \([^@]*\).*/\1/p' | LC_ALL=C sort))"
+fi
 [ "$failed" -eq 0 ] && echo "the library is as it should be"
 exit "$failed"

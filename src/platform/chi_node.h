@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// The records that the camera framework and a node exchange. Only the members that the node, the
-// utility library and the stand-ins use are named; the rest is reserved space. Each record that
-// travels carries its own size in bytes first.
+// The records that the camera framework and a node exchange. Only the members that a node, the
+// utility library and their fakes use are named; the rest is reserved space. Each record that
+// travels carries its own size in bytes first. The assertions state the layout for comparison with
+// a platform's own headers.
 #ifndef ZY_PLATFORM_CHI_NODE_H_
 #define ZY_PLATFORM_CHI_NODE_H_
 
@@ -34,6 +35,8 @@ struct ChiVendorTagData {
   ChiTagType type;
   uint32_t count;
 };
+static_assert(sizeof(ChiVendorTagData) == 16 && offsetof(ChiVendorTagData, type) == 8 &&
+              offsetof(ChiVendorTagData, count) == 12);
 
 struct ChiVendorTagSectionData {
   const char* pSectionName;
@@ -43,12 +46,18 @@ struct ChiVendorTagSectionData {
   uint32_t reserved;
   const ChiVendorTagData* pTags;
 };
+static_assert(sizeof(ChiVendorTagSectionData) == 32 &&
+              offsetof(ChiVendorTagSectionData, firstVendorTag) == 8 &&
+              offsetof(ChiVendorTagSectionData, numTags) == 12 &&
+              offsetof(ChiVendorTagSectionData, visibility) == 16 &&
+              offsetof(ChiVendorTagSectionData, pTags) == 24);
 
 struct ChiVendorTagInfo {
   const ChiVendorTagSectionData* pSections;
   uint32_t numSections;
   uint32_t reserved;
 };
+static_assert(sizeof(ChiVendorTagInfo) == 16 && offsetof(ChiVendorTagInfo, numSections) == 8);
 
 struct ChiQueryVendorTag {
   uint32_t size;
@@ -63,7 +72,9 @@ struct ChiVendorTagBase {
   const char* pComponentName;
   const char* pTagName;
 };
-static_assert(sizeof(ChiVendorTagBase) == 24);
+static_assert(sizeof(ChiVendorTagBase) == 24 && offsetof(ChiVendorTagBase, vendorTagBase) == 4 &&
+              offsetof(ChiVendorTagBase, pComponentName) == 8 &&
+              offsetof(ChiVendorTagBase, pTagName) == 16);
 
 // One value to publish; `count` is in elements of the tag's type.
 struct ChiTagData {
@@ -74,6 +85,8 @@ struct ChiTagData {
   uint64_t count;
   uint64_t reserved2[2];
 };
+static_assert(sizeof(ChiTagData) == 48 && offsetof(ChiTagData, requestId) == 8 &&
+              offsetof(ChiTagData, pData) == 16 && offsetof(ChiTagData, count) == 24);
 
 struct ChiMetadataSet {
   uint32_t size;
@@ -82,6 +95,9 @@ struct ChiMetadataSet {
   const uint32_t* pTagList;
   const ChiTagData* pTagData;
 };
+static_assert(sizeof(ChiMetadataSet) == 32 && offsetof(ChiMetadataSet, tagCount) == 4 &&
+              offsetof(ChiMetadataSet, hChiSession) == 8 &&
+              offsetof(ChiMetadataSet, pTagList) == 16 && offsetof(ChiMetadataSet, pTagData) == 24);
 
 // One value to read; `pData` and `count` are the answer, null and 0 when the tag is absent.
 struct ChiMetadataGet {
@@ -106,6 +122,9 @@ struct ChiNodeInterface {
   ChiResult (*pGetVendorTagBase)(ChiVendorTagBase*);
   void* reserved2[10];
 };
+static_assert(sizeof(ChiNodeInterface) == 120 && offsetof(ChiNodeInterface, pGetMetadata) == 16 &&
+              offsetof(ChiNodeInterface, pSetMetadata) == 24 &&
+              offsetof(ChiNodeInterface, pGetVendorTagBase) == 32);
 
 // ---- Images -------------------------------------------------------------------------------------
 
@@ -117,12 +136,15 @@ struct ChiImageFormat {
   uint32_t format;
   uint32_t reserved;
 };
+static_assert(sizeof(ChiImageFormat) == 16 && offsetof(ChiImageFormat, height) == 4 &&
+              offsetof(ChiImageFormat, format) == 8);
 
 struct ChiImage {
   uint32_t size;
   uint32_t reserved;
   uint8_t* pPlaneAddress[kChiMaxPlanes];
 };
+static_assert(sizeof(ChiImage) == 40 && offsetof(ChiImage, pPlaneAddress) == 8);
 
 // What a buffer handle points to. The planes share the pitch `planeStride` (bytes).
 struct ChiNodeBuffer {
@@ -133,6 +155,9 @@ struct ChiNodeBuffer {
   uint32_t planeStride;
   const ChiImage* pImages;
 };
+static_assert(sizeof(ChiNodeBuffer) == 40 && offsetof(ChiNodeBuffer, numImages) == 4 &&
+              offsetof(ChiNodeBuffer, format) == 8 && offsetof(ChiNodeBuffer, numPlanes) == 24 &&
+              offsetof(ChiNodeBuffer, planeStride) == 28 && offsetof(ChiNodeBuffer, pImages) == 32);
 
 // ---- Node callbacks -----------------------------------------------------------------------------
 
@@ -150,14 +175,17 @@ struct ChiNodeCreateInfo {
   ChiHandle hNodeSession;
   uint64_t reserved2[6];
 };
-static_assert(sizeof(ChiNodeCreateInfo) == 80);
+static_assert(sizeof(ChiNodeCreateInfo) == 80 && offsetof(ChiNodeCreateInfo, nodeId) == 4 &&
+              offsetof(ChiNodeCreateInfo, nodeCapsMask) == 8 &&
+              offsetof(ChiNodeCreateInfo, hChiSession) == 16 &&
+              offsetof(ChiNodeCreateInfo, hNodeSession) == 24);
 
 struct ChiNodedestroyInfo {
   uint32_t size;
   uint32_t reserved;
   ChiHandle hNodeSession;
 };
-static_assert(sizeof(ChiNodedestroyInfo) == 16);
+static_assert(sizeof(ChiNodedestroyInfo) == 16 && offsetof(ChiNodedestroyInfo, hNodeSession) == 8);
 
 struct ChiNodeQueryBufferInfo {
   uint32_t size;
@@ -165,7 +193,8 @@ struct ChiNodeQueryBufferInfo {
   ChiHandle hNodeSession;
   uint64_t reserved2[4];
 };
-static_assert(sizeof(ChiNodeQueryBufferInfo) == 48);
+static_assert(sizeof(ChiNodeQueryBufferInfo) == 48 &&
+              offsetof(ChiNodeQueryBufferInfo, hNodeSession) == 8);
 
 struct ChiNodeSetBufferPropertiesInfo {
   uint32_t size;
@@ -174,7 +203,9 @@ struct ChiNodeSetBufferPropertiesInfo {
   const ChiImageFormat* pFormat;
   uint64_t reserved;
 };
-static_assert(sizeof(ChiNodeSetBufferPropertiesInfo) == 32);
+static_assert(sizeof(ChiNodeSetBufferPropertiesInfo) == 32 &&
+              offsetof(ChiNodeSetBufferPropertiesInfo, hNodeSession) == 8 &&
+              offsetof(ChiNodeSetBufferPropertiesInfo, pFormat) == 16);
 
 struct ChiNodeProcessRequestInfo {
   uint32_t size;
@@ -187,7 +218,13 @@ struct ChiNodeProcessRequestInfo {
   ChiNodeBuffer** phOutputBuffer;
   uint64_t reserved2[5];
 };
-static_assert(sizeof(ChiNodeProcessRequestInfo) == 88);
+static_assert(sizeof(ChiNodeProcessRequestInfo) == 88 &&
+              offsetof(ChiNodeProcessRequestInfo, hNodeSession) == 8 &&
+              offsetof(ChiNodeProcessRequestInfo, frameNum) == 16 &&
+              offsetof(ChiNodeProcessRequestInfo, inputNum) == 24 &&
+              offsetof(ChiNodeProcessRequestInfo, outputNum) == 28 &&
+              offsetof(ChiNodeProcessRequestInfo, phInputBuffer) == 32 &&
+              offsetof(ChiNodeProcessRequestInfo, phOutputBuffer) == 40);
 
 struct ChiNodeCallbacks {
   uint32_t size;
@@ -205,6 +242,16 @@ struct ChiNodeCallbacks {
   void (*pPostPipelineCreate)(ChiHandle hNodeSession);
   void* reserved2[7];
 };
-static_assert(sizeof(ChiNodeCallbacks) == 144);
+static_assert(sizeof(ChiNodeCallbacks) == 144 && offsetof(ChiNodeCallbacks, majorVersion) == 4 &&
+              offsetof(ChiNodeCallbacks, minorVersion) == 8 &&
+              offsetof(ChiNodeCallbacks, pGetCapabilities) == 16 &&
+              offsetof(ChiNodeCallbacks, pQueryVendorTag) == 24 &&
+              offsetof(ChiNodeCallbacks, pCreate) == 32 &&
+              offsetof(ChiNodeCallbacks, pDestroy) == 40 &&
+              offsetof(ChiNodeCallbacks, pQueryBufferInfo) == 48 &&
+              offsetof(ChiNodeCallbacks, pSetBufferInfo) == 56 &&
+              offsetof(ChiNodeCallbacks, pProcessRequest) == 64 &&
+              offsetof(ChiNodeCallbacks, pSetNodeInterface) == 72 &&
+              offsetof(ChiNodeCallbacks, pPostPipelineCreate) == 80);
 
 #endif  // ZY_PLATFORM_CHI_NODE_H_
