@@ -77,8 +77,8 @@ inline std::string TextOf(const std::vector<std::string>& lines) {
 class DeviceTest : public testing::Test {
  protected:
   DeviceTest() {
-    device::ResetAgeGender();
-    device::ResetFaceGrade();
+    device::AgeGender().Reset();
+    device::FaceGrade().Reset();
     device::ClearProperties();
     device::UseRealClock();
   }

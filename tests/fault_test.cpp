@@ -175,7 +175,7 @@ class FaultTest : public DeviceTest {
 TEST_F(FaultTest, AfterEveryFaultAGoodFrameIsAnalysedOrTheNodeIsCleanlyOff) {
   int faults = 0, off = 0;
   for (bool failed = true; failed; ++faults) {
-    device::ResetAgeGender();
+    device::AgeGender().Reset();
     g_calls = g_blocks = g_locks = 0;
     g_worker_is_off = false;
     g_failing_call = faults;
@@ -183,7 +183,7 @@ TEST_F(FaultTest, AfterEveryFaultAGoodFrameIsAnalysedOrTheNodeIsCleanlyOff) {
       framework::Session session;
       if (Start(session)) {
         for (media::Nv12Frame* frame : {&large_, &small_, &large_}) Send(session, *frame, 10);
-        const uint64_t passes = device::AgeGenderCounters().analyses;
+        const uint64_t passes = device::AgeGender().Counts().analyses;
         EXPECT_TRUE(passes == 0 || passes >= 7) << "fault " << faults << ": " << passes;
         off += passes == 0;
       }
@@ -191,7 +191,7 @@ TEST_F(FaultTest, AfterEveryFaultAGoodFrameIsAnalysedOrTheNodeIsCleanlyOff) {
     }
     EXPECT_EQ(g_blocks, 0) << "fault " << faults;
     EXPECT_EQ(g_locks, 0) << "fault " << faults;
-    EXPECT_EQ(device::FaceGradeCounters().created, device::FaceGradeCounters().destroyed);
+    EXPECT_EQ(device::FaceGrade().Counts().inits, device::FaceGrade().Counts().clears);
   }
   // The worker, its two locks, the condition with its attributes and clock, the grader and the
   // thread switch analysis off.
@@ -210,7 +210,7 @@ TEST_F(FaultTest, AWorkerThatCannotBeReplacedLeavesANodeThatAnswers) {
   g_worker_is_off = true;
   Send(session, large_, 4);
   EXPECT_EQ(session.Result().face_count, 0);
-  EXPECT_EQ(device::AgeGenderCounters().clears, 1u);
+  EXPECT_EQ(device::AgeGender().Counts().clears, 1u);
 }
 
 TEST_F(FaultTest, AFailedResizeThatIsTakenBackLosesNoMoreFrames) {
@@ -220,7 +220,7 @@ TEST_F(FaultTest, AFailedResizeThatIsTakenBackLosesNoMoreFrames) {
   g_calls = g_failing_call = 0;
   Send(session, small_, 4);
   Send(session, large_, 4);
-  EXPECT_EQ(device::AgeGenderCounters().analyses, 2u);
+  EXPECT_EQ(device::AgeGender().Counts().analyses, 2u);
 }
 
 TEST_F(FaultTest, AWorkerWithoutLocksLooksAtNoFrame) {
@@ -238,13 +238,13 @@ TEST_F(FaultTest, ASteadyStreamAllocatesAGrayImagePerPassAndNothingOnTheRequestT
   g_bytes = 0;
   Send(session, large_, 8);  // two passes: the frame, its colour image, a gray image for each
   EXPECT_EQ(g_bytes, size_t{160} * 120 * 3 / 2 + 80 * 60 * (3 + 2));
-  const uint64_t passes = device::AgeGenderCounters().analyses;
+  const uint64_t passes = device::AgeGender().Counts().analyses;
   const int before = t_calls;
   g_bytes = 0;
   Send(session, large_, 400);
   EXPECT_EQ(t_calls, before);
   EXPECT_EQ(g_bytes, size_t{100} * 80 * 60);  // on the worker thread, a gray image per pass
-  EXPECT_EQ(device::AgeGenderCounters().analyses, passes + 100);
+  EXPECT_EQ(device::AgeGender().Counts().analyses, passes + 100);
 }
 
 }  // namespace

@@ -18,8 +18,8 @@
 #include <vector>
 
 #include "analysis/zy_preview.h"
+#include "common/digest.h"
 #include "device/control.h"
-#include "device/face_measure.h"
 #include "platform/chi_node.h"
 #include "tests/kernel_oracles.h"
 
@@ -85,9 +85,9 @@ struct World {
     return {Figure(seed, 1), Figure(seed, 2), Figure(seed, 3)};
   }
   device::FaceGradeAnswer Ask(const device::FaceGradeCall& call) {
-    Say("grade", call.x, call.y, call.face_width, call.face_height, call.width, call.height,
-        call.flag, call.rgb_digest);
-    return {Figure(call.rgb_digest + static_cast<uint64_t>(call.x), 4), {}};
+    Say("grade", call.left, call.top, call.right, call.bottom, call.width, call.height, call.flag,
+        call.rgb_digest);
+    return {Figure(call.rgb_digest + static_cast<uint64_t>(call.left), 4), {}};
   }
   float Figure(uint64_t digest, uint64_t kind) const {
     constexpr float kFigures[] = {0.0f,  0.6f,  0.60000008f, 0.75f,  9.0f,     49.5f,     50.5f,
@@ -235,11 +235,11 @@ class Worker {
     // The models are told that the image lies also where the angle is none of the four.
     const bool stands = orientation_ == 0 || orientation_ == 180;
     const int width = (stands ? height_ : width_) / 2, height = (stands ? width_ : height_) / 2;
-    const uint64_t gray = device::Digest(gray_.data(), gray_.size());
-    const uint64_t rgb = device::Digest(rgb_.data(), rgb_.size());
+    const uint64_t gray = common::Digest(gray_.data(), gray_.size());
+    const uint64_t rgb = common::Digest(rgb_.data(), rgb_.size());
     if (gender_age_on) {
       device::AgeGenderAnswer answer = {};
-      const device::AgeGenderCall call = {width, height, x, y, x1, y1, 1.0f, gray, rgb};
+      const device::AgeGenderCall call = {{width, height, x, y, x1, y1, gray, rgb}, 1.0f};
       if (valid) Ask(call, &answer);
       found.age_if_high[slot] = found.age_if_low[slot] = answer.age;
       found.prop[slot] = answer.prop;
@@ -247,7 +247,7 @@ class Worker {
     }
     if (score_on) {
       device::FaceGradeAnswer answer = {};
-      const device::FaceGradeCall call = {x, y, x1 - x, y1 - y, width, height, false, rgb};
+      const device::FaceGradeCall call = {{width, height, x, y, x1, y1, 0, rgb}, false};
       const bool graded = valid && (world_.grader_is_mute || Ask(call, &answer));
       const float limited = answer.grade > 100 ? 100.0f : answer.grade < 50 ? 50.0f : answer.grade;
       found.grade[slot] = graded ? limited : 0.0f;

@@ -131,12 +131,13 @@ TEST_F(NodeTest, DoesWhatItsModelDoes) {
 }
 
 TEST_F(NodeTest, TellsItsLife) {
-  device::ScriptAgeGender([](auto&) { return device::AgeGenderAnswer{31.5f, 0.25f, 0.75f}; });
-  device::ScriptFaceGrade([](auto&) {
+  device::AgeGender().SetScript([](auto&) { return device::AgeGenderAnswer{31.5f, 0.25f, 0.75f}; });
+  device::FaceGrade().SetScript([](auto&) {
     return device::FaceGradeAnswer{130.0f, {1.0f, 2.0f, 3.0f}};
   });
-  device::FailAgeGenderInit(1);
-  device::SetAgeGenderVersion("1234567890123456789");  // the longest that fits
+  device::AgeGender().Set(&device::ModelSettings::failing_inits, 1);
+  device::AgeGender().Set(&device::ModelSettings::version,
+                          "1234567890123456789");  // the longest that fits
   ChiNodeInterface interface = TalkativeInterface();
   node_.pSetNodeInterface(&interface);
   Tell("set-up");
@@ -202,7 +203,7 @@ TEST_F(NodeTest, TellsItsLife) {
   ASSERT_FALSE(session_.Create(0, 1, 1));
   ASSERT_FALSE(session_.Destroy());
   Tell("a node without a pipeline");
-  device::SetProperty("persist.vendor.camera.zynode_conf", "0xFFFFFB");
+  zy_set_property("persist.vendor.camera.zynode_conf", "0xFFFFFB");
   ASSERT_TRUE(session_.Create(4, 1, 1));
   session_.PostPipelineCreate();
   Tell("a node that may not run");
@@ -220,8 +221,8 @@ TEST_F(NodeTest, AWorkerTurnsFramesAsItsModelDoes) {
     std::lock_guard<std::mutex> lock(mutex);
     return world.Ask(call);
   };
-  device::ScriptAgeGender(ask);
-  device::ScriptFaceGrade(ask);
+  device::AgeGender().SetScript(ask);
+  device::FaceGrade().SetScript(ask);
   media::Nv12Frame frame = testing_support::PatternFrame(95, 61, 96);
   const ZyImageBuffer image = common::ImageOf(frame);
   const android::_FaceLocation faces[] = {{9, 4, 33, 27}, {-7, 40, 60, 31}, {80, -3, 20, 50}};
@@ -241,7 +242,7 @@ TEST_F(NodeTest, AWorkerTurnsFramesAsItsModelDoes) {
   }
   std::lock_guard<std::mutex> lock(mutex);
   EXPECT_EQ(seen, expected);
-  EXPECT_EQ(device::AgeGenderCounters().analyses, 60u);
+  EXPECT_EQ(device::AgeGender().Counts().analyses, 60u);
 }
 
 }  // namespace

@@ -13,7 +13,7 @@
 #include <sstream>
 #include <tuple>
 
-#include "device/face_measure.h"
+#include "common/digest.h"
 #include "media/annotate.h"
 #include "media/frame_source.h"
 #include "media/jpeg_header.h"
@@ -351,7 +351,7 @@ TEST(Annotate, ExtremeCoordinatesAreHarmless) {
                     &picture);
 }
 
-uint64_t DigestOf(const Bytes& bytes) { return device::Digest(bytes.data(), bytes.size()); }
+uint64_t DigestOf(const Bytes& bytes) { return common::Digest(bytes.data(), bytes.size()); }
 
 TEST(Annotate, LabelsCoverNoFaceWhereThereIsRoom) {
   std::mt19937 random(1);
@@ -393,7 +393,7 @@ TEST(Scene, LooksAsItDid) {
   }
 }
 
-// Age, prop, gender and grade that the models' stand-ins give for a picture's middle.
+// Age, prop, gender and grade that the fake models give for a picture's middle.
 std::array<float, 4> FiguresOf(const Picture& picture) {
   const int w = picture.width, h = picture.height;
   Bytes bgr, gray;
@@ -413,7 +413,7 @@ std::array<float, 4> FiguresOf(const Picture& picture) {
 
 // Each figure sees what is done to a picture, whatever the picture: nothing that goes wrong on the
 // way to a model stays unseen, and no figure ends at a limit.
-TEST(StandIns, EveryFigureSeesAMirrorATurnAShiftAndExchangedColours) {
+TEST(FakeModels, EveryFigureSeesAMirrorATurnAShiftAndExchangedColours) {
   std::mt19937 random(1);
   for (int round = 0; round < 100; ++round) {
     Picture texture = MakePicture(160, 160);

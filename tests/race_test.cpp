@@ -44,8 +44,8 @@ TEST_F(RaceTest, TwoThreadsOfferToOneWorkerThatIsDestroyedInTheMiddleOfAPass) {
     worker.reset();
   }
   std::printf("%d offers, %d analyses\n", rounds * 2 * kOffers,
-              static_cast<int>(device::AgeGenderCounters().analyses));
-  EXPECT_GT(device::AgeGenderCounters().analyses, 100u);
+              static_cast<int>(device::AgeGender().Counts().analyses));
+  EXPECT_GT(device::AgeGender().Counts().analyses, 100u);
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 namespace {
 
 using android::ZYPreview;
+using device::ModelSettings;
 using framework::FrameFate;
 using testing_support::CountContaining;
 using Faces = std::vector<android::_FaceLocation>;
@@ -21,7 +22,7 @@ using Faces = std::vector<android::_FaceLocation>;
 class WorkerTest : public testing_support::DeviceTest {
  protected:
   WorkerTest() {
-    device::RecordAgeGender(true);
+    device::AgeGender().Set(&ModelSettings::records, true);
     Restart();
   }
 
@@ -84,7 +85,7 @@ TEST_F(WorkerTest, AFrameThatIsDroppedLeavesThePendingOneAlone) {
   Hand(image_, face_, 0);
   ExpectThreeSkips();
   std::atomic<bool> runs{true};
-  device::ScriptAgeGender([&](const device::AgeGenderCall&) {
+  device::AgeGender().SetScript([&](const device::AgeGenderCall&) {
     while (runs) std::this_thread::yield();
     return device::AgeGenderAnswer{};
   });
@@ -96,11 +97,11 @@ TEST_F(WorkerTest, AFrameThatIsDroppedLeavesThePendingOneAlone) {
     EXPECT_EQ(Offer(image_, Faces(2, {0, 0, 90, 90}), 180, 1), FrameFate::kDropped);
     EXPECT_EQ(worker_->mFaceAnalyzeNum, 1);
     framework::HoldSignals(false);
-    while (pending && device::AgeGenderCounters().analyses < 2) std::this_thread::yield();
+    while (pending && device::AgeGender().Counts().analyses < 2) std::this_thread::yield();
   }
   runs = false;
   AwaitWorkers();
-  const auto calls = device::AgeGenderCalls();
+  const auto calls = device::AgeGender().Calls();
   ASSERT_EQ(calls.size(), 2u);
   EXPECT_EQ(calls[0].rgb_digest, calls[1].rgb_digest);
   EXPECT_EQ(calls[0].left, calls[1].left);
@@ -120,11 +121,11 @@ TEST_F(WorkerTest, TakesWhatANodeNeverOffers) {
   bad[4].width = bad[4].height = 1 << 20;
   bad[5].height = 0;
   for (const ZyImageBuffer& image : bad) Hand(image, face_);
-  EXPECT_EQ(device::AgeGenderCounters().analyses, 0u);
+  EXPECT_EQ(device::AgeGender().Counts().analyses, 0u);
   const Faces three(3, face_[0]);
   for (int i = 0; i < 4; ++i) worker_->ProcessBuffer(&image_, three.data(), 1000, 270, 0);
   AwaitWorkers();
-  EXPECT_EQ(device::AgeGenderCounters().analyses, 3u);
+  EXPECT_EQ(device::AgeGender().Counts().analyses, 3u);
   EXPECT_EQ(worker_->ProcessBuffer(&image_, nullptr, 1, 270, 0), 1);  // does not count
   EXPECT_EQ(worker_->mFaceAnalyzeNum, 3);
   ExpectThreeSkips();
@@ -150,19 +151,19 @@ TEST_F(WorkerTest, FollowsTheFrameSize) {
   EXPECT_EQ(CountContaining(lines, "size changed"), 5u);
   EXPECT_EQ(CountContaining(lines, "re-alloc memory 0*0 -> 122*94"), 1u);
   EXPECT_EQ(CountContaining(lines, "re-alloc memory 1*48 -> 122*94"), 1u);
-  EXPECT_EQ(device::AgeGenderCounters().analyses,
+  EXPECT_EQ(device::AgeGender().Counts().analyses,
             4u);  // a frame one pixel high or wide has no half
 }
 
 TEST_F(WorkerTest, AWakeUpWithoutAFrameIsNoPass) {
-  device::FailAgeGenderInit(-1);
+  device::AgeGender().Set(&ModelSettings::failing_inits, -1);
   Restart();
   Hand(image_, face_);
-  EXPECT_EQ(device::AgeGenderCounters().analyses, 1u);  // the model is never ready, but asked
+  EXPECT_EQ(device::AgeGender().Counts().analyses, 1u);  // the model is never ready, but asked
   const uint64_t passes = device::ClockReads();
-  const uint64_t attempts = device::AgeGenderCounters().inits;
+  const uint64_t attempts = device::AgeGender().Counts().attempts;
   framework::WakeWorkersSpuriously();
-  while (device::AgeGenderCounters().inits < attempts + 3) std::this_thread::yield();
+  while (device::AgeGender().Counts().attempts < attempts + 3) std::this_thread::yield();
   EXPECT_EQ(device::ClockReads(), passes);
 }
 
@@ -170,15 +171,15 @@ TEST_F(WorkerTest, AWakeUpWithoutAFrameIsNoPass) {
 
 // In frames of 122x94 a face must be wider than 15 pixels.
 TEST_F(WorkerTest, HalvesEdgesTowardZero) {
-  device::RecordFaceGrade(true);
+  device::FaceGrade().Set(&ModelSettings::records, true);
   Hand(image_, {{-3, -5, 60, 40}, {21, 31, 16, 1}, {21, 31, 15, 60}});
   Hand(image_, {{21, 31, 60, 40}}, 0, 2);  // only 1 mirrors
   std::vector<std::vector<int>> graded;
-  for (const device::FaceGradeCall& call : device::FaceGradeCalls()) {
-    graded.push_back({call.x, call.y, call.face_width, call.face_height});
+  for (const device::FaceGradeCall& call : device::FaceGrade().Calls()) {
+    graded.push_back({call.left, call.top, call.right, call.bottom});
   }
   EXPECT_EQ(graded,
-            (std::vector<std::vector<int>>{{-1, -2, 29, 19}, {10, 15, 8, 1}, {11, 10, 20, 30}}));
+            (std::vector<std::vector<int>>{{-1, -2, 28, 17}, {10, 15, 18, 16}, {11, 10, 31, 40}}));
 }
 
 TEST_F(WorkerTest, FindsTheFirstFaceNearerThanThreeTenthsOfTheWidth) {
@@ -191,7 +192,7 @@ TEST_F(WorkerTest, FindsTheFirstFaceNearerThanThreeTenthsOfTheWidth) {
 }
 
 TEST_F(WorkerTest, FreshResultsAreAtMostTwoSecondsOld) {
-  device::ScriptAgeGender([](const device::AgeGenderCall&) {
+  device::AgeGender().SetScript([](const device::AgeGenderCall&) {
     device::SetClock(5'000'000'000);  // the age counts from the end of the pass
     return device::AgeGenderAnswer{};
   });
@@ -209,8 +210,8 @@ TEST_F(WorkerTest, FreshResultsAreAtMostTwoSecondsOld) {
 TEST_F(WorkerTest, TriesTheModelThreeTimesPerPassUntilItIsReady) {
   device::SetClock(1);
   for (const bool throws : {false, true}) {
-    device::FailAgeGenderInit(7);
-    device::ThrowFromAgeGenderInit(throws);
+    device::AgeGender().Set(&ModelSettings::failing_inits, 7);
+    device::AgeGender().Set(&ModelSettings::failing_inits_throw, throws);
     FailedSetUps();
     Restart();
     EXPECT_EQ(FailedSetUps(), 3u);
@@ -221,7 +222,7 @@ TEST_F(WorkerTest, TriesTheModelThreeTimesPerPassUntilItIsReady) {
     EXPECT_EQ(FailedSetUps(), 1u);
     EXPECT_EQ(Index(true), 0);
   }
-  EXPECT_EQ(device::AgeGenderCounters().analyses, 4u);  // analysed all the same
+  EXPECT_EQ(device::AgeGender().Counts().analyses, 4u);  // analysed all the same
 }
 
 TEST_F(WorkerTest, TheLastWorkerClearsTheModel) {
@@ -230,21 +231,21 @@ TEST_F(WorkerTest, TheLastWorkerClearsTheModel) {
   Restart();
   auto second = std::make_unique<ZYPreview>();
   worker_.reset();
-  EXPECT_EQ(device::AgeGenderCounters().clears, 2u);
+  EXPECT_EQ(device::AgeGender().Counts().clears, 2u);
   second.reset();
-  EXPECT_EQ(device::AgeGenderCounters().clears, 3u);
+  EXPECT_EQ(device::AgeGender().Counts().clears, 3u);
 }
 
 using WorkerDeathTest = WorkerTest;
 
 TEST_F(WorkerDeathTest, VersionsOfTwentyCharactersEndTheProcess) {
-  device::SetAgeGenderVersion("1234567890123456789");
+  device::AgeGender().Set(&ModelSettings::version, "1234567890123456789");
   log_.TakeOthers();
   Restart();
   EXPECT_EQ(CountContaining(log_.TakeOthers(), "Ver=1234567890123456789, fitCountry=0("), 1u);
   worker_.reset();  // leaves one thread, so that a plain fork will do; an emulator cannot exec
   for (const size_t length : {20u, 56u}) {
-    device::SetAgeGenderVersion(std::string(length, 'v'));
+    device::AgeGender().Set(&ModelSettings::version, std::string(length, 'v'));
     EXPECT_DEATH((std::fputs("asked", stderr), ZyFaceAgeGetVersion()), "asked");
   }
 }
@@ -254,7 +255,7 @@ TEST_F(WorkerDeathTest, VersionsOfTwentyCharactersEndTheProcess) {
 TEST_F(WorkerTest, DestructionWaitsForOneAttemptToSetTheModelUp) {
   std::atomic<int> attempts{0};
   std::atomic<bool> ends{false};
-  device::FailAgeGenderInit(-1);
+  device::AgeGender().Set(&ModelSettings::failing_inits, -1);
   worker_.reset();
   framework::SetLogListener([&](const framework::LogLine&) {
     if (attempts++ != 0) return false;
@@ -271,11 +272,11 @@ TEST_F(WorkerTest, DestructionWaitsForOneAttemptToSetTheModelUp) {
 }
 
 TEST_F(WorkerTest, DestructionWaitsForARunningPass) {
-  device::SetAgeGenderDelay(std::chrono::milliseconds(200));
+  device::AgeGender().Set(&ModelSettings::delay, std::chrono::milliseconds(200));
   ASSERT_EQ(Offer(image_, {face_[0], face_[0]}), FrameFate::kTaken);
-  while (device::AgeGenderCounters().analyses == 0) std::this_thread::yield();
+  while (device::AgeGender().Counts().analyses == 0) std::this_thread::yield();
   worker_.reset();
-  EXPECT_EQ(device::AgeGenderCounters().analyses, 2u);
+  EXPECT_EQ(device::AgeGender().Counts().analyses, 2u);
   EXPECT_EQ(CountContaining(log_.TakeOwn(), "pthread dead"), 0u);
 }
 

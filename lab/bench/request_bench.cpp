@@ -432,11 +432,11 @@ void PrintDelays() {
               "faces", "call", "least", "middle", "most");
   for (const int faces : {1, 3}) {
     for (const int delay : {0, 5, 20, 50, 100}) {
-      device::SetAgeGenderDelay(std::chrono::milliseconds(0));
-      device::SetFaceGradeDelay(std::chrono::milliseconds(0));
+      device::AgeGender().Set(&device::ModelSettings::delay, std::chrono::milliseconds(0));
+      device::FaceGrade().Set(&device::ModelSettings::delay, std::chrono::milliseconds(0));
       Stream stream(1920, 1080, faces);
-      device::SetAgeGenderDelay(std::chrono::milliseconds(delay));
-      device::SetFaceGradeDelay(std::chrono::milliseconds(delay));
+      device::AgeGender().Set(&device::ModelSettings::delay, std::chrono::milliseconds(delay));
+      device::FaceGrade().Set(&device::ModelSettings::delay, std::chrono::milliseconds(delay));
       std::vector<double> times;
       for (int round = 0; round < kRounds; ++round) times.push_back(stream.AwaitFigures());
       std::printf("%8d %8d %8.1f %8.1f %8.1f\n", faces, delay, Percentile(times, 0),

@@ -10,6 +10,7 @@
 #include <map>
 
 #include "bench/kernel_tasks.h"
+#include "common/digest.h"
 
 namespace {
 
@@ -40,15 +41,13 @@ struct Frame {
 
 // 64-bit FNV-1a of all that a contender leaves behind, bytes that should have stayed included.
 uint64_t DigestOf(const bench::Workspace& space, const bench::Contender& contender) {
-  uint64_t digest = 0xcbf29ce484222325;
   for (const bench::Block* block : {&space.destination, &space.padded_destination}) {
     bench::FillWithNoise(*block, 2);
   }
   contender.run();
+  uint64_t digest = common::kEmptyDigest;
   for (const bench::Block* block : {&space.destination, &space.padded_destination}) {
-    for (std::size_t i = 0; i < block->size(); ++i) {
-      digest = (digest ^ block->data()[i]) * 0x100000001b3;
-    }
+    digest = common::Digest(block->data(), block->size(), digest);
   }
   return digest;
 }

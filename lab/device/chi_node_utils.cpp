@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Stands in for the framework's utility library.
+// Fake of the framework's utility library, libchinodeutils.
 #include "platform/chi_node_utils.h"
 
 #include <atomic>

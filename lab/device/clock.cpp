@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Stands in for libutils.
+// Fake of libutils.
 #include <time.h>
 
 #include <atomic>

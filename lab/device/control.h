@@ -1,111 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
-// The knobs of the pretend device: what its properties say, what its clock shows, and how its two
-// models answer, fail and dawdle. Every stand-in library exports its own part of this header. All
-// functions may be called from any thread. Programs, which open a device's libraries without
-// knowing them, look the C functions at the end up by name; the others are for tests that link the
-// stand-ins.
+// Controls of the fake device: its properties, its clock, and how its two models answer, fail and
+// wait. Each fake library exports its own part of this header. All functions may be called from any
+// thread. Programs open a device's libraries without linking them, and look the C functions at the
+// end up by name; the others are for tests that link the fakes.
 #ifndef ZY_DEVICE_CONTROL_H_
 #define ZY_DEVICE_CONTROL_H_
 
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
-
-namespace device {
-
-// ---- Properties (libcutils) ---------------------------------------------------------------------
-
-void SetProperty(const std::string& key, const std::string& value);
-void ClearProperties();
-
-// ---- Clock (libutils) ---------------------------------------------------------------------------
-
-// Makes systemTime() answer `nanoseconds`, or the machine's monotonic clock again.
-void SetClock(int64_t nanoseconds);
-void UseRealClock();
-// How often systemTime() was called. A worker reads the clock once at the end of each pass.
-uint64_t ClockReads();
-
-// ---- Utilities of the framework (libchinodeutils) -----------------------------------------------
-
-// How often buffers were negotiated.
-uint64_t BufferNegotiations();
-
-// ---- Age and gender model (libQVFD_AgeGender) ---------------------------------------------------
-
-struct AgeGenderAnswer {
-  float age;
-  float prop;
-  float gender;
-};
-
-// One call of the model, with digests of the pixels that it was given.
-struct AgeGenderCall {
-  int width, height, left, top, right, bottom;
-  float factor;
-  uint64_t gray_digest;
-  uint64_t rgb_digest;
-};
-
-struct AgeGenderCounts {
-  uint64_t inits;
-  uint64_t analyses;
-  uint64_t clears;
-};
-
-// Back to the built-in answer, no delay, no failures, no recording, counts at zero.
-void ResetAgeGender();
-// Lets the next `attempts` initialisations fail; a negative number fails all.
-void FailAgeGenderInit(int attempts);
-// Makes initialisations that fail throw.
-void ThrowFromAgeGenderInit(bool throws);
-// Makes every analysis take this long.
-void SetAgeGenderDelay(std::chrono::milliseconds delay);
-// Answers instead of the built-in measure; empty for the built-in one.
-void ScriptAgeGender(std::function<AgeGenderAnswer(const AgeGenderCall&)> script);
-// The 56 bytes of the version record, cut or filled with NULs.
-void SetAgeGenderVersion(const std::string& bytes);
-// Records calls from now on (or no longer); AgeGenderCalls() returns what was recorded.
-void RecordAgeGender(bool record);
-std::vector<AgeGenderCall> AgeGenderCalls();
-AgeGenderCounts AgeGenderCounters();
-
-// ---- Face grade (libFaceGrade) ------------------------------------------------------------------
-
-struct FaceGradeAnswer {
-  float grade;
-  float scores[3];
-};
-
-// One call of process(), with the rectangle set before it.
-struct FaceGradeCall {
-  int x, y, face_width, face_height;
-  int width, height;
-  bool flag;
-  uint64_t rgb_digest;
-};
-
-struct FaceGradeCounts {
-  uint64_t created;
-  uint64_t destroyed;
-};
-
-void ResetFaceGrade();
-void SetFaceGradeDelay(std::chrono::milliseconds delay);
-void ScriptFaceGrade(std::function<FaceGradeAnswer(const FaceGradeCall&)> script);
-// Makes the construction of a FaceGradeInterface throw.
-void ThrowFromFaceGrade(bool throws);
-// Makes process() return without touching its result.
-void SkipFaceGradeResult(bool skip);
-void RecordFaceGrade(bool record);
-std::vector<FaceGradeCall> FaceGradeCalls();
-FaceGradeCounts FaceGradeCounters();
-
-}  // namespace device
-
-// ---- Knobs that are looked up by name -----------------------------------------------------------
 
 extern "C" {
 
@@ -119,15 +26,16 @@ struct ZyModelCall {
 };
 using ZyModelListener = void (*)(void* context, const ZyModelCall* call);
 
-// libcutils: sets a property; a null value takes it away.
+// libcutils: sets a property; a null value removes it.
 void zy_set_property(const char* key, const char* value);
 
-// libQVFD_AgeGender: time of each analysis; set-ups that fail from now on (-1 fails all); who is
-// told of each analysis at its end, on the calling thread (null for nobody).
+// libQVFD_AgeGender: sets the time of each analysis.
 void zy_set_age_gender_delay(int milliseconds);
+// Lets so many set-ups fail from now on; -1 fails all.
 void zy_fail_age_gender_inits(int attempts);
+// Calls the listener at the end of each analysis, on the thread that asked for it; null for none.
 void zy_tell_age_gender_calls(ZyModelListener listener, void* context);
-// Calls of the library that began while another one ran.
+// Returns how many calls of the library began while another one ran.
 uint64_t zy_overlapping_age_gender_calls();
 
 // libFaceGrade: likewise.
@@ -135,5 +43,120 @@ void zy_tell_face_grade_calls(ZyModelListener listener, void* context);
 uint64_t zy_overlapping_face_grade_calls();
 
 }  // extern "C"
+
+namespace device {
+
+// libcutils: removes all properties.
+void ClearProperties();
+
+// libutils: makes systemTime() answer `nanoseconds`, or the machine's monotonic clock again.
+void SetClock(int64_t nanoseconds);
+void UseRealClock();
+// Returns how often systemTime() was called. A worker calls it once, at the end of each pass.
+uint64_t ClockReads();
+
+// libchinodeutils: returns how often buffers were negotiated.
+uint64_t BufferNegotiations();
+
+// ---- The two models -----------------------------------------------------------------------------
+
+// How a model behaves from now on.
+struct ModelSettings {
+  struct Listener {
+    ZyModelListener function = nullptr;
+    void* context = nullptr;
+  };
+
+  std::chrono::milliseconds delay{0};  // of each analysis
+  int failing_inits = 0;               // how many of the next set-ups fail; negative: all
+  bool failing_inits_throw = false;    // as those of the face grade always do
+  bool is_mute = false;                // an analysis ends at once, without a result
+  bool records = false;                // keeps its calls
+  Listener listener;
+  std::string version = "host-1.0";  // of age and gender; cut or filled with NULs to its 56 bytes
+};
+
+struct ModelCounts {
+  uint64_t attempts;  // to set a model up
+  uint64_t inits;     // that succeeded
+  uint64_t analyses;
+  uint64_t clears;
+};
+
+// Controls one model. Call and Answer are those below.
+template <typename Call, typename Answer>
+class ModelControl {
+ public:
+  using Script = std::function<Answer(const Call&)>;
+
+  // Returns to the built-in answer and the default settings; forgets calls and counts.
+  void Reset() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    state_ = State();
+  }
+  template <typename Setting, typename Value>
+  void Set(Setting ModelSettings::*setting, const Value& value) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    state_.settings.*setting = value;
+  }
+  // Answers in the built-in answer's place, on the thread that asks; empty for the built-in one.
+  void SetScript(Script script) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    state_.script = std::move(script);
+  }
+  // Returns the calls that were kept.
+  std::vector<Call> Calls() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return state_.calls;
+  }
+  ModelCounts Counts() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return state_.counts;
+  }
+
+ protected:
+  struct State {
+    ModelSettings settings;
+    Script script;
+    std::vector<Call> calls;
+    ModelCounts counts = {};
+  };
+
+  std::mutex mutex_;  // of the state
+  State state_;
+};
+
+// What both models get: digests of the pixels, and the face's edges.
+struct ModelCall {
+  int width, height, left, top, right, bottom;
+  uint64_t gray_digest;  // 0 for a model that does not get gray pixels
+  uint64_t rgb_digest;
+};
+
+struct AgeGenderCall : ModelCall {
+  float factor;
+};
+
+struct AgeGenderAnswer {
+  float age;
+  float prop;
+  float gender;
+};
+
+struct FaceGradeCall : ModelCall {
+  bool flag;
+};
+
+struct FaceGradeAnswer {
+  float grade;
+  float scores[3];
+};
+
+// libQVFD_AgeGender.
+ModelControl<AgeGenderCall, AgeGenderAnswer>& AgeGender();
+// libFaceGrade. A set-up is the construction of a FaceGradeInterface.
+ModelControl<FaceGradeCall, FaceGradeAnswer>& FaceGrade();
+
+}  // namespace device
 
 #endif  // ZY_DEVICE_CONTROL_H_

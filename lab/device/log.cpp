@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Stands in for liblog: prints lines on standard error as logcat does.
+// Fake of liblog: prints lines on standard error as logcat does.
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>

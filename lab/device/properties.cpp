@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// Stands in for libcutils.
+// Fake of libcutils.
 #include <cstring>
 #include <map>
 #include <mutex>
+#include <string>
 
 #include "device/control.h"
 #include "platform/android_properties.h"
@@ -13,11 +14,6 @@ std::mutex g_mutex;
 std::map<std::string, std::string> g_properties;
 
 }  // namespace
-
-void device::SetProperty(const std::string& key, const std::string& value) {
-  std::lock_guard<std::mutex> lock(g_mutex);
-  g_properties[key] = value;
-}
 
 void device::ClearProperties() {
   std::lock_guard<std::mutex> lock(g_mutex);

@@ -6,6 +6,8 @@
 #include <cstring>
 #include <string>
 
+#include "common/digest.h"
+
 namespace media {
 namespace {
 
@@ -151,9 +153,9 @@ common::Failure ShapeFrame(int width, int height, int stride, Nv12Frame* frame) 
 }
 
 std::string PixelDigest(const Nv12Frame& frame) {
-  uint64_t digest = 0xcbf29ce484222325;
+  uint64_t digest = common::kEmptyDigest;
   const auto add = [&digest](uint64_t word) {
-    digest = (digest ^ word) * 0x100000001b3;
+    digest = common::Extend(digest, word);
     digest ^= digest >> 32;
   };
   const auto add_rows = [&](const uint8_t* row, int rows, int width) {

@@ -12,6 +12,7 @@
 
 extern "C" void ChiNodeEntry(ChiNodeCallbacks*);
 
+using device::ModelSettings;
 using namespace node_model;
 
 namespace {
@@ -84,11 +85,11 @@ class Play {
  public:
   explicit Play(fuzz::Script script) : script_(script) {
     device::ClearProperties();
-    device::ResetAgeGender();
-    device::ResetFaceGrade();
+    device::AgeGender().Reset();
+    device::FaceGrade().Reset();
     framework::SetLogListener([](auto&) { return false; });  // lines are formatted
-    device::ScriptAgeGender(Answer<device::AgeGenderAnswer, device::AgeGenderCall>);
-    device::ScriptFaceGrade(Answer<device::FaceGradeAnswer, device::FaceGradeCall>);
+    device::AgeGender().SetScript(Answer<device::AgeGenderAnswer, device::AgeGenderCall>);
+    device::FaceGrade().SetScript(Answer<device::FaceGradeAnswer, device::FaceGradeCall>);
     framework::HoldSignals(true);  // a pass runs when the script says so
     g_world = World();
     g_world.trace = &seen_;
@@ -153,10 +154,10 @@ class Play {
     Model([&] { g_world.Say(expected); });
   }
   void Compare() {
-    const device::FaceGradeCounts grade = device::FaceGradeCounters();
-    Expect(g_world.inits, device::AgeGenderCounters().inits);
-    Expect(g_world.clears, device::AgeGenderCounters().clears);
-    Expect(g_world.graders, grade.created - grade.destroyed);
+    const device::ModelCounts grade = device::FaceGrade().Counts();
+    Expect(g_world.inits, device::AgeGender().Counts().attempts);
+    Expect(g_world.clears, device::AgeGender().Counts().clears);
+    Expect(g_world.graders, grade.inits - grade.clears);
     Expect(g_world.negotiations, device::BufferNegotiations());
     if (seen_ != expected_) {
       std::fprintf(stderr, "expected:\n%sseen:\n%s", expected_.c_str(), seen_.c_str());
@@ -214,14 +215,16 @@ class Play {
     for (const int i : {0, 1}) {
       const auto& [text, runs] = script_.OneIn(4) ? script_.Pick(kMasks) : kMasks[0];
       g_world.runs_nodes[i] = runs;
-      device::SetProperty(
+      zy_set_property(
           i == 0 ? "persist.vendor.camera.zynode_conf" : "persist.vendor.camera.operationMask",
-          text);
+          text.c_str());
     }
-    device::FailAgeGenderInit(g_world.failing_inits = script_.Pick(std::array{0, 0, 0, -1, 1, 4}));
-    device::ThrowFromAgeGenderInit(script_.OneIn(2));
-    device::ThrowFromFaceGrade(g_world.grader_throws = script_.OneIn(8));
-    device::SkipFaceGradeResult(g_world.grader_is_mute = script_.OneIn(8));
+    device::AgeGender().Set(&ModelSettings::failing_inits,
+                            g_world.failing_inits = script_.Pick(std::array{0, 0, 0, -1, 1, 4}));
+    device::AgeGender().Set(&ModelSettings::failing_inits_throw, script_.OneIn(2));
+    g_world.grader_throws = script_.OneIn(8);
+    device::FaceGrade().Set(&ModelSettings::failing_inits, g_world.grader_throws ? -1 : 0);
+    device::FaceGrade().Set(&ModelSettings::is_mute, g_world.grader_is_mute = script_.OneIn(8));
     g_world.mood = script_.Byte();
     g_world.known = script_.OneIn(4) ? ~(1u << script_.Byte() % 9) : script_.OneIn(16) ? 0 : ~0u;
     g_world.result = script_.OneIn(4);
