@@ -8,6 +8,7 @@
 #include "camkit/options.h"
 #include "common/exit_code.h"
 #include "common/failure.h"
+#include "common/replaced_file.h"
 #include "common/same_file.h"
 #include "media/picture.h"
 
@@ -39,15 +40,16 @@ int Run(const Options& options) {
     return Say(failure, common::kExitUnreadableInput);
   }
   BeforeAndAfter result;
+  common::ReplacedFile output;
   common::Failure failure = KeepInputs(options);
+  if (!failure) failure = output.Create(options.output);
   if (!failure) {
     failure = Apply(options, input, options.mask.empty() ? nullptr : &mask, &result);
   }
   media::Picture both;
   if (!failure && options.compare) failure = SideBySide(result, options.name, &both);
-  if (!failure) {
-    failure = media::WritePng(options.output, options.compare ? both : result.after);
-  }
+  if (!failure) failure = media::WritePng(options.compare ? both : result.after, &output);
+  if (!failure) failure = output.Complete();
   if (failure) return Say(failure, common::kExitFailure);
   // Standard output may be the picture.
   std::fprintf(stderr, "%s: %dx%d in %.3f ms\n", options.name.c_str(), input.width, input.height,

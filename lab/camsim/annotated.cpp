@@ -113,7 +113,10 @@ common::Failure AnnotatedPicture::OnRequest(const RequestRecord& request,
 }
 
 common::Failure AnnotatedPicture::Finish(const record::Summary&) {
-  common::Failure failure = media::WritePng(path_, Annotate(picture_, request_, caption_));
+  common::ReplacedFile file;
+  common::Failure failure = file.Create(path_);
+  if (!failure) failure = media::WritePng(Annotate(picture_, request_, caption_), &file);
+  if (!failure) failure = file.Complete();
   if (!failure) std::fprintf(to_text_, "annotated picture: %s\n", path_.c_str());
   return failure;
 }

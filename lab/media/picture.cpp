@@ -5,8 +5,6 @@
 #include <turbojpeg.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <utility>
@@ -121,10 +119,6 @@ common::Failure DecodeJpeg(const uint8_t* bytes, std::size_t size, Picture* pict
   return std::nullopt;
 }
 
-common::Failure SystemFailure(const std::string& path, const char* doing) {
-  return common::Fail(path + ": " + doing + ": " + std::strerror(errno));
-}
-
 }  // namespace
 
 PictureFormat DetectPictureFormat(const uint8_t* bytes, std::size_t size) {
@@ -164,23 +158,16 @@ common::Failure ReadPicture(const std::string& path, Picture* picture) {
   return std::nullopt;
 }
 
-common::Failure WritePng(const std::string& path, const Picture& picture) {
-  if (!common::IsUsableSize(picture.width, picture.height)) {
-    return common::FailAbout(path, common::UnusableSize(picture.width, picture.height));
-  }
-  std::FILE* const file = std::fopen(path.c_str(), "wb");
-  if (file == nullptr) return SystemFailure(path, "cannot create");
+common::Failure WritePng(const Picture& picture, common::ReplacedFile* file) {
   PngImage image;
   image.width = static_cast<png_uint_32>(picture.width);
   image.height = static_cast<png_uint_32>(picture.height);
   image.format = PNG_FORMAT_RGB;
   image.flags = PNG_IMAGE_FLAG_FAST;
   const bool written =
-      png_image_write_to_stdio(&image, file, 0, picture.rgb.data(), 0, nullptr) != 0;
-  const bool closed = std::fclose(file) == 0;
-  if (!written) return common::FailAbout(path, image.Failed("cannot write"));
-  if (!closed) return SystemFailure(path, "cannot write");
-  return std::nullopt;
+      png_image_write_to_stdio(&image, file->File(), 0, picture.rgb.data(), 0, nullptr) != 0;
+  if (common::Failure failure = file->Flush()) return failure;
+  return written ? std::nullopt : image.Failed("cannot write");
 }
 
 Picture Shrink(const Picture& picture, int side) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "common/failure.h"
+#include "common/replaced_file.h"
 
 namespace media {
 
@@ -54,9 +55,9 @@ common::Failure DecodePicture(const uint8_t* bytes, std::size_t size, Picture* p
 // Reads a PNG or JPEG file; the message begins with the path. Any thread.
 common::Failure ReadPicture(const std::string& path, Picture* picture);
 
-// Writes an 8-bit RGB PNG, in haste rather than small; the message begins with the path. A file
-// cut short by a failure stays where it is. Any thread.
-common::Failure WritePng(const std::string& path, const Picture& picture);
+// Writes a picture of usable size as an 8-bit RGB PNG, in haste rather than small. Completing the
+// file stays with the caller. Any thread.
+common::Failure WritePng(const Picture& picture, common::ReplacedFile* file);
 
 // The picture with every block of n x n pixels made into their mean, for the smallest n that makes
 // neither side longer than `side`; what is left of a block at the right and lower edge is cut off.

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef ZY_COMMON_OUTPUT_STREAM_H_
+#define ZY_COMMON_OUTPUT_STREAM_H_
+
+#include <cstdio>
+#include <string>
+
+#include "common/failure.h"
+
+namespace common {
+
+// A stdio stream that keeps the reason of its first failed write. One thread at a time.
+class OutputStream {
+ public:
+  // Takes an open descriptor and closes it at destruction, except standard output. `name` begins
+  // the failures. Throws std::bad_alloc.
+  OutputStream(std::string name, int descriptor);
+  ~OutputStream();
+  OutputStream(const OutputStream&) = delete;
+  OutputStream& operator=(const OutputStream&) = delete;
+
+  std::FILE* File() const { return file_; }
+
+  // Sends what waits. Fails if this or an earlier write did, and says why.
+  Failure Flush();
+
+ private:
+  static ssize_t Write(void* stream, const char* bytes, std::size_t count);
+
+  const std::string name_;
+  const int descriptor_;
+  int error_number_ = 0;
+  std::FILE* const file_;
+};
+
+}  // namespace common
+
+#endif  // ZY_COMMON_OUTPUT_STREAM_H_
