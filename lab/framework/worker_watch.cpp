@@ -22,6 +22,7 @@ struct Watched {
   std::atomic<uint64_t> untreated{0};      // signals since the last wait
   std::atomic<Held> held{Held::kNothing};  // changed under g_hold_mutex
   std::atomic<bool> resting{false};        // waited on since the last signal
+  std::atomic<int64_t> doubted{0};         // until when it may have no worker at all; else 0
 };
 
 constexpr int kMaxWatched = 256;
@@ -35,6 +36,11 @@ std::atomic<uint64_t> g_waits{0};
 std::atomic<uint64_t> g_signals{0};
 std::atomic<uint64_t> g_passes{0};
 
+thread_local bool t_has_waited = false;
+constexpr std::chrono::seconds kDoubt{2};
+
+int64_t Now() { return std::chrono::steady_clock::now().time_since_epoch().count(); }
+
 Watched* Find(const pthread_cond_t* condition) {
   const auto found =
       std::find_if(std::begin(g_watched), std::end(g_watched),
@@ -43,12 +49,14 @@ Watched* Find(const pthread_cond_t* condition) {
 }
 
 // Puts `to` where `from` stands; null stands for a free place. Null when there is none.
-Watched* Replace(const pthread_cond_t* from, pthread_cond_t* to) {
+Watched* Replace(const pthread_cond_t* from, pthread_cond_t* to, int64_t doubted = 0) {
   std::lock_guard<std::mutex> lock(g_table_mutex);
+  if (from == nullptr && Find(to) != nullptr) return Find(to);  // another thread was faster
   Watched* const watched = Find(from);
   if (watched == nullptr) return nullptr;
   watched->resting = false;
   watched->untreated = 0;
+  watched->doubted = doubted;
   watched->condition = to;
   std::lock_guard<std::mutex> hold_lock(g_hold_mutex);
   watched->held = Held::kNothing;
@@ -57,16 +65,27 @@ Watched* Replace(const pthread_cond_t* from, pthread_cond_t* to) {
 
 void NoteWait(pthread_cond_t* condition) {
   ++g_waits;
+  t_has_waited = true;
   Watched* watched = Find(condition);
   if (watched == nullptr) watched = Replace(nullptr, condition);
   if (watched == nullptr) return;
   g_passes += watched->untreated.exchange(0);
+  watched->doubted = 0;
   watched->resting = true;
 }
 
+// Watches a condition variable from its first signal on: one that needs no initialisation may be
+// signalled before its worker first waits. A worker's own signals are answers, which nobody need
+// wait for; the doubt covers an answer that comes before the worker's first wait.
+Watched* WatchSignalled(pthread_cond_t* condition) {
+  if (t_has_waited) return nullptr;
+  return Replace(nullptr, condition, Now() + std::chrono::nanoseconds(kDoubt).count());
+}
+
 // Whether a signal is to wait; then it is kept.
-bool NoteSignal(const pthread_cond_t* condition, Held kind) {
-  Watched* const watched = Find(condition);
+bool NoteSignal(pthread_cond_t* condition, Held kind) {
+  Watched* watched = Find(condition);
+  if (watched == nullptr) watched = WatchSignalled(condition);
   if (watched == nullptr) return false;
   ++g_signals;
   ++watched->untreated;
@@ -78,7 +97,9 @@ bool NoteSignal(const pthread_cond_t* condition, Held kind) {
 
 bool AllRest() {
   return std::all_of(std::begin(g_watched), std::end(g_watched), [](const Watched& watched) {
-    return watched.condition.load() == nullptr || watched.resting.load();
+    const int64_t doubted = watched.doubted;
+    return watched.condition.load() == nullptr || watched.resting.load() ||
+           (doubted != 0 && Now() > doubted);
   });
 }
 

@@ -2,7 +2,8 @@
 // Who waits for what. The shared library behind this header defines the condition-variable
 // functions of the C library, notes each event and passes it on; a program that needs it before the
 // C library sees the workers of every library that it loads. A condition variable is watched from
-// its initialisation or its first wait to its destruction. Any thread.
+// its initialisation, its first wait or its first signal to its destruction; it counts as resting
+// when nobody has waited on it two seconds after that first signal. Any thread.
 #ifndef ZY_FRAMEWORK_WORKER_WATCH_H_
 #define ZY_FRAMEWORK_WORKER_WATCH_H_
 
