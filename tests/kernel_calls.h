@@ -11,7 +11,7 @@
 #include <list>
 #include <optional>
 
-#include "analysis/face_crop.h"
+#include "analysis/upright_images.h"
 #include "analysis/variants.h"
 #include "framework/guarded_bytes.h"
 #include "image/resize.h"
@@ -237,22 +237,22 @@ inline constexpr std::array<int, 2> kViews[] = {{270, 0}, {90, 0},   {0, 1},  {0
                                                 {180, 1}, {180, 0},  {90, 1}, {270, 1},
                                                 {45, 1},  {-90, -1}, {0, 2}};
 
-inline const char* CallCrop(fuzz::Script& script) {
+inline const char* CallUprightImages(fuzz::Script& script) {
   const auto& [orientation, flip] = script.Pick(kViews);
-  const CropCall crop = {orientation, flip, Side(script), Side(script)};
+  const UprightCall call = {orientation, flip, Side(script), Side(script)};
   Memory memory(script);
-  const uint8_t* luma = memory.Add(PlaneReach(crop.width, crop.height, crop.width));
-  const uint8_t* chroma = memory.Add(PlaneReach(crop.width, crop.height / 2, crop.width));
-  uint8_t* gray = memory.Add(crop.pixels());
-  uint8_t* rgb = memory.Add(3 * crop.pixels());
-  MayLose(script, luma, chroma, gray, rgb);
+  const uint8_t* luma = memory.Add(PlaneReach(call.width, call.height, call.width));
+  const uint8_t* chroma = memory.Add(PlaneReach(call.width, call.height / 2, call.width));
+  uint8_t* gray = memory.Add(call.pixels());
+  uint8_t* bgr = memory.Add(3 * call.pixels());
+  MayLose(script, luma, chroma, gray, bgr);
   const bool alike = memory.EndsAlike(
-      [&] { CropNaively(crop, luma, chroma, gray, rgb); },
+      [&] { ConvertNaively(call, luma, chroma, gray, bgr); },
       [&](Rows rows) {
         RunRows(rows, android::prepareDataForFaceAnalyse, android::prepareDataForFaceAnalyseVariant,
-                luma, chroma, gray, rgb, crop.width, crop.height, crop.orientation, crop.flip);
+                luma, chroma, gray, bgr, call.width, call.height, call.orientation, call.flip);
       });
-  return alike ? nullptr : "a crop is upright and in colour";
+  return alike ? nullptr : "the half-size images are upright and in colour";
 }
 
 // A call reads first what the kind has a choice of, then width and height.
@@ -262,10 +262,11 @@ struct KernelKind {
   const char* (*call)(fuzz::Script& script);
 };
 
-inline constexpr KernelKind kKernelKinds[] = {{"Copy", std::size(kRotations), CallCopy},
-                                              {"Shrink", std::size(kDownscalers), CallDownscaler},
-                                              {"Filter", std::size(kFilters), CallFilter},
-                                              {"Crop", std::size(kViews), CallCrop}};
+inline constexpr KernelKind kKernelKinds[] = {
+    {"Copy", std::size(kRotations), CallCopy},
+    {"Shrink", std::size(kDownscalers), CallDownscaler},
+    {"Filter", std::size(kFilters), CallFilter},
+    {"UprightImages", std::size(kViews), CallUprightImages}};
 
 }  // namespace testing_support
 

@@ -204,7 +204,7 @@ inline void SmoothNaively(const FilterCall& c) {
   }
 }
 
-// ---- Face crop ----------------------------------------------------------------------------------
+// ---- Upright images -----------------------------------------------------------------------------
 
 inline uint8_t ClippedColour(int k) {
   return static_cast<uint8_t>(std::clamp(((k - 16) * 76283 + 32768) >> 16, 0, 255));
@@ -217,7 +217,7 @@ inline void ColourNaively(int y, int u, int v, uint8_t* bgr) {
 }
 
 // A frame of width x height without gaps, and how it is turned.
-struct CropCall {
+struct UprightCall {
   int orientation, flip, width, height;
 
   bool RowsStay() const { return orientation == 270 || orientation == 90; }
@@ -235,16 +235,16 @@ struct CropCall {
   }
 };
 
-inline void CropNaively(const CropCall& crop, const uint8_t* luma, const uint8_t* chroma,
-                        uint8_t* gray, uint8_t* rgb) {
-  if (luma == nullptr || chroma == nullptr || gray == nullptr || rgb == nullptr) return;
-  for (int i = 0; i < crop.pixels(); ++i) {
-    const auto [x, y] = crop.Source(i % crop.columns(), i / crop.columns());
-    const int chroma_row = std::min(y / 2, crop.height / 2 - 1);
-    const uint8_t* pair = chroma + chroma_row * crop.width + std::min(x, crop.width / 2 * 2 - 2);
-    gray[i] = luma[y * crop.width + x];
-    const bool v_first = crop.orientation == 0 && crop.flip != 1;
-    ColourNaively(gray[i], pair[v_first], pair[!v_first], rgb + 3 * i);
+inline void ConvertNaively(const UprightCall& call, const uint8_t* luma, const uint8_t* chroma,
+                           uint8_t* gray, uint8_t* bgr) {
+  if (luma == nullptr || chroma == nullptr || gray == nullptr || bgr == nullptr) return;
+  for (int i = 0; i < call.pixels(); ++i) {
+    const auto [x, y] = call.Source(i % call.columns(), i / call.columns());
+    const int chroma_row = std::min(y / 2, call.height / 2 - 1);
+    const uint8_t* pair = chroma + chroma_row * call.width + std::min(x, call.width / 2 * 2 - 2);
+    gray[i] = luma[y * call.width + x];
+    const bool v_first = call.orientation == 0 && call.flip != 1;
+    ColourNaively(gray[i], pair[v_first], pair[!v_first], bgr + 3 * i);
   }
 }
 

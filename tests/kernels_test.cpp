@@ -64,20 +64,20 @@ INSTANTIATE_TEST_SUITE_P(All, Kernels, testing::ValuesIn(kKernelKinds),
 // ---- What they seldom meet ----------------------------------------------------------------------
 
 // A frame for each V; in it, luma grows along the rows and U down the columns.
-TEST(FaceCrop, ConvertsEveryColour) {
-  const CropCall crop = {270, 0, 512, 512};
+TEST(UprightImages, ConvertsEveryColour) {
+  const UprightCall call = {270, 0, 512, 512};
   std::vector<uint8_t> luma(512 * 512), chroma(512 * 256);
-  std::vector<uint8_t> gray(256 * 256), rgb(3 * gray.size()), expected(rgb);
+  std::vector<uint8_t> gray(256 * 256), bgr(3 * gray.size()), expected(bgr);
   for (std::size_t i = 0; i < luma.size(); ++i) luma[i] = static_cast<uint8_t>(i % 512 / 2);
   for (std::size_t v = 0; v < 256; ++v) {
     for (std::size_t i = 0; i < chroma.size(); ++i) {
       chroma[i] = static_cast<uint8_t>(i % 2 == 0 ? i / 512 : v);
     }
-    CropNaively(crop, luma.data(), chroma.data(), gray.data(), expected.data());
+    ConvertNaively(call, luma.data(), chroma.data(), gray.data(), expected.data());
     for (const KernelVariant variant : {KernelVariant::kScalar, KernelVariant::kVector}) {
       android::prepareDataForFaceAnalyseVariant(variant, luma.data(), chroma.data(), gray.data(),
-                                                rgb.data(), 512, 512, 270, 0);
-      ASSERT_TRUE(rgb == expected) << v;
+                                                bgr.data(), 512, 512, 270, 0);
+      ASSERT_TRUE(bgr == expected) << v;
     }
   }
 }

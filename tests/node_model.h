@@ -208,11 +208,11 @@ class Worker {
   }
 
   void TurnUpright() {
-    const testing_support::CropCall crop = {orientation_, flip_, width_, height_};
-    gray_.resize(static_cast<std::size_t>(crop.pixels()));
-    rgb_.resize(3 * gray_.size());
-    testing_support::CropNaively(crop, planes_[0].data(), planes_[1].data(), gray_.data(),
-                                 rgb_.data());
+    const testing_support::UprightCall call = {orientation_, flip_, width_, height_};
+    gray_.resize(static_cast<std::size_t>(call.pixels()));
+    bgr_.resize(3 * gray_.size());
+    testing_support::ConvertNaively(call, planes_[0].data(), planes_[1].data(), gray_.data(),
+                                    bgr_.data());
   }
 
   // A rectangle of the frame in the upright image, at the frame's scale; exact, wherever it lies.
@@ -236,10 +236,10 @@ class Worker {
     const bool stands = orientation_ == 0 || orientation_ == 180;
     const int width = (stands ? height_ : width_) / 2, height = (stands ? width_ : height_) / 2;
     const uint64_t gray = common::Digest(gray_.data(), gray_.size());
-    const uint64_t rgb = common::Digest(rgb_.data(), rgb_.size());
+    const uint64_t bgr = common::Digest(bgr_.data(), bgr_.size());
     if (gender_age_on) {
       device::AgeGenderAnswer answer = {};
-      const device::AgeGenderCall call = {{width, height, x, y, x1, y1, gray, rgb}, 1.0f};
+      const device::AgeGenderCall call = {{width, height, x, y, x1, y1, gray, bgr}, 1.0f};
       if (valid) Ask(call, &answer);
       found.age_if_high[slot] = found.age_if_low[slot] = answer.age;
       found.prop[slot] = answer.prop;
@@ -247,7 +247,7 @@ class Worker {
     }
     if (score_on) {
       device::FaceGradeAnswer answer = {};
-      const device::FaceGradeCall call = {{width, height, x, y, x1, y1, 0, rgb}, false};
+      const device::FaceGradeCall call = {{width, height, x, y, x1, y1, 0, bgr}, false};
       const bool graded = valid && (world_.grader_is_mute || Ask(call, &answer));
       const float limited = answer.grade > 100 ? 100.0f : answer.grade < 50 ? 50.0f : answer.grade;
       found.grade[slot] = graded ? limited : 0.0f;
@@ -268,7 +268,7 @@ class Worker {
   bool is_model_ready_ = false, is_pending_ = false, has_worked_ = false, flip_ = false;
   int skipped_ = 3, width_ = 0, height_ = 0, orientation_ = 0, face_count_ = 0;
   std::array<int32_t, 4> handed_over_[3] = {}, rects_[3] = {};
-  std::vector<uint8_t> planes_[2], gray_, rgb_;
+  std::vector<uint8_t> planes_[2], gray_, bgr_;
 };
 
 // ---- The node -----------------------------------------------------------------------------------

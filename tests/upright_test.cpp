@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "analysis/face_crop.h"
+#include "analysis/upright_images.h"
 #include "camsim/annotated.h"
 #include "camsim/device_input.h"
 

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "analysis/face_age.h"
-#include "analysis/face_crop.h"
+#include "analysis/upright_images.h"
 #include "analysis/zy_preview.h"
 #include "platform/android_clock.h"
 #include "platform/android_log.h"
@@ -67,14 +67,14 @@ float LimitGrade(float grade) {
 }
 
 // Nothing when the closed library throws.
-std::optional<FaceGradeResult> Grade(FaceGradeInterface& grader, const uint8_t* rgb, int width,
+std::optional<FaceGradeResult> Grade(FaceGradeInterface& grader, const uint8_t* bgr, int width,
                                      int height, int left, int top, int face_width,
                                      int face_height) {
   base::MutexLock lock(g_model_library);
   return CallModelLibrary(std::optional<FaceGradeResult>(), [&] {
     std::optional<FaceGradeResult> result(std::in_place);
     grader.setFaceRect(left, top, face_width, face_height);
-    grader.process(rgb, width, height, *result, false);
+    grader.process(bgr, width, height, *result, false);
     return result;
   });
 }
@@ -203,7 +203,7 @@ void ZYPreview::EstimateAgeAndGender(const PassImages& images, const PassFace& f
   __android_log_print(kLogError, kLogTag, "%s, check res:%d", "checkValidFaceSize", face.valid);
   ZyFaceAgeResult result = {};
   if (face.valid) {
-    result = ZyFaceAgeAnalyze(images.gray, images.rgb, images.width, images.height, face.left,
+    result = ZyFaceAgeAnalyze(images.gray, images.bgr, images.width, images.height, face.left,
                               face.top, face.right, face.bottom, 1.0f);
     __android_log_print(kLogError, kLogTag,
                         "%s %d: DoAgeGender ZyGender time: ms, result:%f, %f, %f, %f", kLoop,
@@ -224,7 +224,7 @@ void ZYPreview::GradeFace(const PassImages& images, const PassFace& face, int sl
   __android_log_print(kLogError, kLogTag, "%s, check res:%d", "checkValidFaceSize", face.valid);
   std::optional<FaceGradeResult> result;
   if (face.valid) {
-    result = Grade(*mFaceGradeInterface, images.rgb, images.width, images.height, face.left,
+    result = Grade(*mFaceGradeInterface, images.bgr, images.width, images.height, face.left,
                    face.top, face.width, face.height);
   }
   float grade = 0.0f;

@@ -7,7 +7,7 @@
 #include <new>
 
 #include "analysis/face_age.h"
-#include "analysis/face_crop.h"
+#include "analysis/upright_images.h"
 #include "base/wrapping.h"
 #include "image/zy_copy_buffer.h"
 #include "platform/android_clock.h"

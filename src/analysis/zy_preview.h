@@ -129,7 +129,7 @@ class ZYPreview {
   // The images of one pass, half the frame's size and turned upright.
   struct PassImages {
     const uint8_t* gray;
-    const uint8_t* rgb;
+    const uint8_t* bgr;
     int width;
     int height;
   };

@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "base/kernel_variant.h"
-#include "image/copy_rows.h"
+#include "image/rotate_plane.h"
 #include "image/variants.h"
 
 namespace {

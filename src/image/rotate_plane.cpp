@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "image/copy_rows.h"
+#include "image/rotate_plane.h"
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The rotations in vector registers.
-#ifndef ZY_IMAGE_COPY_ROWS_H_
-#define ZY_IMAGE_COPY_ROWS_H_
+#ifndef ZY_IMAGE_ROTATE_PLANE_H_
+#define ZY_IMAGE_ROTATE_PLANE_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -29,4 +29,4 @@ bool RotateInRegisters(const PlaneCopy& plane, int32_t rotation);
 extern template bool RotateInRegisters<1>(const PlaneCopy& plane, int32_t rotation);
 extern template bool RotateInRegisters<2>(const PlaneCopy& plane, int32_t rotation);
 
-#endif  // ZY_IMAGE_COPY_ROWS_H_
+#endif  // ZY_IMAGE_ROTATE_PLANE_H_

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Turns a preview frame into the two upright half-size images that the models take.
-#ifndef ZY_ANALYSIS_FACE_CROP_H_
-#define ZY_ANALYSIS_FACE_CROP_H_
+// Makes the two upright half-size images that the models take from a whole preview frame.
+#ifndef ZY_ANALYSIS_UPRIGHT_IMAGES_H_
+#define ZY_ANALYSIS_UPRIGHT_IMAGES_H_
 
 #include <cstdint>
 
@@ -30,4 +30,4 @@ void prepareDataForFaceAnalyse(const uint8_t* luma, const uint8_t* chroma, uint8
 
 }  // namespace android
 
-#endif  // ZY_ANALYSIS_FACE_CROP_H_
+#endif  // ZY_ANALYSIS_UPRIGHT_IMAGES_H_

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "analysis/crop_rows.h"
+#include "analysis/upright_rows.h"
 
 #include "base/neon.h"
 #include "base/row_steps.h"
@@ -50,7 +50,7 @@ inline int16x8_t HighMinus(uint8x16_t bytes, uint8_t offset) {
   return vreinterpretq_s16_u16(vsubl_high_u8(bytes, vdupq_n_u8(offset)));
 }
 
-inline void StoreRun(const Run& run, uint8_t* gray, uint8_t* rgb) {
+inline void StoreRun(const Run& run, uint8_t* gray, uint8_t* bgr) {
   const uint8x8x3_t low = BlueGreenRed(LowMinus(run.luma, 16), LowMinus(run.chroma[0], 128),
                                        LowMinus(run.chroma[1], 128));
   const uint8x8x3_t high = BlueGreenRed(HighMinus(run.luma, 16), HighMinus(run.chroma[0], 128),
@@ -59,7 +59,7 @@ inline void StoreRun(const Run& run, uint8_t* gray, uint8_t* rgb) {
                                 vcombine_u8(low.val[1], high.val[1]),
                                 vcombine_u8(low.val[2], high.val[2])}};
   vst1q_u8(gray, run.luma);
-  vst3q_u8(rgb, pixels);
+  vst3q_u8(bgr, pixels);
 }
 
 inline uint8x16_t Reverse(uint8x16_t bytes) {
@@ -78,18 +78,18 @@ inline Run LoadRun(const uint8_t* luma, const uint8_t* chroma) {
 
 // Source rows stay rows. The last run of a row is moved back onto pixels that are done already.
 template <bool kReversed>
-void CropRows(const Crop& crop) {
-  const CropMap& map = crop.map;
-  const ptrdiff_t columns = crop.columns;
-  for (ptrdiff_t row = 0; row < crop.rows; ++row) {
+void ConvertRows(const Conversion& conversion) {
+  const SourceMap& map = conversion.map;
+  const ptrdiff_t columns = conversion.columns;
+  for (ptrdiff_t row = 0; row < conversion.rows; ++row) {
     const ptrdiff_t y = map.y0 + row * map.y_per_row;
-    const uint8_t* luma = crop.LumaRow(y) + map.x0;
-    const uint8_t* chroma = crop.ChromaRow(y) + map.x0;
-    uint8_t* gray = crop.gray + row * columns;
-    uint8_t* rgb = crop.rgb + row * columns * 3;
+    const uint8_t* luma = conversion.LumaRow(y) + map.x0;
+    const uint8_t* chroma = conversion.ChromaRow(y) + map.x0;
+    uint8_t* gray = conversion.gray + row * columns;
+    uint8_t* bgr = conversion.bgr + row * columns * 3;
     const auto run = [&](ptrdiff_t column) {
       const ptrdiff_t left = kReversed ? -2 * (column + kRun - 1) : 2 * column;
-      StoreRun(LoadRun<kReversed>(luma + left, chroma + left), gray + column, rgb + 3 * column);
+      StoreRun(LoadRun<kReversed>(luma + left, chroma + left), gray + column, bgr + 3 * column);
     };
     ptrdiff_t column = 0;
     for (; column + kRun <= columns; column += kRun) run(column);
@@ -145,21 +145,21 @@ void TurnChroma(const uint8_t* at, const RowSteps& rows, bool v_first, Run* runs
 
 // Source columns become rows: of the output rows of a band, the first of which is `row`, this makes
 // the runs that begin at `column`.
-void CropBand(const Crop& crop, ptrdiff_t row, ptrdiff_t column) {
-  const CropMap& map = crop.map;
+void ConvertBand(const Conversion& conversion, ptrdiff_t row, ptrdiff_t column) {
+  const SourceMap& map = conversion.map;
   const bool leftwards = map.x_per_row < 0;
   const ptrdiff_t first_row = leftwards ? row + kBandRows - 1 : row;
-  const ptrdiff_t output_step = leftwards ? -crop.columns : crop.columns;
+  const ptrdiff_t output_step = leftwards ? -conversion.columns : conversion.columns;
   const ptrdiff_t x = map.x0 + first_row * map.x_per_row;
   const ptrdiff_t y = map.y0 + column * map.y_per_column;
-  const ptrdiff_t step = map.y_per_column * crop.pitch;
+  const ptrdiff_t step = map.y_per_column * conversion.pitch;
   Run runs[kBandRows];
-  TurnLuma(crop.LumaRow(y) + x, RowSteps(step), runs);
-  TurnChroma(crop.ChromaRow(y) + x, RowSteps(step / 2), map.v_first, runs);
-  uint8_t* gray = crop.gray + first_row * crop.columns + column;
-  uint8_t* rgb = crop.rgb + 3 * (first_row * crop.columns + column);
+  TurnLuma(conversion.LumaRow(y) + x, RowSteps(step), runs);
+  TurnChroma(conversion.ChromaRow(y) + x, RowSteps(step / 2), map.v_first, runs);
+  uint8_t* gray = conversion.gray + first_row * conversion.columns + column;
+  uint8_t* bgr = conversion.bgr + 3 * (first_row * conversion.columns + column);
   const auto store = [&](ptrdiff_t i) {
-    StoreRun(runs[i], gray + i * output_step, rgb + i * 3 * output_step);
+    StoreRun(runs[i], gray + i * output_step, bgr + i * 3 * output_step);
   };
   for (ptrdiff_t i = 0; i < kBandRows; i += 4) {
     store(i);
@@ -171,30 +171,32 @@ void CropBand(const Crop& crop, ptrdiff_t row, ptrdiff_t column) {
 
 // A last band or run is moved back onto pixels that are done already. Columns before `first_column`
 // are left alone.
-void CropBands(const Crop& crop, ptrdiff_t first_column) {
-  for (ptrdiff_t row = 0; row < crop.rows; row += kBandRows) {
-    for (ptrdiff_t column = first_column; column < crop.columns; column += kRun) {
-      CropBand(crop, std::min(row, crop.rows - kBandRows), std::min(column, crop.columns - kRun));
+void ConvertBands(const Conversion& conversion, ptrdiff_t first_column) {
+  for (ptrdiff_t row = 0; row < conversion.rows; row += kBandRows) {
+    for (ptrdiff_t column = first_column; column < conversion.columns; column += kRun) {
+      ConvertBand(conversion, std::min(row, conversion.rows - kBandRows),
+                  std::min(column, conversion.columns - kRun));
     }
   }
 }
 
 }  // namespace
 
-bool CropInRegisters(const Crop& crop, ptrdiff_t first_column) {
-  if (crop.map.x_per_column != 0) {
-    if (crop.columns < kRun) return false;
-    crop.map.x_per_column < 0 ? CropRows<true>(crop) : CropRows<false>(crop);
+bool ConvertInRegisters(const Conversion& conversion, ptrdiff_t first_column) {
+  if (conversion.map.x_per_column != 0) {
+    if (conversion.columns < kRun) return false;
+    conversion.map.x_per_column < 0 ? ConvertRows<true>(conversion)
+                                    : ConvertRows<false>(conversion);
     return true;
   }
-  if (crop.columns - first_column < kRun || crop.rows < kBandRows) return false;
-  CropBands(crop, first_column);
+  if (conversion.columns - first_column < kRun || conversion.rows < kBandRows) return false;
+  ConvertBands(conversion, first_column);
   return true;
 }
 
 #else
 
-bool CropInRegisters(const Crop&, std::ptrdiff_t) { return false; }
+bool ConvertInRegisters(const Conversion&, std::ptrdiff_t) { return false; }
 
 #endif
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The crop in vector registers.
-#ifndef ZY_ANALYSIS_CROP_ROWS_H_
-#define ZY_ANALYSIS_CROP_ROWS_H_
+// The conversion of upright_images.h in vector registers.
+#ifndef ZY_ANALYSIS_UPRIGHT_ROWS_H_
+#define ZY_ANALYSIS_UPRIGHT_ROWS_H_
 
 #include <algorithm>
 #include <cstddef>
@@ -12,24 +12,24 @@ namespace android {
 // Output pixel (column, row) is source pixel
 //   (x0 + column * x_per_column + row * x_per_row, y0 + column * y_per_column + row * y_per_row).
 // Either x_per_row and y_per_column or the other two are 0.
-struct CropMap {
+struct SourceMap {
   std::ptrdiff_t x0, x_per_column, x_per_row;
   std::ptrdiff_t y0, y_per_column, y_per_row;
   bool v_first;  // the chroma pairs are taken as V, U
 };
 
-// A frame on its way to the output images.
-struct Crop {
+// A frame and the two images that are made from it.
+struct Conversion {
   const uint8_t* luma;
   const uint8_t* chroma;
   uint8_t* gray;
-  uint8_t* rgb;
+  uint8_t* bgr;
   std::ptrdiff_t pitch;  // of luma and chroma, in bytes
   std::ptrdiff_t chroma_rows;
   std::ptrdiff_t last_pair;  // byte of a chroma row at which its last whole pair begins
   std::ptrdiff_t columns;    // of the output
   std::ptrdiff_t rows;
-  CropMap map;
+  SourceMap map;
 
   const uint8_t* LumaRow(std::ptrdiff_t y) const { return luma + y * pitch; }
   const uint8_t* ChromaRow(std::ptrdiff_t y) const {
@@ -44,8 +44,8 @@ struct Crop {
 //   Returns false, with nothing written, for an image that is too small to fill a run or a band,
 // and where there are no vector registers.
 //   Any thread.
-bool CropInRegisters(const Crop& crop, std::ptrdiff_t first_column);
+bool ConvertInRegisters(const Conversion& conversion, std::ptrdiff_t first_column);
 
 }  // namespace android
 
-#endif  // ZY_ANALYSIS_CROP_ROWS_H_
+#endif  // ZY_ANALYSIS_UPRIGHT_ROWS_H_

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "analysis/face_crop.h"
+#include "analysis/upright_images.h"
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
 
-#include "analysis/crop_rows.h"
+#include "analysis/upright_rows.h"
 #include "analysis/variants.h"
 
 namespace android {
@@ -46,7 +46,8 @@ constexpr ColourTables BuildColourTables() {
 
 constexpr ColourTables kTables = BuildColourTables();
 
-CropMap CropMapOf(ptrdiff_t width, ptrdiff_t height, int orientation, int flip) {
+// Values: x0, x_per_column, x_per_row, y0, y_per_column, y_per_row, v_first.
+SourceMap SourceMapOf(ptrdiff_t width, ptrdiff_t height, int orientation, int flip) {
   const ptrdiff_t right = width - 2;
   const ptrdiff_t bottom = height - 2;
   if (orientation == 270) return {0, 2, 0, 0, 0, 2, false};
@@ -66,43 +67,49 @@ inline void StorePixel(int luma, std::size_t u, std::size_t v, uint8_t* gray, ui
   bgr[2] = Clip(luma + kTables.v_to_red[v]);
 }
 
-void CropRowScalar(const Crop& crop, ptrdiff_t row, ptrdiff_t columns) {
-  const CropMap& map = crop.map;
+void ConvertRowScalar(const Conversion& conversion, ptrdiff_t row, ptrdiff_t columns) {
+  const SourceMap& map = conversion.map;
   const ptrdiff_t u_at = map.v_first ? 1 : 0;
   ptrdiff_t x = map.x0 + row * map.x_per_row;
   ptrdiff_t y = map.y0 + row * map.y_per_row;
-  uint8_t* gray = crop.gray + row * crop.columns;
-  uint8_t* bgr = crop.rgb + row * crop.columns * 3;
+  uint8_t* gray = conversion.gray + row * conversion.columns;
+  uint8_t* bgr = conversion.bgr + row * conversion.columns * 3;
   for (ptrdiff_t column = 0; column < columns; ++column) {
-    const uint8_t* pair = crop.ChromaRow(y) + std::min(x, crop.last_pair);
-    StorePixel(crop.LumaRow(y)[x], pair[u_at], pair[1 - u_at], gray + column, bgr + 3 * column);
+    const uint8_t* pair = conversion.ChromaRow(y) + std::min(x, conversion.last_pair);
+    StorePixel(conversion.LumaRow(y)[x], pair[u_at], pair[1 - u_at], gray + column,
+               bgr + 3 * column);
     x += map.x_per_column;
     y += map.y_per_column;
   }
 }
 
-void CropScalar(const Crop& crop) {
-  for (ptrdiff_t row = 0; row < crop.rows; ++row) CropRowScalar(crop, row, crop.columns);
+void ConvertScalar(const Conversion& conversion) {
+  for (ptrdiff_t row = 0; row < conversion.rows; ++row) {
+    ConvertRowScalar(conversion, row, conversion.columns);
+  }
 }
 
 // In a frame of odd width the map may start on the last byte of the last whole pair; the vector
 // rows read on into the byte behind it, so those pixels are done again.
-void CropBehindLastPair(const Crop& crop) {
-  if (crop.map.x0 <= crop.last_pair) return;
-  if (crop.map.x_per_column == 0) return CropRowScalar(crop, 0, crop.columns);
-  for (ptrdiff_t row = 0; row < crop.rows; ++row) CropRowScalar(crop, row, 1);
+void ConvertBehindLastPair(const Conversion& conversion) {
+  if (conversion.map.x0 <= conversion.last_pair) return;
+  if (conversion.map.x_per_column == 0) return ConvertRowScalar(conversion, 0, conversion.columns);
+  for (ptrdiff_t row = 0; row < conversion.rows; ++row) ConvertRowScalar(conversion, row, 1);
 }
 
 // Returns false, with nothing written, where the vector rows do not apply.
-bool CropVector(const Crop& crop) {
+bool ConvertVector(const Conversion& conversion) {
   // If the first column names the chroma row that is not there, it is out of step with the others.
-  const bool in_step = crop.map.x_per_column != 0 || crop.map.y0 / 2 < crop.chroma_rows;
+  const bool in_step =
+      conversion.map.x_per_column != 0 || conversion.map.y0 / 2 < conversion.chroma_rows;
   const ptrdiff_t first_column = in_step ? 0 : 1;
-  if (!CropInRegisters(crop, first_column)) return false;
+  if (!ConvertInRegisters(conversion, first_column)) return false;
   if (first_column != 0) {
-    for (ptrdiff_t row = 0; row < crop.rows; ++row) CropRowScalar(crop, row, first_column);
+    for (ptrdiff_t row = 0; row < conversion.rows; ++row) {
+      ConvertRowScalar(conversion, row, first_column);
+    }
   }
-  CropBehindLastPair(crop);
+  ConvertBehindLastPair(conversion);
   return true;
 }
 
@@ -113,20 +120,21 @@ void prepareDataForFaceAnalyseVariant(KernelVariant variant, const uint8_t* luma
                                       int height, int orientation, int flip) {
   if (luma == nullptr || chroma == nullptr || gray == nullptr || rgb == nullptr) return;
   if (width < 2 || height < 2) return;
-  const CropMap map = CropMapOf(width, height, orientation, flip);
+  const SourceMap map = SourceMapOf(width, height, orientation, flip);
   const bool rows_stay = map.x_per_column != 0;
-  const Crop crop = {luma,
-                     chroma,
-                     gray,
-                     rgb,
-                     width,
-                     height / 2,
-                     width / 2 * 2 - 2,
-                     rows_stay ? width / 2 : height / 2,
-                     rows_stay ? height / 2 : width / 2,
-                     map};
-  if (variant == KernelVariant::kVector && CropVector(crop)) return;
-  CropScalar(crop);
+  Conversion conversion;
+  conversion.luma = luma;
+  conversion.chroma = chroma;
+  conversion.gray = gray;
+  conversion.bgr = rgb;
+  conversion.pitch = width;
+  conversion.chroma_rows = height / 2;
+  conversion.last_pair = width / 2 * 2 - 2;
+  conversion.columns = rows_stay ? width / 2 : height / 2;
+  conversion.rows = rows_stay ? height / 2 : width / 2;
+  conversion.map = map;
+  if (variant == KernelVariant::kVector && ConvertVector(conversion)) return;
+  ConvertScalar(conversion);
 }
 
 void prepareDataForFaceAnalyse(const uint8_t* luma, const uint8_t* chroma, uint8_t* gray,
