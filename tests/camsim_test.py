@@ -1,11 +1,9 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Runs camsim as a person would: the same input gives the same bytes, other inputs other numbers, and
-bad input a line and an exit status.
-
-usage: camsim_test.py OTHER_NODE PLAIN_MODEL CAMSIM...
-  (a node and a model library that are not ours; an emulator stands before the program where there is one)
-"""
+# Runs camsim as a person would: the same input gives the same bytes, other inputs other numbers, and
+# bad input a line and an exit status.
+# usage: camsim_test.py OTHER_NODE PLAIN_MODEL CAMSIM...
+#   (a node and a model library that are not ours; an emulator stands before the program where there is one)
 import json
 import os
 import pathlib

@@ -1,10 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Installs the kits and builds and runs another program with nothing but what was installed; installs the
-node with its tools and runs those.
-
-usage: package_test.py BUILD_DIRECTORY [EMULATOR...]
-"""
+# Installs the kits and builds and runs another program with nothing but what was installed; installs the
+# node with its tools and runs those.
+# usage: package_test.py BUILD_DIRECTORY [EMULATOR...]
 import os
 import pathlib
 import re

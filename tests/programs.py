@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-"""Shared by the tests that run programs. Such a test works in an empty folder, which goes with it."""
+# Shared by the tests that run programs. Such a test works in an empty folder, which goes with it.
 import atexit
 import os
 import pathlib
@@ -51,10 +51,8 @@ class Program:
         self.name = pathlib.Path(command[-1]).name
 
     def run(self, status, *options, stdin=b"", **environment):
-        """Runs the program, expects the exit status, and returns what it printed.
-
-        Standard input is a content or, as a path, a file; other named arguments are its environment.
-        """
+        """Runs the program, expects the exit status, and returns what it printed."""
+        # Standard input is a content or, as a path, a file; other named arguments are the environment.
         feed = {"stdin": stdin.open()} if isinstance(stdin, pathlib.Path) else {"input": stdin}
         done = subprocess.run([*self.command, *words(options)], **feed, capture_output=True,
                               env={**os.environ, **environment})
@@ -91,3 +89,9 @@ def write_png(path, width, height, colour):
     rows = b"".join(b"\0" + b"".join(pixel(x, y) for x in range(width)) for y in range(height))
     write(path, b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0))
           + chunk(b"IDAT", zlib.compress(rows)) + chunk(b"IEND", b""))
+
+
+def size_of(path):
+    """The size of a PNG, as in "640x480"."""
+    head = read(path)[:24]
+    return "%dx%d" % struct.unpack(">II", head[16:]) if head.startswith(b"\x89PNG") else "no PNG"

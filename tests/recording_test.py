@@ -1,11 +1,9 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Records, replays, compares and draws runs. Each golden recording is what its script gives, and replays
-without a difference; ./dev goldens renews them.
-
-usage: recording_test.py SOURCE_DIRECTORY PLAIN_MODEL CAMSIM...
-  (a model library without controls; an emulator stands before the program where there is one)
-"""
+# Records, replays, compares and draws runs. Each golden recording is what its script gives, and replays
+# without a difference; ./dev goldens renews them.
+# usage: recording_test.py SOURCE_DIRECTORY PLAIN_MODEL CAMSIM...
+#   (a model library without controls; an emulator stands before the program where there is one)
 import collections
 import json
 import pathlib
