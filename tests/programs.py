@@ -11,7 +11,8 @@ import sys
 import tempfile
 import zlib
 
-arguments = sys.argv[1:]
+# Paths stay right in the new folder.
+arguments = [os.path.abspath(word) if os.path.exists(word) else word for word in sys.argv[1:]]
 work = pathlib.Path(tempfile.mkdtemp()).resolve()
 atexit.register(shutil.rmtree, work, ignore_errors=True)
 os.chdir(work)

@@ -1,0 +1,53 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
+# Holds the line between the folders: each includes only what its row allows.
+# usage: layers_test.py SOURCE_DIRECTORY
+import pathlib
+import re
+import sys
+
+# What the files of a folder may include besides the folder's own headers, the standard library and POSIX:
+# folders, single headers, and libraries, which begin with "<". lab/bench may include anything.
+FOLDERS = {
+    "src/base": "", "src/platform": "", "src/image": "base", "src/sharpen": "base",
+    "src/analysis": "image base platform",
+    "src/node": "analysis/zy_preview.h image/zy_image_buffer.h base platform",
+    "lab/common": "<CLI", "lab/device": "platform common",
+    "lab/media": "common image/zy_image_buffer.h <png.h <turbojpeg.h",
+    "lab/framework": "platform media common",
+    "lab/record": "framework media common platform <nlohmann",
+    "lab/camsim": "record framework media common platform device/control.h real_models/find_faces.h "
+                  "image/zy_copy_buffer.h",
+    "lab/nodecheck": "framework media common platform device/control.h",
+    "lab/camkit": "image sharpen media common",
+    "lab/real_models": "platform common device/control.h <opencv2",
+    "lab/examples": "platform",
+}
+# What single files may include as well: one chooses the vector header, one knows our node, one reads the
+# networks' manifest.
+FILES = {
+    "src/base/neon.h": "<simde <arm_neon.h",
+    "lab/framework/own_node.h": "node/log_lines.h",
+    "lab/real_models/age_gender_net.cpp": "<nlohmann",
+    "lab/camkit/options.cpp": "<CLI", "lab/camsim/options.cpp": "<CLI", "lab/nodecheck/options.cpp": "<CLI",
+}
+OWN = {"record/json.h"}  # for their own folder alone
+SYSTEM = re.compile(r"<(\w+|sys/\w+\.h|(dlfcn|errno|fcntl|link|poll|pthread|signal|spawn|stdlib|time|unistd)\.h)$")
+
+root = pathlib.Path(sys.argv[1])
+failures = [f"{folder} has no row" for folder in sorted(
+    f"{half}/{path.name}" for half in ("src", "lab") for path in (root / half).iterdir() if path.is_dir())
+    if folder not in FOLDERS and folder != "lab/bench"]
+for folder, allowed in FOLDERS.items():
+    for file in sorted(file for file in (root / folder).rglob("*") if file.suffix in (".h", ".cpp")):
+        name = str(file.relative_to(root))
+        permitted = [folder[4:], *allowed.split(), *FILES.get(name, "").split()]
+        for number, line in enumerate(file.read_text().splitlines(), 1):
+            include = re.match(r"\s*#\s*include\s*(?:\"(.*)\"|(<.*)>)", line)
+            header = include and (include[1] or include[2])
+            if header and not SYSTEM.match(header) and (header in OWN and folder != f"lab/{header.split('/')[0]}" or not any(
+                    header == item or header.startswith(item + "/") for item in permitted)):
+                failures.append(f"{name}:{number}: {header} is not for this file")
+
+print(*(f"FAIL {failure}" for failure in failures), sep="\n", end="\n" if failures else "")
+sys.exit(bool(failures))
