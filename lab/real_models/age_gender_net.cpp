@@ -16,15 +16,28 @@ using cv::dnn::LayerParams;
 using nlohmann::json;
 using Weights = std::map<std::string, cv::Mat>;
 
+// Returns the number of elements of a shape; 0 for one without sides, with more than four, or with
+// more than `most` elements.
+size_t CountOf(const std::vector<int>& shape, size_t most) {
+  if (shape.empty() || shape.size() > 4) return 0;
+  size_t count = 1;
+  for (const int side : shape) {
+    if (side < 1 || static_cast<size_t>(side) > most / count) return 0;
+    count *= static_cast<size_t>(side);
+  }
+  return count;
+}
+
 // Takes one weight from the front of `bytes`: float32, or bytes with a scale and a minimum. A
 // filter of height, width, inputs, outputs becomes the outputs, inputs, height, width that the
 // inference library takes; a matrix becomes its transpose. False when too few bytes are left.
 bool TakeWeight(const json& entry, std::string_view* bytes, cv::Mat* weight) {
   const std::vector<int> shape = entry.at("shape");
   const json scaling = entry.value("quantization", json::object());
+  const size_t element = scaling.empty() ? sizeof(float) : 1;
+  const size_t size = CountOf(shape, bytes->size() / element) * element;
+  if (size == 0) return false;
   cv::Mat raw(shape, scaling.empty() ? CV_32F : CV_8U), flat;
-  const size_t size = raw.total() * raw.elemSize();
-  if (size > bytes->size()) return false;
   std::copy_n(bytes->data(), size, raw.ptr<char>());
   bytes->remove_prefix(size);
   raw.convertTo(flat, CV_32F, scaling.value("scale", 1.0), scaling.value("min", 0.0));

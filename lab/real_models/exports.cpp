@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <fstream>
 #include <iterator>
 #include <opencv2/core/utils/logger.hpp>
 #include <opencv2/imgproc.hpp>
@@ -15,6 +14,7 @@
 #include "platform/age_gender_model.h"
 #include "platform/face_grade.h"
 #include "real_models/find_faces.h"
+#include "real_models/model_files.h"
 #include "real_models/networks.h"
 
 namespace {
@@ -23,10 +23,6 @@ namespace {
 // as it is and mirrored: four views vary much less than one when the box moves.
 constexpr float kCrops[] = {0.9f, 1.0f};
 constexpr float kViews = 2 * std::size(kCrops);
-
-// The files lie beside the library.
-constexpr const char* kFiles[] = {"age_gender_model-weights_manifest.json", "age_gender_model.bin",
-                                  "face_detection_back_256x256_barracuda.onnx"};
 
 struct Listener {
   ZyModelListener function = nullptr;
@@ -48,21 +44,18 @@ struct Networks {
 
   std::string Load() {
     Dl_info library = {};
-    dladdr(kFiles, &library);
+    dladdr(kCrops, &library);  // the files lie beside it
     const std::string path = library.dli_fname, folder = path.substr(0, path.rfind('/') + 1);
-    std::string contents[std::size(kFiles)];
-    for (size_t i = 0; i < std::size(kFiles); ++i) {
-      std::ifstream in(folder + kFiles[i], std::ios::binary);
-      contents[i].assign(std::istreambuf_iterator<char>(in), {});
-      if (contents[i].empty()) return folder + kFiles[i] + ": is missing or empty";
-    }
+    real_models::ModelFiles files;
+    std::string wrong = real_models::ReadModelFiles(folder, &files);
+    if (!wrong.empty()) return wrong;
     // A program's lines on standard error and a node's threads are counted.
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
     cv::setNumThreads(1);
     try {
-      std::string wrong = age_gender.Load(contents[0], contents[1]);
-      if (wrong.empty()) wrong = finder.Load(contents[2]);
-      if (wrong.empty()) wrong = frame_finder.Load(contents[2]);
+      wrong = age_gender.Load(files.manifest, files.weights);
+      if (wrong.empty()) wrong = finder.Load(files.finder);
+      if (wrong.empty()) wrong = frame_finder.Load(files.finder);
       return wrong.empty() ? "" : folder + ": " + wrong;
     } catch (const std::exception& thrown) {
       const std::string text = thrown.what();

@@ -60,7 +60,8 @@ std::vector<FoundFace> DropOverlaps(std::vector<FoundFace> faces) {
 
 const float* AnswerOfSize(const std::vector<cv::Mat>& answers, int size) {
   for (const cv::Mat& answer : answers) {
-    if (answer.total() == static_cast<size_t>(size)) return answer.ptr<float>();
+    const bool is_float = answer.type() == CV_32F && answer.isContinuous();
+    if (is_float && answer.total() == static_cast<size_t>(size)) return answer.ptr<float>();
   }
   return nullptr;
 }
