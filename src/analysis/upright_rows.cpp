@@ -28,7 +28,7 @@ inline uint8x8x3_t BlueGreenRed(int16x8_t luma, int16x8_t u, int16x8_t v) {
   const int32x4_t green_low =
       vmlal_n_s16(vmull_n_s16(vget_low_s16(u), -22014), vget_low_s16(v), 19763);
   const int32x4_t green_high =
-      vmlal_high_n_s16(vmull_high_n_s16(u, -22014), v, 19763);  // -5325442..5327693
+      vmlal_high_n_s16(base::MultiplyHigh(u, -22014), v, 19763);  // -5325442..5327693
   const int16x8_t green =
       vsubq_s16(vcombine_s16(vrshrn_n_s32(green_low, 16), vrshrn_n_s32(green_high, 16)), v);
   return {{Clip(vaddq_s16(luma, blue)), Clip(vaddq_s16(luma, green)), Clip(vaddq_s16(luma, red))}};

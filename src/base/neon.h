@@ -16,13 +16,52 @@
 #define ZY_HAVE_NEON 0
 #endif
 
-#if ZY_HAVE_NEON && !defined(__aarch64__)
-// Members of the instruction set that SIMDe lacks.
-// Macros, because the shift must stay an immediate.
-#define vshrn_high_n_u16(low, value, shift) vcombine_u8(low, vshrn_n_u16(value, shift))
-#define vqshrun_high_n_s16(low, value, shift) vcombine_u8(low, vqshrun_n_s16(value, shift))
-#define vqshrun_high_n_s32(low, value, shift) vcombine_u16(low, vqshrun_n_s32(value, shift))
-#define vmull_high_n_s16(value, factor) vmull_n_s16(vget_high_s16(value), factor)
+#if ZY_HAVE_NEON
+
+// Instructions that SIMDe lacks, under names of our own: each fills the upper half of a register,
+// or takes it. Any thread.
+namespace base {
+
+// Returns `low` and, above it, `value` shifted right by kShift bits and narrowed.
+template <int kShift>
+[[gnu::always_inline]] inline uint8x16_t ShiftNarrowHigh(uint8x8_t low, uint16x8_t value) {
+#if defined(__aarch64__)
+  return vshrn_high_n_u16(low, value, kShift);
+#else
+  return vcombine_u8(low, vshrn_n_u16(value, kShift));
 #endif
+}
+
+// The same for signed values, limited to the unsigned range.
+template <int kShift>
+[[gnu::always_inline]] inline uint8x16_t ShiftSaturateHigh(uint8x8_t low, int16x8_t value) {
+#if defined(__aarch64__)
+  return vqshrun_high_n_s16(low, value, kShift);
+#else
+  return vcombine_u8(low, vqshrun_n_s16(value, kShift));
+#endif
+}
+
+template <int kShift>
+[[gnu::always_inline]] inline uint16x8_t ShiftSaturateHigh(uint16x4_t low, int32x4_t value) {
+#if defined(__aarch64__)
+  return vqshrun_high_n_s32(low, value, kShift);
+#else
+  return vcombine_u16(low, vqshrun_n_s32(value, kShift));
+#endif
+}
+
+// Returns the products of the upper four values and `factor`.
+[[gnu::always_inline]] inline int32x4_t MultiplyHigh(int16x8_t value, int16_t factor) {
+#if defined(__aarch64__)
+  return vmull_high_n_s16(value, factor);
+#else
+  return vmull_n_s16(vget_high_s16(value), factor);
+#endif
+}
+
+}  // namespace base
+
+#endif  // ZY_HAVE_NEON
 
 #endif  // ZY_BASE_NEON_H_

@@ -59,20 +59,22 @@ uint8x16_t SixteenMeans(const uint8_t* src, std::ptrdiff_t stride) {
   constexpr int kShift = ShiftOf(kFactor);
   const uint16x8_t low = EightSums<kFactor, kFactor>(src, stride);
   const uint16x8_t high = EightSums<kFactor, kFactor>(src + std::ptrdiff_t{8} * kFactor, stride);
-  return vshrn_high_n_u16(vshrn_n_u16(low, kShift), high, kShift);
+  return base::ShiftNarrowHigh<kShift>(vshrn_n_u16(low, kShift), high);
 }
 
 // As ScalarRow, for a row whose source columns are a multiple of 8. Two registers of means at a
 // time are stored together; those of 8 x 8 bytes leave no room for that.
 template <int kFactor>
 void VectorRow(const uint8_t* src, std::ptrdiff_t stride, uint8_t* dst, std::ptrdiff_t outputs) {
-  for (; kFactor < 8 && outputs >= 32; outputs -= 32) {
-    const uint8x16_t first = SixteenMeans<kFactor>(src, stride);
-    const uint8x16_t second = SixteenMeans<kFactor>(src + std::ptrdiff_t{16} * kFactor, stride);
-    vst1q_u8(dst, first);
-    vst1q_u8(dst + 16, second);
-    src += std::ptrdiff_t{32} * kFactor;
-    dst += 32;
+  if constexpr (kFactor < 8) {
+    for (; outputs >= 32; outputs -= 32) {
+      const uint8x16_t first = SixteenMeans<kFactor>(src, stride);
+      const uint8x16_t second = SixteenMeans<kFactor>(src + std::ptrdiff_t{16} * kFactor, stride);
+      vst1q_u8(dst, first);
+      vst1q_u8(dst + 16, second);
+      src += std::ptrdiff_t{32} * kFactor;
+      dst += 32;
+    }
   }
   std::ptrdiff_t x = 0;
   for (; x + 16 <= outputs; x += 16) {
@@ -114,14 +116,13 @@ void PlainShrink(const uint8_t* src, uint8_t* dst, int width, int height, std::p
 
 // `columns` of every source row are consumed, and the next row is looked for where that leaves off.
 template <int kFactor>
-void BlockShrink(KernelVariant variant, const uint8_t* src, uint8_t* dst, int width,
-                 std::ptrdiff_t columns, int height, std::ptrdiff_t stride) {
+void BlockShrink([[maybe_unused]] KernelVariant variant, const uint8_t* src, uint8_t* dst,
+                 int width, std::ptrdiff_t columns, int height, std::ptrdiff_t stride) {
   if (src == nullptr || dst == nullptr || height < kFactor) return;
   RowFunction* row = ScalarRow<kFactor>;
 #if ZY_HAVE_NEON
   if (variant == KernelVariant::kVector) row = VectorRow<kFactor>;
 #endif
-  static_cast<void>(variant);
   ShrinkRows(row, src, dst, columns / kFactor, height / kFactor, stride,
              kFactor * stride + columns - width);
 }

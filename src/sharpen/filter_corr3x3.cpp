@@ -100,11 +100,11 @@ struct Kernel16 {
     Half high;
   };
 
-  uint8x16_t Take(uint8x16_t left, uint8x16_t middle, uint8x16_t right, Sums* sums) const {
+  uint8x16_t AddRow(uint8x16_t left, uint8x16_t middle, uint8x16_t right, Sums* sums) const {
     const Row row(left, middle, right);
     const int16x8_t low = Add(row.beside_low, row.middle_low, &sums->low);
     const int16x8_t high = Add(row.beside_high, row.middle_high, &sums->high);
-    return vqshrun_high_n_s16(vqshrun_n_s16(low, 4), high, 4);
+    return base::ShiftSaturateHigh<4>(vqshrun_n_s16(low, 4), high);
   }
 
  private:
@@ -130,7 +130,7 @@ struct Kernel32 {
     Quarter first, second, third, fourth;
   };
 
-  uint8x16_t Take(uint8x16_t left, uint8x16_t middle, uint8x16_t right, Sums* sums) const {
+  uint8x16_t AddRow(uint8x16_t left, uint8x16_t middle, uint8x16_t right, Sums* sums) const {
     const Row row(left, middle, right);
     const uint16x8_t low = Add(row.beside_low, row.middle_low, &sums->first, &sums->second);
     const uint16x8_t high = Add(row.beside_high, row.middle_high, &sums->third, &sums->fourth);
@@ -143,9 +143,9 @@ struct Kernel32 {
     const int32x4_t low_side = vmlal_n_s16(vmull_n_s16(vget_low_s16(beside), weights.corner),
                                            vget_low_s16(middle), weights.edge);
     const int32x4_t high_side =
-        vmlal_high_n_s16(vmull_high_n_s16(beside, weights.corner), middle, weights.edge);
+        vmlal_high_n_s16(base::MultiplyHigh(beside, weights.corner), middle, weights.edge);
     const uint16x4_t low_done = vqshrun_n_s32(vaddq_s32(low->own, low_side), 4);
-    const uint16x8_t done = vqshrun_high_n_s32(low_done, vaddq_s32(high->own, high_side), 4);
+    const uint16x8_t done = base::ShiftSaturateHigh<4>(low_done, vaddq_s32(high->own, high_side));
     *low = {low_side, vmlal_n_s16(vmlal_n_s16(low->side, vget_low_s16(beside), weights.edge),
                                   vget_low_s16(middle), weights.centre)};
     *high = {high_side, vmlal_high_n_s16(vmlal_high_n_s16(high->side, beside, weights.edge), middle,
@@ -186,7 +186,7 @@ struct Marks {
 template <class Kernel>
 std::ptrdiff_t BlendRun(const Kernel& kernel, strips::Place at, const Marks& mask,
                         std::ptrdiff_t r) {
-  strips::Strip<Kernel> strip(kernel, strips::SumsAt(kernel, at));
+  strips::Strip<Kernel> strip(kernel, strips::FirstSums(kernel, at));
   for (; r < mask.rows; ++r, at = at.Moved(0, 2)) {
     const uint8x16_t marks = mask.At(r);
     if (!Marks::HasAny(marks)) break;
@@ -200,8 +200,8 @@ std::ptrdiff_t BlendRun(const Kernel& kernel, strips::Place at, const Marks& mas
         vst1q_u8(row + 16, vbslq_u8(marked_right, right, vld1q_u8(row + 16)));
       };
     };
-    strip.Take(at.src + at.stride, blend_into(at.dst));
-    strip.Take(at.src + 2 * at.stride, blend_into(at.dst + at.pitch));
+    strip.Step(at.src + at.stride, blend_into(at.dst));
+    strip.Step(at.src + 2 * at.stride, blend_into(at.dst + at.pitch));
   }
   return r;
 }
@@ -232,22 +232,22 @@ void WalkMarked(const Kernel& kernel, const strips::Place& plane, const uint8_t*
 
 }  // namespace
 
-void filterCorr3x3s8_v2Variant(KernelVariant variant, const unsigned char* src, unsigned char* dst,
-                               unsigned int width, unsigned int height, signed char corner,
-                               signed char centre, signed char edge, int stride) {
+void filterCorr3x3s8_v2Variant([[maybe_unused]] KernelVariant variant, const unsigned char* src,
+                               unsigned char* dst, unsigned int width, unsigned int height,
+                               signed char corner, signed char centre, signed char edge,
+                               int stride) {
   const std::ptrdiff_t columns = static_cast<int>(width);
   const std::ptrdiff_t rows = static_cast<int>(height);
   if (src == nullptr || dst == nullptr || columns < 3) return;
   const Weights weights{corner, centre, edge};
 #if ZY_HAVE_NEON
-  if (variant == KernelVariant::kVector && columns >= strips::kColumns + 2) {
+  if (variant == KernelVariant::kVector && columns >= strips::kStripColumns + 2) {
     const strips::Place first = {src, stride, dst, columns};
     return WithKernel(weights, [&](const auto& kernel) {
       strips::Walk(kernel, first.Moved(1, 1), columns - 2, rows - 2);
     });
   }
 #endif
-  static_cast<void>(variant);
   for (std::ptrdiff_t y = 1; y < rows - 1; ++y) {
     ScalarPixels(weights, WindowAround(src + y * stride, stride), dst + y * columns, 1,
                  columns - 1);
@@ -260,11 +260,11 @@ void filterCorr3x3s8_v2(const unsigned char* src, unsigned char* dst, unsigned i
   filterCorr3x3s8_v2Variant(kBestVariant, src, dst, width, height, corner, centre, edge, stride);
 }
 
-void filterCorr3x3s8_v2WithskinMapVariant(KernelVariant variant, const unsigned char* src,
-                                          const unsigned char* mask, unsigned char* dst,
-                                          unsigned int width, unsigned int height,
-                                          signed char corner, signed char centre, signed char edge,
-                                          int stride) {
+void filterCorr3x3s8_v2WithskinMapVariant([[maybe_unused]] KernelVariant variant,
+                                          const unsigned char* src, const unsigned char* mask,
+                                          unsigned char* dst, unsigned int width,
+                                          unsigned int height, signed char corner,
+                                          signed char centre, signed char edge, int stride) {
   if (src == nullptr || mask == nullptr || dst == nullptr) return;
   if (static_cast<int>(width) < 6 || static_cast<int>(height) < 6) return;
   const Weights weights{corner, centre, edge};
@@ -272,13 +272,12 @@ void filterCorr3x3s8_v2WithskinMapVariant(KernelVariant variant, const unsigned 
   const std::ptrdiff_t half_width = columns / 2;
   const std::ptrdiff_t half_height = static_cast<std::ptrdiff_t>(height) / 2;
 #if ZY_HAVE_NEON
-  if (variant == KernelVariant::kVector && 2 * half_width >= strips::kColumns + 4) {
+  if (variant == KernelVariant::kVector && 2 * half_width >= strips::kStripColumns + 4) {
     return WithKernel(weights, [&](const auto& kernel) {
       WalkMarked(kernel, {src, stride, dst, columns}, mask, half_width, half_height);
     });
   }
 #endif
-  static_cast<void>(variant);
   for (std::ptrdiff_t by = 1; by < half_height - 1; ++by) {
     const Window upper = WindowAround(src + 2 * by * stride, stride);
     const Window lower = WindowAround(upper.below, stride);

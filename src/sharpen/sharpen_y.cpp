@@ -39,7 +39,7 @@ struct SharpenKernel {
     Half high;
   };
 
-  static uint8x16_t Take(uint8x16_t left, uint8x16_t middle, uint8x16_t right, Sums* sums) {
+  static uint8x16_t AddRow(uint8x16_t left, uint8x16_t middle, uint8x16_t right, Sums* sums) {
     const uint8x16_t four = vdupq_n_u8(4);
     const uint8x16_t scale = vdupq_n_u8(124);
     const uint16x8_t low = vmlal_u8(vaddl_u8(vget_low_u8(left), vget_low_u8(right)),
@@ -47,7 +47,7 @@ struct SharpenKernel {
     const uint16x8_t high = vmlal_high_u8(vaddl_high_u8(left, right), middle, four);
     const int16x8_t first = Add(low, vmull_u8(vget_low_u8(middle), vget_low_u8(scale)), &sums->low);
     const int16x8_t second = Add(high, vmull_high_u8(middle, scale), &sums->high);
-    return vqshrun_high_n_s16(vqshrun_n_s16(first, 4), second, 4);
+    return base::ShiftSaturateHigh<4>(vqshrun_n_s16(first, 4), second);
   }
 
  private:
@@ -68,7 +68,7 @@ void sharpenYVariant(KernelVariant variant, const unsigned char* src, unsigned c
                      int height, int stride) {
 #if ZY_HAVE_NEON
   const bool has_planes = src != nullptr && dst != nullptr;
-  if (variant == KernelVariant::kVector && has_planes && width >= strips::kColumns + 2) {
+  if (variant == KernelVariant::kVector && has_planes && width >= strips::kStripColumns + 2) {
     const strips::Place first = {src, stride, dst, width};
     return strips::Walk(SharpenKernel(), first.Moved(1, 1), width - 2, std::ptrdiff_t{height} - 2);
   }

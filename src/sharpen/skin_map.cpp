@@ -52,14 +52,14 @@ struct SmoothKernel {
     Half high;
   };
 
-  static uint8x16_t Take(uint8x16_t left, uint8x16_t middle, uint8x16_t right, Sums* sums) {
+  static uint8x16_t AddRow(uint8x16_t left, uint8x16_t middle, uint8x16_t right, Sums* sums) {
     const uint8x16_t two = vdupq_n_u8(2);
     const uint16x8_t low = vaddl_u8(vget_low_u8(left), vget_low_u8(right));
     const uint16x8_t high = vaddl_high_u8(left, right);
     const uint16x8_t low_done =
         Add(vmlal_u8(low, vget_low_u8(middle), vget_low_u8(two)), &sums->low);
     const uint16x8_t high_done = Add(vmlal_high_u8(high, middle, two), &sums->high);
-    return vshrn_high_n_u16(vshrn_n_u16(low_done, 4), high_done, 4);
+    return base::ShiftNarrowHigh<4>(vshrn_n_u16(low_done, 4), high_done);
   }
 
  private:
@@ -72,7 +72,7 @@ struct SmoothKernel {
   }
 };
 
-constexpr std::ptrdiff_t kBufferedRows = 2 * strips::kBand;
+constexpr std::ptrdiff_t kBufferedRows = 2 * strips::kBlockRows;
 
 // A strip would take its left neighbour's smoothed samples for the map's. Rows are therefore read
 // from `buffer`, which holds some as they were on entry, with one more above and below.
@@ -92,19 +92,18 @@ void VectorRows(uint8_t* map, uint8_t* buffer, std::ptrdiff_t width, std::ptrdif
 
 }  // namespace
 
-void smoothSkinMapGaussianVariant(KernelVariant variant, unsigned char* map, unsigned int width,
-                                  unsigned int height) {
+void smoothSkinMapGaussianVariant([[maybe_unused]] KernelVariant variant, unsigned char* map,
+                                  unsigned int width, unsigned int height) {
   const auto columns = static_cast<int>(width);
   const auto rows = static_cast<int>(height);
   if (map == nullptr || columns <= 0 || rows <= 0) return;
   const std::unique_ptr<uint16_t[]> buffer(new uint16_t[std::size_t{width} * height]);
   if (columns < 5 || rows < 5) return;
 #if ZY_HAVE_NEON
-  if (variant == KernelVariant::kVector && columns >= strips::kColumns + 2 * kMargin) {
+  if (variant == KernelVariant::kVector && columns >= strips::kStripColumns + 2 * kMargin) {
     return VectorRows(map, reinterpret_cast<uint8_t*>(buffer.get()), columns, rows);
   }
 #endif
-  static_cast<void>(variant);
   ScalarRows(map, buffer.get(), columns, rows);
 }
 

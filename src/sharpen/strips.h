@@ -1,10 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
-// The walk that the kit's 3x3 kernels share: down strips of columns, so that a row's horizontal
-// sums are formed once and serve three rows of pixels. Internal to the kit.
+// The order in which the kit's 3x3 kernels walk over a plane. A strip is walked from top to bottom,
+// so that a row's horizontal sums are formed once and serve three rows of pixels. Strips of a few
+// rows lie side by side in a block, and blocks below each other in a panel:
 //
-// A Kernel tells what a row contributes, sixteen columns at a time. Its Sums are what it keeps of
-// the rows that it has taken; Take(left, middle, right, &sums) takes the next row, each column with
-// those beside it, and returns the pixels of the row before, once two rows were taken.
+//         kPanelColumns
+//   +-------+-------+----- ... +------   a panel is done before the next one begins
+//   | strip | strip |          |
+//   |   |   |   |   |          |         a block: kBlockRows rows, strip after strip
+//   |   v   |   v   |          |
+//   +-------+-------+----- ... +------
+//   |   |   |   |   |          |         the next block: each strip goes on with the
+//   |   v   |   v   |          |         sums with which the one above it ended
+//
+// A Kernel adds rows up, sixteen columns at a time. AddRow(left, middle, right, &sums) adds the
+// next row, each column with those beside it, to its Sums, and returns the pixels of the row
+// before, once two rows were added. Internal to the kit.
 #ifndef ZY_SHARPEN_STRIPS_H_
 #define ZY_SHARPEN_STRIPS_H_
 
@@ -18,17 +28,15 @@
 
 namespace strips {
 
-inline constexpr std::ptrdiff_t kColumns = 32;  // of a strip
+inline constexpr std::ptrdiff_t kStripColumns = 32;
 
-// Rows that are done in all columns before the next ones begin. In a wide picture each lies on a
-// page of its own, in the source and in the destination, and a processor has few translations of
-// pages at hand: with the rows above and below, a band has 38. A multiple of the rows in a turn and
-// in a block.
-inline constexpr std::ptrdiff_t kBand = 18;
+// Bounded by the reach of a processor's TLB: in a wide picture each row lies on a page of its own,
+// in the source and in the destination, and with the rows above and below a block touches 38 pages.
+// A multiple of the rows in a turn (3) and in a block of the mask (2).
+inline constexpr std::ptrdiff_t kBlockRows = 18;
 
-// Columns whose sums stay on the stack from band to band, so that no band forms anew those of the
-// rows above it.
-inline constexpr std::ptrdiff_t kKeptColumns = 2048;
+// Bounded by the stack, where a panel keeps the sums of its strips from block to block.
+inline constexpr std::ptrdiff_t kPanelColumns = 2048;
 
 // A place in the source and the same one in the destination.
 struct Place {
@@ -42,7 +50,7 @@ struct Place {
   }
 };
 
-// kColumns columns of a plane, from top to bottom.
+// kStripColumns columns of a plane, from top to bottom.
 template <class Kernel>
 class Strip {
  public:
@@ -56,105 +64,105 @@ class Strip {
 
   const Sums& sums() const { return sums_; }
 
-  // Takes a row, and calls put(left, right) with the pixels of the row before.
-  template <class Put>
-  [[gnu::always_inline]] void Take(const uint8_t* row, Put put) {
-    const uint8x16_t right = TakeSixteen(row + 16, &sums_.right);
-    put(TakeSixteen(row, &sums_.left), right);
+  // Goes on to `row`, and calls store(left, right) with the pixels of the row before.
+  template <class Store>
+  [[gnu::always_inline]] void Step(const uint8_t* row, Store store) {
+    const uint8x16_t right = AddSixteen(row + 16, &sums_.right);
+    store(AddSixteen(row, &sums_.left), right);
   }
 
  private:
   // The middle is loaded last: clang orders a sum by its operands' age, and adds the middle column
   // in the same instruction that multiplies it only when it comes last.
-  [[gnu::always_inline]] uint8x16_t TakeSixteen(const uint8_t* row, typename Kernel::Sums* sums) {
+  [[gnu::always_inline]] uint8x16_t AddSixteen(const uint8_t* row, typename Kernel::Sums* sums) {
     const uint8x16_t left = vld1q_u8(row - 1);
     const uint8x16_t right = vld1q_u8(row + 1);
-    return kernel_.Take(left, vld1q_u8(row), right, sums);
+    return kernel_.AddRow(left, vld1q_u8(row), right, sums);
   }
 
   const Kernel kernel_;
   Sums sums_;
 };
 
-// The sums of the row above `first` and of its own, with which a strip begins there.
+// Returns the sums with which a strip begins at `first`: of the row above it and of its own.
 template <class Kernel>
-[[gnu::always_inline]] inline typename Strip<Kernel>::Sums SumsAt(const Kernel& kernel,
-                                                                  const Place& first) {
+[[gnu::always_inline]] inline typename Strip<Kernel>::Sums FirstSums(const Kernel& kernel,
+                                                                     const Place& first) {
   Strip<Kernel> strip(kernel, typename Strip<Kernel>::Sums());
   const auto ignore = [](uint8x16_t, uint8x16_t) {};
-  strip.Take(first.src - first.stride, ignore);
-  strip.Take(first.src, ignore);
+  strip.Step(first.src - first.stride, ignore);
+  strip.Step(first.src, ignore);
   return strip.sums();
 }
 
-// Takes the next row of a strip and writes the row of pixels before. A cache line is as wide as two
-// strips: with kAhead, this one asks for what the next two will read; beyond the plane that does
-// nothing.
-template <bool kAhead, class Kernel>
-[[gnu::always_inline]] inline void WalkRow(Strip<Kernel>* strip, Place* at) {
+// Goes on to the next row of a strip and stores the pixels of the row before. A cache line is as
+// wide as two strips: with kPrefetch, this one prefetches the line of the next two. A prefetch
+// beyond the plane does nothing.
+template <bool kPrefetch, class Kernel>
+[[gnu::always_inline]] inline void StepRow(Strip<Kernel>* strip, Place* at) {
   at->src += at->stride;
-  if constexpr (kAhead) __builtin_prefetch(at->src + 3 * kColumns);
-  strip->Take(at->src, [at](uint8x16_t left, uint8x16_t right) {
+  if constexpr (kPrefetch) __builtin_prefetch(at->src + 3 * kStripColumns);
+  strip->Step(at->src, [at](uint8x16_t left, uint8x16_t right) {
     vst1q_u8(at->dst, left);
     vst1q_u8(at->dst + 16, right);
   });
   at->dst += at->pitch;
 }
 
-// Three rows a turn: the sums change their registers in a ring of three, and none is moved.
-template <bool kAhead, class Kernel>
-void WalkThrees(const Kernel& kernel, Place at, std::ptrdiff_t turns,
-                typename Strip<Kernel>::Sums* kept) {
-  Strip<Kernel> strip(kernel, *kept);
+// Walks three rows a turn: the sums change their registers in a ring of three, and none is moved.
+template <bool kPrefetch, class Kernel>
+void WalkTurns(const Kernel& kernel, Place at, std::ptrdiff_t turns,
+               typename Strip<Kernel>::Sums* sums) {
+  Strip<Kernel> strip(kernel, *sums);
   for (; turns > 0; --turns) {
-    WalkRow<kAhead>(&strip, &at);
-    WalkRow<kAhead>(&strip, &at);
-    WalkRow<kAhead>(&strip, &at);
+    StepRow<kPrefetch>(&strip, &at);
+    StepRow<kPrefetch>(&strip, &at);
+    StepRow<kPrefetch>(&strip, &at);
   }
-  *kept = strip.sums();
+  *sums = strip.sums();
 }
 
-// The rows below the last turn of three.
+// Walks the rows below the last turn.
 template <class Kernel>
 void WalkRest(const Kernel& kernel, Place at, std::ptrdiff_t rows,
-              typename Strip<Kernel>::Sums* kept) {
-  Strip<Kernel> strip(kernel, *kept);
-  for (; rows > 0; --rows) WalkRow<false>(&strip, &at);
-  *kept = strip.sums();
+              typename Strip<Kernel>::Sums* sums) {
+  Strip<Kernel> strip(kernel, *sums);
+  for (; rows > 0; --rows) StepRow<false>(&strip, &at);
+  *sums = strip.sums();
 }
 
-// Calls walk(x, y, rows) for each strip of each band. The last strip of a band moves back
-// over pixels that are done, or to before x = 0 where there are fewer than kColumns.
+// Calls walk(x, y, rows) for each strip of each block. The last strip of a block moves back over
+// pixels that are done, or to before x = 0 where there are fewer than kStripColumns.
 template <class WalkOne>
 void ForEachStrip(std::ptrdiff_t columns, std::ptrdiff_t rows, WalkOne walk) {
-  for (std::ptrdiff_t y = 0; y < rows; y += kBand) {
-    for (std::ptrdiff_t x = 0; x < columns; x += kColumns) {
-      walk(std::min(x, columns - kColumns), y, std::min(kBand, rows - y));
+  for (std::ptrdiff_t y = 0; y < rows; y += kBlockRows) {
+    for (std::ptrdiff_t x = 0; x < columns; x += kStripColumns) {
+      walk(std::min(x, columns - kStripColumns), y, std::min(kBlockRows, rows - y));
     }
   }
 }
 
-// Walks over up to kKeptColumns columns of pixels. A strip that is wider begins left of `first`.
+// Walks over one panel. Where it is narrower than a strip, the strip begins left of `first`.
 template <class Kernel>
-void WalkKept(const Kernel& kernel, const Place& first, std::ptrdiff_t columns,
-              std::ptrdiff_t rows) {
-  typename Strip<Kernel>::Sums kept[kKeptColumns / kColumns];
+void WalkPanel(const Kernel& kernel, const Place& first, std::ptrdiff_t columns,
+               std::ptrdiff_t rows) {
+  typename Strip<Kernel>::Sums kept[kPanelColumns / kStripColumns];
   ForEachStrip(columns, rows, [&](std::ptrdiff_t x, std::ptrdiff_t y, std::ptrdiff_t count) {
-    const std::ptrdiff_t strip = (x + kColumns - 1) / kColumns;
+    const std::ptrdiff_t strip = (x + kStripColumns - 1) / kStripColumns;
     const Place at = first.Moved(x, y);
-    if (y == 0) kept[strip] = SumsAt(kernel, at);
-    strip % 2 == 0 ? WalkThrees<true>(kernel, at, count / 3, &kept[strip])
-                   : WalkThrees<false>(kernel, at, count / 3, &kept[strip]);
+    if (y == 0) kept[strip] = FirstSums(kernel, at);
+    strip % 2 == 0 ? WalkTurns<true>(kernel, at, count / 3, &kept[strip])
+                   : WalkTurns<false>(kernel, at, count / 3, &kept[strip]);
     if (count % 3 != 0) WalkRest(kernel, at.Moved(0, count / 3 * 3), count % 3, &kept[strip]);
   });
 }
 
 // Walks over `columns` x `rows` pixels from `first`; the source has a pixel on every side of each.
-// `columns` is at least kColumns.
+// `columns` is at least kStripColumns.
 template <class Kernel>
 void Walk(const Kernel& kernel, const Place& first, std::ptrdiff_t columns, std::ptrdiff_t rows) {
-  for (std::ptrdiff_t x = 0; x < columns; x += kKeptColumns) {
-    WalkKept(kernel, first.Moved(x, 0), std::min(kKeptColumns, columns - x), rows);
+  for (std::ptrdiff_t x = 0; x < columns; x += kPanelColumns) {
+    WalkPanel(kernel, first.Moved(x, 0), std::min(kPanelColumns, columns - x), rows);
   }
 }
 
