@@ -8,8 +8,8 @@
 #include <new>
 
 #include "analysis/zy_preview.h"
-#include "framework/frame_fate.h"
 #include "framework/framework.h"
+#include "framework/own_node.h"
 #include "tests/allocations.h"
 #include "tests/device_testing.h"
 
@@ -127,9 +127,10 @@ class FaultTest : public DeviceTest {
     testing_support::g_allocation_watch = &g_starvation;
     framework::SetLogListener([this](const framework::LogLine& line) {
       failed_joins_ += std::strstr(line.text, "pthread dead already") != nullptr;
-      const auto fate = framework::FateIn(line.text);
-      considered_frames_ += fate.has_value();
-      EXPECT_FALSE(g_worker_is_off && fate == framework::FrameFate::kTaken);
+      const auto outcome = framework::OutcomeIn(line.text);
+      considered_frames_ += outcome == framework::Outcome::kTaken;
+      considered_frames_ += outcome == framework::Outcome::kDropped;
+      EXPECT_FALSE(g_worker_is_off && outcome == framework::Outcome::kTaken);
       return false;
     });
   }

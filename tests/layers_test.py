@@ -28,6 +28,7 @@ FOLDERS = {
 FILES = {
     "src/base/neon.h": "<simde <arm_neon.h",
     "lab/framework/own_node.h": "node/log_lines.h",
+    "lab/framework/own_node.cpp": "node/log_lines.h",
     "lab/real_models/age_gender_net.cpp": "<nlohmann",
     "lab/real_models/model_files.cpp": "<openssl",
     "lab/camkit/options.cpp": "<CLI", "lab/camsim/options.cpp": "<CLI", "lab/nodecheck/options.cpp": "<CLI",

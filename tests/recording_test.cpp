@@ -99,7 +99,8 @@ TEST(Recording, LinesAreReadAsTheyWereMeant) {
   request.out.values = {{"faceNum", false, {int64_t{1}}},
                         {"age", true, {ValueOf(31.2f), ValueOf(NAN), ValueOf(-INFINITY)}}};
   request.outcome = Outcome::kDropped;
-  request.why[1] = {Why::kIsFigure, Why::kTooSmall};
+  request.why.emplace();
+  (*request.why)[1] = {Why::kIsFigure, Why::kTooSmall};
   const std::string restart = LineOf(Event{Event::kPipeline, {}});
   const std::string property = LineOf(Event{Event::kProperty, {{"a", "b"}, {"c", {}}}});
   const Recording read = Parsed(restart + property + LineOf(request, true));

@@ -117,7 +117,7 @@ TEST(DeviceInput, ValuesHoldUntilTheyChangeAndTheLaterRectanglesCount) {
   // What is absent is not told, but holds.
   EXPECT_EQ(input.Holds().orientation, 90);
   EXPECT_EQ(input.Holds().score, 1);
-  const record::DeviceState carried = input.Carried(kSent, *input.Faces());
+  const framework::DeviceState carried = input.Carried(kSent, *input.Faces());
   EXPECT_FALSE(carried.orientation || carried.score);
   EXPECT_EQ(carried.gender_and_age, 1);
   EXPECT_FALSE(input.RawFaces(kSent));
@@ -134,6 +134,8 @@ TEST(DeviceInput, ValuesHoldUntilTheyChangeAndTheLaterRectanglesCount) {
 
 TEST(Clip, FiguresFollowTheFacesThatTheyWerePublishedFor) {
   record::RequestRecord published, frame;
+  published.why.emplace();
+  frame.why.emplace();
   published.faces = {{100, 100, 50, 50}, {300, 100, 40, 40}, {500, 100, 30, 30}};
   published.out.result = {3, {0.1f, 0.2f, 0.3f}, {10, 20, 30}, {60, 70, 80}, {0.8f, 0.6f, 0.4f}};
   // The second face came nearer, the third left; another one is new.
@@ -145,9 +147,9 @@ TEST(Clip, FiguresFollowTheFacesThatTheyWerePublishedFor) {
     EXPECT_EQ(shown.out.result.age[slot], published.out.result.age[from]);
     EXPECT_EQ(shown.out.result.score[slot], published.out.result.score[from]);
     EXPECT_EQ(shown.out.result.prop[slot], published.out.result.prop[from]);
-    EXPECT_TRUE(shown.why[static_cast<size_t>(slot)].HasFigures());
+    EXPECT_TRUE((*shown.why)[static_cast<size_t>(slot)].HasFigures());
   }
-  EXPECT_FALSE(shown.why[2].HasFigures());
+  EXPECT_FALSE((*shown.why)[2].HasFigures());
 }
 
 }  // namespace

@@ -8,14 +8,14 @@
 
 #include "analysis/face_age.h"
 #include "analysis/zy_preview.h"
-#include "framework/frame_fate.h"
+#include "framework/own_node.h"
 #include "tests/device_testing.h"
 
 namespace {
 
 using android::ZYPreview;
 using device::ModelSettings;
-using framework::FrameFate;
+using framework::Outcome;
 using testing_support::CountContaining;
 using Faces = std::vector<android::_FaceLocation>;
 
@@ -34,23 +34,24 @@ class WorkerTest : public testing_support::DeviceTest {
     AwaitWorkers();
   }
 
-  // Offers a frame once. No fate: it was skipped.
-  std::optional<FrameFate> Offer(const ZyImageBuffer& image, const Faces& faces,
-                                 int orientation = 270, int flip = 0) {
+  // Offers a frame once. No outcome: it was skipped.
+  std::optional<Outcome> Offer(const ZyImageBuffer& image, const Faces& faces,
+                               int orientation = 270, int flip = 0) {
     log_.TakeOwn();
     const int count = static_cast<int>(faces.size());
     EXPECT_EQ(worker_->ProcessBuffer(&image, faces.data(), count, orientation, flip), 1);
     for (const std::string& line : log_.TakeOwn()) {
-      if (const auto fate = framework::FateIn(line.c_str() + line.rfind('/') + 1)) return fate;
+      if (const auto outcome = framework::OutcomeIn(line.c_str() + line.rfind('/') + 1))
+        return outcome;
     }
     return std::nullopt;
   }
 
   // Offers a frame until it is considered, and waits for its pass.
   void Hand(const ZyImageBuffer& image, const Faces& faces, int orientation = 270, int flip = 0) {
-    std::optional<FrameFate> fate;
-    for (int i = 0; i < 4 && !fate; ++i) fate = Offer(image, faces, orientation, flip);
-    EXPECT_EQ(fate, FrameFate::kTaken);
+    std::optional<Outcome> outcome;
+    for (int i = 0; i < 4 && !outcome; ++i) outcome = Offer(image, faces, orientation, flip);
+    EXPECT_EQ(outcome, Outcome::kTaken);
     AwaitWorkers();
   }
 
@@ -90,11 +91,11 @@ TEST_F(WorkerTest, AFrameThatIsDroppedLeavesThePendingOneAlone) {
     return device::AgeGenderAnswer{};
   });
   framework::HoldSignals(true);
-  EXPECT_EQ(Offer(image_, face_, 0), FrameFate::kTaken);
+  EXPECT_EQ(Offer(image_, face_, 0), Outcome::kTaken);
   std::fill(frame_.bytes.begin(), frame_.bytes.end(), uint8_t{0});
   for (const bool pending : {true, false}) {
     ExpectThreeSkips();
-    EXPECT_EQ(Offer(image_, Faces(2, {0, 0, 90, 90}), 180, 1), FrameFate::kDropped);
+    EXPECT_EQ(Offer(image_, Faces(2, {0, 0, 90, 90}), 180, 1), Outcome::kDropped);
     EXPECT_EQ(worker_->mFaceAnalyzeNum, 1);
     framework::HoldSignals(false);
     while (pending && device::AgeGender().Counts().analyses < 2) std::this_thread::yield();
@@ -106,7 +107,7 @@ TEST_F(WorkerTest, AFrameThatIsDroppedLeavesThePendingOneAlone) {
   EXPECT_EQ(calls[0].rgb_digest, calls[1].rgb_digest);
   EXPECT_EQ(calls[0].left, calls[1].left);
   ExpectThreeSkips();
-  EXPECT_EQ(Offer(image_, face_), FrameFate::kTaken);
+  EXPECT_EQ(Offer(image_, face_), Outcome::kTaken);
   AwaitWorkers();
 }
 
@@ -130,7 +131,7 @@ TEST_F(WorkerTest, TakesWhatANodeNeverOffers) {
   EXPECT_EQ(worker_->mFaceAnalyzeNum, 3);
   ExpectThreeSkips();
   for (const int none : {0, -1}) {
-    EXPECT_EQ(Offer(image_, face_), FrameFate::kTaken);
+    EXPECT_EQ(Offer(image_, face_), Outcome::kTaken);
     AwaitWorkers();
     EXPECT_EQ(Index(), 0);
     EXPECT_EQ(worker_->ProcessBuffer(&image_, face_.data(), none, 270, 0), 1);  // nor does this
@@ -273,7 +274,7 @@ TEST_F(WorkerTest, DestructionWaitsForOneAttemptToSetTheModelUp) {
 
 TEST_F(WorkerTest, DestructionWaitsForARunningPass) {
   device::AgeGender().Set(&ModelSettings::delay, std::chrono::milliseconds(200));
-  ASSERT_EQ(Offer(image_, {face_[0], face_[0]}), FrameFate::kTaken);
+  ASSERT_EQ(Offer(image_, {face_[0], face_[0]}), Outcome::kTaken);
   while (device::AgeGender().Counts().analyses == 0) std::this_thread::yield();
   worker_.reset();
   EXPECT_EQ(device::AgeGender().Counts().analyses, 2u);

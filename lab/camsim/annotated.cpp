@@ -9,10 +9,10 @@
 namespace camsim {
 namespace {
 
-using record::kSlots;
+using framework::kSlots;
+using framework::SlotWhy;
+using framework::Why;
 using record::RequestRecord;
-using record::SlotWhy;
-using record::Why;
 
 constexpr media::Colour kFaceColours[kSlots] = {{80, 220, 100}, {90, 170, 255}, {255, 190, 60}};
 constexpr media::Colour kCaptionColour = {200, 200, 200};
@@ -20,7 +20,7 @@ constexpr media::Colour kCaptionColour = {200, 200, 200};
 // Two lines: figures, and where there are none the reason.
 std::string Label(const RequestRecord& request, std::size_t slot) {
   const framework::ResultRecord& result = request.out.result;
-  const SlotWhy why = request.why[slot];
+  const SlotWhy why = request.why ? (*request.why)[slot] : SlotWhy();
   if (!why.HasFigures()) return TextOf(why);
   char estimates[64], score[32];
   std::snprintf(estimates, sizeof(estimates), "gender %.2f age %.1f", result.gender[slot],
@@ -83,8 +83,9 @@ media::Picture DrawFaces(const media::Nv12Frame& frame, const std::vector<common
 
 RequestRecord WithFigures(const RequestRecord& frame, const RequestRecord& published) {
   RequestRecord shown = frame;
+  if (!frame.why) return shown;
   shown.out.result = {};
-  shown.why.fill({Why::kNotAnalysed, Why::kNotAnalysed});
+  shown.why->fill({Why::kNotAnalysed, Why::kNotAnalysed});
   const std::size_t known = std::min<std::size_t>(published.faces.size(), kSlots);
   for (std::size_t slot = 0; slot < std::min<std::size_t>(frame.faces.size(), kSlots); ++slot) {
     int64_t most = 0;
@@ -92,7 +93,7 @@ RequestRecord WithFigures(const RequestRecord& frame, const RequestRecord& publi
       const int64_t overlap = common::Overlap(frame.faces[slot], published.faces[other]);
       if (overlap <= most) continue;
       most = overlap;
-      shown.why[slot] = published.why[other];
+      (*shown.why)[slot] = (*published.why)[other];
       shown.out.result.gender[slot] = published.out.result.gender[other];
       shown.out.result.age[slot] = published.out.result.age[other];
       shown.out.result.score[slot] = published.out.result.score[other];

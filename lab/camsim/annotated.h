@@ -19,7 +19,8 @@ namespace camsim {
 media::Picture DrawFaces(const media::Nv12Frame& frame, const std::vector<common::Rect>& faces);
 
 // What is shown of a frame of a clip: its own faces with the figures that were published last, each
-// with those of the face that it overlaps most.
+// with those of the face that it overlaps most. `published` has figures, or no faces. A frame
+// without reasons is shown as it is.
 record::RequestRecord WithFigures(const record::RequestRecord& frame,
                                   const record::RequestRecord& published);
 

@@ -5,6 +5,9 @@
 
 #include <cstdio>
 
+#include "framework/log_watch.h"
+#include "platform/android_log.h"
+
 namespace camsim {
 
 Progress::Progress() : is_shown_(isatty(STDERR_FILENO) != 0 && isatty(STDOUT_FILENO) == 0) {}
@@ -32,5 +35,17 @@ void Progress::Clear() {
   if (is_there_) std::fputs("\r\033[K", stderr);
   is_there_ = false;
 }
+
+LogFilter::LogFilter(LogLevel level, framework::OutcomeWatch* outcomes, Progress* progress) {
+  framework::SetLogListener([=](const framework::LogLine& line) {
+    outcomes->See(line.text);
+    const bool is_printed =
+        level == LogLevel::kInfo || (level == LogLevel::kError && line.priority >= kLogError);
+    if (is_printed) progress->End();  // the log prints where the progress stands
+    return is_printed;
+  });
+}
+
+LogFilter::~LogFilter() { framework::SetLogListener(nullptr); }
 
 }  // namespace camsim

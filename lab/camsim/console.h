@@ -8,6 +8,9 @@
 #include <mutex>
 #include <string>
 
+#include "camsim/options.h"
+#include "framework/own_node.h"
+
 namespace camsim {
 
 // Standard error: whole lines, and on a terminal one line of progress that gives way to them. Any
@@ -31,8 +34,16 @@ class Progress {
   bool is_there_ = false;
 };
 
-// ---- Interrupts
-// ----------------------------------------------------------------------------------
+// Chooses the log lines that the device's log gets, and lets `outcomes` see all.
+class LogFilter {
+ public:
+  LogFilter(LogLevel level, framework::OutcomeWatch* outcomes, Progress* progress);
+  ~LogFilter();
+  LogFilter(const LogFilter&) = delete;
+  LogFilter& operator=(const LogFilter&) = delete;
+};
+
+// ---- Interrupts ---------------------------------------------------------------------------------
 
 inline std::atomic<bool> g_interrupted{false};
 static_assert(std::atomic<bool>::is_always_lock_free);  // a signal handler sets it

@@ -5,12 +5,12 @@
 #include <cstddef>
 #include <limits>
 
-#include "camsim/own_node.h"
+#include "framework/own_node.h"
 
 namespace camsim {
 namespace {
 
-Size SensorSize(const record::DeviceState& state, Size frame) {
+Size SensorSize(const framework::DeviceState& state, Size frame) {
   if (state.sensor_size && (*state.sensor_size)[0] != 0) {
     return {(*state.sensor_size)[0], (*state.sensor_size)[1]};
   }
@@ -18,8 +18,8 @@ Size SensorSize(const record::DeviceState& state, Size frame) {
 }
 
 // The platform's statistics speak of twice the sensor's size unless the quad sensor is on.
-int FactorOf(const record::DeviceState& state) {
-  return *state.quad_cfa != 0 && (*state.camera_role)[2] != kAlwaysHalvedCamera ? 1 : 2;
+int FactorOf(const framework::DeviceState& state) {
+  return *state.quad_cfa != 0 && (*state.camera_role)[2] != framework::kAlwaysHalvedCamera ? 1 : 2;
 }
 
 // The smallest sensor coordinate that scales down to `position`. Of a face that reaches far out of
@@ -32,7 +32,7 @@ int32_t ToSensor(int64_t position, int frame, int sensor) {
 
 // The faces as the platform's statistics give them: the node turns them back into the same pixels
 // when the sensor is at least as large as the frame.
-std::vector<int32_t> SensorRects(const record::DeviceState& state, Size frame,
+std::vector<int32_t> SensorRects(const framework::DeviceState& state, Size frame,
                                  const std::vector<common::Rect>& faces) {
   const Size sensor = SensorSize(state, frame);
   const int factor = FactorOf(state);
@@ -61,7 +61,7 @@ DeviceInput::DeviceInput(const Options& options) {
 }
 
 void DeviceInput::Change(const record::RequestStep& step) {
-  record::ForEachTag(
+  framework::ForEachTag(
       [](const char*, auto& holds, bool& is_absent, const auto& change) {
         if (!change) return;
         is_absent = !*change;
@@ -93,12 +93,13 @@ std::optional<std::vector<common::Rect>> DeviceInput::RawFaces(Size sent) const 
   return faces;
 }
 
-record::DeviceState DeviceInput::Carried(Size sent, const std::vector<common::Rect>& faces) const {
-  record::DeviceState carried = holds_;
+framework::DeviceState DeviceInput::Carried(Size sent,
+                                            const std::vector<common::Rect>& faces) const {
+  framework::DeviceState carried = holds_;
   const Size sensor = SensorSize(holds_, sent);
   if (!carried.sensor_size) carried.sensor_size = {sensor.width, sensor.height};
   if (!carried.face_rectangles) carried.face_rectangles = SensorRects(holds_, sent, faces);
-  record::ForEachTag(
+  framework::ForEachTag(
       [](const char*, auto& field, bool is_absent) {
         if (is_absent) field.reset();
       },

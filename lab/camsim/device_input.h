@@ -8,7 +8,7 @@
 
 #include "camsim/options.h"
 #include "common/geometry.h"
-#include "record/device_state.h"
+#include "framework/device_state.h"
 #include "record/recording.h"
 
 namespace camsim {
@@ -22,19 +22,19 @@ class DeviceInput {
   void Change(const record::RequestStep& step);
 
   // The state itself. Without a sensor size one is chosen that holds the frame.
-  const record::DeviceState& Holds() const { return holds_; }
+  const framework::DeviceState& Holds() const { return holds_; }
   // The faces of a script: in picture pixels, or in those of a frame that is sent in this size.
   const std::optional<std::vector<common::Rect>>& Faces() const { return faces_; }
   std::optional<std::vector<common::Rect>> RawFaces(Size sent) const;
   // The tags of a request with these faces, which are in the sent frame's pixels.
-  record::DeviceState Carried(Size sent, const std::vector<common::Rect>& faces) const;
+  framework::DeviceState Carried(Size sent, const std::vector<common::Rect>& faces) const;
 
  private:
   template <typename>
   using Flag = bool;
 
-  record::DeviceState holds_;
-  record::InputTags<Flag> is_absent_;
+  framework::DeviceState holds_;
+  framework::InputTags<Flag> is_absent_;
   std::optional<std::vector<common::Rect>> faces_;
 };
 

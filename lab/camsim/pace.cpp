@@ -30,11 +30,6 @@ void Pace::AwaitNext() {
   ++sent_;
 }
 
-int64_t Pace::Note(std::chrono::steady_clock::duration took) {
-  took_us_.push_back(took / std::chrono::microseconds(1));
-  return took_us_.back();
-}
-
 std::string Pace::Text() {
   if (took_us_.empty()) return "";
   std::sort(took_us_.begin(), took_us_.end());

@@ -16,8 +16,8 @@ class Pace {
 
   // Sleeps until the next request is due; an interrupt of the program ends the sleep.
   void AwaitNext();
-  // Notes how long the node took for a request. Returns it in microseconds.
-  int64_t Note(std::chrono::steady_clock::duration took);
+  // Notes how many microseconds the node took for a request.
+  void Note(int64_t took) { took_us_.push_back(took); }
   // In a line; empty where nothing was noted.
   std::string Text();
 

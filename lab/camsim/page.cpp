@@ -7,16 +7,15 @@
 #include <utility>
 
 #include "camsim/annotated.h"
-#include "camsim/table.h"
 #include "media/annotate.h"
 #include "record/json_lines.h"
 
 namespace camsim {
 namespace {
 
+using framework::kSlots;
+using framework::Outcome;
 using record::kFigures;
-using record::kSlots;
-using record::Outcome;
 using record::Span;
 
 constexpr std::size_t kTimelineRequests = 72;
@@ -62,8 +61,8 @@ std::string Image(const media::Picture& picture) {
 }
 
 // Whether the figure came from a pass.
-bool IsFigure(record::SlotWhy why, const record::Figure& figure) {
-  return (figure.is_score ? why.score : why.estimates) == record::Why::kIsFigure;
+bool IsFigure(framework::SlotWhy why, const record::Figure& figure) {
+  return (figure.is_score ? why.score : why.estimates) == framework::Why::kIsFigure;
 }
 
 record::Value ValueOf(const record::RequestRecord& request, std::size_t slot,
@@ -83,7 +82,7 @@ common::Failure Page::OnRequest(const record::RequestRecord& request,
   requests_.push_back(request);
   if (requests_.size() > kRequests) requests_.pop_front();
   for (std::size_t slot = 0; slot < kSlots; ++slot) {
-    const std::string why = TextOf(request.why[slot]);
+    const std::string why = request.WhyText(slot);
     if (!why.empty()) ++empty_[why][slot];
   }
   for (ShownPass& shown : passes_) {
@@ -119,7 +118,7 @@ common::Failure Page::Finish(const record::Summary& summary) {
 }
 
 std::string Page::Head(const record::Summary& summary) const {
-  std::string html = kHead + ("<p>" + Escape(SummaryLine(summary))) + "<dl>";
+  std::string html = kHead + ("<p>" + Escape(LineOf(summary))) + "<dl>";
   for (const auto& [key, texts] : ItemsOf(header_)) {
     html += "<dt>" + Escape(key) + "<dd>";
     for (const std::string& text : texts) html += Escape(text) + (texts.size() > 1 ? "<br>" : "");
@@ -148,7 +147,7 @@ std::string Page::Outcomes() const {
 std::string Page::Plot(std::size_t slot, const record::Figure& figure) const {
   std::vector<std::pair<double, double>> points;
   for (const record::RequestRecord& request : requests_) {
-    if (!IsFigure(request.why[slot], figure)) continue;
+    if (request.why && !IsFigure((*request.why)[slot], figure)) continue;
     const record::Value value = ValueOf(request, slot, figure);
     if (const double* const number = std::get_if<double>(&value)) {
       points.emplace_back(*number, static_cast<double>(request.number));
@@ -216,7 +215,7 @@ std::string Page::Passes() const {
         const std::string* const text = std::get_if<std::string>(&value);
         html += "<td>" + (text != nullptr ? *text : record::TextOf(value));
       }
-      html += "<td>" + Escape(TextOf(shown.first->why[slot]));
+      html += "<td>" + Escape(shown.first->WhyText(slot));
     }
     html += "</table></article>";
   }

@@ -50,7 +50,7 @@ class Page : public record::RunListener {
   std::deque<record::PassRecord> pass_times_;  // without pictures
   media::Picture handed_over_;                 // the frame of the pass that comes next
   // How often each slot was empty, by reason.
-  std::map<std::string, std::array<int, record::kSlots>> empty_;
+  std::map<std::string, std::array<int, framework::kSlots>> empty_;
 };
 
 }  // namespace camsim

@@ -11,7 +11,7 @@ using record::PassRecord;
 using record::Span;
 
 void PassWatch::Told(const char* model, const ZyModelCall& call) {
-  const int64_t now = Now();
+  const int64_t now = clock_.Now();
   ++told_;
   std::lock_guard<std::mutex> lock(mutex_);
   const common::Rect face = {call.left, call.top, call.right - call.left, call.bottom - call.top};
@@ -21,24 +21,21 @@ void PassWatch::Told(const char* model, const ZyModelCall& call) {
   for (std::size_t i = 0; i < seen_.rgb.size(); ++i) seen_.rgb[i] = call.rgb[i / 3 * 3 + 2 - i % 3];
 }
 
-int64_t PassWatch::Now() const {
-  const auto now = std::chrono::steady_clock::now() - start_;
-  return std::chrono::duration_cast<std::chrono::microseconds>(now).count();
-}
-
 void PassWatch::HandOver(const record::RequestRecord& request) {
   const Span time = request.time;
   pending_ = PassRecord{request.number, time, worker_, {time.at + time.took, 0}, {}, {}};
 }
 
 void PassWatch::EndPipeline() {
-  if (IsPending()) TakeEnded();
+  TakeEnded();
+  analysed_ = 0;
   ++worker_;
 }
 
-PassRecord PassWatch::TakeEnded() {
-  PassRecord pass = std::move(*pending_);
-  pending_.reset();
+std::optional<PassRecord> PassWatch::TakeEnded() {
+  if (!pending_) return std::nullopt;
+  PassRecord pass = *std::exchange(pending_, std::nullopt);
+  analysed_ = pass.request;
   std::lock_guard<std::mutex> lock(mutex_);
   pass.calls = std::exchange(calls_, {});
   pass.seen = std::exchange(seen_, {});
@@ -48,7 +45,8 @@ PassRecord PassWatch::TakeEnded() {
     call.time = {begin, end - begin};
     begin = end;
   }
-  pass.time.took = (pass.calls.empty() ? Now() : begin) - pass.time.at;
+  pass.time.took = (pass.calls.empty() ? clock_.Now() : begin) - pass.time.at;
+  if (!is_timed_) SetEvenTimes(&pass);
   return pass;
 }
 

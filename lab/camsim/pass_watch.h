@@ -15,11 +15,26 @@
 
 namespace camsim {
 
+// The clock of a run. Any thread; not to be started while another one asks.
+class Clock {
+ public:
+  void Start() { start_ = std::chrono::steady_clock::now(); }
+  // Returns the microseconds since the start.
+  int64_t Now() const {
+    return (std::chrono::steady_clock::now() - start_) / std::chrono::microseconds(1);
+  }
+
+ private:
+  std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
 // Follows the frames that workers take: when their pass ends, and which calls of the model
 // libraries it makes, where these tell. Request thread, but for Told.
 class PassWatch {
  public:
-  explicit PassWatch(bool keeps_pictures) : keeps_pictures_(keeps_pictures) {}
+  // Without `is_timed`, passes get their times from SetEvenTimes.
+  PassWatch(const Clock& clock, bool is_timed, bool keeps_pictures)
+      : clock_(clock), is_timed_(is_timed), keeps_pictures_(keeps_pictures) {}
 
   // What a model library calls at the end of each analysis, on the worker's thread.
   void Told(const char* model, const ZyModelCall& call);
@@ -27,22 +42,22 @@ class PassWatch {
   // How often that was, so far.
   uint64_t Calls() const { return told_; }
 
-  // The run's clock.
-  int64_t Now() const;
   // A worker has taken the frame of a request.
   void HandOver(const record::RequestRecord& request);
-  // Whether a frame was handed over whose pass has not ended.
-  bool IsPending() const { return pending_.has_value(); }
-  // The pass of the frame that was handed over, now that it has ended. A call begins with the end
-  // of the one before it, a pass ends with its last call or, without any, now.
-  record::PassRecord TakeEnded();
+  // Returns the pass of the frame that was handed over, now that its worker rests or takes another;
+  // nothing when it was returned before. A call begins with the end of the one before it, a pass
+  // ends with its last call or, without any, now.
+  std::optional<record::PassRecord> TakeEnded();
+  // The request whose pass gave the worker its results; 0 for none.
+  int64_t Analysed() const { return analysed_; }
   // The node goes, whatever its worker did; the next pass is another worker's.
   void EndPipeline();
 
  private:
-  const bool keeps_pictures_;
-  const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+  const Clock& clock_;
+  const bool is_timed_, keeps_pictures_;
   std::optional<record::PassRecord> pending_;
+  int64_t analysed_ = 0;
   int worker_ = 1;
   std::atomic<uint64_t> told_{0};
   std::mutex mutex_;  // of the calls and the picture

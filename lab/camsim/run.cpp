@@ -22,12 +22,12 @@ constexpr int kDefaultRequests = 60;
 Run::Run(const Options& options, const record::Recording& script)
     : options_(options),
       recording_(script),
-      log_(options.log, &progress_),
+      log_(options.log, &outcomes_, &progress_),
       script_(options.ScriptPath(), script),
       input_(options),
       frames_(options),
-      passes_(!options.report.empty()),
-      sender_(options, &log_, &passes_),
+      passes_(clock_, options.realtime, !options.report.empty()),
+      sender_(options, clock_, passes_, &outcomes_),
       outputs_(options),
       comparison_({options.tolerance, options.differences, "recorded"}) {}
 
@@ -100,6 +100,7 @@ common::Failure Run::TryScript() const {
 }
 
 void Run::Begin() {
+  clock_.Start();
   listeners_ = outputs_.Listeners(frames_.Source().Rate(), recording_, &comparison_);
   const record::RunHeader header = HeaderOf(options_, frames_.PictureSize(), buffer_, device_);
   for (const auto& listener : listeners_) {
@@ -130,7 +131,6 @@ common::Failure Run::Apply(const record::Event& event) {
   if (!sender_.HasStarted()) return std::nullopt;
   if (common::Failure failure = sender_.Stop()) return failure;
   passes_.EndPipeline();
-  analysed_ = 0;
   return sender_.Start(buffer_);
 }
 
@@ -157,7 +157,7 @@ int Run::SendRequests() {
 }
 
 common::Failure Run::SendRequest() {
-  const record::DeviceState& device = input_.Holds();
+  const framework::DeviceState& device = input_.Holds();
   const int orientation = *device.orientation;
   media::Nv12Frame* frame = nullptr;
   if (common::Failure failure = frames_.Turn(orientation, &frame)) return failure;
@@ -173,47 +173,38 @@ common::Failure Run::SendRequest() {
   const std::vector<common::Rect> faces =
       frames_.Turned(request.faces, orientation, frames_.PictureSize());
   sender_.AwaitTurn();
-  NotePass();
-  const RequestState state = {device, sent, faces, analysed_ != 0};
+  NotePass(framework::WorkersRest());
   if (common::Failure failure = sender_.Send(input_.Carried(sent, faces), frame, &request)) {
     return failure;
   }
-  for (int slot = 0; slot < record::kSlots && log_.Tells(); ++slot) {
-    request.why[static_cast<std::size_t>(slot)] = WhyOf(state, request.out.result, slot);
+  // The worker takes a frame when it is done with the one before.
+  NotePass(request.outcome == framework::Outcome::kTaken);
+  const int64_t analysed = passes_.Analysed();
+  if (outcomes_.Tells()) {
+    request.why = ReasonsOf({device, sent, faces, analysed != 0}, request.out.result);
+    if (request.HasFigures() && analysed != 0) request.figures_age = request.number - analysed;
   }
-  if (log_.Tells() && request.HasFigures() && analysed_ != 0) {
-    request.figures_age = request.number - analysed_;
-  }
-  return Tell(request);
+  return Report(request);
 }
 
-common::Failure Run::Tell(const record::RequestRecord& request) {
-  const bool is_taken = request.outcome == record::Outcome::kTaken;
-  // The worker takes a frame when it is done with the one before.
-  if (is_taken && passes_.IsPending()) EndPass();
+common::Failure Run::Report(const record::RequestRecord& request) {
   summary_.Count(request.outcome);
   for (const auto& listener : listeners_) {
     if (common::Failure failure = listener->OnRequest(request, frames_.Picture())) {
       return failure;
     }
   }
-  if (is_taken) passes_.HandOver(request);
-  NotePass();
+  if (request.outcome == framework::Outcome::kTaken) passes_.HandOver(request);
+  NotePass(framework::WorkersRest());
   progress_.Show("request " + std::to_string(request.number) +
                  (requests_ != 0 ? " of " + std::to_string(requests_) : ""));
   return outputs_.Check();
 }
 
-void Run::NotePass() {
-  if (!passes_.IsPending()) return;
-  if (framework::WaitForRestingWorkers(std::chrono::milliseconds(0))) EndPass();
-}
-
-void Run::EndPass() {
-  record::PassRecord pass = passes_.TakeEnded();
-  if (!options_.realtime) SetEvenTimes(&pass);
-  analysed_ = pass.request;
-  for (const auto& listener : listeners_) listener->OnPass(pass);
+void Run::NotePass(bool has_ended) {
+  const auto pass = has_ended ? passes_.TakeEnded() : std::nullopt;
+  if (!pass) return;
+  for (const auto& listener : listeners_) listener->OnPass(*pass);
 }
 
 common::Failure Run::Finish() {

@@ -11,11 +11,11 @@
 #include "camsim/frames.h"
 #include "camsim/options.h"
 #include "camsim/outputs.h"
-#include "camsim/own_node.h"
 #include "camsim/pass_watch.h"
 #include "camsim/sender.h"
 #include "common/failure.h"
 #include "framework/device.h"
+#include "framework/own_node.h"
 #include "record/recording.h"
 #include "record/run_listener.h"
 #include "record/script.h"
@@ -47,16 +47,17 @@ class Run {
 
   int SendRequests();
   common::Failure SendRequest();
-  common::Failure Tell(const record::RequestRecord& request);
-  // Looks whether the pass over the frame that was taken last has ended.
-  void NotePass();
-  void EndPass();
+  common::Failure Report(const record::RequestRecord& request);
+  // Reports the pass over the frame that was taken last, when it has ended and was not reported.
+  void NotePass(bool has_ended);
   common::Failure Finish();
 
   const Options& options_;
   const record::Recording& recording_;
+  Clock clock_;
   Progress progress_;
-  LogWatch log_;
+  framework::OutcomeWatch outcomes_;
+  LogFilter log_;
   framework::Device device_;
   record::Script script_;
   DeviceInput input_;
@@ -69,7 +70,6 @@ class Run {
   Size buffer_;  // that is negotiated
   record::Summary summary_;
   int64_t requests_ = 0;  // to be sent; 0 is until the input ends
-  int64_t analysed_ = 0;  // request of the pass whose results the worker has; 0 for none
 };
 
 }  // namespace camsim

@@ -12,8 +12,9 @@ constexpr std::chrono::minutes kRestTimeout{5};
 
 }  // namespace
 
-Sender::Sender(const Options& options, LogWatch* log, const PassWatch* passes)
-    : options_(options), log_(log), passes_(passes), pace_(options.fps) {}
+Sender::Sender(const Options& options, const Clock& clock, const PassWatch& passes,
+               framework::OutcomeWatch* outcomes)
+    : options_(options), clock_(clock), passes_(passes), outcomes_(outcomes), pace_(options.fps) {}
 
 common::Failure Sender::Start(Size buffer) {
   output_frame_.width = buffer.width;
@@ -35,36 +36,37 @@ common::Failure Sender::AwaitWorker() const {
 // What is seen of any node's workers: signals that wake them, and, where each pass is awaited, the
 // calls that they make.
 uint64_t Sender::CountWakes() const {
-  return framework::CountWorkers().signals + (options_.realtime ? 0 : passes_->Calls());
+  return framework::CountWorkers().signals + (options_.realtime ? 0 : passes_.Calls());
 }
 
 void Sender::AwaitTurn() {
   if (options_.realtime) pace_.AwaitNext();
 }
 
-common::Failure Sender::Send(const record::DeviceState& tags, media::Nv12Frame* frame,
+common::Failure Sender::Send(const framework::DeviceState& tags, media::Nv12Frame* frame,
                              record::RequestRecord* request) {
-  record::SetInput(tags, &session_.Input());
+  framework::SetInput(tags, &session_.Input());
   framework::CameraBuffer input(frame);
   framework::CameraBuffer output(&output_frame_);
   request->time = EvenTime(request->number, options_.fps);
-  const int64_t at = passes_->Now();
-  const auto start = std::chrono::steady_clock::now();
   // The worker could be done before the node collects the results; which it is must not depend on
   // the machine.
   const uint64_t wakes = CountWakes();
   framework::HoldSignals(!options_.realtime);
+  const int64_t at = clock_.Now();
   const common::Failure failure =
       session_.Process(static_cast<uint64_t>(request->number), &input, &output);
+  const int64_t took = clock_.Now() - at;
   framework::HoldSignals(false);
   if (failure) return failure;
   if (options_.realtime) {
-    request->time = {at, pace_.Note(std::chrono::steady_clock::now() - start)};
+    request->time = {at, took};
+    pace_.Note(took);
   }
   if (common::Failure unrest = AwaitWorker()) return unrest;
-  request->outcome = log_->Take(CountWakes() != wakes);
+  request->outcome = outcomes_->Take(CountWakes() != wakes);
   request->digest = media::PixelDigest(*frame);
-  request->in = record::ReadInput(session_.Input());
+  request->in = framework::ReadInput(session_.Input());
   request->out = record::ReadOutput(session_.Output());
   return std::nullopt;
 }

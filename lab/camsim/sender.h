@@ -6,11 +6,11 @@
 #include <string>
 
 #include "camsim/options.h"
-#include "camsim/own_node.h"
 #include "camsim/pace.h"
 #include "camsim/pass_watch.h"
 #include "common/failure.h"
 #include "framework/framework.h"
+#include "framework/own_node.h"
 #include "media/nv12.h"
 #include "record/request_record.h"
 
@@ -20,7 +20,8 @@ namespace camsim {
 // real time it awaits the worker each time, so that results depend on the input alone. One thread.
 class Sender {
  public:
-  Sender(const Options& options, LogWatch* log, const PassWatch* passes);
+  Sender(const Options& options, const Clock& clock, const PassWatch& passes,
+         framework::OutcomeWatch* outcomes);
 
   // Starts a pipeline with buffers of this size, and ends it.
   common::Failure Start(Size buffer);
@@ -30,7 +31,7 @@ class Sender {
   // Waits until the next request is due.
   void AwaitTurn();
   // Sends a request by its number, with these tags. Adds to it what it carried and what came back.
-  common::Failure Send(const record::DeviceState& tags, media::Nv12Frame* frame,
+  common::Failure Send(const framework::DeviceState& tags, media::Nv12Frame* frame,
                        record::RequestRecord* request);
   // How well the rate was kept; empty unless in real time.
   std::string Pacing() { return options_.realtime ? pace_.Text() : ""; }
@@ -40,8 +41,9 @@ class Sender {
   uint64_t CountWakes() const;
 
   const Options& options_;
-  LogWatch* const log_;
-  const PassWatch* const passes_;
+  const Clock& clock_;
+  const PassWatch& passes_;
+  framework::OutcomeWatch* const outcomes_;
   Pace pace_;
   media::Nv12Frame output_frame_;
   framework::Session session_;

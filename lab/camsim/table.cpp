@@ -8,17 +8,17 @@
 namespace camsim {
 namespace {
 
-using record::kSlots;
-using record::Outcome;
+using framework::kSlots;
+using framework::Outcome;
 using record::RequestRecord;
 
 // The reasons of all slots: said once when they agree, by the slots' numbers otherwise.
 std::string ReasonsOf(const RequestRecord& request) {
   if (request.outcome == Outcome::kUnknown) return NameOf(request.outcome);
-  std::string reasons, first = TextOf(request.why[0]);
+  std::string reasons, first = request.WhyText(0);
   bool agree = true;
   for (std::size_t slot = 0; slot < kSlots; ++slot) {
-    const std::string text = TextOf(request.why[slot]);
+    const std::string text = request.WhyText(slot);
     agree &= text == first;
     if (text.empty()) continue;
     if (!reasons.empty()) reasons += ", ";
@@ -43,23 +43,6 @@ std::string OwnTagsLine(const std::vector<record::NamedValues>& values) {
 
 }  // namespace
 
-std::string SummaryLine(const record::Summary& summary) {
-  char line[256];
-  if (summary.unknown != 0) {
-    std::snprintf(line, sizeof(line),
-                  "%" PRId64 " requests sent, %" PRId64
-                  " seen taken; the node does not tell of the others; %" PRIu64 " analysed",
-                  summary.sent, summary.taken, summary.analysed);
-  } else {
-    std::snprintf(line, sizeof(line),
-                  "%" PRId64 " requests sent, %" PRId64 " handed over: %" PRId64 " taken, %" PRId64
-                  " dropped, %" PRId64 " skipped by the worker's pacing; %" PRIu64 " analysed",
-                  summary.sent, summary.HandedOver(), summary.taken, summary.dropped,
-                  summary.skipped, summary.analysed);
-  }
-  return line;
-}
-
 void Table::Begin(const record::RunHeader&) {
   if (!options_.has_rows) return;
   if (options_.real_models) {
@@ -76,7 +59,7 @@ common::Failure Table::OnRequest(const RequestRecord& request, const media::Nv12
   if (options_.has_rows && (options_.all || request.outcome != Outcome::kNotOffered)) {
     PrintRow(request);
   }
-  last_why_ = request.why[0];
+  last_why_ = request.why ? (*request.why)[0] : framework::SlotWhy();
   last_values_ = request.out.values;
   return std::nullopt;
 }
@@ -94,7 +77,7 @@ void Table::PrintRow(const RequestRecord& request) const {
 
 common::Failure Table::Finish(const record::Summary& summary) {
   PrintNotHandedOver(summary);
-  std::fprintf(to_, "%s\n%s", SummaryLine(summary).c_str(), OwnTagsLine(last_values_).c_str());
+  std::fprintf(to_, "%s\n%s", LineOf(summary).c_str(), OwnTagsLine(last_values_).c_str());
   if (!summary.pace.empty()) std::fprintf(to_, "%s\n", summary.pace.c_str());
   return std::nullopt;
 }
@@ -102,7 +85,8 @@ common::Failure Table::Finish(const record::Summary& summary) {
 void Table::PrintNotHandedOver(const record::Summary& summary) const {
   const int64_t count = summary.sent - summary.HandedOver() - summary.unknown;
   if (!options_.has_rows || options_.all || count == 0) return;
-  const bool says_why = summary.HandedOver() == 0 && last_why_.score != record::Why::kNotHandedOver;
+  const bool says_why =
+      summary.HandedOver() == 0 && last_why_.score != framework::Why::kNotHandedOver;
   std::fprintf(to_, "requests that were not handed over: %" PRId64 " (%s--all prints them)\n",
                count, says_why ? (TextOf(last_why_) + "; ").c_str() : "");
 }

@@ -16,8 +16,6 @@ struct TableOptions {
   bool real_models = false;  // the figures are estimates
 };
 
-std::string SummaryLine(const record::Summary& summary);
-
 // Prints a run as text: a row for a request, and what sums the run up.
 class Table : public record::RunListener {
  public:
@@ -33,7 +31,7 @@ class Table : public record::RunListener {
 
   const TableOptions options_;
   std::FILE* const to_;
-  record::SlotWhy last_why_;  // of slot 0
+  framework::SlotWhy last_why_;  // of slot 0
   std::vector<record::NamedValues> last_values_;
 };
 

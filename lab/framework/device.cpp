@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <fstream>
 #include <iterator>
 
 namespace framework {
@@ -87,6 +88,22 @@ common::Failure Device::FindSymbol(const std::string& library, const char* name,
   *symbol = dlsym(found->handle, name);
   if (*symbol != nullptr) return std::nullopt;
   return common::FailUsage(found->path + ": has no " + name);
+}
+
+std::string BuildIdOf(const std::string& path) {
+  std::string bytes(4096, '\0');  // it stands among the first of the file
+  std::ifstream file(path, std::ios::binary);
+  file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  bytes.resize(static_cast<std::size_t>(file.gcount()));
+  const std::string note("\4\0\0\0\24\0\0\0\3\0\0\0GNU", 16);
+  const std::size_t at = bytes.find(note);
+  std::string text;
+  if (at == bytes.npos || bytes.size() - at < note.size() + 20) return text;
+  for (const char byte : bytes.substr(at + note.size(), 20)) {
+    text += "0123456789abcdef"[byte >> 4 & 15];
+    text += "0123456789abcdef"[byte & 15];
+  }
+  return text;
 }
 
 }  // namespace framework

@@ -44,6 +44,9 @@ class Device {
   std::vector<Library> libraries_;
 };
 
+// Returns the identifier that the linker gave a library, as hexadecimal digits; empty without one.
+std::string BuildIdOf(const std::string& path);
+
 }  // namespace framework
 
 #endif  // ZY_FRAMEWORK_DEVICE_H_

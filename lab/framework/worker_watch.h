@@ -16,6 +16,9 @@ namespace framework {
 // was last signalled. False after `timeout`.
 bool WaitForRestingWorkers(std::chrono::milliseconds timeout);
 
+// Whether every worker rests now.
+inline bool WorkersRest() { return WaitForRestingWorkers(std::chrono::milliseconds(0)); }
+
 // While on, signals to watched condition variables wait; switching it off passes them on. A request
 // that is sent meanwhile is over before the worker begins with its frame. Not to be left on while a
 // worker is destroyed: it would wait for its own end.

@@ -12,8 +12,8 @@
 #include <thread>
 
 #include "device/control.h"
-#include "framework/frame_fate.h"
 #include "framework/log_watch.h"
+#include "framework/own_node.h"
 #include "framework/worker_watch.h"
 #include "nodecheck/nodecheck.h"
 
@@ -39,9 +39,9 @@ struct Fates {
 thread_local Fates t_life = {};  // of the node that lives on this thread
 
 bool CountFates(const framework::LogLine& line) {
-  const auto fate = framework::FateIn(line.text);
-  t_life.taken += fate == framework::FrameFate::kTaken;
-  t_life.dropped += fate == framework::FrameFate::kDropped;
+  const auto outcome = framework::OutcomeIn(line.text);
+  t_life.taken += outcome == framework::Outcome::kTaken;
+  t_life.dropped += outcome == framework::Outcome::kDropped;
   t_life.offered += std::strncmp(line.text, "ProcessRequest():679", 20) == 0;
   return false;
 }

@@ -55,8 +55,8 @@ Returned ReturnedWith(const RequestRecord& request) {
   Returned returned = {request.number, request.digest, request.out.values};
   returned.values.push_back({"outcome", false, {NameOf(request.outcome)}});
   NamedValues& why = returned.values.emplace_back(NamedValues{"why", true, {}});
-  for (const SlotWhy slot : request.why) {
-    const std::string text = TextOf(slot);
+  for (std::size_t slot = 0; slot < kSlots; ++slot) {
+    const std::string text = request.WhyText(slot);
     why.values.push_back(text.empty() ? Value() : text);
   }
   return returned;

@@ -66,8 +66,8 @@ Json OutOf(const RequestRecord& request) {
 
 Json WhyOf(const RequestRecord& request) {
   Json why = Json::array();
-  for (const SlotWhy slot : request.why) {
-    const std::string text = TextOf(slot);
+  for (std::size_t slot = 0; slot < kSlots; ++slot) {
+    const std::string text = request.WhyText(slot);
     why.push_back(text.empty() ? Json() : Json(text));
   }
   return why;

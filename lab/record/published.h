@@ -8,9 +8,11 @@
 #include <variant>
 #include <vector>
 
-#include "framework/framework.h"
+#include "framework/own_node.h"
 
 namespace record {
+
+using framework::kSlots;
 
 // An element of a tag as a recording has it, or nothing. A figure is the number with the fewest
 // digits that give the same float; "nan", "inf" and "-inf" are texts.
@@ -28,7 +30,6 @@ struct Published {
   std::vector<NamedValues> values;      // the record by its fields, then every other tag
 };
 
-inline constexpr int kSlots = 3;
 // A figure of a record, one for each slot.
 struct Figure {
   const char* name;

@@ -35,7 +35,7 @@ Json MakeForm() {
 #include "record/recording_form.inc"
   );
   Json& request = form["request"];
-  for (const char* name : kOutcomeNames) {
+  for (const char* name : framework::kOutcomeNames) {
     const bool is_first = request["outcome"] == "=";
     request["outcome"] = request["outcome"].get<std::string>() + (is_first ? "" : "|") + name;
   }

@@ -24,6 +24,12 @@ namespace record {
 inline constexpr std::size_t kMaxLine = std::size_t{1} << 20;
 inline constexpr std::size_t kMaxRecording = std::size_t{1} << 28;
 
+// What a line of a script says of the tags: nothing of one that stays as it was, and of one that is
+// absent from here on that it has no value.
+template <typename T>
+using Change = std::optional<std::optional<T>>;
+using StateChange = framework::InputTags<Change>;
+
 // What a line says of a request.
 struct RequestStep {
   std::optional<int64_t> frame_index;

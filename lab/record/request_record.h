@@ -5,19 +5,26 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "common/geometry.h"
+#include "framework/device_state.h"
+#include "framework/own_node.h"
 #include "media/picture.h"
-#include "record/device_state.h"
 #include "record/published.h"
-#include "record/why.h"
 
 namespace record {
+
+using framework::DeviceState;
+using framework::Outcome;
+using framework::SlotWhy;
+using framework::Why;
 
 // Microseconds since the run began.
 struct Span {
@@ -34,13 +41,15 @@ struct RequestRecord {
   std::vector<common::Rect> faces;  // in picture pixels
   Published out;
   Outcome outcome = Outcome::kNotOffered;
-  std::array<SlotWhy, kSlots> why = {};
-  std::optional<int64_t> figures_age;  // requests since the one whose frame gave the figures
-  Span time;                           // measured in real time, else its place at an even rate
+  std::optional<framework::Reasons> why;  // nothing of a node that does not tell
+  std::optional<int64_t> figures_age;     // requests since the one whose frame gave the figures
+  Span time;                              // measured in real time, else its place at an even rate
 
   bool HasFigures() const {
-    return std::any_of(why.begin(), why.end(), [](SlotWhy slot) { return slot.HasFigures(); });
+    return why && std::any_of(why->begin(), why->end(), std::mem_fn(&SlotWhy::HasFigures));
   }
+  // The reasons of a slot in a few words; empty where it has all figures, or nobody tells.
+  std::string WhyText(std::size_t slot) const { return why ? TextOf((*why)[slot]) : ""; }
 };
 
 // One call of a model library, as the library told it.
@@ -101,6 +110,20 @@ struct Summary {
     unknown += outcome == Outcome::kUnknown;
   }
 };
+
+// Formats the summary, without the pace, as one line.
+inline std::string LineOf(const Summary& summary) {
+  const auto count = [](auto number, const char* text) { return std::to_string(number) + text; };
+  std::string line = count(summary.sent, " requests sent, ");
+  if (summary.unknown != 0) {
+    line += count(summary.taken, " seen taken; the node does not tell of the others; ");
+  } else {
+    line += count(summary.HandedOver(), " handed over: ") + count(summary.taken, " taken, ") +
+            count(summary.dropped, " dropped, ") +
+            count(summary.skipped, " skipped by the worker's pacing; ");
+  }
+  return line + count(summary.analysed, " analysed");
+}
 
 }  // namespace record
 

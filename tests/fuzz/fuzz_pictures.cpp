@@ -52,7 +52,7 @@ static void ReadRecording(fuzz::Script& script) {
     record::DeviceState state;
     state.face_rectangles = *request->change.face_rectangles;
     SetInput(state, &metadata);
-    Require(record::ReadInput(metadata).face_rectangles == state.face_rectangles,
+    Require(framework::ReadInput(metadata).face_rectangles == state.face_rectangles,
             "what was set is read");
   }
   record::Comparison comparison({});

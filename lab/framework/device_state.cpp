@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "record/device_state.h"
+#include "framework/device_state.h"
 
 #include <algorithm>
 #include <cstring>
@@ -9,14 +9,14 @@
 
 #include "platform/chi_node.h"
 
-namespace record {
+namespace framework {
 namespace {
 
-// The identifier of a tag by its full name; the platform's own tag belongs to no vendor.
+// The identifier of a tag by its full name. The platform's own tag belongs to no vendor.
 uint32_t IdOf(const std::string& name) {
-  if (name == "android.statistics.faceRectangles") return kChiFaceRectanglesTag;
   const std::size_t dot = name.rfind('.');
-  return framework::Framework::Get().Tags().Id(name.substr(0, dot), name.substr(dot + 1));
+  const uint32_t id = Framework::Get().Tags().Id(name.substr(0, dot), name.substr(dot + 1));
+  return id != 0 ? id : kChiFaceRectanglesTag;
 }
 
 // Where the elements of a tag's value lie, and their number.
@@ -31,7 +31,7 @@ auto ElementsOf(T& value) {
 
 }  // namespace
 
-void SetInput(const DeviceState& state, framework::Metadata* metadata) {
+void SetInput(const DeviceState& state, Metadata* metadata) {
   metadata->Clear();
   ForEachTag(
       [metadata](const char* name, const auto& value) {
@@ -42,11 +42,11 @@ void SetInput(const DeviceState& state, framework::Metadata* metadata) {
       state);
 }
 
-DeviceState ReadInput(framework::Metadata& metadata) {
+DeviceState ReadInput(Metadata& metadata) {
   DeviceState state;
   ForEachTag(
       [&metadata](const char* name, auto& field) {
-        const framework::Metadata::Value* const found = metadata.Find(IdOf(name));
+        const Metadata::Value* const found = metadata.Find(IdOf(name));
         if (found == nullptr) return;
         auto& value = field.emplace();
         if constexpr (std::is_same_v<decltype(value), std::vector<int32_t>&>) {
@@ -60,4 +60,4 @@ DeviceState ReadInput(framework::Metadata& metadata) {
   return state;
 }
 
-}  // namespace record
+}  // namespace framework

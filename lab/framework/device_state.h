@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a request carries besides its frame.
-#ifndef ZY_RECORD_DEVICE_STATE_H_
-#define ZY_RECORD_DEVICE_STATE_H_
+#ifndef ZY_FRAMEWORK_DEVICE_STATE_H_
+#define ZY_FRAMEWORK_DEVICE_STATE_H_
 
 #include <array>
 #include <cstdint>
@@ -10,7 +10,7 @@
 
 #include "framework/framework.h"
 
-namespace record {
+namespace framework {
 
 // A Field for each tag that a request may carry.
 template <template <typename> class Field>
@@ -25,9 +25,9 @@ struct InputTags {
 };
 
 // Calls visit(name, field...) for each tag with its full name and its field of each of `tags`. This
-// is the one list of the tags, in the order of a recording.
+// is the one list of the tags, in the order of a recording. The platform's own tag is the last.
 template <typename Visit, typename... Tags>
-void ForEachTag(const Visit& visit, Tags&... tags) {
+void ForEachTag(const Visit& visit, Tags&&... tags) {
   visit("com.qti.chi.multicamerainfo.MultiCameraIdRole", tags.camera_role...);
   visit("brodax.faceGenderAndAge.enabled", tags.gender_and_age...);
   visit("brodax.faceScore.enabled", tags.score...);
@@ -40,17 +40,11 @@ void ForEachTag(const Visit& visit, Tags&... tags) {
 // The tags of one request; nothing for an absent one.
 using DeviceState = InputTags<std::optional>;
 
-// What a line of a script says of the tags: nothing of one that stays as it was, and of one that is
-// absent from here on that it has no value.
-template <typename T>
-using Change = std::optional<std::optional<T>>;
-using StateChange = InputTags<Change>;
-
 // Makes metadata hold these tags and no others.
-void SetInput(const DeviceState& state, framework::Metadata* metadata);
-// The tags that metadata holds.
-DeviceState ReadInput(framework::Metadata& metadata);
+void SetInput(const DeviceState& state, Metadata* metadata);
+// Returns the tags that metadata holds.
+DeviceState ReadInput(Metadata& metadata);
 
-}  // namespace record
+}  // namespace framework
 
-#endif  // ZY_RECORD_DEVICE_STATE_H_
+#endif  // ZY_FRAMEWORK_DEVICE_STATE_H_
