@@ -1,14 +1,13 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 # Counts the Arm instructions of the kernels, their peers and the request path under an emulator.
-# usage: count_arm64.sh BUILD PEERS COMMITTED [--check | --update | --growth]
-#   BUILD      build directory of preset arm64 or arm64-gcc with kernel_count, request_bench,
-#              insncount_selftest
+# usage: count_arm64.sh BUILD PEERS COMMITTED [--check | --update]
+#   BUILD      build directory of preset arm64 or arm64-gcc with insncount_selftest, request_bench and
+#              kernel_bench, or for --check and --update zyselftest
 #   PEERS      where unpack_arm64_peers.sh put libraries; may be missing
 #   COMMITTED  the counts of that compiler
 #   --check    fails when a count is more than 3 percent over the committed one
 #   --update   writes the committed counts
-#   --growth   counts on frames of five sizes, with other numbers of faces and of nodes
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 build=$1 peers=$2 committed=$3 mode=${4:-}
@@ -44,9 +43,9 @@ check_counter() {
     END { exit failed || NR != 4 }' >&2
 }
 
-# The middle count of each kind of request, with --count or --growth: KIND<tab>WHOLE<tab>APART.
+# The middle count of each kind of request, with --count: KIND<tab>WHOLE<tab>APART.
 request_medians() {
-  count request_bench "$1" "$build/com.qti.node.brodaxgenderage.so" |
+  count request_bench --count "$build/com.qti.node.brodaxgenderage.so" |
     awk -F'\t' '$2 != "-" { split($3, n, " "); print $1 ", " $2 "\t" n[2] "\t" n[3] }' |
     sort -t"$(printf '\t')" -k1,1 -k2,2n |
     awk -F'\t' '
@@ -117,51 +116,19 @@ update() {
   echo "wrote $committed"
 }
 
-# Per pixel, a column for each size; and by how many percent the columns above VGA differ.
-print_growth() {
-  awk -F'\t' '
-    !($1 in row) { row[$1] = 1; kernel[++kernels] = $1 }
-    !($2 in column) { column[$2] = 1; size[++sizes] = $2 }
-    { split($5, n, " "); cost[$1, $2] = n[2] / $3 }
-    END {
-      printf "%-48s", "instructions per luma pixel"
-      for (i = 1; i <= sizes; ++i) printf "%11s", size[i]
-      print "   spread"
-      for (k = 1; k <= kernels; ++k) {
-        printf "%-48s", kernel[k]
-        low = high = cost[kernel[k], size[2]]
-        for (i = 1; i <= sizes; ++i) {
-          value = cost[kernel[k], size[i]]
-          printf "%11.4f", value
-          if (i > 1 && value < low) low = value
-          if (i > 1 && value > high) high = value
-        }
-        printf "%8.1f%%\n", (high / low - 1) * 100
-      }
-    }' "$work/kernels"
-  printf '\n%-60s %8s\n' "process-request, request thread, 1920x1080" node
-  awk -F'\t' '{ printf "%-60s %8d\n", $1, $2 - $3 }' "$work/requests"
-}
-
 case "$mode" in
-  "" | --check | --update | --growth) ;;
+  "" | --check | --update) ;;
   *)
-    echo "usage: count_arm64.sh BUILD PEERS COMMITTED [--check | --update | --growth]" >&2
+    echo "usage: count_arm64.sh BUILD PEERS COMMITTED [--check | --update]" >&2
     exit 2
     ;;
 esac
 gcc -O2 -Wall -Wextra -shared -fPIC -o "$work/insncount.so" "$here/insncount.c"
 check_counter
-if [ "$mode" = --growth ]; then
-  count kernel_count --growth >"$work/kernels"
-  request_medians --growth >"$work/requests"
-  print_growth
-  exit
-fi
-peers_option=()
-[ -z "$mode" ] || peers_option=(--kernels-only)
-count kernel_count "${peers_option[@]}" >"$work/kernels"
-request_medians --count >"$work/requests"
+kernels=zyselftest
+[ -n "$mode" ] || kernels=kernel_bench
+count "$kernels" --count >"$work/kernels"
+request_medians >"$work/requests"
 case "$mode" in
   --check) check ;;
   --update) update ;;

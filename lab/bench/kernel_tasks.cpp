@@ -31,14 +31,14 @@ void FillMask(const Workspace& space) {
   }
 }
 
-ZyImageBuffer Describe(uint8_t* bytes, int width, int height, int pitch) {
+ZyImageBuffer Describe(const Block& block, int width, int height, int pitch) {
   ZyImageBuffer image = {};
   image.format = kZyFormatYuv420SemiPlanar;
   image.width = width;
   image.height = height;
   image.stride[0] = image.stride[1] = pitch;
-  image.plane[0] = bytes;
-  image.plane[1] = bytes + static_cast<std::ptrdiff_t>(pitch) * height;
+  image.plane[0] = block.data();
+  image.plane[1] = block.data() + static_cast<std::ptrdiff_t>(pitch) * height;
   return image;
 }
 
@@ -74,7 +74,7 @@ class TaskMaker {
 
   std::vector<Task> Make() {
     AddCopy(0, 0.19, {kMemcpy, 1.05});
-    AddPaddedCopy();
+    AddCopy(0, 0, {kMemcpy, 1.5}, true);
     AddCopy(90, 0.75, {});
     AddCopy(180, 0.48, {kLibyuv, 0.85});
     AddCopy(270, 0.75, {});
@@ -94,55 +94,43 @@ class TaskMaker {
     AddSharpenY();
     AddCorrelation("filterCorr3x3s8_v2, weights within 16 bits", 1.60, 1, 20, -2);
     AddCorrelation("filterCorr3x3s8_v2, any weights", 3.00, -128, 127, 127);
-    AddMasked();
+    AddMasked("none", space_.no_marks.data(), 0.10);
+    AddMasked("a quarter", space_.mask.data(), 1.10);
+    AddMasked("all", space_.all_marks.data(), 2.00);
     AddSmooth();
     return std::move(tasks_);
   }
 
  private:
   Task& Add(std::string name, Work work, int parameter, double instruction_target) {
-    tasks_.push_back({std::move(name),
-                      work,
-                      parameter,
-                      false,
-                      instruction_target,
-                      {},
-                      space_.pixels(),
-                      {},
-                      {},
-                      {}});
-    return tasks_.back();
+    Task& task = tasks_.emplace_back();
+    task.name = std::move(name);
+    task.work = work;
+    task.parameter = parameter;
+    task.instruction_target = instruction_target;
+    task.source_bytes = space_.pixels();
+    return task;
   }
 
-  void AddCopy(int rotation, double instruction_target, HostTarget host_target) {
+  void AddCopy(int rotation, double instruction_target, HostTarget host_target,
+               bool padded = false) {
     const bool turned = rotation == 90 || rotation == 270;
     const int columns = turned ? space_.height : space_.width;
     const int rows = turned ? space_.width : space_.height;
-    const int pitch = turned ? space_.turned_pitch : space_.pitch;
-    const ZyImageBuffer src =
-        Describe(space_.source.data(), space_.width, space_.height, space_.pitch);
-    const ZyImageBuffer dst = Describe(plane_.to, columns, rows, pitch);
-    Task& task = Add("ZyCopyBuffer, rotation " + std::to_string(rotation), Work::kCopy, rotation,
-                     instruction_target);
+    const int from_pitch = padded ? space_.padded_pitch : space_.pitch;
+    const int pitch = turned ? space_.turned_pitch : from_pitch;
+    const ZyImageBuffer src = Describe(padded ? space_.padded_source : space_.source, space_.width,
+                                       space_.height, from_pitch);
+    const ZyImageBuffer dst =
+        Describe(padded ? space_.padded_destination : space_.destination, columns, rows, pitch);
+    Task& task =
+        Add("ZyCopyBuffer, rotation " + std::to_string(rotation) + (padded ? ", padded rows" : ""),
+            padded ? Work::kCopyPadded : Work::kCopy, rotation, instruction_target);
     task.host_target = std::move(host_target);
     task.source_bytes = space_.pixels() * 3 / 2;
     task.variants = BothVariants(
         [src, dst, rotation](KernelVariant variant) { Copy(variant, src, dst, rotation); });
     if (rotation == 0) task.variants = {{"rows", task.variants.front().run}};
-    task.outputs = {{plane_.to, columns, rows * 3 / 2, pitch, 0}};
-  }
-
-  void AddPaddedCopy() {
-    const int pitch = space_.padded_pitch;
-    const ZyImageBuffer src =
-        Describe(space_.padded_source.data(), space_.width, space_.height, pitch);
-    const ZyImageBuffer dst =
-        Describe(space_.padded_destination.data(), space_.width, space_.height, pitch);
-    Task& task = Add("ZyCopyBuffer, rotation 0, padded rows", Work::kCopyPadded, 0, 0);
-    task.host_target = {kMemcpy, 1.5};
-    task.source_bytes = space_.pixels() * 3 / 2;
-    task.variants = {{"rows", [src, dst] { Copy(kBestVariant, src, dst, 0); }}};
-    task.outputs = {{dst.plane[0], space_.width, space_.height * 3 / 2, pitch, 0}};
   }
 
   void AddShrinks() {
@@ -169,10 +157,8 @@ class TaskMaker {
 
   void AddShrink(const char* name, int factor, double instruction_target,
                  std::vector<Contender> variants) {
-    const int columns = space_.width / factor;
     Task& task = Add(name, Work::kShrink, factor, instruction_target);
     task.variants = std::move(variants);
-    task.outputs = {{plane_.to, columns, space_.height / factor, columns, 0}};
   }
 
   void AddCrop(const std::string& name, int orientation, int flip, double instruction_target) {
@@ -185,7 +171,6 @@ class TaskMaker {
                                                     p.to + pixels / 4, p.width, p.height,
                                                     orientation, flip);
         });
-    task.outputs = WholePlane(0);
   }
 
   void AddSharpenY() {
@@ -194,7 +179,6 @@ class TaskMaker {
     task.variants = BothVariants([p = plane_](KernelVariant variant) {
       sharpenYVariant(variant, p.from, p.to, p.width, p.height, p.pitch);
     });
-    task.outputs = WholePlane(1);
   }
 
   void AddCorrelation(const char* name, double instruction_target, signed char corner,
@@ -204,13 +188,6 @@ class TaskMaker {
       filterCorr3x3s8_v2Variant(variant, p.from, p.to, p.columns(), p.rows(), corner, centre, edge,
                                 p.pitch);
     });
-    task.outputs = WholePlane(1);
-  }
-
-  void AddMasked() {
-    AddMasked("none", space_.no_marks.data(), 0.10);
-    AddMasked("a quarter", space_.mask.data(), 1.10);
-    AddMasked("all", space_.all_marks.data(), 2.00);
   }
 
   void AddMasked(const std::string& share, const uint8_t* mask, double instruction_target) {
@@ -233,11 +210,6 @@ class TaskMaker {
     task.variants = BothVariants([p = plane_](KernelVariant variant) {
       smoothSkinMapGaussianVariant(variant, p.to, p.columns(), p.rows());
     });
-    task.outputs = WholePlane(2);
-  }
-
-  std::vector<Output> WholePlane(int margin) const {
-    return {{plane_.to, space_.width, space_.height, space_.width, margin}};
   }
 
   const Workspace& space_;
@@ -245,36 +217,11 @@ class TaskMaker {
   std::vector<Task> tasks_;
 };
 
-// The pixels of a task's outputs, edges left out.
-std::vector<uint8_t> Gather(const Task& task) {
-  std::vector<uint8_t> pixels;
-  for (const Output& output : task.outputs) {
-    for (int y = output.margin; y < output.rows - output.margin; ++y) {
-      const uint8_t* row = output.data + static_cast<std::ptrdiff_t>(y) * output.pitch;
-      pixels.insert(pixels.end(), row + output.margin, row + output.row_bytes - output.margin);
-    }
-  }
-  return pixels;
-}
-
-// Runs a contender on a destination without traces of another one. Smoothing works in place, on the
-// picture that its peers take from the source.
-std::vector<uint8_t> RunOnFreshMemory(const Workspace& space, const Task& task,
-                                      const Contender& contender) {
-  std::memset(space.padded_destination.data(), 0, space.padded_destination.size());
-  std::memset(space.destination.data(), 0, space.destination.size());
-  if (task.work == Work::kSmooth) {
-    std::memcpy(space.destination.data(), space.source.data(), space.pixels());
-  }
-  contender.run();
-  return Gather(task);
-}
-
 }  // namespace
 
 Block::Block(std::size_t size)
     : size_((size + kPage - 1) / kPage * kPage),
-      bytes_(static_cast<uint8_t*>(std::aligned_alloc(kPage, size_))) {
+      bytes_(static_cast<uint8_t*>(std::aligned_alloc(kPage, size_)), std::free) {
   if (bytes_ == nullptr) std::abort();
   std::memset(bytes_.get(), 0, size_);
 }
@@ -305,14 +252,8 @@ Workspace::Workspace(int frame_width, int frame_height, int padding)
   std::memset(all_marks.data(), 255, all_marks.size());
 }
 
-std::vector<Task> AllTasks(const Workspace& space) { return TaskMaker(space).Make(); }
-
-std::vector<Task> MakeTasks(const Workspace& space, bool with_peers) {
-  std::vector<Task> tasks = AllTasks(space);
-  tasks.erase(std::remove_if(tasks.begin(), tasks.end(),
-                             [](const Task& task) { return !task.is_measured; }),
-              tasks.end());
-  if (!with_peers) return tasks;
+std::vector<Task> MakeTasks(const Workspace& space) {
+  std::vector<Task> tasks = TaskMaker(space).Make();
   for ([[maybe_unused]] Task& task : tasks) {
 #if ZY_BENCH_LIBYUV
     AddLibyuvPeers(space, &task);
@@ -324,30 +265,15 @@ std::vector<Task> MakeTasks(const Workspace& space, bool with_peers) {
   return tasks;
 }
 
-int LargestDifference(const Workspace& space, const Task& task, const Contender& contender) {
-  const std::vector<uint8_t> expected = RunOnFreshMemory(space, task, task.variants.front());
-  const std::vector<uint8_t> actual = RunOnFreshMemory(space, task, contender);
-  int largest = 0;
-  for (std::size_t i = 0; i < expected.size(); ++i) {
-    largest = std::max(largest, std::abs(int{expected[i]} - int{actual[i]}));
-  }
-  return largest;
-}
-
-std::string DescribePeers() {
-  std::string line;
+std::string PeerVersions() {
+  std::string versions;
 #if ZY_BENCH_LIBYUV
-  line += LibyuvVersion();
-#else
-  line += "libyuv is not installed";
+  versions += "; " + LibyuvVersion();
 #endif
-  line += ", ";
 #if ZY_BENCH_OPENCV
-  line += OpenCvVersion();
-#else
-  line += "OpenCV is not installed";
+  versions += "; " + OpenCvVersion();
 #endif
-  return line;
+  return versions;
 }
 
 }  // namespace bench

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The one list of kernels, each with its variants: what the self-test checks, and what the benches
-// measure beside other libraries' functions that do the same work. One thread.
+// The one list of kernels, each with its variants: what is checked, timed and counted, beside other
+// libraries' functions that do the same work. One thread.
 #ifndef ZY_BENCH_KERNEL_TASKS_H_
 #define ZY_BENCH_KERNEL_TASKS_H_
 
@@ -22,11 +22,8 @@ class Block {
   std::size_t size() const { return size_; }
 
  private:
-  struct Release {
-    void operator()(uint8_t* bytes) const { std::free(bytes); }
-  };
   std::size_t size_;
-  std::unique_ptr<uint8_t, Release> bytes_;
+  std::unique_ptr<uint8_t, void (*)(void*)> bytes_;
 };
 
 // Fills the block with bytes that follow from the seed, the same on every machine.
@@ -34,7 +31,7 @@ void FillWithNoise(const Block& block, unsigned seed);
 
 // The memory that the tasks of one frame size share. The rows of a frame are `padding` bytes longer
 // than its pixels; those of padded_source and padded_destination always have some more. Frames for
-// crops have no padding.
+// upright pictures have no padding.
 struct Workspace {
   Workspace(int frame_width, int frame_height, int padding = 0);
 
@@ -67,15 +64,6 @@ struct Contender {
   std::function<void()> run;
 };
 
-// Pixels that a task writes. A peer treats a frame of `margin` pixels at its edge in its own way.
-struct Output {
-  const uint8_t* data;
-  int row_bytes;
-  int rows;
-  int pitch;
-  int margin;  // in bytes and rows
-};
-
 // How slow a variant may be next to the contender named `peer`, as a ratio of times.
 struct HostTarget {
   std::string peer;
@@ -88,30 +76,22 @@ inline constexpr char kOpenCv[] = "OpenCV";
 
 struct Task {
   std::string name;
-  Work work;
-  int parameter;                    // of the work: degrees, a factor
-  bool mirrored;                    // a crop
-  double instruction_target;        // of the best variant, per luma pixel; 0 for none
+  Work work = Work::kCopy;
+  int parameter = 0;                // of the work: degrees, a factor
+  bool mirrored = false;            // an upright picture
+  double instruction_target = 0;    // of the best variant, per luma pixel; 0 for none
   HostTarget host_target;           // of the best variant; no peer for none
-  std::size_t source_bytes;         // what a memcpy of the same bytes moves
+  std::size_t source_bytes = 0;     // how many a memcpy of the same bytes moves
   std::vector<Contender> variants;  // the best first
-  std::vector<Contender> peers;
-  std::vector<Output> outputs;
-  bool is_measured = true;  // or is for the self-test alone
+  std::vector<Contender> peers;     // those of the libraries that are linked
+  bool is_measured = true;          // or is for the check alone
 };
 
-// Every task on frames of the workspace, which must outlive them.
-std::vector<Task> AllTasks(const Workspace& space);
+// Makes every task on frames of the workspace, which must outlive them.
+std::vector<Task> MakeTasks(const Workspace& space);
 
-// Those that the benches measure. `with_peers` false leaves the other libraries out.
-std::vector<Task> MakeTasks(const Workspace& space, bool with_peers);
-
-// How far a contender's pixels are from those of the task's first variant: the largest difference
-// of two bytes, 0 to 255.
-int LargestDifference(const Workspace& space, const Task& task, const Contender& contender);
-
-// Which other libraries are there, in one line.
-std::string DescribePeers();
+// Returns the names and versions of the other libraries that are linked, each behind "; ".
+std::string PeerVersions();
 
 }  // namespace bench
 

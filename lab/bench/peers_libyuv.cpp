@@ -151,10 +151,7 @@ void AddLibyuvPeers(const Workspace& space, Task* task) {
       task->peers.push_back(
           {kLibyuv, [p, turn = TurnOf(task->parameter, task->mirrored)] { Crop(p, turn); }});
       break;
-    case Work::kSharpen:
-    case Work::kCorrelate:
-    case Work::kMasked:
-    case Work::kSmooth:
+    default:
       break;
   }
 }

@@ -142,9 +142,7 @@ void AddOpenCvPeers(const Workspace& space, Task* task) {
       task->peers.push_back({kOpenCv, [p] { SmoothInPlace(p); }});
       task->peers.push_back({"OpenCV, to a second plane", [p] { SmoothElsewhere(p); }});
       break;
-    case Work::kCorrelate:
-    case Work::kCopyPadded:
-    case Work::kMasked:
+    default:
       break;
   }
 }

@@ -1,18 +1,29 @@
 // SPDX-License-Identifier: Apache-2.0
-// zyselftest: runs every kernel with each of its variants on made-up pictures and compares the
+// zyselftest: runs every kernel with each of its variants on generated pictures and compares the
 // bytes with committed digests. Needs nothing but the C++ runtime, so that it can be pushed to a
-// phone and run there.
-// usage: zyselftest [--print]    (--print: prints the digests instead, of the last variants)
-#include <chrono>
+// phone and run there. The bench of a desk is the same program beside other libraries.
 #include <cinttypes>
 #include <cstdio>
-#include <cstring>
+#include <deque>
 #include <map>
 
 #include "bench/kernel_tasks.h"
+#include "bench/kernel_times.h"
+#include "bench/marks.h"
 #include "common/digest.h"
 
 namespace {
+
+using bench::Contender;
+using bench::Task;
+using bench::Workspace;
+
+constexpr char kUsage[] =
+    "usage: zyselftest [--print | --time [NAME] | --count]\n"
+    "  --print        print the digests instead, of the last variants\n"
+    "  --time [NAME]  time the kernels whose name contains NAME\n"
+    "  --count        run each once, for the counting plugin; print a line for each region:\n"
+    "                 TASK<tab>CONTENDER<tab>PIXELS<tab>TARGET (instructions per pixel, or -)\n";
 
 const std::map<std::string, uint64_t> kGolden = {
 #include "bench/kernel_digests.txt"
@@ -22,54 +33,37 @@ const std::map<std::string, uint64_t> kGolden = {
 // one that a camera delivers. Behind each row lie some bytes that are not the picture's.
 constexpr int kSizes[][2] = {{37, 23}, {101, 75}, {40, 24}, {48, 32}, {640, 480}};
 constexpr int kPadding = 19;
-constexpr int kTimedRuns = 5;
 
 // A frame size with all that runs on it.
 struct Frame {
-  Frame(int width, int height, int padding)
-      : space(width, height, padding),
-        tasks(bench::AllTasks(space)),
+  Frame(int width, int height)
+      : space(width, height, kPadding),
+        tasks(bench::MakeTasks(space)),
         name(", " + std::to_string(width) + "x" + std::to_string(height)) {
     uint8_t* const mask = space.mask.data();
     for (std::size_t i = 0; i < space.mask.size(); i += 3) mask[i] = mask[i] == 0 ? 1 : 0;
   }
 
-  bench::Workspace space;
-  std::vector<bench::Task> tasks;
+  Workspace space;
+  std::vector<Task> tasks;
   std::string name;
 };
 
-// 64-bit FNV-1a of all that a contender leaves behind, bytes that should have stayed included.
-uint64_t DigestOf(const bench::Workspace& space, const bench::Contender& contender) {
+// Returns the digest of all that a contender leaves behind, bytes that should have stayed included.
+uint64_t DigestOf(const Workspace& space, const Contender& contender) {
   for (const bench::Block* block : {&space.destination, &space.padded_destination}) {
     bench::FillWithNoise(*block, 2);
   }
   contender.run();
-  uint64_t digest = common::kEmptyDigest;
-  for (const bench::Block* block : {&space.destination, &space.padded_destination}) {
-    digest = common::Digest(block->data(), block->size(), digest);
-  }
-  return digest;
+  const uint64_t digest = common::Digest(space.destination.data(), space.destination.size());
+  return common::Digest(space.padded_destination.data(), space.padded_destination.size(), digest);
 }
 
-// The shortest of a few runs.
-double NanosecondsPerPixel(const bench::Workspace& space, const bench::Contender& contender) {
-  using Clock = std::chrono::steady_clock;
-  Clock::duration shortest = Clock::duration::max();
-  for (int i = 0; i < kTimedRuns; ++i) {
-    const Clock::time_point start = Clock::now();
-    contender.run();
-    shortest = std::min(shortest, Clock::now() - start);
-  }
-  return std::chrono::duration<double, std::nano>(shortest).count() /
-         static_cast<double>(space.pixels());
-}
-
-// The sizes at which a variant's bytes are not the committed ones.
-std::string WrongSizes(const std::vector<Frame>& frames, std::size_t task, std::size_t variant) {
+// Returns the sizes at which a variant's bytes are not the committed ones.
+std::string WrongSizes(const std::deque<Frame>& frames, std::size_t task, std::size_t variant) {
   std::string wrong;
   for (const Frame& frame : frames) {
-    const bench::Task& work = frame.tasks[task];
+    const Task& work = frame.tasks[task];
     const auto golden = kGolden.find(work.name + frame.name);
     const uint64_t digest = DigestOf(frame.space, work.variants[variant]);
     if (golden == kGolden.end() || golden->second != digest) wrong += frame.name;
@@ -77,42 +71,71 @@ std::string WrongSizes(const std::vector<Frame>& frames, std::size_t task, std::
   return wrong;
 }
 
-void PrintDigests(const std::vector<Frame>& frames, std::size_t task) {
-  for (const Frame& frame : frames) {
-    const bench::Task& work = frame.tasks[task];
-    std::printf("{\"%s%s\", 0x%016" PRIx64 "},\n", work.name.c_str(), frame.name.c_str(),
-                DigestOf(frame.space, work.variants.back()));
+int Check(const std::deque<Frame>& frames) {
+  const std::vector<Task>& tasks = frames.front().tasks;
+  int passed = 0, failed = 0;
+  for (std::size_t i = 0; i < tasks.size(); ++i) {
+    for (std::size_t v = 0; v < tasks[i].variants.size(); ++v) {
+      const std::string wrong = WrongSizes(frames, i, v);
+      std::printf("%s  %-7s %s%s\n", wrong.empty() ? "PASS" : "FAIL",
+                  tasks[i].variants[v].name.c_str(), tasks[i].name.c_str(), wrong.c_str());
+      ++(wrong.empty() ? passed : failed);
+    }
+  }
+  const bool complete = kGolden.size() == tasks.size() * frames.size();
+  std::printf("%d passed, %d failed%s\n", passed, failed,
+              complete ? "" : "; there are digests of kernels that are no more");
+  return failed == 0 && complete ? 0 : 1;
+}
+
+void PrintDigests(const std::deque<Frame>& frames) {
+  for (std::size_t i = 0; i < frames.front().tasks.size(); ++i) {
+    for (const Frame& frame : frames) {
+      const Task& work = frame.tasks[i];
+      std::printf("{\"%s%s\", 0x%016" PRIx64 "},\n", work.name.c_str(), frame.name.c_str(),
+                  DigestOf(frame.space, work.variants.back()));
+    }
+  }
+}
+
+// The first run binds symbols and lets peers allocate their buffers.
+void Count(const Task& task, const Contender& contender, std::size_t pixels, double target) {
+  contender.run();
+  insncount_begin();
+  contender.run();
+  insncount_end();
+  std::printf("%s\t%s\t%zu\t", task.name.c_str(), contender.name.c_str(), pixels);
+  std::printf(target > 0 ? "%.3f\n" : "-\n", target);
+}
+
+void CountAll() {
+  const Workspace space(1920, 1080);
+  for (const Task& task : bench::MakeTasks(space)) {
+    if (!task.is_measured) continue;
+    for (const Contender& variant : task.variants) {
+      const bool is_best = &variant == &task.variants.front();
+      Count(task, variant, space.pixels(), is_best ? task.instruction_target : 0);
+    }
+    for (const Contender& peer : task.peers) Count(task, peer, space.pixels(), 0);
   }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const bool prints = argc == 2 && std::strcmp(argv[1], "--print") == 0;
-  if (argc != 1 && !prints) {
-    std::fputs("usage: zyselftest [--print]\n", stderr);
+  const std::string mode = argc > 1 ? argv[1] : "";
+  if (mode == "--time" && argc <= 3) {
+    bench::PrintKernelTimes(argc == 3 ? argv[2] : "");
+  } else if (mode == "--count" && argc == 2) {
+    CountAll();
+  } else if (argc == 1 || (mode == "--print" && argc == 2)) {
+    std::deque<Frame> frames;  // which stay where they are: tasks point to their frame's memory
+    for (const auto& [width, height] : kSizes) frames.emplace_back(width, height);
+    if (argc == 1) return Check(frames);
+    PrintDigests(frames);
+  } else {
+    std::fputs(kUsage, stderr);
     return 2;
   }
-  std::vector<Frame> frames;
-  frames.reserve(std::size(kSizes));  // tasks point to their frame's memory
-  for (const auto& [width, height] : kSizes) frames.emplace_back(width, height, kPadding);
-  const Frame timed(1920, 1080, 0);
-  int passed = 0, failed = 0;
-  if (!prints) std::puts("      rows    ns/pixel  kernel (timed at 1920x1080)");
-  for (std::size_t i = 0; i < timed.tasks.size(); ++i) {
-    const bench::Task& task = timed.tasks[i];
-    if (prints) PrintDigests(frames, i);
-    for (std::size_t v = 0; v < task.variants.size() && !prints; ++v) {
-      const std::string wrong = WrongSizes(frames, i, v);
-      std::printf("%s  %-7s %8.3f  %s%s\n", wrong.empty() ? "PASS" : "FAIL",
-                  task.variants[v].name.c_str(), NanosecondsPerPixel(timed.space, task.variants[v]),
-                  task.name.c_str(), wrong.c_str());
-      ++(wrong.empty() ? passed : failed);
-    }
-  }
-  if (prints) return 0;
-  const bool complete = kGolden.size() == timed.tasks.size() * frames.size();
-  std::printf("%d passed, %d failed%s\n", passed, failed,
-              complete ? "" : "; there are digests of kernels that are no more");
-  return failed == 0 && complete ? 0 : 1;
+  return 0;
 }

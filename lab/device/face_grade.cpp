@@ -2,6 +2,7 @@
 // Fake of libFaceGrade. Its figures follow from the pixels and are no judgement of a person.
 #include "platform/face_grade.h"
 
+#include "common/geometry.h"
 #include "device/face_measure.h"
 #include "device/model_fake.h"
 
@@ -17,10 +18,6 @@ device::FaceGradeAnswer Measure(const uint8_t*, const uint8_t* rgb,
 }
 
 device::ModelFake<device::FaceGradeCall, device::FaceGradeAnswer> g_fake(Measure);
-
-struct Rect {
-  int x, y, width, height;
-};
 
 }  // namespace
 
@@ -47,18 +44,18 @@ FaceGradeInterface::FaceGradeInterface() : reserved_{} {
 FaceGradeInterface::~FaceGradeInterface() { g_fake.Clear(); }
 
 void FaceGradeInterface::setFaceRect(int x, int y, int width, int height) {
-  const Rect rect = {x, y, width, height};
+  const common::Rect rect = {x, y, width, height};
   static_assert(sizeof(rect) <= sizeof(reserved_));
   std::memcpy(reserved_, &rect, sizeof(rect));
 }
 
 int FaceGradeInterface::process(const uint8_t* rgb, int width, int height, FaceGradeResult& result,
                                 bool flag) {
-  Rect rect;
+  common::Rect rect;
   std::memcpy(&rect, reserved_, sizeof(rect));
   const auto answer = g_fake.Analyse(
       nullptr, rgb,
-      {{width, height, rect.x, rect.y, rect.x + rect.width, rect.y + rect.height, 0, 0}, flag});
+      {{width, height, rect.x, rect.y, rect.x + rect.w, rect.y + rect.h, 0, 0}, flag});
   if (!answer) return 0;
   result.grade = answer->grade;
   std::memcpy(result.scores, answer->scores, sizeof(result.scores));
