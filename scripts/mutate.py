@@ -4,9 +4,8 @@
 
 The programs that know a folder best (PROGRAMS) run first, all the other tests only on a mutant that
 those let live. A mutant whose objects have the original's bytes is equivalent and does not count.
-scripts/surviving_mutants.txt lists mutants that may live: of those the first programs alone are asked.
-Prints a line per mutant, then the survivors that are not listed as lines for that list, and the share
-of all the others that was killed.
+Prints a line per mutant, then the survivors and the share that was killed; exit status 1 says that
+some live. A survivor is a missing test, or changes nothing that a caller sees.
 """
 import argparse
 import concurrent.futures
@@ -37,8 +36,7 @@ RULES = [  # pattern, replacement
     (r"^(\s+)[\w:.>-]+\([^;{}]*\);$", r"\1;"), (r"^(\s+)return [^;]*;$", r"\1{}"),
     (r"\b(\w+)\((\w+), (\w+)(?=[,)])", r"\1(\3, \2"),
 ]
-VERDICTS = ["killed", "survived", "listed", "equivalent", "no build"]
-LIST = pathlib.Path(__file__).with_name("surviving_mutants.txt")
+VERDICTS = ["killed", "survived", "equivalent", "no build"]
 
 
 class Mutant:
@@ -46,8 +44,7 @@ class Mutant:
 
     def __init__(self, path, number, line, changed):
         self.path, self.number, self.changed = path, number, changed
-        # As the list has it: without the line's number, which every edit above would change.
-        self.text = f"{path}: {line.strip()}  ->  {changed.strip()}"
+        self.text = f"{path}:{number + 1}: {line.strip()}  ->  {changed.strip()}"
 
 
 def mutants(source, folders):
@@ -63,9 +60,21 @@ def mutants(source, folders):
                     yield Mutant(file.relative_to(source), number, line, changed)
 
 
-def listed_mutants():
-    lines = LIST.read_text().splitlines()
-    return {line for line in lines if line and not line.startswith("#")}
+def changed_lines(source, revision):
+    """The lines, counted from 0, of each file that are new since the revision or not committed."""
+    # Without a path, so that a file is found that has moved.
+    diff = subprocess.run(["git", "-C", source, "diff", "--unified=0", "--find-renames", "--no-ext-diff", revision],
+                          stdout=subprocess.PIPE, text=True)
+    if diff.returncode != 0:
+        sys.exit(2)
+    lines, file = {}, None
+    for line in diff.stdout.splitlines():
+        if line.startswith("+++ "):
+            file = lines.setdefault(pathlib.Path(line[6:]), set())
+        elif hunk := re.match(r"@@ \S+ \+(\d+)(?:,(\d+))? @@", line):
+            first, count = int(hunk[1]) - 1, int(hunk[2] or 1)
+            file.update(range(first, first + count))
+    return lines
 
 
 def run(*command, seconds=120):
@@ -131,12 +140,12 @@ class Workplace:
         finally:
             file.write_text(text)
 
-    def judge(self, mutant, is_listed):
+    def judge(self, mutant):
         folder = mutant.path.parts[1]
         with self.broken_by(mutant):
             verdict = self.first_verdict(folder)
-        if verdict != "survived" or is_listed:
-            return "listed" if verdict == "survived" else verdict
+        if verdict != "survived":
+            return verdict
         if not self.rest_is_sound and not self.passes_rest(folder):
             sys.exit("the tests fail before anything is broken")
         self.rest_is_sound = True
@@ -156,50 +165,55 @@ def arguments():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawTextHelpFormatter)
     parser.add_argument("source", type=lambda path: pathlib.Path(path).resolve())
     parser.add_argument("work", type=lambda path: pathlib.Path(path).resolve())
-    parser.add_argument("sample", type=int, nargs="?", default=40, help="so many, drawn; 0 is all")
+    parser.add_argument("sample", type=int, nargs="?",
+                        help="so many, drawn; 0 is all (40; with --since all)")
+    parser.add_argument("--since", metavar="REVISION", help="only lines that changed since then")
     parser.add_argument("--folder", action="append", choices=PROGRAMS, help="again for another one")
-    parser.add_argument("--listed", action="store_true", help="only those that the list lets live")
+    parser.add_argument("--list", action="store_true", help="print the mutants and run no test")
     parser.add_argument("--seed", type=int, default=1, help="of the draw")
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
     return parser.parse_intermixed_args()
 
 
-def judge_all(options, folders, chosen, listed):
+def choose(options):
+    chosen = list(mutants(options.source, options.folder or list(PROGRAMS)))
+    if options.since:
+        changed = changed_lines(options.source, options.since)
+        chosen = [mutant for mutant in chosen if mutant.number in changed.get(mutant.path, ())]
+    sample = options.sample if options.sample is not None else 0 if options.since else 40
+    if 0 < sample < len(chosen):
+        chosen = random.Random(options.seed).sample(chosen, sample)
+    return chosen
+
+
+def judge_all(options, chosen):
+    folders = {mutant.path.parts[1] for mutant in chosen}
     workplaces = queue.SimpleQueue()
-    for index in range(options.jobs):
+    for index in range(min(options.jobs, len(chosen))):
         workplaces.put(Workplace(options.source, options.work / str(index), folders))
 
     def judge(mutant):
         workplace = workplaces.get()
         try:
-            return workplace.judge(mutant, mutant.text in listed)
+            return workplace.judge(mutant)
         finally:
             workplaces.put(workplace)
 
     with concurrent.futures.ThreadPoolExecutor(options.jobs) as pool:
         for mutant, verdict in zip(chosen, pool.map(judge, chosen)):
-            print(f"{verdict:10} line {mutant.number + 1} of {mutant.text}", flush=True)
+            print(f"{verdict:10} {mutant.text}", flush=True)
             yield mutant, verdict
 
 
 def main():
     options = arguments()
-    folders = options.folder or list(PROGRAMS)
-    listed, everything = listed_mutants(), list(mutants(options.source, folders))
-    chosen = [m for m in everything if m.text in listed] if options.listed else everything
-    if 0 < options.sample < len(chosen):
-        chosen = random.Random(options.seed).sample(chosen, options.sample)
-    verdicts = list(judge_all(options, folders, chosen, listed))
+    chosen = choose(options)
+    if options.list:
+        print(*(mutant.text for mutant in chosen), sep="\n")
+        return
+    verdicts = list(judge_all(options, chosen))
     counts = {name: sum(verdict == name for _, verdict in verdicts) for name in VERDICTS}
-
-    def show(title, texts):
-        print(title, *sorted(texts), sep="\n")
-
-    show("listed, but there is no such mutant any more:",
-         {text for text in listed if text.split("/")[1] in folders} - {m.text for m in everything})
-    killed, alive = ({m.text for m, v in verdicts if v == verdict} for verdict in ("killed", "listed"))
-    show("listed, but killed now:", (killed & listed) - alive)  # one text may stand for several mutants
-    show("survivors that are not listed:", [m.text for m, v in verdicts if v == "survived"])
+    print("survivors:", *sorted(m.text for m, v in verdicts if v == "survived"), sep="\n")
     print(", ".join(f"{n} {verdict}" for verdict, n in counts.items()))
     judged = counts["killed"] + counts["survived"]
     print(f"killed {counts['killed']} of {judged}: {100 * counts['killed'] / max(judged, 1):.1f} percent")

@@ -1,0 +1,130 @@
+# SPDX-License-Identifier: Apache-2.0
+# Part of ./dev: what every submission must pass. Two lanes of steps run side by side: one keeps the
+# processors busy, the other sleeps and waits a lot. A lane goes on after a step that failed.
+
+busy_steps=(format asan_build tsan_build arm64_build cppcheck tidy faces)
+test_steps=(protocol android_libraries page asan_tests tsan_tests arm64_tests counts)
+check_logs=build/check
+
+dev_check() {
+  at_most 0 "$@"
+  need_android
+  need_arm64
+  need_models
+  need clang clang-format clang-tidy cppcheck libclang-rt-14-dev spin gcc libc6-dev chromium fonts-dejavu-core
+  rm -rf "$check_logs"
+  mkdir -p "$check_logs"
+  build host camsim nodecheck || return 1
+  trap 'trap - INT; kill 0; exit 130' INT
+  check_lane "${busy_steps[@]}" &
+  check_lane "${test_steps[@]}"
+  wait
+  local failed
+  failed=$(cd "$check_logs" && grep -lvxE '0|77' -- *.status | sed 's/\.status$//' | xargs)
+  [ -z "$failed" ] || fail 1 "after $SECONDS s these steps failed: $failed; their logs are in $check_logs"
+  echo "all checks passed after $SECONDS s"
+}
+
+check_lane() { # steps
+  local step
+  for step in "$@"; do check_step "$step"; done
+}
+
+# A step's status is the status of its last command: 77 means that its input is out of reach here.
+check_step() { # step
+  local log=$check_logs/$1.log start=$SECONDS status=0 verdict
+  (set -e; "check_$1") >"$log" 2>&1 </dev/null &
+  wait $! || status=$?
+  case "$status" in
+    0) verdict=ok ;;
+    77) verdict="NOT CHECKED: $(tail -n 1 "$log")" ;;
+    *) verdict="FAILED: $(printf '\n' && tail -n 40 "$log")" ;;
+  esac
+  printf '%5d s  %-17s %s\n' $((SECONDS - start)) "$1" "$verdict"
+  echo "$status" >"$check_logs/$1.status"
+}
+
+# Waits for a step of the other lane, without which the caller has nothing to test.
+check_after() { # step
+  until [ -s "$check_logs/$1.status" ]; do sleep 0.2; done
+  grep -qx 0 "$check_logs/$1.status" || { echo "not run, because $1 failed"; return 1; }
+}
+
+sources() {
+  git ls-files -- '*.h' '*.cpp'
+}
+
+check_format() {
+  sources | xargs clang-format --dry-run -Werror
+}
+
+check_asan_build() { build asan; }
+check_tsan_build() { build tsan; }
+
+# clang builds everything, as for devices; of g++'s code the kernels' digests are compared.
+check_arm64_build() {
+  build arm64
+  build arm64-gcc zyselftest
+}
+
+check_asan_tests() {
+  check_after asan_build
+  ctest --preset asan
+}
+
+check_tsan_tests() {
+  check_after tsan_build
+  ctest --preset tsan
+}
+
+check_arm64_tests() {
+  check_after arm64_build
+  ctest --preset arm64
+  qemu-aarch64 build/arm64-gcc/zyselftest
+}
+
+check_counts() {
+  check_after arm64_build
+  bench_arm64 --check
+}
+
+check_protocol() { scripts/check_worker_protocol.sh; }
+check_android_libraries() { python3 -B tests/android_libraries_test.py . build/host; }
+check_page() { tests/page_test.sh build/host/camsim chromium; }
+
+# Every file that is compiled. The analyzer would follow every path through the library of the command
+# lines, which takes minutes; of the files that include it the other checks are enough.
+check_tidy() {
+  local compiled with_cli tidy=(xargs -P "$jobs" -n 2 clang-tidy -p build/clang --quiet)
+  cmake --preset clang -DZY_MODELS=ON
+  compiled=$(grep -oE '"file": "[^"]*"' build/clang/compile_commands.json | cut -d'"' -f4 | grep -v /build/ | sort -u)
+  with_cli=$(grep -lE '#include (<CLI/|"common/command_line.h")' $compiled)
+  grep -vxF "$with_cli" <<<"$compiled" | "${tidy[@]}"
+  "${tidy[@]}" --checks='-clang-analyzer-*' <<<"$with_cli"
+}
+
+# Passed over: right shifts of negative values, which every compiler of this project floors and the
+# vector rows rely on; three pointers passed by value; the framework's signatures.
+check_cppcheck() {
+  cppcheck --quiet --enable=warning,style,performance,portability --std=c++17 --language=c++ \
+    --platform=unix64 -I src --error-exitcode=1 --suppress=shiftNegativeLHS --suppress=passedByValue \
+    --suppress=constParameter --suppress=missingIncludeSystem src
+}
+
+# The files of networks and photographs come from elsewhere, which may be out of reach.
+check_faces() {
+  if { check_models "$models_cache" 2>/dev/null || fetch_models; } && free_photographs; then
+    dev_faces --check
+    build host models_test
+    build/host/models_test --gtest_brief=1
+  else
+    echo "networks and photographs cannot be fetched"
+    return 77
+  fi
+}
+
+dev_format() {
+  at_most 0 "$@"
+  need clang-format
+  sources | xargs clang-format -i
+}

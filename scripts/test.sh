@@ -1,0 +1,131 @@
+# SPDX-License-Identifier: Apache-2.0
+# Part of ./dev: tests, short and long.
+
+dev_test() {
+  at_most 1 "$@"
+  [ $# -eq 0 ] || is_known "$1" || fail 2 "test: no test and no case has a name with $1"
+  need_build
+  build host
+  if [ $# -eq 0 ]; then
+    ctest --preset host
+  elif [ "$(count_tests -R "$1")" -gt 0 ]; then
+    ctest --preset host -R "$1"
+  else
+    run_cases "$1"
+  fi
+}
+
+# Whether a test of CMake's or a GoogleTest case has the text in its name, by the sources alone.
+is_known() {
+  local cases='s/^TEST(_[FP])?\((\w+), (\w+)\).*/\2.\3/p; s/^INSTANTIATE_TEST_SUITE_P\((\w+), (\w+).*/\1\/\2/p'
+  {
+    cat tests/CMakeLists.txt tests/fuzz/CMakeLists.txt |
+      sed -nE 's/^ *(zy_test|zy_python_test|add_test)\((NAME )?(\w+).*/\3/p; s/^zy_fuzz\((\w+).*/\1_replay/p'
+    cat tests/*.cpp | sed -nE "$cases"
+  } | grep -qF -e "$1"
+}
+
+count_tests() {
+  ctest --test-dir build/host -N "$@" | sed -n 's/^Total Tests: //p'
+}
+
+# The cases of every GoogleTest program whose name, as "Suite.Case", contains the given text.
+run_cases() {
+  local program failed=0
+  for program in $(ctest --test-dir build/host -N -L gtest | sed -n 's/^ *Test *#[0-9]*: //p'); do
+    build/host/"$program" --gtest_list_tests --gtest_filter="*$1*" | grep -q '^  ' || continue
+    build/host/"$program" --gtest_brief=1 --gtest_filter="*$1*" || failed=1
+  done
+  return "$failed"
+}
+
+# The host's camsim is what the other machine's one is compared with. clang builds everything, as
+# for devices; of g++'s code the kernels' digests are compared.
+dev_arm64() {
+  at_most 0 "$@"
+  need_build
+  need_arm64
+  build host camsim
+  build arm64
+  ctest --preset arm64
+  build arm64-gcc zyselftest
+  qemu-aarch64 build/arm64-gcc/zyselftest
+}
+
+# Starts from the committed corpus; inputs that are new are kept beside the findings.
+dev_fuzz() {
+  at_most 1 "$@"
+  numbers "$@"
+  local seconds=${1:-60} failed=0
+  need_build
+  need clang libclang-rt-14-dev
+  build fuzz fuzz_node_fuzzer fuzz_kits_fuzzer fuzz_pictures_fuzzer
+  fuzz_one fuzz_node "$seconds" -max_len=600 || failed=1
+  fuzz_one fuzz_kits "$seconds" -max_len=64 || failed=1
+  fuzz_one fuzz_pictures "$seconds" -max_len=4096 -dict=tests/fuzz/fuzz_pictures.dict || failed=1
+  [ "$failed" -eq 0 ] || echo "dev: findings are in build/fuzz/findings" >&2
+  return "$failed"
+}
+
+fuzz_one() { # target, seconds, options
+  local target=$1 seconds=$2 found=build/fuzz/findings/$1 kept=build/fuzz/corpus/$1
+  echo "== $target"
+  mkdir -p "$found" "$kept"
+  "build/fuzz/${target}_fuzzer" -max_total_time="$seconds" -verbosity=0 -print_final_stats=1 \
+    -artifact_prefix="$found/" "${@:3}" "$kept" "tests/fuzz/corpus/$target"
+}
+
+dev_soak() {
+  at_most 2 "$@"
+  numbers "$@"
+  need_build
+  build host nodecheck
+  build/host/nodecheck "$node_of_host" --soak "${1:-10000000}" "${2:-10000}"
+}
+
+dev_races() {
+  at_most 1 "$@"
+  numbers "$@"
+  local rounds=${1:-500}
+  need_build
+  need clang libclang-rt-14-dev
+  build tsan race_test nodecheck
+  export TSAN_OPTIONS="suppressions=$PWD/cmake/tsan_suppressions.txt:halt_on_error=1"
+  ZY_RACE_ROUNDS=$rounds build/tsan/race_test
+  build/tsan/nodecheck build/tsan/com.qti.node.brodaxgenderage.so \
+    --soak $((rounds * 2000)) $((rounds * 10))
+}
+
+need_android() {
+  need_build
+  need android-liblog android-libutils android-liblog-dev android-libutils-dev android-libcutils-dev
+}
+
+dev_android_libraries() {
+  at_most 0 "$@"
+  need_android
+  build host camsim nodecheck
+  python3 -B tests/android_libraries_test.py . build/host
+}
+
+# The counters are atomic, because the worker's thread counts as well. Those of an earlier run go.
+dev_coverage() {
+  at_most 0 "$@"
+  need_build
+  need gcovr
+  build coverage
+  find build/coverage -name '*.gcda' -delete
+  # The program that the package test builds lacks the counters.
+  ctest --preset coverage -E '^package$' >build/coverage/test.log || { tail -n 40 build/coverage/test.log; return 1; }
+  local report=(gcovr -r . build/coverage --exclude-throw-branches --exclude-unreachable-branches
+    -f 'src/(node|analysis|image|sharpen|base)/')
+  "${report[@]}"
+  "${report[@]}" --branches
+}
+
+dev_mutate() {
+  need python3
+  python3 -B scripts/mutate.py . build/mutate "$@" --list >/dev/null
+  need_build
+  python3 -B scripts/mutate.py . build/mutate "$@"
+}
