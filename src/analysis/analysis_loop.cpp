@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The worker thread of ZYPreview: wait for a frame, prepare it, analyse its faces, publish.
+// The worker thread of ZYPreview: waits for a frame, prepares it, analyses its faces, publishes.
 #include <stdlib.h>
 
 #include <algorithm>
@@ -18,14 +18,14 @@ namespace {
 
 constexpr char kLoop[] = "AnalyzeCurrentFrame";
 
-// The fixed numbers of two log lines: the model's answer, and what a slot holds after it.
+// Fixed numbers of two log lines: the model's answer, and the figures of a slot after it.
 constexpr int kLineEstimated = 207;
 constexpr int kLineStored = 215;
 
 constexpr int kInitAttempts = 3;
 
-// Bytes for `channels` bytes per pixel of the half-size image. A frame that was allocated has
-// 3 * width * height below 2^31. At least one byte, so that null always means a failure.
+// Returns the bytes for `channels` bytes per pixel of the half-size image, at least 1 so that null
+// always means failure. An allocated frame has 3 * width * height below 2^31.
 size_t HalfSizeBytes(int32_t width, int32_t height, int channels) {
   const int64_t bytes = int64_t{width} * height * channels >> 2;
   return static_cast<size_t>(std::max<int64_t>(bytes, 1));
@@ -54,19 +54,19 @@ UprightRect TurnUpright(const int32_t (&rect)[4], int64_t width, int64_t height,
   }
 }
 
-// A face must be wider than this many pixels, a sixth of the frame's shorter side.
+// Returns the width that a face must exceed: a sixth of the frame's shorter side, in pixels.
 int FaceSizeLimit(int32_t width, int32_t height) {
   return static_cast<int>(static_cast<float>(std::min(width, height)) / 6.0f);
 }
 
-// 50 to 100. The comparisons leave a NaN as it is.
+// Limits a grade to 50 to 100; a NaN passes.
 float LimitGrade(float grade) {
   if (grade > 100.0f) grade = 100.0f;
   if (grade < 50.0f) grade = 50.0f;
   return grade;
 }
 
-// Nothing when the closed library throws.
+// Grades one face; nullopt when the closed library throws.
 std::optional<FaceGradeResult> Grade(FaceGradeInterface& grader, const uint8_t* bgr, int width,
                                      int height, int left, int top, int face_width,
                                      int face_height) {
@@ -100,8 +100,8 @@ void ZYPreview::AnalyzeCurrentFrame() {
     if (!mIsAnalyzing.load(std::memory_order_relaxed)) mFrameCond.Wait(mFrameLock);
     if (!mAnalyzingEnabled.load(std::memory_order_relaxed)) return;
     if (HasFrame()) AnalyzeOnePass(results);
-    // The only place that ends a pass, whatever became of it: a flag left true would stop analysis
-    // for good. mDataLock is not asked for after this.
+    // The only place that ends a pass, whatever its outcome: a flag left true would stop analysis
+    // forever. mDataLock is not taken after this.
     mIsAnalyzing.store(false, std::memory_order_release);
   }
 }
@@ -122,8 +122,8 @@ void ZYPreview::InitModel() {
   }
 }
 
-// Whether a wake-up brought a frame. The flag comes first: the sizes are this thread's only while
-// it is true.
+// Returns whether a wake-up brought a frame. The flag comes first: the sizes belong to this thread
+// only while it is true.
 bool ZYPreview::HasFrame() const {
   return mIsAnalyzing.load(std::memory_order_acquire) && mImageWidth != 0 && mImageHeight != 0;
 }
@@ -134,7 +134,7 @@ void ZYPreview::AnalyzeOnePass(PassResults& results) {
     gray = static_cast<uint8_t*>(malloc(HalfSizeBytes(mImageWidth, mImageHeight, 1)));
   }
   if (gray == nullptr) {
-    // Size 0 makes both threads allocate anew for the next frame, whatever its size.
+    // Size 0 makes both threads allocate again for the next frame, whatever its size.
     mAllocWidth = 0;
     mAllocHeight = 0;
     return;
@@ -164,7 +164,7 @@ void ZYPreview::AnalyzePreparedFrame(uint8_t* gray, PassResults& results) {
   const int count = SnapshotFaces(results);
   for (int slot = 0; slot < count; ++slot) {
     PassFace face = MapFace(results.rects[slot]);
-    // A frame one pixel wide or high leaves nothing to look at.
+    // A frame one pixel wide or high has an empty half-size image.
     if (images.width == 0 || images.height == 0) face.valid = false;
     if (mFaceGradeInterface == nullptr) continue;
     if (mFaceGenderAndAgeEnabled.load(std::memory_order_relaxed)) {
@@ -196,8 +196,8 @@ ZYPreview::PassFace ZYPreview::MapFace(const int32_t (&rect)[4]) const {
           upright.x1 - upright.x0 > FaceSizeLimit(mImageWidth, mImageHeight)};
 }
 
-// The face-grade object is required for this analysis too, although it has no part in it: a device
-// without that library runs neither.
+// Requires the face-grade object, although it does not use it: a device without that library runs
+// neither analysis.
 void ZYPreview::EstimateAgeAndGender(const PassImages& images, const PassFace& face, int slot,
                                      PassResults& results) {
   __android_log_print(kLogError, kLogTag, "%s, check res:%d", "checkValidFaceSize", face.valid);

@@ -53,5 +53,5 @@ void ZyFaceAgeFinalize() {
   });
 }
 
-// One of the five calls that the worker expects of an age model; this model has nothing to drop.
+// Does nothing: one of the five calls of an age model, and this model keeps nothing to drop.
 void ZyFaceAgeClear() {}

@@ -89,8 +89,8 @@ void ConvertScalar(const Conversion& conversion) {
   }
 }
 
-// In a frame of odd width the map may start on the last byte of the last whole pair; the vector
-// rows read on into the byte behind it, so those pixels are done again.
+// Converts pixels again whose pair starts on the last byte of the last whole pair, in a frame of
+// odd width: the vector rows read the byte behind it.
 void ConvertBehindLastPair(const Conversion& conversion) {
   if (conversion.map.x0 <= conversion.last_pair) return;
   if (conversion.map.x_per_column == 0) return ConvertRowScalar(conversion, 0, conversion.columns);
@@ -99,7 +99,7 @@ void ConvertBehindLastPair(const Conversion& conversion) {
 
 // Returns false, with nothing written, where the vector rows do not apply.
 bool ConvertVector(const Conversion& conversion) {
-  // If the first column names the chroma row that is not there, it is out of step with the others.
+  // A first column that names the chroma row below the last one is out of step with the others.
   const bool in_step =
       conversion.map.x_per_column != 0 || conversion.map.y0 / 2 < conversion.chroma_rows;
   const ptrdiff_t first_column = in_step ? 0 : 1;
@@ -145,5 +145,5 @@ void prepareDataForFaceAnalyse(const uint8_t* luma, const uint8_t* chroma, uint8
 
 }  // namespace android
 
-// The tables are constants. The call is part of starting a worker all the same.
+// Does nothing: the tables are constants. Starting a worker includes this call.
 void VP8YUVInit() {}

@@ -12,16 +12,16 @@ namespace {
 
 using std::ptrdiff_t;
 
-// With a = k - 16, the doubling high half of a * 10747 is a * 10747 / 32768 rounded down; halved
-// with rounding and added to a, that is (a * 76283 + 32768) >> 16 exactly. Both stay in 16 bits for
-// a in -243..465, of which -238..459 occur.
+// Returns (a * 76283 + 32768) >> 16, clipped to a byte, for a = k - 16. The doubling high half of a
+// * 10747 is a * 10747 / 32768 rounded down; halved with rounding and added to a, it is exact. Both
+// stay in 16 bits for a in -243..465; only -238..459 occur.
 inline uint8x8_t Clip(int16x8_t a) {
   return vqmovun_s16(vrsraq_n_s16(a, vqdmulhq_n_s16(a, 10747), 1));
 }
 
-// Blue, green and red of eight pixels from luma - 16, U - 128 and V - 128. Coefficients beyond one
-// are split into the whole part, added as it is, and the fraction: 113618 = 65536 + 2 * 24041,
-// 89858 = 65536 + 2 * 12161, 45773 = 65536 - 19763.
+// Returns blue, green and red of eight pixels from luma - 16, U - 128 and V - 128. Coefficients
+// beyond one are split into the whole part, added directly, and the fraction: 113618 = 65536 + 2 *
+// 24041, 89858 = 65536 + 2 * 12161, 45773 = 65536 - 19763.
 inline uint8x8x3_t BlueGreenRed(int16x8_t luma, int16x8_t u, int16x8_t v) {
   const int16x8_t blue = vaddq_s16(u, vqrdmulhq_n_s16(u, 24041));
   const int16x8_t red = vaddq_s16(v, vqrdmulhq_n_s16(v, 12161));
@@ -36,7 +36,7 @@ inline uint8x8x3_t BlueGreenRed(int16x8_t luma, int16x8_t u, int16x8_t v) {
 
 constexpr ptrdiff_t kRun = 16;
 
-// Sixteen pixels side by side in the output.
+// Sixteen neighbouring pixels of the output.
 struct Run {
   uint8x16_t luma;
   uint8x16_t chroma[2];  // U, V
@@ -67,7 +67,7 @@ inline uint8x16_t Reverse(uint8x16_t bytes) {
   return vextq_u8(halves, halves, 8);
 }
 
-// A run of one source row; `luma` and `chroma` point to its leftmost pixel.
+// Loads a run of one source row; `luma` and `chroma` point to its leftmost pixel.
 template <bool kReversed>
 inline Run LoadRun(const uint8_t* luma, const uint8_t* chroma) {
   const uint8x16_t y = vld2q_u8(luma).val[0];
@@ -76,7 +76,7 @@ inline Run LoadRun(const uint8_t* luma, const uint8_t* chroma) {
   return {y, {uv.val[0], uv.val[1]}};
 }
 
-// Source rows stay rows. The last run of a row is moved back onto pixels that are done already.
+// Converts source rows to rows. The last run of a row moves back onto pixels already done.
 template <bool kReversed>
 void ConvertRows(const Conversion& conversion) {
   const SourceMap& map = conversion.map;
@@ -97,7 +97,7 @@ void ConvertRows(const Conversion& conversion) {
   }
 }
 
-// Sixteen source rows of eight pixels: luma with a byte to skip behind each, or chroma pairs.
+// Sixteen source rows of eight pixels: luma, each followed by a byte to skip, or chroma pairs.
 struct Tile {
   uint8x16_t rows[16];
 };
@@ -108,7 +108,7 @@ inline Tile LoadTile(const uint8_t* at, const RowSteps& rows) {
   return tile;
 }
 
-// Puts the bytes of even places before those of odd ones.
+// Moves the bytes with even indices before those with odd ones.
 inline Tile Unzip(const Tile& tile) {
   Tile unzipped;
   for (ptrdiff_t i = 0; i < 8; ++i) {
@@ -118,10 +118,11 @@ inline Tile Unzip(const Tile& tile) {
   return unzipped;
 }
 
-// Each unzipping rotates the bits of a byte's place, four row bits before four column bits, by one.
+// Exchanges rows and columns. Each step rotates the bits of a byte's index, four row bits above
+// four column bits, by one.
 inline Tile Transpose(const Tile& tile) { return Unzip(Unzip(Unzip(Unzip(tile)))); }
 
-// As many output rows as there are pixels in a cache line of a source row.
+// One output row for each pixel in a cache line of a source row.
 constexpr ptrdiff_t kBandRows = 32;
 constexpr ptrdiff_t kTileRows = 8;
 
@@ -143,8 +144,8 @@ void TurnChroma(const uint8_t* at, const RowSteps& rows, bool v_first, Run* runs
   }
 }
 
-// Source columns become rows: of the output rows of a band, the first of which is `row`, this makes
-// the runs that begin at `column`.
+// Converts source columns to rows: the runs that begin at `column` of the band that begins at
+// `row`.
 void ConvertBand(const Conversion& conversion, ptrdiff_t row, ptrdiff_t column) {
   const SourceMap& map = conversion.map;
   const bool leftwards = map.x_per_row < 0;
@@ -169,8 +170,8 @@ void ConvertBand(const Conversion& conversion, ptrdiff_t row, ptrdiff_t column) 
   }
 }
 
-// A last band or run is moved back onto pixels that are done already. Columns before `first_column`
-// are left alone.
+// Converts all bands. A last band or run moves back onto pixels already done. Columns before
+// `first_column` stay untouched.
 void ConvertBands(const Conversion& conversion, ptrdiff_t first_column) {
   for (ptrdiff_t row = 0; row < conversion.rows; row += kBandRows) {
     for (ptrdiff_t column = first_column; column < conversion.columns; column += kRun) {

@@ -18,7 +18,7 @@ struct SourceMap {
   bool v_first;  // the chroma pairs are taken as V, U
 };
 
-// A frame and the two images that are made from it.
+// A frame and its two images.
 struct Conversion {
   const uint8_t* luma;
   const uint8_t* chroma;
@@ -37,12 +37,12 @@ struct Conversion {
   }
 };
 
-// Fills both output images, but for columns before `first_column` (0 or 1) where source columns
+// Fills both output images, except columns before `first_column` (0 or 1) where source columns
 // become rows. Every output pixel from there on must take its chroma from row y / 2 of its own
-// source row; of a pair that begins behind `last_pair`, the byte behind the row is taken, to be
-// done again by the caller. Some pixels are written twice.
-//   Returns false, with nothing written, for an image that is too small to fill a run or a band,
-// and where there are no vector registers.
+// source row. For a pair that begins behind `last_pair` it reads the byte behind the row; the
+// caller converts those pixels again. Some pixels are written twice.
+//   Returns false, with nothing written, for an image too small to fill a run or a band, and
+//   without vector registers.
 //   Any thread.
 bool ConvertInRegisters(const Conversion& conversion, std::ptrdiff_t first_column);
 

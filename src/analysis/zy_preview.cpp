@@ -22,11 +22,10 @@ static_assert(sizeof(std::atomic<int32_t>) == sizeof(int32_t));
 static_assert(sizeof(std::atomic<int64_t>) == sizeof(int64_t));
 static_assert(sizeof(std::atomic<bool>) == sizeof(bool));
 
-// Results older than this are not fresh.
+// Age at which results stop being fresh.
 constexpr int64_t kFreshNanoseconds = 2'000'000'000;
 
-// A frame that carries faces is considered when at least this many such frames came since the last
-// one.
+// Frames with faces that pass between two that are considered.
 constexpr int32_t kSkippedFrames = 3;
 
 bool Near(const std::atomic<int32_t>& published, int32_t edge, int64_t tolerance) {
@@ -34,7 +33,7 @@ bool Near(const std::atomic<int32_t>& published, int32_t edge, int64_t tolerance
   return std::max(difference, -difference) < tolerance;
 }
 
-// Null without memory, and when the closed library throws.
+// Returns null without memory, and when the closed library throws.
 FaceGradeInterface* CreateFaceGrade() {
   base::MutexLock lock(g_model_library);
   return CallModelLibrary<FaceGradeInterface*>(
@@ -119,7 +118,7 @@ int ZYPreview::ProcessBuffer(const ZyImageBuffer* image, const _FaceLocation* fa
   }
   if (mFrameSkipCount++ < kSkippedFrames) return 1;
   mFrameSkipCount = 0;
-  // Acquire: when the flag is false, the pixels and sizes are this thread's from here on.
+  // Acquire: when the flag is false, the pixels and sizes belong to this thread from here on.
   const bool analyzing = mIsAnalyzing.load(std::memory_order_acquire);
   const bool enabled = mAnalyzingEnabled.load(std::memory_order_relaxed);
   __android_log_print(
@@ -130,8 +129,8 @@ int ZYPreview::ProcessBuffer(const ZyImageBuffer* image, const _FaceLocation* fa
   if (!TakeFrame(*image)) return 1;
   mOrientation = orientation;
   mFlip = flip;
-  // No wait for analysis here: with mIsAnalyzing false the worker thread holds mFrameLock for
-  // moments only.
+  // This does not wait for analysis: while mIsAnalyzing is false, the worker thread holds
+  // mFrameLock only for moments.
   base::MutexLock frame_lock(mFrameLock);
   mIsAnalyzing.store(true, std::memory_order_release);
   mFrameCond.Signal();
@@ -148,8 +147,8 @@ void ZYPreview::StoreFaces(const _FaceLocation* faces, int faceNum) {
   }
 }
 
-// Copies the frame into mInputImage. The buffer is allocated anew until the worker thread has run a
-// pass at the frame's size, and whenever an earlier allocation failed. False when there is no copy.
+// Copies the frame into mInputImage. Allocates the buffer again until the worker thread has run a
+// pass at the frame's size, and after a failed allocation. Returns false when there is no copy.
 bool ZYPreview::TakeFrame(const ZyImageBuffer& image) {
   const bool worker_agrees = image.width == mAllocWidth && image.height == mAllocHeight;
   const bool buffer_fits = mInputImage.plane[0] != nullptr && image.width == mInputImage.width &&

@@ -25,56 +25,56 @@ struct _FaceLocation {  // NOLINT(bugprone-reserved-identifier): the name is sha
 // Faces that a frame can carry, and slots of each result array.
 inline constexpr int kMaxFaces = 3;
 
-// The face-analysis worker. It owns a thread that analyses one frame at a time; a frame that is
-// offered while another is pending or under analysis is dropped, never queued, so that the request
-// thread never waits for the models.
+// The face-analysis worker. Its thread analyses one frame at a time. A frame offered while another
+// is pending or under analysis is dropped, never queued, so the request thread never waits for the
+// models.
 //
-// Locks. mDataLock guards what a hand-over writes (the frame, its faces, the pacing counter) and
+// Locks. mDataLock guards the data of a hand-over (the frame, its faces, the pacing counter) and
 // the publication of results. mFrameLock with mFrameCond guards the hand-over; the worker thread
-// holds it for the whole of a pass. The request thread takes mFrameLock inside mDataLock, the
-// worker thread mDataLock inside mFrameLock. The opposite orders cannot deadlock, because
-// mIsAnalyzing keeps the two apart: the request thread asks for mFrameLock only after it saw
-// mIsAnalyzing false under mDataLock, and the worker thread asks for mDataLock only while
-// mIsAnalyzing is true. Only a hand-over, under both locks, sets the flag; the worker thread clears
-// it, as the last thing of a pass, and so does the destructor, when nobody offers frames any more.
+// holds it for the whole pass. The request thread takes mFrameLock inside mDataLock, the worker
+// thread mDataLock inside mFrameLock. The opposite orders cannot deadlock, because mIsAnalyzing
+// keeps the two apart: the request thread asks for mFrameLock only after it saw mIsAnalyzing false
+// under mDataLock, and the worker thread asks for mDataLock only while mIsAnalyzing is true. Only a
+// hand-over, under both locks, sets the flag. The worker thread clears it at the end of a pass, and
+// the destructor when no more frames are offered.
 //
 // mIsAnalyzing also owns the pixels: while it is false, mInputImage, mImageWidth, mImageHeight,
 // mAllocWidth, mAllocHeight, mOrientation and mFlip belong to the holder of mDataLock; while it is
-// true, to the worker thread. Release stores and acquire loads of the flag carry them over.
+// true, to the worker thread. Release stores and acquire loads of the flag publish them.
 //
-// Everything that two threads touch without a common lock is atomic; a reader of the result arrays
-// may see slots of two different passes, but no torn value.
+// Everything that two threads use without a common lock is atomic. A reader of the result arrays
+// may see slots of two passes, but no torn value.
 class ZYPreview {
  public:
-  // Starts the thread. When a lock or the thread cannot be created, the worker lives on but takes
-  // no frame. May wait for calls that other workers make into the closed libraries. Request thread.
+  // Starts the thread. When a lock or the thread cannot be created, the worker never takes a frame.
+  // May wait for calls of other workers into the closed libraries. Request thread.
   ZYPreview();
-  // Waits for a running pass, or a running attempt to set the model up, and for calls of other
-  // workers as the constructor does; stops the thread, releases the model and all buffers. No other
-  // thread may be in a call of this object. Request thread.
+  // Waits for a running pass or model set-up, and for calls of other workers like the constructor.
+  // Stops the thread, releases the model and all buffers. No other thread may be in a call of this
+  // object. Request thread.
   virtual ~ZYPreview();
   ZYPreview(const ZYPreview&) = delete;
   ZYPreview& operator=(const ZYPreview&) = delete;
 
-  // Offers a frame with `faceNum` faces (0 to 3; more count as 3) in its pixels. One frame in four
-  // that carry faces is considered; it is copied and analysed unless a pass is pending or running.
-  // A frame without faces empties the list of faces that getFaceIndex() looks through.
-  // `orientation` is in degrees (0, 90, 180, 270); `flip` 1 mirrors. `image` (format 1) and `faces`
-  // stay the caller's and are not used after the call. Returns 0 when `image` is null, else 1, also
-  // when the frame is not taken. Request thread; several may call at once.
+  // Offers a frame with `faceNum` faces (0 to 3; more count as 3) in its pixels. One in four frames
+  // with faces is considered: it is copied and analysed unless a pass is pending or running. A
+  // frame without faces empties the list of faces that getFaceIndex() searches. `orientation` is in
+  // degrees (0, 90, 180, 270); `flip` 1 mirrors. `image` (format 1) and `faces` stay the caller's
+  // and are not used after the call. Returns 0 when `image` is null, else 1, also when the frame is
+  // not taken. Request thread; several may call at once.
   int ProcessBuffer(const ZyImageBuffer* image, const _FaceLocation* faces, int faceNum,
                     int orientation, int flip);
 
-  // The first slot (0 to 2) whose analysed rectangle has every edge nearer to the given one than
-  // three tenths of the given width, or -1. Edges are in full-frame pixels. With `requireFresh` a
-  // slot counts only when the model is ready and the last pass ended at most two seconds ago; the
-  // node asks without it, so that results stay until the next pass replaces them. Any thread while
-  // the worker exists.
+  // Returns the first slot (0 to 2) whose analysed rectangle has every edge nearer to the given one
+  // than three tenths of the given width, or -1. Edges are in full-frame pixels. With
+  // `requireFresh` a slot counts only when the model is ready and the last pass ended at most two
+  // seconds ago. The node asks without it, so that results stay until the next pass replaces them.
+  // Any thread while the worker exists.
   int getFaceIndex(bool requireFresh, int left, int right, int top, int bottom) const;
 
-  // Results per face slot: the model's first output, the gender score, the age to use above and up
-  // to a gender score of 0.6, and the face grade (50 to 100 or NaN when graded, 0 when a pass
-  // left it out). Any thread may read.
+  // Results per face slot: the model's first output, the gender score, the ages for a gender score
+  // above and up to 0.6, and the face grade (50 to 100 or NaN when graded, 0 when a pass skipped
+  // it). Any thread may read.
   std::atomic<float> mProp[kMaxFaces];
   std::atomic<float> mGender[kMaxFaces];
   std::atomic<float> mAgeWhenGenderHigh[kMaxFaces];
@@ -100,8 +100,8 @@ class ZYPreview {
   int32_t mFaceRects[kMaxFaces][4] ZY_GUARDED_BY(mDataLock) = {};
 
  public:
-  // The rectangles (left, top, right, bottom) to which the results belong, and the number of faces
-  // that came with the last frame considered, 0 after one without faces. Any thread may read.
+  // The rectangles (left, top, right, bottom) of the results, and the face count of the last frame
+  // considered, 0 after a frame without faces. Any thread may read.
   std::atomic<int32_t> mAnalyzedRects[kMaxFaces][4];
   std::atomic<int32_t> mFaceAnalyzeNum{0};
 
@@ -111,13 +111,12 @@ class ZYPreview {
   int32_t mImageHeight = 0;
 
  public:
-  // Which analyses a pass runs; written by the node, read by the worker thread.
+  // The analyses that a pass runs; the node writes them, the worker thread reads them.
   std::atomic<bool> mFaceGenderAndAgeEnabled{false};
   std::atomic<bool> mFaceScoreEnabled{false};
 
  private:
-  // What a pass found, kept from pass to pass: a slot that a pass does not write is published
-  // again.
+  // Results kept from pass to pass: a slot that a pass does not write is published again.
   struct PassResults {
     int32_t rects[kMaxFaces][4];
     float prop[kMaxFaces];
@@ -126,7 +125,7 @@ class ZYPreview {
     float age_when_gender_low[kMaxFaces];
     float grade[kMaxFaces];
   };
-  // The images of one pass, half the frame's size and turned upright.
+  // The images of one pass, half the frame's size and upright.
   struct PassImages {
     const uint8_t* gray;
     const uint8_t* bgr;
@@ -168,7 +167,7 @@ class ZYPreview {
   void Publish(const PassResults& results) ZY_EXCLUDES(mDataLock);
 
   FaceGradeInterface* mFaceGradeInterface = nullptr;
-  // Set once by the constructor. Without locks there is no thread, and no frame is looked at.
+  // Set once by the constructor. Without locks there is no thread, and every frame is refused.
   bool mLocksReady = false;
 };
 

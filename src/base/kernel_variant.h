@@ -4,8 +4,8 @@
 
 #include "base/neon.h"
 
-// Which rows a kernel runs: the scalar ones, or the vector ones, with scalar ones for what is too
-// narrow. Both give the same bytes. Without a vector header the vector variant is the scalar one.
+// The rows that a kernel runs: scalar ones, or vector ones with scalar ones for narrow images. Both
+// give identical bytes. Without a vector header, kVector runs the scalar rows.
 enum class KernelVariant { kScalar, kVector };
 
 inline constexpr KernelVariant kBestVariant =

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The only file that chooses a vector header. Arm compilers bring the intrinsics; elsewhere SIMDe
-// gives the same names, so that the very same kernels run under x86 sanitizers and debuggers.
-// Without either, ZY_HAVE_NEON is 0 and the scalar rows do the whole work.
+// The only file that chooses a vector header: Arm's own on Arm, SIMDe elsewhere. So the same
+// kernels run under x86 sanitizers and debuggers. Without either, ZY_HAVE_NEON is 0 and only scalar
+// rows run.
 #ifndef ZY_BASE_NEON_H_
 #define ZY_BASE_NEON_H_
 
@@ -18,8 +18,7 @@
 
 #if ZY_HAVE_NEON
 
-// Instructions that SIMDe lacks, under names of our own: each fills the upper half of a register,
-// or takes it. Any thread.
+// Instructions that SIMDe lacks. Each reads or writes the upper half of a register. Any thread.
 namespace base {
 
 // Returns `low` and, above it, `value` shifted right by kShift bits and narrowed.
@@ -32,7 +31,7 @@ template <int kShift>
 #endif
 }
 
-// The same for signed values, limited to the unsigned range.
+// Does the same for signed values, limited to the unsigned range.
 template <int kShift>
 [[gnu::always_inline]] inline uint8x16_t ShiftSaturateHigh(uint8x8_t low, int16x8_t value) {
 #if defined(__aarch64__)

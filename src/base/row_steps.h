@@ -4,15 +4,15 @@
 
 #include <cstddef>
 
-// The distances of eight rows from the first, in bytes. Whoever goes from tile to tile makes them
-// once; compilers then keep them in registers, instead of adding the pitch again for each row.
+// Byte offsets of eight rows from the first. A caller makes them once for all tiles, so that
+// compilers keep them in registers instead of adding the pitch for each row.
 class RowSteps {
  public:
   explicit RowSteps(std::ptrdiff_t pitch) {
     for (std::ptrdiff_t i = 0; i < 8; ++i) steps_[i] = i * pitch;
   }
 
-  // Row 0 to 15 of a tile that begins at `first`.
+  // Returns the start of row 0 to 15 of a tile that begins at `first`.
   template <typename Byte>
   [[gnu::always_inline]] Byte* Row(Byte* first, std::ptrdiff_t row) const {
     return first + row / 8 * (steps_[7] + steps_[1]) + steps_[row % 8];

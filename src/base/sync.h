@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Thin wrappers around the POSIX mutex and condition variable that carry clang's thread-safety
-// annotations. Their creation can fail, and says so.
+// Thin wrappers around the POSIX mutex and condition variable, with clang's thread-safety
+// annotations. Creating them can fail, and Init() reports it.
 #ifndef ZY_BASE_SYNC_H_
 #define ZY_BASE_SYNC_H_
 
@@ -24,17 +24,18 @@ namespace base {
 
 class ConditionVariable;
 
-// A mutex with default attributes. Objects with static storage use the default constructor, which
-// cannot fail and needs no code at load; others call Init() before the first Lock(). Any thread.
+// A mutex with default attributes. An object with static storage uses the default constructor,
+// which cannot fail and runs no code at load. Others call Init() before the first Lock(). Any
+// thread.
 class ZY_CAPABILITY Mutex {
  public:
   constexpr Mutex() = default;
   Mutex(const Mutex&) = delete;
   Mutex& operator=(const Mutex&) = delete;
 
-  // False when the system refuses; the mutex must not be locked then.
+  // Returns false when the system refuses; the mutex must not be locked then.
   bool Init() { return created_ = pthread_mutex_init(&mutex_, nullptr) == 0; }
-  // Ends what a successful Init() began. Nobody may hold or want the lock any more.
+  // Destroys the mutex if Init() succeeded. No thread may hold it or wait for it.
   void Destroy() {
     if (created_) pthread_mutex_destroy(&mutex_);
     created_ = false;
@@ -56,7 +57,7 @@ class ConditionVariable {
   ConditionVariable(const ConditionVariable&) = delete;
   ConditionVariable& operator=(const ConditionVariable&) = delete;
 
-  // False when the system refuses; the variable must not be used then.
+  // Returns false when the system refuses; the variable must not be used then.
   bool Init() {
     pthread_condattr_t attributes;
     if (pthread_condattr_init(&attributes) != 0) return false;
@@ -65,13 +66,13 @@ class ConditionVariable {
     pthread_condattr_destroy(&attributes);
     return created_;
   }
-  // Ends what a successful Init() began. Nobody may wait any more.
+  // Destroys the variable if Init() succeeded. No thread may wait on it.
   void Destroy() {
     if (created_) pthread_cond_destroy(&condition_);
     created_ = false;
   }
 
-  // Releases `mutex`, sleeps until a signal (or without any reason), and holds `mutex` again.
+  // Releases `mutex`, sleeps until a signal or a spurious wake-up, and locks `mutex` again.
   void Wait(Mutex& mutex) ZY_REQUIRES(mutex) { pthread_cond_wait(&condition_, &mutex.mutex_); }
   void Signal() { pthread_cond_signal(&condition_); }
 

@@ -6,7 +6,7 @@
 
 namespace base {
 
-// a + b modulo 2^32, as the edges of a rectangle that came from elsewhere are formed. Any thread.
+// Returns a + b modulo 2^32, for edges of a rectangle from untrusted metadata. Any thread.
 inline int32_t WrappingSum(int32_t a, int32_t b) {
   return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
 }

@@ -12,7 +12,7 @@ namespace {
 
 constexpr int ShiftOf(int factor) { return factor == 2 ? 2 : factor == 4 ? 4 : 6; }
 
-// One output row of `outputs` means of kFactor x kFactor bytes.
+// Writes one row of `outputs` means of kFactor x kFactor bytes.
 template <int kFactor>
 void ScalarRow(const uint8_t* __restrict src, std::ptrdiff_t stride, uint8_t* __restrict dst,
                std::ptrdiff_t outputs) {
@@ -27,7 +27,7 @@ void ScalarRow(const uint8_t* __restrict src, std::ptrdiff_t stride, uint8_t* __
 
 #if ZY_HAVE_NEON
 
-// Sums over kRows rows of eight neighbouring blocks of kColumns bytes; at most 64 * 255.
+// Sums kRows rows of eight neighbouring blocks of kColumns bytes; a sum is at most 64 * 255.
 template <int kRows, int kColumns>
 uint16x8_t EightSums(const uint8_t* src, std::ptrdiff_t stride) {
   if constexpr (kColumns == 2) {
@@ -42,7 +42,7 @@ uint16x8_t EightSums(const uint8_t* src, std::ptrdiff_t stride) {
   }
 }
 
-// The means of the next eight source columns.
+// Returns the means of the next eight source columns.
 template <int kFactor>
 void VectorBlock(const uint8_t* src, std::ptrdiff_t stride, uint8_t* dst) {
   uint16x4_t sums = vpaddl_u8(vld1_u8(src));
@@ -53,7 +53,7 @@ void VectorBlock(const uint8_t* src, std::ptrdiff_t stride, uint8_t* dst) {
   std::memcpy(dst, &bytes, 8 / kFactor);
 }
 
-// The means of sixteen neighbouring blocks.
+// Returns the means of sixteen neighbouring blocks.
 template <int kFactor>
 uint8x16_t SixteenMeans(const uint8_t* src, std::ptrdiff_t stride) {
   constexpr int kShift = ShiftOf(kFactor);
@@ -62,8 +62,8 @@ uint8x16_t SixteenMeans(const uint8_t* src, std::ptrdiff_t stride) {
   return base::ShiftNarrowHigh<kShift>(vshrn_n_u16(low, kShift), high);
 }
 
-// As ScalarRow, for a row whose source columns are a multiple of 8. Two registers of means at a
-// time are stored together; those of 8 x 8 bytes leave no room for that.
+// Works like ScalarRow, for source columns that are a multiple of 8. It stores two registers of
+// means together; with 8 x 8 blocks too few registers are left for that.
 template <int kFactor>
 void VectorRow(const uint8_t* src, std::ptrdiff_t stride, uint8_t* dst, std::ptrdiff_t outputs) {
   if constexpr (kFactor < 8) {
@@ -85,7 +85,7 @@ void VectorRow(const uint8_t* src, std::ptrdiff_t stride, uint8_t* dst, std::ptr
 
 #endif  // ZY_HAVE_NEON
 
-// A row of any number of outputs.
+// Writes a row of any number of outputs.
 template <int kFactor>
 void PlainRow(const uint8_t* src, std::ptrdiff_t stride, uint8_t* dst, std::ptrdiff_t outputs) {
   std::ptrdiff_t done = 0;
@@ -99,7 +99,7 @@ void PlainRow(const uint8_t* src, std::ptrdiff_t stride, uint8_t* dst, std::ptrd
 using RowFunction = void(const uint8_t* src, std::ptrdiff_t stride, uint8_t* dst,
                          std::ptrdiff_t outputs);
 
-// Writes output rows without gaps; each starts `advance` source bytes after the one before.
+// Writes output rows without gaps; each reads from `advance` source bytes after the row before.
 void ShrinkRows(RowFunction* row, const uint8_t* src, uint8_t* dst, std::ptrdiff_t outputs,
                 int rows, std::ptrdiff_t stride, std::ptrdiff_t advance) {
   for (std::ptrdiff_t y = 0; y < rows; ++y) {
@@ -114,7 +114,7 @@ void PlainShrink(const uint8_t* src, uint8_t* dst, int width, int height, std::p
              kFactor * stride);
 }
 
-// `columns` of every source row are consumed, and the next row is looked for where that leaves off.
+// Shrinks blocks of rows. Each begins where the `columns` consumed by the one above end.
 template <int kFactor>
 void BlockShrink([[maybe_unused]] KernelVariant variant, const uint8_t* src, uint8_t* dst,
                  int width, std::ptrdiff_t columns, int height, std::ptrdiff_t stride) {
@@ -127,7 +127,7 @@ void BlockShrink([[maybe_unused]] KernelVariant variant, const uint8_t* src, uin
              kFactor * stride + columns - width);
 }
 
-// Blocks of 16 columns, and 8 more when the width is not a multiple of 16.
+// Returns the columns in blocks of 16, plus 8 when the width is not a multiple of 16.
 std::ptrdiff_t ColumnsBy16(std::ptrdiff_t width) { return width / 16 * 16 + (width % 16 ? 8 : 0); }
 
 }  // namespace

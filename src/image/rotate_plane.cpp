@@ -12,12 +12,12 @@ namespace {
 
 using std::ptrdiff_t;
 
-// Tiles whose side is as many elements as a register holds. A last tile that would reach past the
-// end is moved back onto elements that are done already.
+// Tiles whose side is the number of elements in a register. A last tile that would pass the end
+// moves back onto elements that are already done.
 template <int kElementSize>
 constexpr ptrdiff_t kTileSide = 16 / kElementSize;
 
-// A strip of tiles is as wide as a cache line, so that a line is used up while it is at hand.
+// A strip of tiles is as wide as a cache line, so that each line is used completely.
 template <int kElementSize>
 constexpr ptrdiff_t kStripColumns = 64 / kElementSize;
 
@@ -44,7 +44,7 @@ inline uint8x16_t InterleaveHigh(uint8x16_t a, uint8x16_t b) {
   }
 }
 
-// The places of a register's bytes when its elements are taken from the last to the first.
+// Byte indices that reverse the order of a register's elements.
 template <int kElementSize>
 inline uint8x16_t ReversedPlaces() {
   constexpr uint8_t kPlaces[2][16] = {{15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0},
@@ -64,8 +64,8 @@ inline Tile<kElementSize> Shuffle(const Tile<kElementSize>& tile) {
   return shuffled;
 }
 
-// Each shuffle rotates the bits of an element's place, row bits before column bits, by one: as many
-// shuffles as a column has bits exchange rows and columns.
+// Exchanges rows and columns. Each shuffle rotates the bits of an element's index, row bits above
+// column bits, by one; it takes as many shuffles as a column index has bits.
 template <int kElementSize>
 [[gnu::always_inline]] inline void TransposeTile(const uint8_t* source, const RowSteps& source_rows,
                                                  uint8_t* destination,
@@ -100,8 +100,8 @@ void TransposePlane(PlaneCopy plane) {
   }
 }
 
-// `row_bytes` is at least 16. A last block that would reach past the end is moved back onto bytes
-// that are done already.
+// Reverses a row of at least 16 bytes. A last block that would pass the end moves back onto bytes
+// that are already done.
 inline void ReverseRow(const uint8_t* source, uint8_t* destination, ptrdiff_t row_bytes,
                        uint8x16_t places) {
   constexpr ptrdiff_t kBlock = 16;
@@ -137,7 +137,7 @@ bool RotateInRegisters(const PlaneCopy& plane, int32_t rotation) {
   if (plane.columns < kSide || (rotation != 180 && plane.rows < kSide)) return false;
   PlaneCopy turned = plane;
   switch (rotation) {
-    case 90:  // the transpose of the source taken upside down
+    case 90:  // the transpose of the source, read upside down
       turned.source += (plane.rows - 1) * plane.source_pitch;
       turned.source_pitch = -plane.source_pitch;
       TransposePlane<kElementSize>(turned);
@@ -145,7 +145,7 @@ bool RotateInRegisters(const PlaneCopy& plane, int32_t rotation) {
     case 180:
       ReversePlane<kElementSize>(plane);
       return true;
-    case 270:  // the transpose into the destination taken upside down
+    case 270:  // the transpose, written upside down
       turned.destination += (plane.columns - 1) * plane.destination_pitch;
       turned.destination_pitch = -plane.destination_pitch;
       TransposePlane<kElementSize>(turned);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// For tests and benches: the kernels of this folder with the rows chosen by the caller.
+// The kernels of this folder with the rows chosen by the caller, for tests and benches.
 #ifndef ZY_IMAGE_VARIANTS_H_
 #define ZY_IMAGE_VARIANTS_H_
 

@@ -13,8 +13,8 @@ namespace {
 
 using std::ptrdiff_t;
 
-// Where a rotation puts the element at (row, column) of the source, in bytes from the start of the
-// destination: origin + row * per_row + column * per_column.
+// Maps the source element at (row, column) to a byte of the destination: origin + row * per_row +
+// column * per_column.
 struct Mapping {
   ptrdiff_t origin;
   ptrdiff_t per_row;
@@ -40,7 +40,7 @@ Mapping MappingOf(const PlaneCopy& plane, int32_t rotation) {
   }
 }
 
-// Right for every rotation, pitch and overlap.
+// Copies element by element; correct for every rotation, pitch and overlap.
 template <int kElementSize>
 void CopyInOrder(const PlaneCopy& plane, const Mapping& mapping) {
   for (ptrdiff_t row = 0; row < plane.rows; ++row) {
@@ -65,8 +65,8 @@ void CopyRows(const PlaneCopy& plane, ptrdiff_t row_bytes) {
   }
 }
 
-// Whether both pitches cover their rows and no byte lies between the first and the last one of both
-// planes: then the order of the elements does not matter, and writing one twice does no harm.
+// Returns whether the vector rows may run: both pitches cover their rows and the planes share no
+// bytes, so neither the order of the elements nor writing one twice matters.
 template <int kElementSize>
 bool IsOrderFree(const PlaneCopy& plane, int32_t rotation) {
   const bool turned = rotation == 90 || rotation == 270;

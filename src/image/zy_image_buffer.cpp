@@ -7,7 +7,7 @@
 
 namespace {
 
-// Bytes of a block for both planes, 0 if there is no such image or it is beyond 31 bits.
+// Returns the bytes of a block for both planes, 0 if the size is below 1 or beyond 31 bits.
 std::size_t BlockSize(int32_t width, int32_t height) {
   if (width < 1 || height < 1) return 0;
   const int64_t pixels = int64_t{width} * height;

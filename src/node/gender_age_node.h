@@ -10,8 +10,8 @@
 #include "platform/chi_node.h"
 
 // ---- The library's globals ----------------------------------------------------------------------
-// Written once, by the set-node-interface callback before any request; read-only afterwards. A tag
-// identifier of 0 means that the platform does not know the tag.
+// The set-node-interface callback writes them once, before any request. A tag identifier of 0 means
+// that the platform does not know the tag.
 
 extern ChiNodeInterface g_ChiNodeInterface;
 extern uint32_t g_vendorTagBase;
@@ -39,7 +39,7 @@ extern const ChiVendorTagData kOwnTags[kOwnTagCount];
 // Fills the globals above from the framework's interface. Request thread, before any request.
 void SetNodeInterface(ChiNodeInterface* pNodeInterface);
 
-// The identifier of a vendor tag, 0 when it is unknown or there is no interface to ask. Request
+// Returns the identifier of a vendor tag, 0 when it is unknown or there is no interface. Request
 // thread.
 uint32_t QueryVendorTagBase(const char* section, const char* tag);
 
@@ -57,8 +57,8 @@ static_assert(sizeof(FaceInfoResult) == 52);
 
 // ---- The node -----------------------------------------------------------------------------------
 
-// One node of a pipeline: reads a request's metadata, offers its frame to the worker, publishes the
-// result record. It takes no lock; all its functions belong to the request thread.
+// One node of a pipeline. It reads a request's metadata, offers its frame to the worker and
+// publishes the result record. It takes no lock; all its functions run on the request thread.
 class ChiGenderAgeNode final : public ZyNodeBase {
  public:
   explicit ChiGenderAgeNode(const ChiNodeCreateInfo& info);
@@ -67,14 +67,14 @@ class ChiGenderAgeNode final : public ZyNodeBase {
 
   uint32_t CurrentNodeType() const override { return 4; }
 
-  // The capability mask that the framework created the node with.
+  // Returns the capability mask that the framework created the node with.
   uint32_t NodeCaps() const { return m_nodeCaps; }
-  // Remembers the size (pixels) that the framework negotiated.
+  // Stores the size (pixels) that the framework negotiated.
   void SetBufferSize(uint32_t width, uint32_t height);
-  // Creates the worker, in place of an earlier one; it takes over both switches. Without memory for
-  // it the node goes on answering requests, with no worker.
+  // Creates the worker, replacing an earlier one; the new one takes over both switches. Without
+  // memory for it the node still answers requests.
   void StartPreview();
-  // Handles one request; never waits for analysis. `info` and what it points to stay the
+  // Handles one request; never waits for analysis. `info` and everything it points to stay the
   // framework's. Returns 0.
   int ProcessRequest(const ChiNodeProcessRequestInfo* info);
 
@@ -82,7 +82,7 @@ class ChiGenderAgeNode final : public ZyNodeBase {
   void getMetaData(uint64_t requestId);
   void UpdateMetaData(uint64_t requestId);
 
-  // The value of a tag in the request's input metadata, or null. It stays the framework's.
+  // Returns the value of a tag in the request's input metadata, or null. It stays the framework's.
   const void* FindTag(uint64_t requestId, uint32_t tag) const;
   template <typename T>
   bool ReadTag(uint64_t requestId, uint32_t tag, T* value) const;
@@ -93,8 +93,8 @@ class ChiGenderAgeNode final : public ZyNodeBase {
   bool SensorCoversFrame() const;
   android::_FaceLocation ScaleToFrame(const int32_t (&rect)[4], bool halve) const;
 
-  // Faces that loops, the hand-over and the record count. m_faceNum itself may be larger when the
-  // metadata named a count without rectangles.
+  // Returns the faces for loops, the hand-over and the record, at most 3. m_faceNum may be larger:
+  // metadata can give a count without rectangles.
   int FaceCount() const;
   void AnalyzeRequest(const ChiNodeProcessRequestInfo& info);
   void CollectResults();

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// The fixed numbers of the node's log lines. A number names its line for good, wherever the code
-// moves: readers filter logs by it.
+// The fixed numbers of the node's log lines. Log readers filter by them, so a number stays with its
+// line wherever the code moves.
 #ifndef ZY_NODE_LOG_LINES_H_
 #define ZY_NODE_LOG_LINES_H_
 
-// In the order of the numbers; each group belongs to the function that its lines name.
+// In the order of the numbers, grouped by the function that logs them.
 enum NodeLogLine : int {
   // GenderAgeNodeGetCaps
   kLineCapsNull = 117,

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the node reads from a request's metadata, and what it publishes there.
+// Reads the metadata of a request and publishes the results there.
 #include <algorithm>
 #include <cstring>
 
@@ -9,22 +9,21 @@
 
 namespace {
 
-// The second word of MultiCameraIdRole with which the node works.
+// The second word of MultiCameraIdRole in which the node works.
 constexpr uint32_t kWorkingRole = 1;
 
-// With this third word of MultiCameraIdRole, rectangles are halved even while the quad sensor is
-// on.
+// With this third word of MultiCameraIdRole, rectangles are halved even if the quad sensor is on.
 constexpr uint32_t kAlwaysHalvedCamera = 7;
 
-// A sensor coordinate in pixels of the frame, modulo 2^32 like the framework's own arithmetic.
+// Scales a sensor coordinate to the frame, modulo 2^32 like the framework's own arithmetic.
 uint32_t Scale(uint32_t position, uint32_t full, uint32_t sensor) {
   return position * full / sensor;
 }
 
-// Value by value conversion of what wrapped.
+// Converts the value of a wrapped edge.
 int32_t ToSigned(uint32_t value) { return static_cast<int32_t>(value); }
 
-// The tags of one request on their way out.
+// The tags that one request publishes.
 class OutgoingTags {
  public:
   explicit OutgoingTags(uint64_t request_id) : request_id_(request_id) {}
@@ -66,7 +65,7 @@ const void* ChiGenderAgeNode::FindTag(uint64_t requestId, uint32_t tag) const {
                                    m_hChiSession, &g_ChiNodeInterface);
 }
 
-// The framework promises neither an alignment nor a length; the tag's declaration gives the length.
+// Copies a value of unknown alignment; the tag's declaration gives the length.
 template <typename T>
 bool ChiGenderAgeNode::ReadTag(uint64_t requestId, uint32_t tag, T* value) const {
   const void* data = FindTag(requestId, tag);
@@ -76,7 +75,7 @@ bool ChiGenderAgeNode::ReadTag(uint64_t requestId, uint32_t tag, T* value) const
 }
 
 void ChiGenderAgeNode::getMetaData(uint64_t requestId) {
-  // The framework gets this question with every request; nothing hangs on the answer.
+  // The framework expects this query with every request; the result is not used.
   QueryVendorTagBase(kNodeSection, kOwnTags[kSupportedFeature].pTagName);
   const uint32_t camera = ReadCameraRole(requestId);
   ReadSwitches(requestId);
@@ -95,8 +94,8 @@ uint32_t ChiGenderAgeNode::ReadCameraRole(uint64_t requestId) {
   return words[2];
 }
 
-// A switch changes only together with the worker's copy of it, so one that toggles before there is
-// a worker still counts as a change afterwards.
+// Changes a switch only together with the worker's copy of it, so a switch that toggles before the
+// worker exists still counts as a change afterwards.
 void ChiGenderAgeNode::ReadSwitches(uint64_t requestId) {
   uint32_t value = 0;
   if (ReadTag(requestId, g_faceGenderAndAgeEnabledTag, &value) && m_pPreview != nullptr) {
@@ -109,7 +108,7 @@ void ChiGenderAgeNode::ReadSwitches(uint64_t requestId) {
   }
 }
 
-// Returns whether the quad sensor is on, which is known only together with a sensor size.
+// Returns whether the quad sensor is on; false without a sensor size.
 bool ChiGenderAgeNode::ReadSensorSize(uint64_t requestId) {
   uint32_t size[2];
   if (!ReadTag(requestId, g_sensorSizeTag, &size)) return false;
@@ -167,8 +166,8 @@ void ChiGenderAgeNode::UpdateMetaData(uint64_t requestId) {
   const void* own_values[kOwnTagCount] = {&supported_feature, &m_nodeCaps, &m_processedFrame,
                                           dimension};
   OutgoingTags tags(requestId);
-  // Without a base the identifiers would be those of the platform's first tags, and the framework
-  // would refuse the record together with them.
+  // Without a base these identifiers would be those of the platform's first tags, and the framework
+  // would refuse the whole record.
   for (uint32_t i = 0; i < kOwnTagCount && g_vendorTagBase != 0; ++i) {
     tags.Add(g_vendorTagBase + i, own_values[i], kOwnTags[i].count);
   }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The library's only export and the callbacks that it hands to the framework. They check the
-// records, log what is wrong with them and forward to the node. All of them run on the request
-// thread.
+// records, log errors and forward to the node. All run on the request thread.
 #include <new>
 
 #include "node/gender_age_node.h"
@@ -18,7 +17,7 @@ constexpr ChiVendorTagSectionData kSections[] = {
 };
 constexpr ChiVendorTagInfo kVendorTags = {kSections, 1, 0};
 
-// The messages that a callback gives for a bad record.
+// The messages of a callback for a bad record.
 struct RecordMessages {
   const char* function;
   NodeLogLine null_line;
@@ -27,7 +26,7 @@ struct RecordMessages {
   const char* size_text;
 };
 
-// Success, or what a callback answers to a record without a node session or below its size.
+// Returns success, or the error for a record that is too small or has no node session.
 template <typename Record>
 ChiResult CheckRecord(const Record* record, const RecordMessages& messages) {
   if (record == nullptr || record->hNodeSession == nullptr) {
@@ -149,8 +148,8 @@ void GenderAgeNodePipelineCreated(ChiHandle hNodeSession) {
 
 }  // namespace
 
-// Fills the framework's callback table; members after the known ones stay the framework's. A null
-// table, another major version or a smaller table is logged and left untouched. Request thread.
+// Fills the framework's callback table; members beyond the known ones keep their values. Logs a
+// null table, another major version or a smaller table and leaves it untouched. Request thread.
 extern "C" __attribute__((visibility("default"))) void ChiNodeEntry(ChiNodeCallbacks* pCallbacks) {
   constexpr char kFunction[] = "ChiNodeEntry";
   if (pCallbacks == nullptr) {

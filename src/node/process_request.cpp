@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The path of one request through the node.
+// Processes one request.
 #include <algorithm>
 
 #include "base/wrapping.h"
@@ -11,7 +11,7 @@ namespace {
 
 constexpr char kProcessRequest[] = "ProcessRequest";
 
-// Input buffers that one request describes; more are not looked at.
+// Input buffers that one request describes; further ones are ignored.
 constexpr uint32_t kMaxInputs = 12;
 
 // One request in six hands a frame over: 4, 10, 16 and so on.
@@ -45,8 +45,8 @@ ZyImageBuffer Describe(const ChiNodeBuffer& buffer) {
   return image;
 }
 
-// Describes and logs up to kMaxInputs input buffers. Returns the first, the one that may be
-// analysed; an empty record when there is none.
+// Describes and logs up to kMaxInputs input buffers. Returns the first, which may be analysed, or
+// an empty record without any.
 ZyImageBuffer DescribeInputs(const ChiNodeProcessRequestInfo& info) {
   ZyImageBuffer first = {};
   for (uint32_t i = 0; i < std::min(info.inputNum, kMaxInputs); ++i) {
@@ -64,7 +64,7 @@ ZyImageBuffer DescribeInputs(const ChiNodeProcessRequestInfo& info) {
   return first;
 }
 
-// Whether both planes are there with rows as long as the picture is wide.
+// Returns whether both planes exist with rows at least as long as the picture is wide.
 bool HoldsPicture(const ZyImageBuffer& image) {
   return image.plane[0] != nullptr && image.plane[1] != nullptr && image.stride[0] >= image.width;
 }
@@ -126,8 +126,8 @@ void ChiGenderAgeNode::CollectResults() {
     const android::_FaceLocation& face = m_faceLocation[i];
     const int index = m_pPreview->getFaceIndex(false, face.x, base::WrappingSum(face.x, face.w),
                                                face.y, base::WrappingSum(face.y, face.h));
-    // Only whether there is a match counts: the results of slot i are taken for face i, whichever
-    // slot matched.
+    // Only the existence of a match counts: face i takes the results of slot i, whichever slot
+    // matched.
     if (index >= 0) {
       FillFromWorker(i);
     } else {
@@ -159,7 +159,7 @@ void ChiGenderAgeNode::FillUnmatched(int slot) {
   LogFace(slot, kLineFaceUnmatched, "line:");
 }
 
-// The two lines differ in a colon, which readers of logs may rely on.
+// Logs one face. The two lines differ in a colon, which readers of logs may rely on.
 void ChiGenderAgeNode::LogFace(int slot, NodeLogLine line, const char* label) const {
   const FaceInfoResult& result = m_faceInfoResult;
   __android_log_print(kLogInfo, kNodeLogTag,

@@ -8,7 +8,7 @@
 
 namespace {
 
-// The hexadecimal mask in property `key`, 0 when its text is no number.
+// Returns the hexadecimal mask in property `key`, 0 when its text is no number.
 uint32_t ReadMask(const char* key) {
   char value[kPropertyValueMax] = {};
   property_get(key, value, "0xFFFFFF");

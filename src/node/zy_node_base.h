@@ -4,18 +4,17 @@
 
 #include <cstdint>
 
-// What the camera nodes of this family share: whether the device lets a node of their type run. Two
-// system properties hold bit masks of node types, in hexadecimal; a node runs when both have its
-// bit.
+// The common part of this family's camera nodes: whether the device lets a node of their type run.
+// Two system properties hold bit masks of node types; a node runs when both have its bit.
 class ZyNodeBase {
  protected:
   // Protected: only the derived node is ever deleted.
   virtual ~ZyNodeBase();
 
  public:
-  // Whether this node may run, by the properties as they were when it was created. Request thread.
+  // Returns whether this node may run, by the properties at its creation. Request thread.
   virtual bool Available();
-  // The node's bit in the masks. Any thread.
+  // Returns the node's bit in the masks. Any thread.
   virtual uint32_t CurrentNodeType() const = 0;
 
   ZyNodeBase(const ZyNodeBase&) = delete;

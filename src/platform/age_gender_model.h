@@ -14,18 +14,18 @@ struct QVAG_FaceResult {
   float reserved;
 };
 
-// The model's version; `text` is meant to end with a NUL.
+// The model's version; `text` should end with a NUL.
 struct QVAG_Version {
   char text[56];
 };
 static_assert(sizeof(QVAG_Version) == 56);
 
 extern "C" {
-// Loads the model. Bit 0 of the result is set when it is ready.
+// Loads the model. Sets bit 0 of the result when it is ready.
 int QVAG_Model_Init();
 QVAG_Version QVAG_GetVersion();
-// `gray` has width x height bytes, `rgb` three times as many (blue, green, red); the face's edges
-// are pixels of that image.
+// Estimates one face. `gray` has width x height bytes, `rgb` three times as many (blue, green,
+// red); the face's edges are in pixels of that image.
 QVAG_FaceResult QVAG_OneFaceAnalyze(const uint8_t* gray, const uint8_t* rgb, int width, int height,
                                     int left, int top, int right, int bottom, float factor);
 void QVAG_Model_Clear();

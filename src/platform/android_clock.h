@@ -7,7 +7,7 @@
 
 inline constexpr int SYSTEM_TIME_MONOTONIC = 1;
 
-// Nanoseconds of `clock`. Any thread.
+// Returns the nanoseconds of `clock`. Any thread.
 extern "C" int64_t systemTime(int clock);
 
 #endif  // ZY_PLATFORM_ANDROID_CLOCK_H_

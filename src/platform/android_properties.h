@@ -3,7 +3,7 @@
 #ifndef ZY_PLATFORM_ANDROID_PROPERTIES_H_
 #define ZY_PLATFORM_ANDROID_PROPERTIES_H_
 
-// Bytes that a property's value can take, its NUL included.
+// Longest value of a property in bytes, its NUL included.
 inline constexpr int kPropertyValueMax = 92;
 
 // Copies the value of `key`, or `default_value` when it is unset, to `value` (kPropertyValueMax

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The records that the camera framework and a node exchange. Only the members that a node, the
-// utility library and their fakes use are named; the rest is reserved space. Each record that
-// travels carries its own size in bytes first. The assertions state the layout for comparison with
-// a platform's own headers.
+// The records that the camera framework and a node exchange. Only members that a node, the utility
+// library or their fakes use have names; the rest is reserved. Most records begin with their own
+// size in bytes. The assertions pin the layout for comparison with a platform's own headers.
 #ifndef ZY_PLATFORM_CHI_NODE_H_
 #define ZY_PLATFORM_CHI_NODE_H_
 
@@ -24,7 +23,7 @@ enum class ChiTagType : uint32_t { kByte = 0, kInt32 = 1, kFloat = 2, kInt64 = 3
 
 enum class ChiMetadataType : uint32_t { kInput = 2 };
 
-// Set in a tag's identifier when the request's input metadata is meant.
+// Set in a tag's identifier to select the request's input metadata.
 inline constexpr uint32_t kChiInputMetadataBit = 0x08000000;
 
 // android.statistics.faceRectangles: int32, four per face: xmin, ymin, xmax, ymax in sensor pixels.
@@ -65,7 +64,7 @@ struct ChiQueryVendorTag {
   const ChiVendorTagInfo* pVendorTagInfo;
 };
 
-// Question and answer: the identifier of a tag, 0 when it is unknown.
+// A query for the identifier of a tag and its result, 0 when the tag is unknown.
 struct ChiVendorTagBase {
   uint32_t size;
   uint32_t vendorTagBase;
@@ -99,7 +98,7 @@ static_assert(sizeof(ChiMetadataSet) == 32 && offsetof(ChiMetadataSet, tagCount)
               offsetof(ChiMetadataSet, hChiSession) == 8 &&
               offsetof(ChiMetadataSet, pTagList) == 16 && offsetof(ChiMetadataSet, pTagData) == 24);
 
-// One value to read; `pData` and `count` are the answer, null and 0 when the tag is absent.
+// One value to read; the framework fills `pData` and `count`, null and 0 when the tag is absent.
 struct ChiMetadataGet {
   uint32_t size;
   uint32_t tag;
@@ -111,7 +110,7 @@ struct ChiMetadataGet {
   std::size_t count;
 };
 
-// What the framework offers to a node.
+// The functions that the framework offers to a node.
 struct ChiNodeInterface {
   uint32_t size;
   uint32_t majorVersion;
@@ -146,7 +145,7 @@ struct ChiImage {
 };
 static_assert(sizeof(ChiImage) == 40 && offsetof(ChiImage, pPlaneAddress) == 8);
 
-// What a buffer handle points to. The planes share the pitch `planeStride` (bytes).
+// The image behind a buffer handle. The planes share the pitch `planeStride` (bytes).
 struct ChiNodeBuffer {
   uint32_t size;
   uint32_t numImages;

@@ -15,18 +15,18 @@ class ChiNodeUtils {
   static ChiResult SetNodeInterface(ChiNodeInterface* pNodeInterface, const char* pSection,
                                     ChiNodeInterface* pCopy, uint32_t* pVendorTagBase);
 
-  // Answers the framework's question for a node's vendor tags with `pInfo`.
+  // Answers the framework's query for a node's vendor tags with `pInfo`.
   static ChiResult QueryVendorTag(ChiQueryVendorTag* pQuery, const ChiVendorTagInfo* pInfo);
 
-  // Accepts what the framework offers.
+  // Accepts the framework's offer.
   static ChiResult DefaultBufferNegotiation(ChiNodeQueryBufferInfo* pQuery);
 
-  // The value of `tag` in the metadata of a request, or null. It stays the framework's and lives as
-  // long as the request.
+  // Returns the value of `tag` in the metadata of a request, or null. It stays the framework's and
+  // lives as long as the request.
   static void* GetMetaData(uint64_t requestId, uint32_t tag, ChiMetadataType type,
                            ChiHandle hChiSession, ChiNodeInterface* pNodeInterface);
 
-  // The same, with the number of elements in `pCount` (0 when the tag is absent).
+  // Returns the same, with the number of elements in `pCount` (0 when the tag is absent).
   static void* GetMetaDataAndSize(uint64_t requestId, uint32_t tag, ChiMetadataType type,
                                   ChiHandle hChiSession, ChiNodeInterface* pNodeInterface,
                                   std::size_t* pCount);

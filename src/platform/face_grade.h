@@ -20,7 +20,7 @@ class FaceGradeInterface {
   FaceGradeInterface();
   ~FaceGradeInterface();
 
-  // The face that the next process() scores, in pixels of its image.
+  // Sets the face for the next process(), in pixels of its image.
   void setFaceRect(int x, int y, int width, int height);
   // Scores that face in `rgb` (width x height pixels of blue, green, red) into `result`.
   int process(const uint8_t* rgb, int width, int height, FaceGradeResult& result, bool flag);

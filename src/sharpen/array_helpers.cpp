@@ -11,7 +11,7 @@ namespace {
 
 bool AreCounts(int planes, int rows, int cols) { return planes >= 0 && rows >= 0 && cols >= 0; }
 
-// planes * rows * cols items in bytes; nothing above PTRDIFF_MAX, which no memory holds, is a size.
+// Returns planes * rows * cols items in bytes; nullopt above PTRDIFF_MAX, beyond any memory.
 std::optional<std::size_t> BytesOf(int planes, int rows, int cols, std::size_t item) {
   const std::size_t all_rows = static_cast<std::size_t>(planes) * static_cast<std::size_t>(rows);
   std::size_t bytes = 0;
@@ -25,8 +25,8 @@ float* AllocateFloats(int planes, int rows, int cols) {
   return bytes ? static_cast<float*>(std::malloc(*bytes)) : nullptr;
 }
 
-// A table of planes * rows pointers to runs of `step` items. Entry 0 is there and points to the
-// first item even when a count is 0, because the release functions look behind it.
+// Allocates a table of planes * rows pointers to runs of `step` items. Entry 0 always exists and
+// points to the first item, because the release functions read it.
 template <class Item>
 Item** MakeTable(Item* items, int planes, int rows, int step) {
   const auto bytes = BytesOf(planes, rows, 1, sizeof(Item*));

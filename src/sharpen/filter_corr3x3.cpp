@@ -45,7 +45,7 @@ inline uint8_t Pixel(Weights weights, const Column& left, const Column& own, con
   return static_cast<uint8_t>(clamped >> 4);  // 0..255
 }
 
-// Columns x to end - 1 of one row, two a step. Each has a column on either side.
+// Filters columns x to end - 1 of one row, two per step. Each needs a neighbour on both sides.
 inline void ScalarPixels(Weights weights, const Window& rows, uint8_t* dst, std::ptrdiff_t x,
                          std::ptrdiff_t end) {
   if (x >= end) return;
@@ -64,8 +64,8 @@ inline void ScalarPixels(Weights weights, const Window& rows, uint8_t* dst, std:
 
 #if ZY_HAVE_NEON
 
-// Whether every sum of nine weighted samples fits signed 16 bits: the largest comes from 255 under
-// each positive weight and 0 under the others, the smallest the other way round.
+// Returns whether every sum of nine weighted samples fits signed 16 bits. The largest comes from
+// 255 under each positive weight and 0 under the others, the smallest from the reverse.
 bool SumFits16Bits(const Weights& weights) {
   const auto worst = [&](int sign) {
     return 255 * (4 * std::max(sign * weights.corner, 0) + 4 * std::max(sign * weights.edge, 0) +
@@ -92,7 +92,7 @@ struct Kernel16 {
   Weights weights;
 
   struct Half {
-    int16x8_t side;  // what the last row adds to the pixels above and below it
+    int16x8_t side;  // added to the pixels above and below the last row
     int16x8_t own;   // the sums of its pixels, without the row below
   };
   struct Sums {
@@ -154,13 +154,13 @@ struct Kernel32 {
   }
 };
 
-// Calls function(kernel) with the cheaper kernel of those that are exact.
+// Calls function(kernel) with the cheaper of the exact kernels.
 template <class Function>
 void WithKernel(const Weights& weights, Function function) {
   SumFits16Bits(weights) ? function(Kernel16{weights}) : function(Kernel32{weights});
 }
 
-// The mask's rows under a strip: sixteen bytes of each, `pitch` bytes apart.
+// The mask's rows under a strip: sixteen bytes each, `pitch` bytes apart.
 struct Marks {
   const uint8_t* row;
   std::ptrdiff_t pitch;
@@ -181,8 +181,8 @@ struct Marks {
   }
 };
 
-// Filters the blocks that are marked in row r and in those below it, up to a row without marks.
-// Returns that row.
+// Filters the marked blocks in row r and in the rows below it, up to a row without marks. Returns
+// that row.
 template <class Kernel>
 std::ptrdiff_t BlendRun(const Kernel& kernel, strips::Place at, const Marks& mask,
                         std::ptrdiff_t r) {
@@ -206,7 +206,7 @@ std::ptrdiff_t BlendRun(const Kernel& kernel, strips::Place at, const Marks& mas
   return r;
 }
 
-// Where skin is rare most strips have no mark: all rows are looked at together first.
+// Filters one strip. Where skin is rare most strips have no mark, so it first combines all rows.
 template <class Kernel>
 void WalkMarkedStrip(const Kernel& kernel, const strips::Place& first, const Marks& mask) {
   if (!mask.HasAny()) return;
@@ -215,7 +215,7 @@ void WalkMarkedStrip(const Kernel& kernel, const strips::Place& first, const Mar
   }
 }
 
-// Block row and column 0 have no marks: the first strip begins at pixel (2, 2).
+// Filters the plane. Block row and column 0 never change: the first strip begins at pixel (2, 2).
 template <class Kernel>
 void WalkMarked(const Kernel& kernel, const strips::Place& plane, const uint8_t* mask,
                 std::ptrdiff_t half_width, std::ptrdiff_t half_height) {

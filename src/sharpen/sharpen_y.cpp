@@ -16,7 +16,7 @@ constexpr signed char kCorner = -3;
 constexpr signed char kCentre = 76;
 constexpr signed char kEdge = -12;
 
-// The wall clock; the epoch when it cannot be read.
+// Returns the wall clock, or the epoch when it cannot be read.
 timeval ReadClock() {
   timeval now{};
   if (gettimeofday(&now, nullptr) != 0) now = timeval{};
@@ -27,8 +27,8 @@ timeval ReadClock() {
 
 // The edge weight is four times the corner weight, so with one row sum
 //   w = left + right + 4 * middle
-// the pixel's sum is 124 * middle - 12 * w - 3 * (w above + w below). It lies in -60 * 255 ..
-// 76 * 255 = -15300 .. 19380 and so is exact in signed 16 bits, whatever the partial sums wrap to.
+// the pixel's sum is 124 * middle - 12 * w - 3 * (w above + w below). It lies in -60 * 255 .. 76 *
+// 255 = -15300 .. 19380 and so is exact in signed 16 bits, even if partial sums wrap around.
 struct SharpenKernel {
   struct Half {
     uint16x8_t side;  // w of the last row
@@ -51,7 +51,7 @@ struct SharpenKernel {
   }
 
  private:
-  // `scaled` is 124 * middle. Returns the sums of the row before.
+  // Returns the sums of the row before; `scaled` is 124 * middle.
   static int16x8_t Add(uint16x8_t w, uint16x8_t scaled, Half* half) {
     const uint16x8_t done = vmlsq_n_u16(half->own, w, 3);
     *half = {w, vmlsq_n_u16(vmlsq_n_u16(scaled, w, 12), half->side, 3)};
@@ -83,7 +83,7 @@ void sharpenY(const unsigned char* src, unsigned char* dst, int width, int heigh
 
 void sharpenYWithSkinMap(const unsigned char* src, unsigned char* dst, const unsigned char* mask,
                          int width, int height, int stride) {
-  // The readings only bracket the work for whoever traces the clock.
+  // The readings only bracket the work for a trace of the clock.
   static_cast<void>(ReadClock());
   filterCorr3x3s8_v2WithskinMap(src, mask, dst, static_cast<unsigned>(width),
                                 static_cast<unsigned>(height), kCorner, kCentre, kEdge, stride);

@@ -14,15 +14,15 @@ namespace {
 
 constexpr std::ptrdiff_t kMargin = 2;  // samples on every side that keep their values
 
-// sums[c] = map[c - 1] + 2 * map[c] + map[c + 1], at most 1020, for columns 1 to width - 2.
+// Writes sums[c] = map[c - 1] + 2 * map[c] + map[c + 1], at most 1020, for columns 1 to width - 2.
 void SumRow(const uint8_t* map, uint16_t* sums, std::ptrdiff_t width) {
   for (std::ptrdiff_t c = 1; c < width - 1; ++c) {
     sums[c] = static_cast<uint16_t>(map[c - 1] + 2 * map[c] + map[c + 1]);
   }
 }
 
-// Row r is written once the sums of row r + 1 are taken, so that no sum sees a smoothed row. Three
-// rows of sums stay in the cache; one for each row of the map would not.
+// Writes row r after the sums of row r + 1, so that no sum reads a smoothed row. Three rows of sums
+// stay in the cache; one for each row of the map would not.
 void ScalarRows(uint8_t* map, uint16_t* buffer, std::ptrdiff_t width, std::ptrdiff_t height) {
   const auto sums_of = [&](std::ptrdiff_t r) { return buffer + r % 3 * width; };
   SumRow(map + width, sums_of(1), width);
@@ -74,8 +74,8 @@ struct SmoothKernel {
 
 constexpr std::ptrdiff_t kBufferedRows = 2 * strips::kBlockRows;
 
-// A strip would take its left neighbour's smoothed samples for the map's. Rows are therefore read
-// from `buffer`, which holds some as they were on entry, with one more above and below.
+// Smooths the map. A strip would read its left neighbour's smoothed samples, so rows are read from
+// `buffer`, which holds a copy of some rows and of one more above and below.
 void VectorRows(uint8_t* map, uint8_t* buffer, std::ptrdiff_t width, std::ptrdiff_t height) {
   const auto bytes = [width](auto rows) { return static_cast<std::size_t>(rows * width); };
   std::memcpy(buffer, map + width, bytes(2));

@@ -4,16 +4,16 @@
 #define ZY_SHARPEN_SKIN_MAP_H_
 
 // Smooths `map`, `height` rows of `width` bytes without gaps, in place with the 3x3 binomial kernel
-// (1 2 1; 2 4 2; 1 2 1) / 16, rounded down. Every result comes from the map as it was on entry.
+// (1 2 1; 2 4 2; 1 2 1) / 16, rounded down. Every result is computed from the original map.
 //
-// Written are rows 2 to height - 3, columns 2 to width - 3: the frame that keeps its values is two
-// samples wide on every side. Read are the bytes of the map and no others. A map of fewer than 5
-// rows or columns comes back unchanged.
 //
-// Each call allocates width * height 16-bit elements with new[], of which it touches no more than
-// the first 16 * width, and releases them on every way out. If that throws std::bad_alloc, the map
-// is untouched. A size of 0 or above INT_MAX (a negative number that was converted) and a null map
-// return before the allocation. Any thread; concurrent calls need different maps.
+// Writes rows 2 to height - 3, columns 2 to width - 3; a border of two samples keeps its values.
+// Reads only the bytes of the map. A map of fewer than 5 rows or columns stays unchanged.
+//
+// Each call allocates width * height 16-bit elements with new[], uses at most the first 16 * width,
+// and releases them on every way out. If that throws std::bad_alloc, the map is untouched. A size
+// of 0 or above INT_MAX (a converted negative number) and a null map return before the allocation.
+// Any thread; concurrent calls need different maps.
 void smoothSkinMapGaussian(unsigned char* map, unsigned int width, unsigned int height);
 
 #endif  // ZY_SHARPEN_SKIN_MAP_H_

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The order in which the kit's 3x3 kernels walk over a plane. A strip is walked from top to bottom,
-// so that a row's horizontal sums are formed once and serve three rows of pixels. Strips of a few
+// The order in which the kit's 3x3 kernels process a plane. Each strip runs from top to bottom, so
+// that a row's horizontal sums are computed once and serve three rows of pixels. Strips of a few
 // rows lie side by side in a block, and blocks below each other in a panel:
 //
 //         kPanelColumns
@@ -9,12 +9,12 @@
 //   |   |   |   |   |          |         a block: kBlockRows rows, strip after strip
 //   |   v   |   v   |          |
 //   +-------+-------+----- ... +------
-//   |   |   |   |   |          |         the next block: each strip goes on with the
-//   |   v   |   v   |          |         sums with which the one above it ended
+//   |   |   |   |   |          |         the next block: each strip continues with the
+//   |   v   |   v   |          |         sums of the one above it
 //
-// A Kernel adds rows up, sixteen columns at a time. AddRow(left, middle, right, &sums) adds the
-// next row, each column with those beside it, to its Sums, and returns the pixels of the row
-// before, once two rows were added. Internal to the kit.
+// A Kernel adds up rows of sixteen columns. AddRow(left, middle, right, &sums) adds the next row,
+// each column with its neighbours, to its Sums. From the third row on it returns the pixels of the
+// row before. Internal to the kit.
 #ifndef ZY_SHARPEN_STRIPS_H_
 #define ZY_SHARPEN_STRIPS_H_
 
@@ -32,13 +32,13 @@ inline constexpr std::ptrdiff_t kStripColumns = 32;
 
 // Bounded by the reach of a processor's TLB: in a wide picture each row lies on a page of its own,
 // in the source and in the destination, and with the rows above and below a block touches 38 pages.
-// A multiple of the rows in a turn (3) and in a block of the mask (2).
+// A multiple of 3 rows (one turn) and 2 (a block of the mask).
 inline constexpr std::ptrdiff_t kBlockRows = 18;
 
 // Bounded by the stack, where a panel keeps the sums of its strips from block to block.
 inline constexpr std::ptrdiff_t kPanelColumns = 2048;
 
-// A place in the source and the same one in the destination.
+// A position in the source and the same one in the destination.
 struct Place {
   const uint8_t* src;
   std::ptrdiff_t stride;
@@ -59,12 +59,12 @@ class Strip {
     typename Kernel::Sums right;
   };
 
-  // Goes on below another strip that ended with these sums.
+  // Continues below a strip that ended with these sums.
   Strip(const Kernel& kernel, const Sums& sums) : kernel_(kernel), sums_(sums) {}
 
   const Sums& sums() const { return sums_; }
 
-  // Goes on to `row`, and calls store(left, right) with the pixels of the row before.
+  // Advances to `row`, and calls store(left, right) with the pixels of the row before.
   template <class Store>
   [[gnu::always_inline]] void Step(const uint8_t* row, Store store) {
     const uint8x16_t right = AddSixteen(row + 16, &sums_.right);
@@ -73,7 +73,7 @@ class Strip {
 
  private:
   // The middle is loaded last: clang orders a sum by its operands' age, and adds the middle column
-  // in the same instruction that multiplies it only when it comes last.
+  // in the same instruction that multiplies it only if it is the youngest.
   [[gnu::always_inline]] uint8x16_t AddSixteen(const uint8_t* row, typename Kernel::Sums* sums) {
     const uint8x16_t left = vld1q_u8(row - 1);
     const uint8x16_t right = vld1q_u8(row + 1);
@@ -84,7 +84,7 @@ class Strip {
   Sums sums_;
 };
 
-// Returns the sums with which a strip begins at `first`: of the row above it and of its own.
+// Returns the sums of a strip that begins at `first`: of the row above it and of its own.
 template <class Kernel>
 [[gnu::always_inline]] inline typename Strip<Kernel>::Sums FirstSums(const Kernel& kernel,
                                                                      const Place& first) {
@@ -95,9 +95,9 @@ template <class Kernel>
   return strip.sums();
 }
 
-// Goes on to the next row of a strip and stores the pixels of the row before. A cache line is as
-// wide as two strips: with kPrefetch, this one prefetches the line of the next two. A prefetch
-// beyond the plane does nothing.
+// Advances a strip to its next row and stores the pixels of the row before. A cache line is as wide
+// as two strips: with kPrefetch, this one prefetches the line of the next two. A prefetch beyond
+// the plane does nothing.
 template <bool kPrefetch, class Kernel>
 [[gnu::always_inline]] inline void StepRow(Strip<Kernel>* strip, Place* at) {
   at->src += at->stride;
@@ -109,7 +109,7 @@ template <bool kPrefetch, class Kernel>
   at->dst += at->pitch;
 }
 
-// Walks three rows a turn: the sums change their registers in a ring of three, and none is moved.
+// Walks three rows per turn: the sums rotate through three registers, so none is moved.
 template <bool kPrefetch, class Kernel>
 void WalkTurns(const Kernel& kernel, Place at, std::ptrdiff_t turns,
                typename Strip<Kernel>::Sums* sums) {
@@ -132,7 +132,7 @@ void WalkRest(const Kernel& kernel, Place at, std::ptrdiff_t rows,
 }
 
 // Calls walk(x, y, rows) for each strip of each block. The last strip of a block moves back over
-// pixels that are done, or to before x = 0 where there are fewer than kStripColumns.
+// pixels already done, or to before x = 0 with fewer than kStripColumns.
 template <class WalkOne>
 void ForEachStrip(std::ptrdiff_t columns, std::ptrdiff_t rows, WalkOne walk) {
   for (std::ptrdiff_t y = 0; y < rows; y += kBlockRows) {
@@ -142,7 +142,7 @@ void ForEachStrip(std::ptrdiff_t columns, std::ptrdiff_t rows, WalkOne walk) {
   }
 }
 
-// Walks over one panel. Where it is narrower than a strip, the strip begins left of `first`.
+// Walks one panel. In one narrower than a strip, the strip begins left of `first`.
 template <class Kernel>
 void WalkPanel(const Kernel& kernel, const Place& first, std::ptrdiff_t columns,
                std::ptrdiff_t rows) {
@@ -157,7 +157,7 @@ void WalkPanel(const Kernel& kernel, const Place& first, std::ptrdiff_t columns,
   });
 }
 
-// Walks over `columns` x `rows` pixels from `first`; the source has a pixel on every side of each.
+// Walks `columns` x `rows` pixels from `first`; every pixel has source neighbours on all sides.
 // `columns` is at least kStripColumns.
 template <class Kernel>
 void Walk(const Kernel& kernel, const Place& first, std::ptrdiff_t columns, std::ptrdiff_t rows) {

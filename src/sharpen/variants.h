@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The kit's kernels with a choice of rows, for tests and benchmarks. Each takes the public
-// function's arguments after the variant and leaves the same bytes; the public functions forward
+// The kit's kernels with a choice of rows, for tests and benchmarks. Each takes the variant and
+// then the public function's arguments, and writes the same bytes. The public functions forward
 // here with kBestVariant.
 #ifndef ZY_SHARPEN_VARIANTS_H_
 #define ZY_SHARPEN_VARIANTS_H_
