@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "camkit/options.h"
 
-#include <CLI/CLI.hpp>
 #include <cstdio>
 
 #include "common/command_line.h"
@@ -43,18 +42,17 @@ constexpr OperationText kOperations[] = {
     {Operation::kRotate, "rotate", "ZyCopyBuffer: turn the picture clockwise"},
 };
 
-void AddMask(CLI::App* command, Options* options) {
-  CLI::Option* const mask =
+void AddMask(common::Command command, Options* options) {
+  const common::CommandOption mask =
       command
-          ->add_option("--mask", options->mask,
-                       "picture of the same size, or half of it, that marks what is bright")
-          ->type_name("FILE")
-          ->check(common::NotEmpty);
-  command
-      ->add_option("--threshold", options->threshold, "how bright, of 255, a marked pixel is (128)")
-      ->check(CLI::Range(1, 255))
-      ->needs(mask);
-  command->add_flag("--skin", options->skin, "mark skin by its chroma")->excludes(mask);
+          .Add("--mask", &options->mask,
+               "picture of the same size, or half of it, that marks what is bright")
+          .Shows("FILE")
+          .Checks(common::NotEmpty);
+  command.Add("--threshold", &options->threshold, "how bright, of 255, a marked pixel is (128)")
+      .Within(1, 255)
+      .Needs(mask);
+  command.AddFlag("--skin", &options->skin, "mark skin by its chroma").Excludes(mask);
 }
 
 bool ParseWeights(const std::string& text, Options* options) {
@@ -72,38 +70,38 @@ bool ParseWeights(const std::string& text, Options* options) {
   return true;
 }
 
-void AddWeights(CLI::App* command, Options* options) {
+void AddWeights(common::Command command, Options* options) {
+  const auto take = [options](const std::string& text) {
+    return ParseWeights(text, options) ? "" : text + " are no weights such as -3,76,-12";
+  };
   command
-      ->add_option_function<std::string>(
-          "--weights",
-          [options](const std::string& text) {
-            if (ParseWeights(text, options)) return;
-            throw CLI::ValidationError("--weights", text + " are no weights such as -3,76,-12");
-          },
-          "of corners, centre and edges, -128 to 127 each; 16 in all keep the brightness")
-      ->type_name("CORNER,CENTRE,EDGE")
-      ->required();
+      .AddText("--weights", take,
+               "of corners, centre and edges, -128 to 127 each; 16 in all keep the brightness")
+      .Shows("CORNER,CENTRE,EDGE")
+      .IsRequired();
 }
 
-void AddDegrees(CLI::App* command, Options* options) {
-  command->add_option("--degrees", options->degrees, "90, 180 or 270")
-      ->check(CLI::IsMember({90, 180, 270}))
-      ->required();
+void AddDegrees(common::Command command, Options* options) {
+  const auto check = [](const std::string& text) {
+    return text == "90" || text == "180" || text == "270" ? "" : text + " not in {90,180,270}";
+  };
+  command.Add("--degrees", &options->degrees, "90, 180 or 270").Checks(check).IsRequired();
 }
 
-void AddOperation(const OperationText& text, CLI::App* app, Options* options) {
-  CLI::App* const command = app->add_subcommand(text.name, text.about);
-  command->add_option("input", options->input, "PNG or JPEG; - is standard input")
-      ->type_name("IN")
-      ->required();
-  command->add_option("output", options->output, "PNG")
-      ->type_name("OUT.png")
-      ->required()
-      ->check([](const std::string& path) {
-        return path == "-" ? "for standard output say /dev/stdout" : common::PngName(path);
-      });
-  command->add_flag("--compare", options->compare,
-                    "write the pictures before and after, side by side with labels");
+void AddOperation(const OperationText& text, common::Command* program, Options* options) {
+  common::Command command = program->AddCommand(text.name, text.about, [text, options] {
+    options->operation = text.operation;
+    options->name = text.name;
+  });
+  command.Add("input", &options->input, "PNG or JPEG; - is standard input")
+      .Shows("IN")
+      .IsRequired();
+  const auto check = [](const std::string& path) {
+    return path == "-" ? "for standard output say /dev/stdout" : common::PngName(path);
+  };
+  command.Add("output", &options->output, "PNG").Shows("OUT.png").IsRequired().Checks(check);
+  command.AddFlag("--compare", &options->compare,
+                  "write the pictures before and after, side by side with labels");
   const Operation operation = text.operation;
   if (operation == Operation::kSharpenSkin || operation == Operation::kFilter) {
     AddMask(command, options);
@@ -111,22 +109,17 @@ void AddOperation(const OperationText& text, CLI::App* app, Options* options) {
   if (operation == Operation::kFilter) AddWeights(command, options);
   if (operation == Operation::kRotate) AddDegrees(command, options);
   if (operation == Operation::kSmooth) {
-    command->add_flag("--skin", options->skin, "make a map of skin and smooth that");
+    command.AddFlag("--skin", &options->skin, "make a map of skin and smooth that");
   }
-  command->callback([text, options] {
-    options->operation = text.operation;
-    options->name = text.name;
-  });
 }
 
 }  // namespace
 
 bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
-  CLI::App app(kAbout, "camkit");
-  app.footer(kExample);
-  app.require_subcommand(1);
-  for (const OperationText& text : kOperations) AddOperation(text, &app, options);
-  return common::ParseCommandLine(argc, argv, &app, exit_code);
+  common::CommandLine line("camkit", kAbout, kExample);
+  line.RequireCommand();
+  for (const OperationText& text : kOperations) AddOperation(text, &line, options);
+  return line.Parse(argc, argv, exit_code);
 }
 
 }  // namespace camkit

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <CLI/CLI.hpp>
 #include <filesystem>
 
 #include "common/command_line.h"
+#include "common/exit_code.h"
 #include "nodecheck/nodecheck.h"
 
 #ifndef __has_feature  // clang's
@@ -37,31 +37,28 @@ bool IsSlowMachine() {
 }
 
 bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
-  CLI::App app(kAbout, "nodecheck");
-  app.footer(kExample);
-  app.add_option("node", options->node, "the node library")->type_name("NODE.so");
-  app.add_option("--device", options->devices,
-                 "a folder with libraries of the device; may be repeated, the first that has one "
-                 "wins; at last come the stand-ins beside this program")
-      ->type_name("DIR")
-      ->allow_extra_args(false);
-  app.add_flag("--list", options->list, "say what each check is for, and run none");
-  app.add_option("--filter", options->filter, "take only checks whose names hold TEXT")
-      ->type_name("TEXT");
-  app.add_option("--soak", options->soak,
-                 "instead of the checks, so many requests in so many lives (a thousandth)")
-      ->type_name("REQUESTS [LIVES]")
-      ->expected(1, 2)
-      ->check(CLI::Range(uint64_t{1}, uint64_t{1} << 40));
-  app.add_option(
-         "--limit", options->limit_ms,
-         "longest time of a process-request in ms (16; 1000 under sanitizers and emulators)")
-      ->check(CLI::Range(1, 60'000));
-  app.add_option("--timeout", options->timeout_s,
-                 "after so many seconds a check counts as hanging (60; 300)")
-      ->check(CLI::Range(1, 3600));
-  app.add_option("--seed", options->seed, "of what is random (1)");
-  if (!common::ParseCommandLine(argc, argv, &app, exit_code)) return false;
+  common::CommandLine line("nodecheck", kAbout, kExample);
+  line.Add("node", &options->node, "the node library").Shows("NODE.so");
+  line.Add("--device", &options->devices,
+           "a folder with libraries of the device; may be repeated, the first that has one "
+           "wins; at last come the stand-ins beside this program")
+      .Shows("DIR")
+      .Repeats();
+  line.AddFlag("--list", &options->list, "say what each check is for, and run none");
+  line.Add("--filter", &options->filter, "take only checks whose names hold TEXT").Shows("TEXT");
+  line.Add("--soak", &options->soak,
+           "instead of the checks, so many requests in so many lives (a thousandth)")
+      .Shows("REQUESTS [LIVES]")
+      .Takes(1, 2)
+      .Within(uint64_t{1}, uint64_t{1} << 40);
+  line.Add("--limit", &options->limit_ms,
+           "longest time of a process-request in ms (16; 1000 under sanitizers and emulators)")
+      .Within(1, 60'000);
+  line.Add("--timeout", &options->timeout_s,
+           "after so many seconds a check counts as hanging (60; 300)")
+      .Within(1, 3600);
+  line.Add("--seed", &options->seed, "of what is random (1)");
+  if (!line.Parse(argc, argv, exit_code)) return false;
   if (!options->list && options->node.empty()) {
     std::fputs("nodecheck: NODE.so is required (see nodecheck --help)\n", stderr);
     *exit_code = common::kExitUsage;

@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "common/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <cctype>
+#include <cstdint>
+#include <cstdio>
+#include <iostream>
+#include <utility>
+#include <vector>
+
+#include "common/exit_code.h"
+#include "common/version.h"
+
+namespace common {
+
+CommandOption& CommandOption::Shows(const std::string& value) {
+  option_->type_name(value);
+  return *this;
+}
+
+CommandOption& CommandOption::Checks(TakeText check) {
+  option_->check(std::move(check));
+  return *this;
+}
+
+template <typename Value>
+CommandOption& CommandOption::Within(Value lowest, Value highest) {
+  option_->check(CLI::Range(lowest, highest));
+  return *this;
+}
+
+template CommandOption& CommandOption::Within(int, int);
+template CommandOption& CommandOption::Within(uint64_t, uint64_t);
+template CommandOption& CommandOption::Within(double, double);
+
+CommandOption& CommandOption::IsRequired() {
+  option_->required();
+  return *this;
+}
+
+CommandOption& CommandOption::Takes(int fewest, int most) {
+  option_->expected(fewest, most);
+  return *this;
+}
+
+CommandOption& CommandOption::Repeats() {
+  option_->allow_extra_args(false);
+  return *this;
+}
+
+CommandOption& CommandOption::Excludes(const CommandOption& other) {
+  option_->excludes(other.option_);
+  return *this;
+}
+
+CommandOption& CommandOption::Needs(const CommandOption& other) {
+  option_->needs(other.option_);
+  return *this;
+}
+
+template <typename Value>
+CommandOption Command::Add(const std::string& name, Value* value, const std::string& about) {
+  return CommandOption(app_->add_option(name, *value, about));
+}
+
+template CommandOption Command::Add(const std::string&, std::string*, const std::string&);
+template CommandOption Command::Add(const std::string&, int*, const std::string&);
+template CommandOption Command::Add(const std::string&, uint32_t*, const std::string&);
+template CommandOption Command::Add(const std::string&, uint64_t*, const std::string&);
+template CommandOption Command::Add(const std::string&, double*, const std::string&);
+template CommandOption Command::Add(const std::string&, std::vector<std::string>*,
+                                    const std::string&);
+template CommandOption Command::Add(const std::string&, std::vector<uint64_t>*, const std::string&);
+
+CommandOption Command::AddText(const std::string& name, TakeText take, const std::string& about) {
+  const auto take_or_throw = [name, take = std::move(take)](const std::string& text) {
+    const std::string refusal = take(text);
+    if (!refusal.empty()) throw CLI::ValidationError(name, refusal);
+  };
+  return CommandOption(app_->add_option_function<std::string>(name, take_or_throw, about));
+}
+
+CommandOption Command::AddFlag(const std::string& names, bool* value, const std::string& about) {
+  return CommandOption(app_->add_flag(names, *value, about));
+}
+
+CommandOption Command::AddFlag(const std::string& names, std::optional<bool>* value,
+                               const std::string& about) {
+  const auto set = [value](int64_t count) { *value = count > 0; };
+  return CommandOption(app_->add_flag_function(names, set, about));
+}
+
+Command Command::AddCommand(const std::string& name, const std::string& about,
+                            std::function<void()> chosen) {
+  CLI::App* const command = app_->add_subcommand(name, about);
+  if (chosen) command->callback(std::move(chosen));
+  return Command(command);
+}
+
+void Command::RequireCommand() { app_->require_subcommand(1); }
+
+CommandLine::CommandLine(const std::string& program, const std::string& about,
+                         const std::string& examples)
+    : Command(nullptr), owned_(std::make_unique<CLI::App>(about, program)) {
+  app_ = owned_.get();
+  app_->footer(examples);
+}
+
+CommandLine::~CommandLine() = default;
+
+bool CommandLine::Parse(int argc, char** argv, int* exit_code) {
+  app_->set_version_flag("--version", app_->get_name() + " " + kVersion);
+  try {
+    app_->parse(argc, argv);
+    return true;
+  } catch (const CLI::Success& help_or_version) {
+    *exit_code = app_->exit(help_or_version) == 0 && std::cout.flush() ? kExitOk : kExitFailure;
+  } catch (const CLI::ParseError& error) {
+    std::string message = error.what();
+    for (char& c : message) c = c == '\n' ? ' ' : c;
+    const std::string name = app_->get_name();
+    std::fprintf(stderr, "%s: %s (see %s --help)\n", name.c_str(), message.c_str(), name.c_str());
+    *exit_code = kExitUsage;
+  }
+  return false;
+}
+
+std::string NotEmpty(const std::string& text) { return text.empty() ? "must not be empty" : ""; }
+
+std::string PngName(const std::string& path) {
+  if (path == "-") return "is not written to standard output; name a file";
+  const std::string name = path.substr(path.rfind('/') + 1);
+  const std::size_t dot = name.rfind('.');
+  if (dot == std::string::npos || dot == 0) return NotEmpty(path);
+  std::string ending = name.substr(dot);
+  for (char& c : ending) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return ending == ".png" ? "" : path + " is written as PNG; let its name end in .png";
+}
+
+}  // namespace common
