@@ -129,6 +129,7 @@ bool ZYPreview::HasFrame() const {
 }
 
 void ZYPreview::AnalyzeOnePass(PassResults& results) {
+  // Allocated for each pass on purpose: a worker that sleeps, as most do, holds one image less.
   uint8_t* gray = nullptr;
   if (FitRgbBuffer()) {
     gray = static_cast<uint8_t*>(malloc(HalfSizeBytes(mImageWidth, mImageHeight, 1)));

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+// The request thread's part of ZYPreview: its life, the hand-over, the search for a face.
 #include "analysis/zy_preview.h"
 
 #include <stdlib.h>

@@ -25,6 +25,17 @@ struct _FaceLocation {  // NOLINT(bugprone-reserved-identifier): the name is sha
 // Faces that a frame can carry, and slots of each result array.
 inline constexpr int kMaxFaces = 3;
 
+// Gender scores above this one are of the high class.
+inline constexpr float kHighGenderAbove = 0.6f;
+
+// The results of one face slot.
+struct SlotResult {
+  float gender;  // the gender score
+  float age;     // of the class that the gender score names; a NaN names the low one
+  float grade;   // 50 to 100 or NaN when graded, 0 when a pass skipped it
+  float prop;    // the model's first output
+};
+
 // The face-analysis worker. Its thread analyses one frame at a time. A frame offered while another
 // is pending or under analysis is dropped, never queued, so the request thread never waits for the
 // models.
@@ -72,48 +83,33 @@ class ZYPreview {
   // Any thread while the worker exists.
   int getFaceIndex(bool requireFresh, int left, int right, int top, int bottom) const;
 
-  // Results per face slot: the model's first output, the gender score, the ages for a gender score
-  // above and up to 0.6, and the face grade (50 to 100 or NaN when graded, 0 when a pass skipped
-  // it). Any thread may read.
+  // Returns the latest results of face slot `slot` (0 to 2). Any thread.
+  SlotResult ResultOf(int slot) const {
+    // Read once: a second read could belong to the next pass and pick the wrong age.
+    const float gender = mGender[slot].load(std::memory_order_relaxed);
+    const auto& age = gender > kHighGenderAbove ? mAgeWhenGenderHigh : mAgeWhenGenderLow;
+    return {gender, age[slot].load(std::memory_order_relaxed),
+            mFaceGrade[slot].load(std::memory_order_relaxed),
+            mProp[slot].load(std::memory_order_relaxed)};
+  }
+
+  // The analyses that a pass runs; the node writes them, the worker thread reads them.
+  std::atomic<bool> mFaceGenderAndAgeEnabled{false};
+  std::atomic<bool> mFaceScoreEnabled{false};
+
+  // ---- Published results: any thread may read ----
+
+  // Per face slot: the model's first output, the gender score, the ages for a gender score above
+  // and up to 0.6, and the face grade (50 to 100 or NaN when graded, 0 when a pass skipped it).
   std::atomic<float> mProp[kMaxFaces];
   std::atomic<float> mGender[kMaxFaces];
   std::atomic<float> mAgeWhenGenderHigh[kMaxFaces];
   std::atomic<float> mAgeWhenGenderLow[kMaxFaces];
   std::atomic<float> mFaceGrade[kMaxFaces];
-
- private:
-  std::atomic<bool> mFaceInited{false};
-  std::atomic<bool> mAnalyzingEnabled{false};
-  int32_t mFrameSkipCount ZY_GUARDED_BY(mDataLock) = 3;
-  int32_t mOrientation = 0;
-  int32_t mFlip = 0;
-  int32_t mAllocWidth = 0;
-  int32_t mAllocHeight = 0;
-  base::Mutex mFrameLock;
-  base::ConditionVariable mFrameCond;
-  base::Mutex mDataLock;
-  pthread_t mThread = 0;
-  bool mMultiFaceEnabled = true;  // getFaceIndex() obeys it; nothing turns it off yet
-  std::atomic<bool> mIsAnalyzing{false};
-  ZyImageBuffer mInputImage = {};
-  uint8_t* mRgbBuffer = nullptr;
-  int32_t mFaceRects[kMaxFaces][4] ZY_GUARDED_BY(mDataLock) = {};
-
- public:
   // The rectangles (left, top, right, bottom) of the results, and the face count of the last frame
-  // considered, 0 after a frame without faces. Any thread may read.
+  // considered, 0 after a frame without faces.
   std::atomic<int32_t> mAnalyzedRects[kMaxFaces][4];
   std::atomic<int32_t> mFaceAnalyzeNum{0};
-
- private:
-  std::atomic<int64_t> mLastAnalyzeTime{0};
-  int32_t mImageWidth = 0;
-  int32_t mImageHeight = 0;
-
- public:
-  // The analyses that a pass runs; the node writes them, the worker thread reads them.
-  std::atomic<bool> mFaceGenderAndAgeEnabled{false};
-  std::atomic<bool> mFaceScoreEnabled{false};
 
  private:
   // Results kept from pass to pass: a slot that a pass does not write is published again.
@@ -145,14 +141,15 @@ class ZYPreview {
 
   static constexpr char kLogTag[] = "ZYPreview";
 
-  static void* AnalyzeFrame(void* worker);
+  // The request thread's part (zy_preview.cpp).
   void StartAnalyzeThread();
   void StopAnalyzeThread();
   void ReleaseFaceGrade();
-
   void StoreFaces(const _FaceLocation* faces, int faceNum) ZY_REQUIRES(mDataLock);
   bool TakeFrame(const ZyImageBuffer& image) ZY_REQUIRES(mDataLock);
 
+  // The worker thread's part (analysis_loop.cpp).
+  static void* AnalyzeFrame(void* worker);
   void AnalyzeCurrentFrame();
   void InitModel();
   bool HasFrame() const;
@@ -166,9 +163,37 @@ class ZYPreview {
   void GradeFace(const PassImages& images, const PassFace& face, int slot, PassResults& results);
   void Publish(const PassResults& results) ZY_EXCLUDES(mDataLock);
 
-  FaceGradeInterface* mFaceGradeInterface = nullptr;
-  // Set once by the constructor. Without locks there is no thread, and every frame is refused.
+  // The locks and the thread. The constructor alone sets mLocksReady; without locks there is no
+  // thread, and every frame is refused.
+  base::Mutex mDataLock;
+  base::Mutex mFrameLock;
+  base::ConditionVariable mFrameCond;
   bool mLocksReady = false;
+  pthread_t mThread = 0;
+
+  // The hand-over.
+  std::atomic<bool> mAnalyzingEnabled{false};
+  std::atomic<bool> mIsAnalyzing{false};
+  int32_t mFrameSkipCount ZY_GUARDED_BY(mDataLock) = 3;
+  int32_t mFaceRects[kMaxFaces][4] ZY_GUARDED_BY(mDataLock) = {};
+
+  // The frame, which mIsAnalyzing owns.
+  ZyImageBuffer mInputImage = {};
+  int32_t mImageWidth = 0;
+  int32_t mImageHeight = 0;
+  int32_t mAllocWidth = 0;
+  int32_t mAllocHeight = 0;
+  int32_t mOrientation = 0;
+  int32_t mFlip = 0;
+
+  // The worker thread's own, between the constructor and the destructor.
+  uint8_t* mRgbBuffer = nullptr;  // blue, green, red
+  FaceGradeInterface* mFaceGradeInterface = nullptr;
+
+  // Read by getFaceIndex(). Nothing turns mMultiFaceEnabled off yet.
+  std::atomic<bool> mFaceInited{false};
+  std::atomic<int64_t> mLastAnalyzeTime{0};
+  bool mMultiFaceEnabled = true;
 };
 
 }  // namespace android

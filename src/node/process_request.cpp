@@ -17,8 +17,6 @@ constexpr uint32_t kMaxInputs = 12;
 // One request in six hands a frame over: 4, 10, 16 and so on.
 constexpr uint64_t kHandOverPeriod = 6;
 
-constexpr float kHighGenderAbove = 0.6f;
-
 // The record of a request without a face, and of a face without a result.
 constexpr float kDefaultAge = 20.0f;
 constexpr float kDefaultScore = 80.0f;
@@ -137,16 +135,12 @@ void ChiGenderAgeNode::CollectResults() {
 }
 
 void ChiGenderAgeNode::FillFromWorker(int slot) {
-  const android::ZYPreview& worker = *m_pPreview;
-  // Read once: a second read could belong to the next pass and pick the wrong age.
-  const float gender = worker.mGender[slot].load(std::memory_order_relaxed);
-  const auto& age =
-      gender > kHighGenderAbove ? worker.mAgeWhenGenderHigh : worker.mAgeWhenGenderLow;
+  const android::SlotResult found = m_pPreview->ResultOf(slot);
   FaceInfoResult& result = m_faceInfoResult;
-  result.gender[slot] = gender;
-  result.age[slot] = age[slot].load(std::memory_order_relaxed);
-  result.score[slot] = worker.mFaceGrade[slot].load(std::memory_order_relaxed);
-  result.prop[slot] = worker.mProp[slot].load(std::memory_order_relaxed);
+  result.gender[slot] = found.gender;
+  result.age[slot] = found.age;
+  result.score[slot] = found.grade;
+  result.prop[slot] = found.prop;
   LogFace(slot, kLineFaceMatched, "line");
 }
 
