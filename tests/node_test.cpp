@@ -224,7 +224,7 @@ TEST_F(NodeTest, AWorkerTurnsFramesAsItsModelDoes) {
   device::AgeGender().SetScript(ask);
   device::FaceGrade().SetScript(ask);
   media::Nv12Frame frame = testing_support::PatternFrame(95, 61, 96);
-  const ZyImageBuffer image = common::ImageOf(frame);
+  const ZyImageBuffer image = media::ImageOf(frame);
   const android::_FaceLocation faces[] = {{9, 4, 33, 27}, {-7, 40, 60, 31}, {80, -3, 20, 50}};
   android::ZYPreview worker;
   node_model::Worker model(model_world);

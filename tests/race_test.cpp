@@ -19,7 +19,7 @@ void Offer(ZYPreview& worker, int seed, int offers) {
   const android::_FaceLocation faces[3] = {{0, 0, 30, 30}, {8, 8, 30, 30}, {16, 16, 30, 30}};
   [[maybe_unused]] volatile float read;
   for (int i = 0; i < offers; ++i) {
-    const ZyImageBuffer image = common::ImageOf(frames[i / 32 % 2]);
+    const ZyImageBuffer image = media::ImageOf(frames[i / 32 % 2]);
     worker.mFaceGenderAndAgeEnabled = i % 5 != 0;
     worker.mFaceScoreEnabled = i % 7 != 0;
     worker.ProcessBuffer(&image, faces, i % 512 == 511 ? 0 : 1 + i % 3, i % 4 * 90, i % 2);

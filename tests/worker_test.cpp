@@ -63,7 +63,7 @@ class WorkerTest : public testing_support::DeviceTest {
   int Index(bool fresh = false) { return worker_->getFaceIndex(fresh, 20, 80, 20, 70); }
 
   media::Nv12Frame frame_ = testing_support::PatternFrame(122, 94);
-  const ZyImageBuffer image_ = common::ImageOf(frame_);
+  const ZyImageBuffer image_ = media::ImageOf(frame_);
   const Faces face_ = {{20, 20, 60, 50}};
   std::unique_ptr<ZYPreview> worker_;
 };
@@ -146,7 +146,7 @@ TEST_F(WorkerTest, FollowsTheFrameSize) {
   media::Nv12Frame thin = testing_support::PatternFrame(1, 48);
   log_.TakeOthers();
   for (media::Nv12Frame* frame : {&frame_, &small, &small, &flat, &thin, &frame_}) {
-    Hand(common::ImageOf(*frame), {{0, 0, 40, 40}});
+    Hand(media::ImageOf(*frame), {{0, 0, 40, 40}});
   }
   const auto lines = log_.TakeOthers();
   EXPECT_EQ(CountContaining(lines, "size changed"), 5u);

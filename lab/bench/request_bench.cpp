@@ -210,7 +210,7 @@ class Stream {
 
   Measure CopyStraight() {
     PushOutOfCaches();
-    const ZyImageBuffer image = common::ImageOf(frame_);
+    const ZyImageBuffer image = media::ImageOf(frame_);
     g_kind = kStraightCopy;
     return MeasureOnce([&] { ZyCopyBuffer(&copy_, &image, 0); });
   }

@@ -151,8 +151,8 @@ common::Failure RotateFrame(media::Nv12Frame* frame, int degrees, double* millis
                             upright ? frame->height : frame->width, 0, turned)) {
     return failure;
   }
-  const ZyImageBuffer from = common::ImageOf(*frame);
-  ZyImageBuffer to = common::ImageOf(*turned);
+  const ZyImageBuffer from = media::ImageOf(*frame);
+  ZyImageBuffer to = media::ImageOf(*turned);
   bool is_done = false;
   *milliseconds = TimeOf([&] { is_done = ZyCopyBuffer(&to, &from, degrees) != 0; });
   return is_done ? std::nullopt : common::Fail("the kit rejects the rotation");

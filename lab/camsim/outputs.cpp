@@ -24,10 +24,6 @@ namespace {
 constexpr char kStandInCaption[] = "stand-in figures,\nno estimates of a person";
 constexpr char kRealCaption[] = "estimates by a small network,\nno basis for decisions";
 
-common::Failure SystemFailure(const std::string& path) {
-  return common::Fail(path + ": " + std::strerror(errno));
-}
-
 // Whether an open file is what standard output is, under whatever name: text must not share a file
 // with anything else. A device that takes everything is not meant.
 bool IsStandardOutput(int descriptor) {
@@ -52,7 +48,7 @@ common::Failure Empty(std::FILE* file, const std::string& path) {
       !S_ISREG(status.st_mode)) {
     return std::nullopt;
   }
-  return ftruncate(fileno(file), 0) == 0 ? std::nullopt : SystemFailure(path);
+  return ftruncate(fileno(file), 0) == 0 ? std::nullopt : common::SystemFailure(path);
 }
 
 }  // namespace
@@ -95,7 +91,7 @@ common::Failure Outputs::Open(Output* output) {
   const char* const path = output->path.c_str();
   output->was_made = access(path, F_OK) != 0;
   const int descriptor = open(path, O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-  if (descriptor < 0) return SystemFailure(output->path);
+  if (descriptor < 0) return common::SystemFailure(output->path);
   const bool is_standard_output = IsStandardOutput(descriptor);
   if (is_standard_output || output->opened == Opened::kToTry) close(descriptor);
   if (is_standard_output && !is_stream) {
@@ -103,7 +99,7 @@ common::Failure Outputs::Open(Output* output) {
   }
   if (output->opened == Opened::kToTry) return std::nullopt;
   output->file.reset(is_standard_output ? stdout : fdopen(descriptor, "w"));
-  return output->file != nullptr ? std::nullopt : SystemFailure(output->path);
+  return output->file != nullptr ? std::nullopt : common::SystemFailure(output->path);
 }
 
 common::Failure Outputs::CheckApart() const {

@@ -36,7 +36,7 @@ bool IsTurned(const Turn& turn, Size size) {
 Size Even(Size size) { return {size.width / 2 * 2, size.height / 2 * 2}; }
 
 ZyImageBuffer Describe(media::Nv12Frame* frame, Size size) {
-  ZyImageBuffer image = common::ImageOf(*frame);
+  ZyImageBuffer image = media::ImageOf(*frame);
   image.width = size.width;
   image.height = size.height;
   return image;

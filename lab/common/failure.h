@@ -2,6 +2,8 @@
 #ifndef ZY_COMMON_FAILURE_H_
 #define ZY_COMMON_FAILURE_H_
 
+#include <cerrno>
+#include <cstring>
 #include <optional>
 #include <string>
 #include <utility>
@@ -23,6 +25,12 @@ inline Failure FailUsage(std::string message) { return Error{std::move(message),
 // The same failure with what it is about in front: "photo.png: the file is empty".
 inline Failure FailAbout(const std::string& subject, const Failure& failure) {
   return Error{subject + ": " + failure->message, failure->is_usage};
+}
+
+// What the system says: "cannot open: No such file or directory". Evaluated at once, because the
+// next call may change errno.
+inline Failure SystemFailure(const std::string& doing, int error_number = errno) {
+  return Fail(doing + ": " + std::strerror(error_number));
 }
 
 }  // namespace common

@@ -25,7 +25,7 @@ OutputStream::~OutputStream() {
 Failure OutputStream::Flush() {
   std::fflush(file_);
   if (error_number_ == 0) return std::nullopt;
-  return Fail(name_ + ": cannot write: " + std::strerror(error_number_));
+  return SystemFailure(name_ + ": cannot write", error_number_);
 }
 
 ssize_t OutputStream::Write(void* stream, const char* bytes, std::size_t count) {

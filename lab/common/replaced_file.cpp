@@ -16,10 +16,6 @@ namespace fs = std::filesystem;
 
 constexpr int kMaxLinks = 40;
 
-Failure SystemFailure(const std::string& path, const char* doing) {
-  return Fail(path + ": " + doing + ": " + std::strerror(errno));
-}
-
 // Returns the file that a path names when all links are followed; empty for a name of an open
 // descriptor and for a missing folder.
 fs::path Resolve(fs::path path) {
@@ -48,16 +44,16 @@ Failure ReplacedFile::Create(const std::string& path) {
   if (!exists || S_ISREG(old.st_mode)) target_ = Resolve(path);
   if (target_.empty()) {
     const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (descriptor < 0) return SystemFailure(path_, "cannot create");
+    if (descriptor < 0) return SystemFailure(path_ + ": cannot create");
     stream_ = std::make_unique<OutputStream>(path, descriptor);
     return std::nullopt;
   }
-  if (exists && access(path.c_str(), W_OK) != 0) return SystemFailure(path_, "cannot create");
+  if (exists && access(path.c_str(), W_OK) != 0) return SystemFailure(path_ + ": cannot create");
   descriptor_ = CreateTemporary();
-  if (descriptor_ < 0) return SystemFailure(path_, "cannot create");
+  if (descriptor_ < 0) return SystemFailure(path_ + ": cannot create");
   stream_ = std::make_unique<OutputStream>(path_, descriptor_);
   const bool has_mode = !exists || fchmod(descriptor_, old.st_mode & 07777) == 0;
-  return has_mode ? std::nullopt : SystemFailure(path_, "cannot create");
+  return has_mode ? std::nullopt : SystemFailure(path_ + ": cannot create");
 }
 
 int ReplacedFile::CreateTemporary() {
@@ -90,7 +86,7 @@ Failure ReplacedFile::Complete() {
   };
   if ((temporary_.empty() && MakeName(link) != 0) ||
       std::rename(temporary_.c_str(), target_.c_str()) != 0) {
-    return SystemFailure(path_, "cannot replace");
+    return SystemFailure(path_ + ": cannot replace");
   }
   temporary_.clear();
   return std::nullopt;

@@ -48,7 +48,7 @@ std::size_t FileReader::Fetch(uint8_t* to, std::size_t count) {
 
 common::Failure FileReader::ReadFailure() const {
   if (error_number_ == 0) return std::nullopt;
-  return common::Fail(std::string("cannot read: ") + std::strerror(error_number_));
+  return common::SystemFailure("cannot read", error_number_);
 }
 
 std::size_t MemoryReader::Fetch(uint8_t* to, std::size_t count) {
@@ -61,7 +61,7 @@ std::size_t MemoryReader::Fetch(uint8_t* to, std::size_t count) {
 
 common::Failure OpenFile(const std::string& path, std::unique_ptr<ByteReader>* reader) {
   std::FILE* const file = path == "-" ? stdin : std::fopen(path.c_str(), "rb");
-  if (file == nullptr) return common::Fail(std::string("cannot open: ") + std::strerror(errno));
+  if (file == nullptr) return common::SystemFailure("cannot open");
   *reader = std::make_unique<FileReader>(file);
   struct stat status = {};
   if (fstat(fileno(file), &status) == 0 && S_ISDIR(status.st_mode)) {

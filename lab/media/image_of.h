@@ -5,10 +5,10 @@
 #include "image/zy_image_buffer.h"
 #include "media/nv12.h"
 
-namespace common {
+namespace media {
 
 // The frame's planes as the node describes a camera buffer. They stay the frame's.
-inline ZyImageBuffer ImageOf(media::Nv12Frame& frame) {
+inline ZyImageBuffer ImageOf(Nv12Frame& frame) {
   return {kZyFormatYuv420SemiPlanar,
           frame.width,
           frame.height,
@@ -16,6 +16,6 @@ inline ZyImageBuffer ImageOf(media::Nv12Frame& frame) {
           {frame.Luma(), frame.Chroma(), nullptr, nullptr}};
 }
 
-}  // namespace common
+}  // namespace media
 
 #endif  // ZY_MEDIA_IMAGE_OF_H_

@@ -10,7 +10,7 @@ namespace {
 
 common::Failure Check(std::FILE* to) {
   if (std::ferror(to) == 0) return std::nullopt;
-  return common::Fail(errno != 0 ? std::strerror(errno) : "write failed");
+  return errno != 0 ? common::SystemFailure("cannot write") : common::Fail("cannot write");
 }
 
 }  // namespace
