@@ -80,7 +80,7 @@ dev_soak() {
   numbers "$@"
   need_build
   build host nodecheck
-  build/host/nodecheck "$node_of_host" --soak "${1:-10000000}" "${2:-10000}"
+  build/host/nodecheck "$node_of_host" --soak "${1:-10000000}" --lives "${2:-10000}"
 }
 
 dev_races() {
@@ -93,7 +93,7 @@ dev_races() {
   export TSAN_OPTIONS="suppressions=$PWD/cmake/tsan_suppressions.txt:halt_on_error=1"
   ZY_RACE_ROUNDS=$rounds build/tsan/race_test
   build/tsan/nodecheck build/tsan/com.qti.node.brodaxgenderage.so \
-    --soak $((rounds * 2000)) $((rounds * 10))
+    --soak $((rounds * 2000)) --lives $((rounds * 10))
 }
 
 need_android() {

@@ -2,11 +2,14 @@
 // A small node that shares no line with ours. It behaves, unless the environment's ZY_DEFECT names
 // a way in which it does not: a checker of nodes must see each of them.
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -32,6 +35,25 @@ ChiNodeInterface g_interface = {};
 void* volatile g_lost = nullptr;
 std::mutex g_model;  // the library is one for all nodes
 
+// What belongs to the process.
+void DisturbProcess() {
+  if (Has("closes_descriptors")) {
+    for (int descriptor = 3; descriptor < 9; ++descriptor) close(descriptor);
+  }
+  if (Has("ignores_signal")) std::signal(SIGPIPE, SIG_IGN);
+  if (Has("changes_directory")) (void)!chdir("/");
+  if (Has("changes_environment")) setenv("ZY_DEFECT_SEEN", "yes", 1);
+  if (Has("leaves_child") && fork() == 0) pause();
+  if (Has("exits")) std::exit(0);
+  if (Has("imitates")) (void)!write(1, "ok   all\n", 9);
+}
+
+struct AtEnd {
+  ~AtEnd() {
+    if (Has("exits_at_end") && g_interface.size != 0) _exit(0);
+  }
+} g_at_end;
+
 uint32_t TagId(const char* section, const char* tag) {
   ChiVendorTagBase base = {sizeof(base), 0, section, tag};
   g_interface.pGetVendorTagBase(&base);
@@ -44,6 +66,7 @@ class Node {
   explicit Node(ChiHandle session) : session_(session) {}
 
   ~Node() {
+    DisturbProcess();
     if (Has("leaks_memory")) g_lost = std::memset(std::malloc(65536), 1, 65536);
     if (Has("leaks_descriptor")) (void)!open("/dev/null", O_RDONLY);
     if (!thread_.joinable()) return;
@@ -67,7 +90,6 @@ class Node {
     const int faces = CountFaces(info.frameNum);
     if (faces > 0 && buffer != nullptr) Offer(*buffer);
     if (Has("forgets_record") && info.frameNum % 50 == 49) return;
-    if (Has("needs_faces") && faces == 0) return;
     if (Has("needs_rising_numbers") && info.frameNum < std::exchange(last_, info.frameNum)) return;
     Publish(info.frameNum);
     if (Has("publishes_twice")) Publish(info.frameNum);
@@ -86,10 +108,13 @@ class Node {
     g_interface.pGetMetadata(&get);
     if (get.pData == nullptr) return 0;
     if (Has("needs_few_faces") && get.count > 400) std::abort();
+    auto* const words = static_cast<int32_t*>(get.pData);
+    if (Has("writes_tag")) words[0] ^= 1;
+    if (Has("writes_before_tag")) words[-1] ^= 1;
     int faces = 0;
     const std::size_t count = Has("reads_past_tags") ? 16 : get.count;
     for (std::size_t i = 0; i + 3 < count; i += 4) {
-      const volatile int32_t* const edges = static_cast<int32_t*>(get.pData) + i;
+      const volatile int32_t* const edges = words + i;
       faces += edges[0] != edges[2] ? 1 : 0;
     }
     return faces;
@@ -99,8 +124,10 @@ class Node {
     const uint32_t width = buffer.format.width, height = buffer.format.height;
     const bool has_image = buffer.numImages > 0 && buffer.pImages != nullptr;
     if (!(has_image && buffer.numPlanes > 1) && !Has("trusts_planes")) return;
-    const uint8_t* luma = buffer.pImages->pPlaneAddress[0];
+    uint8_t* const luma = luma_ = buffer.pImages->pPlaneAddress[0];
     if (luma == nullptr || (buffer.planeStride < width && !Has("trusts_pitch"))) return;
+    if (Has("writes_input")) luma[0] ^= 1;
+    if (Has("writes_padding") && buffer.planeStride > width) luma[width] ^= 1;
     std::lock_guard<std::mutex> lock(mutex_);
     if (busy_ || !thread_.joinable()) return;
     const std::size_t bytes = std::size_t{std::max(buffer.planeStride, width)} * height;
@@ -120,7 +147,8 @@ class Node {
     const ChiTagData data[] = {{sizeof(ChiTagData), 0, request, &passes, 1, {}},
                                {sizeof(ChiTagData), 0, request, record, sizeof(record), {}},
                                {sizeof(ChiTagData), 0, request, &passes, 1, {}}};
-    ChiMetadataSet set = {sizeof(set), Has("undeclared_tag") ? 3u : 2u, session_, ids, data};
+    const uint32_t count = Has("undeclared_tag") ? 3 : Has("modest") ? 1 : 2;
+    ChiMetadataSet set = {sizeof(set), count, session_, ids, data};
     if (g_interface.pSetMetadata(&set) != kChiSuccess && Has("insists"))
       g_interface.pSetMetadata(&set);
   }
@@ -131,6 +159,10 @@ class Node {
       wakes_.wait_for(lock, std::chrono::seconds(5), [this] { return busy_ || ends_; });
       if (!busy_) continue;
       lock.unlock();
+      if (Has("reads_later")) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        g_lost = reinterpret_cast<void*>(uintptr_t{*luma_});
+      }
       Analyse();
       lock.lock();
       busy_ = false;
@@ -143,7 +175,8 @@ class Node {
     if (!ready_ && !(gave_up_ && Has("gives_up"))) ready_ = (QVAG_Model_Init() & 1) != 0;
     gave_up_ = !ready_;
     rgb_.resize(gray_.size() * 3);
-    if (ready_) QVAG_OneFaceAnalyze(gray_.data(), rgb_.data(), width_, height_, 0, 0, 8, 8, 1.0f);
+    if (ready_ && !Has("modest"))
+      QVAG_OneFaceAnalyze(gray_.data(), rgb_.data(), width_, height_, 0, 0, 8, 8, 1.0f);
     ++passes_;
   }
 
@@ -154,6 +187,7 @@ class Node {
   bool busy_ = false, ends_ = false, ready_ = false, gave_up_ = false;
   std::vector<uint8_t> gray_, rgb_;
   int width_ = 0, height_ = 0;
+  uint8_t* luma_ = nullptr;
   uint64_t last_ = 0;
   std::atomic<int32_t> passes_{0};
 };
@@ -182,7 +216,9 @@ ChiResult Destroy(ChiNodedestroyInfo* info) {
 
 ChiResult Process(ChiNodeProcessRequestInfo* info) {
   const ChiResult result = Check(info);
-  if (result == kChiSuccess) static_cast<Node*>(info->hNodeSession)->Process(*info);
+  if (result != kChiSuccess || Has("refuses")) return kChiFailed;
+  static_cast<Node*>(info->hNodeSession)->Process(*info);
+  if (Has("changes_request")) ++info->frameNum;
   return result;
 }
 

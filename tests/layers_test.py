@@ -29,6 +29,7 @@ FILES = {
     "src/base/neon.h": "<simde <arm_neon.h",
     "lab/framework/own_node.h": "node/log_lines.h",
     "lab/framework/own_node.cpp": "node/log_lines.h",
+    "lab/framework/crash_report.cpp": "<cxxabi.h <execinfo.h <ucontext.h",
     "lab/real_models/age_gender_net.cpp": "<nlohmann",
     "lab/real_models/model_files.cpp": "<openssl",
     "lab/common/command_line.cpp": "<CLI",

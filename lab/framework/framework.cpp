@@ -133,6 +133,14 @@ bool VendorTags::Describe(uint32_t id, std::size_t* element_bytes, uint32_t* cou
   return true;
 }
 
+std::string VendorTags::NameOf(uint32_t id) const {
+  std::string name;
+  ChiTagType type = {};
+  uint32_t count = 0;
+  if (id == kChiFaceRectanglesTag) return "the face rectangles";
+  return Name(id, &name, &type, &count) ? name : "tag " + std::to_string(id);
+}
+
 bool VendorTags::Name(uint32_t id, std::string* name, ChiTagType* type, uint32_t* count) const {
   const Tag* const tag = Find(id);
   if (tag == nullptr) return false;
@@ -294,13 +302,21 @@ common::Failure Session::Process(uint64_t frame_number, CameraBuffer* input, Cam
 
 ChiResult Session::Process(ChiNodeProcessRequestInfo* info) {
   output_.Clear();
-  guarded_.clear();
+  lent_.clear();
   complaint_.clear();
   publications_ = 0;
   request_id_ = info->frameNum;
   info->size = sizeof(*info);
   info->hNodeSession = node_;
   return Framework::Get().Callbacks().pProcessRequest(info);
+}
+
+std::string Session::ChangedValue() {
+  for (auto& [tag, bytes] : lent_) {
+    const auto change = bytes.FirstChange();
+    if (change) return Framework::Get().Tags().NameOf(tag) + ", byte " + std::to_string(*change);
+  }
+  return "";
 }
 
 ResultRecord Session::Result() {
@@ -332,9 +348,10 @@ ChiResult Session::GetMetadata(ChiMetadataGet* get) {
   if (value == nullptr) return kChiFailed;
   get->pData = value->bytes.data();
   get->count = value->count;
-  if (session->guards_) {
-    get->pData = session->guarded_.emplace_back(value->bytes.size()).data();
-    std::copy(value->bytes.begin(), value->bytes.end(), static_cast<uint8_t*>(get->pData));
+  if (session->margin_) {
+    const std::string name = "the value of " + Framework::Get().Tags().NameOf(value->tag);
+    get->pData = session->lent_.try_emplace(value->tag, name, value->bytes, *session->margin_)
+                     .first->second.data();
   }
   return kChiSuccess;
 }

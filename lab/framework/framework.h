@@ -6,12 +6,13 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "common/failure.h"
-#include "framework/guarded_bytes.h"
+#include "framework/lent_bytes.h"
 #include "media/nv12.h"
 #include "platform/chi_node.h"
 
@@ -57,6 +58,8 @@ class VendorTags {
   void Clear() { sections_.clear(); }
   // The identifier of a tag, of the section's first one for an empty name; 0 when it is unknown.
   uint32_t Id(const std::string& section, const std::string& name) const;
+  // The name of a tag behind that of its section; its number when it has none.
+  std::string NameOf(uint32_t id) const;
   // The identifiers of all tags.
   std::vector<uint32_t> Ids() const;
   // The name of a tag behind that of its section, its type and its declared count; false when the
@@ -181,8 +184,11 @@ class Session {
   // Answers the node's publications with a failure, whatever they hold.
   void RefusePublications(bool refuse) { refuses_ = refuse; }
   bool RefusesPublications() const { return refuses_; }
-  // Hands tag values out in memory that ends at a page which nobody may touch.
-  void GuardValues(bool guard) { guards_ = guard; }
+  // Lends tag values out in memory with that margin; at first, and with nothing, it hands out its
+  // own values.
+  void LendValues(std::optional<Margin> margin) { margin_ = margin; }
+  // Says which value of the last request the node changed, or the bytes beside it; "" for none.
+  std::string ChangedValue();
 
  private:
   friend class Framework;
@@ -195,8 +201,8 @@ class Session {
   int publications_ = 0;
   std::string complaint_;
   bool refuses_ = false;
-  bool guards_ = false;
-  std::deque<GuardedBytes> guarded_;  // values of this request
+  std::optional<Margin> margin_;
+  std::map<uint32_t, LentBytes> lent_;  // values of this request, by tag
   Metadata input_;
   Metadata output_;
 };

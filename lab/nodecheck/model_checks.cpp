@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// Models that are slow, and models that fail. All of it needs the knobs of the stand-ins.
+// Models that are slow, and models that fail. All of it needs the controls of the fakes.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdio>
 #include <thread>
 
 #include "device/control.h"
@@ -11,11 +12,10 @@
 namespace nodecheck {
 namespace {
 
-constexpr char kModel[] = "libQVFD_AgeGender.so";
 std::atomic<int> g_calls{0};
 
 void CountCalls(const Subject& subject) {
-  subject.Knob<decltype(zy_tell_age_gender_calls)>(kModel, "zy_tell_age_gender_calls")(
+  subject.ModelControl<decltype(zy_tell_age_gender_calls)>("zy_tell_age_gender_calls")(
       [](void*, const ZyModelCall*) { ++g_calls; }, nullptr);
 }
 
@@ -32,60 +32,58 @@ double LongestRequest(Camera* camera, int limit_ms) {
 }
 
 // The best of up to five series counts: in one, another program may have had the processor.
-std::string SlowModel(const Subject& subject) {
-  const int limit_ms = subject.options.limit_ms;
+void SlowModel(Subject* subject) {
+  const int limit_ms = subject->options.limit_ms;
   const auto delay =
-      subject.Knob<decltype(zy_set_age_gender_delay)>(kModel, "zy_set_age_gender_delay");
+      subject->ModelControl<decltype(zy_set_age_gender_delay)>("zy_set_age_gender_delay");
   delay(std::max(500, 2 * limit_ms));
-  CountCalls(subject);
-  subject.Start();
-  Camera camera(1280, 720);
+  CountCalls(*subject);
+  Camera camera(subject, 1280, 720);
   double longest = LongestRequest(&camera, limit_ms);
   for (int series = 1; series < 5 && longest > limit_ms; ++series) {
     longest = std::min(longest, LongestRequest(&camera, limit_ms));
   }
   camera.Destroy();
-  if (g_calls == 0) Skip("the node calls no model");
+  if (g_calls == 0) Skip("the node calls no model of age and gender");
   char text[32];
   std::snprintf(text, sizeof(text), "%.2f ms", longest);
   Require(longest <= limit_ms, "the longest request", "at most " + std::to_string(limit_ms) + " ms",
           text);
-  return "the longest took " + std::string(text);
+  Note("the longest took " + std::string(text));
+}
+const Check kSlow("models.slow", "No request waits while a model call takes 500 ms.", SlowModel);
+
+// Sends requests until the model is called; false when it was not in time.
+bool SendUntilCalled(const Subject& subject, Camera* camera) {
+  g_calls = 0;
+  const auto end = std::chrono::steady_clock::now() + subject.Patience();
+  for (uint64_t number = 1; g_calls == 0; ++number) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    camera->Send(number);
+    subject.AwaitWorkers();
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
 }
 
-std::string FailingSetUp(const Subject& subject) {
+void FailingSetUp(Subject* subject) {
   const auto fail =
-      subject.Knob<decltype(zy_fail_age_gender_inits)>(kModel, "zy_fail_age_gender_inits");
-  CountCalls(subject);
-  subject.Start();
+      subject->ModelControl<decltype(zy_fail_age_gender_inits)>("zy_fail_age_gender_inits");
+  CountCalls(*subject);
   for (const int attempts : {1, 7, -1}) {
     fail(attempts);
-    Camera camera(640, 480);
-    uint64_t number = 0;
-    while (number++ < 120) {
+    Camera camera(subject, 640, 480);
+    for (uint64_t number = 1; number <= 120; ++number) {
       camera.Send(number);
-      if (number % 6 == 0) AwaitWorkers();
+      if (number % 6 == 0) subject->AwaitWorkers();
     }
     fail(0);
-    g_calls = 0;
-    // A worker may wait long for a processor.
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (g_calls == 0 && std::chrono::steady_clock::now() < end) {
-      camera.Send(++number);
-      AwaitWorkers();
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    Require(g_calls != 0, "5 s after the model's recovery", "a call of it", "none");
+    Require(SendUntilCalled(*subject, &camera), "after the model's recovery", "a call of it",
+            "none");
   }
-  return "";
 }
+const Check kFailing("models.failing", "Set-ups of the model fail without harm; analysis resumes.",
+                     FailingSetUp);
 
 }  // namespace
-
-const Checks kModelChecks = {
-    {"models.slow", "No request waits while a model call takes 500 ms.", SlowModel},
-    {"models.failing", "Set-ups of the model fail without harm, and analysis resumes.",
-     FailingSetUp},
-};
-
 }  // namespace nodecheck

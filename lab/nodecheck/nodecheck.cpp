@@ -2,95 +2,23 @@
 // nodecheck: says whether a node behaves.
 #include "nodecheck/nodecheck.h"
 
-#include <sys/mman.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <chrono>
-#include <csignal>
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <mutex>
-#include <thread>
+#include <map>
+#include <utility>
 
 #include "common/exit_code.h"
 #include "common/standard_streams.h"
+#include "framework/worker_watch.h"
+#include "nodecheck/result.h"
 
 namespace nodecheck {
 namespace {
 
-enum Verdict { kNone, kOk, kFailed, kSkipped };
-constexpr const char* kWords[] = {"", "ok", "FAIL", "skip"};
-
-// What a check tells its parent: memory that both share.
-struct Report {
-  Verdict verdict;
-  char doing[128];
-  char note[512];
-};
-Report* g_report = nullptr;
-
-void Write(Verdict verdict, const std::string& note) {
-  std::snprintf(g_report->note, sizeof(g_report->note), "%s", note.c_str());
-  g_report->verdict = verdict;
-}
-
-[[noreturn]] void End(Verdict verdict, const std::string& note) {
-  static std::mutex mutex;
-  mutex.lock();  // for good: the first thread that ends the check has the word
-  Write(verdict, note);
-  std::fflush(stdout);
-  _exit(0);
-}
-
-[[noreturn]] void RunChild(const Options& options, const Check& check) {
-  Subject subject = {options, {}, nullptr};
-  Doing("loading the libraries");
-  Require(subject.device.Open(options.devices));
-  Require(framework::OpenNode(options.node, &subject.entry));
-  Write(kOk, check.run(subject));
-  Doing("the end of the process");
-  std::exit(0);  // a sanitizer may have something to say
-}
-
-// How a child ended that has not told of a failure itself.
-std::string DescribeEnd(int status) {
-  const std::string end = WIFSIGNALED(status)
-                              ? std::string("crashed (") + strsignal(WTERMSIG(status)) + ")"
-                              : "ended the process with " + std::to_string(WEXITSTATUS(status));
-  return end + " during " + g_report->doing;
-}
-
-// Waits for a child, for so many seconds (0: as long as it takes); one that takes longer is ended.
-bool Await(pid_t child, int seconds, int* status) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
-  while (waitpid(child, status, WNOHANG) == 0) {
-    if (seconds != 0 && std::chrono::steady_clock::now() > end) {
-      kill(child, SIGKILL);
-      waitpid(child, status, 0);
-      return false;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return true;
-}
-
-void Run(const Options& options, const Check& check, int timeout_s) {
-  *g_report = {};
-  std::fflush(stdout);
-  const pid_t child = fork();
-  if (child == 0) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);  // it has no time limit of its own
-    RunChild(options, check);
-  }
-  int status = 0;
-  if (child < 0) return Write(kFailed, "there is no process for it");
-  if (!Await(child, timeout_s, &status)) {
-    return Write(kFailed, "hung for " + std::to_string(timeout_s) + " s in " + g_report->doing);
-  }
-  const bool is_told = g_report->verdict == kFailed || g_report->verdict == kSkipped;
-  if (!is_told && (status != 0 || g_report->verdict == kNone)) Write(kFailed, DescribeEnd(status));
+std::vector<const Check*>& Registered() {
+  static std::vector<const Check*> checks;
+  return checks;
 }
 
 int Say(const std::string& message, int exit_code) {
@@ -103,68 +31,127 @@ int EndOutput(int exit_code) {
   return Say("standard output: write failed", common::kExitFailure);
 }
 
-int RunAll(const Options& options, const Checks& checks, int timeout_s) {
-  int counts[4] = {};
-  for (const Check& check : checks) {
-    Run(options, check, timeout_s);
-    ++counts[g_report->verdict];
-    std::printf("%-4s %s%s%s\n", kWords[g_report->verdict], check.name,
-                *g_report->note != 0 ? ": " : "", g_report->note);
+// Runs checks, each after those that it needs, and prints those that were chosen.
+class Runner {
+ public:
+  Runner(const Options& options, std::vector<const Check*> chosen)
+      : options_(options), chosen_(std::move(chosen)) {}
+
+  void Run(const Check& check) {
+    if (done_.count(&check) != 0) return;
+    const std::string missing = RunNeeded(check.needs);
+    const Result result = missing.empty() ? RunCheck(options_, check)
+                                          : Result{&check, Verdict::kNotRun, missing, "", "", 0};
+    done_[&check] = result.verdict == Verdict::kOk ? "" : check.name + (": " + result.note);
+    if (!IsChosen(check)) return;
+    PrintResult(result);
+    results_.push_back(result);
   }
-  std::printf("%zu checks: %d ok, %d failed, %d skipped\n", checks.size(), counts[kOk],
-              counts[kFailed], counts[kSkipped]);
-  return EndOutput(counts[kFailed] == 0 ? common::kExitOk : common::kExitFailure);
+  // Runs what a check needs. Returns the reason why it cannot be run, "" when it can.
+  std::string RunNeeded(const std::vector<const Check*>& needs) {
+    for (const Check* needed : needs) {
+      Run(*needed);
+      if (done_[needed].empty()) continue;
+      return IsChosen(*needed) ? "it needs " + std::string(needed->name) : done_[needed];
+    }
+    return "";
+  }
+  int Finish() const {
+    const bool is_good = PrintSummary(results_);
+    if (!options_.junit.empty()) {
+      const common::Failure failure = WriteJunit(options_.junit, results_);
+      if (failure) return Say(failure->message, common::kExitFailure);
+    }
+    return EndOutput(is_good ? common::kExitOk : common::kExitFailure);
+  }
+
+ private:
+  bool IsChosen(const Check& check) const {
+    return std::find(chosen_.begin(), chosen_.end(), &check) != chosen_.end();
+  }
+
+  const Options& options_;
+  const std::vector<const Check*> chosen_;
+  std::map<const Check*, std::string> done_;  // "", or what was wrong
+  std::vector<Result> results_;
+};
+
+int List(const std::vector<const Check*>& checks) {
+  for (const Check* check : checks) std::printf("%-22s %s\n", check->name, check->about);
+  return EndOutput(common::kExitOk);
+}
+
+std::vector<const Check*> Choose(const Options& options) {
+  if (options.soak != 0) return {&kSoak};
+  std::vector<const Check*> chosen;
+  for (const Check* check : Registered()) {
+    const bool matches = options.here.empty()
+                             ? std::strstr(check->name, options.filter.c_str()) != nullptr
+                             : check->name == options.here;
+    if (matches && check != &kLoading && check != &kSoak) chosen.push_back(check);
+  }
+  std::sort(chosen.begin(), chosen.end(),
+            [](const Check* a, const Check* b) { return std::strcmp(a->name, b->name) < 0; });
+  return chosen;
 }
 
 // This process opens no library and starts no thread: each of its children begins afresh.
 int Main(const Options& options) {
-  Checks chosen;
-  for (const Checks* group :
-       {&kEntryChecks, &kRecordChecks, &kTagChecks, &kRequestChecks, &kLifeChecks, &kModelChecks}) {
-    for (const Check& check : *group) {
-      if (std::strstr(check.name, options.filter.c_str()) != nullptr) chosen.push_back(check);
-    }
+  const std::vector<const Check*> chosen = Choose(options);
+  if (chosen.empty()) {
+    return Say(options.here.empty() ? "no check's name holds " + options.filter
+                                    : "no check is called " + options.here,
+               common::kExitUsage);
   }
-  if (chosen.empty()) return Say("no check's name holds " + options.filter, common::kExitUsage);
-  if (options.list) {
-    for (const Check& check : chosen) std::printf("%-22s %s\n", check.name, check.about);
-    return EndOutput(common::kExitOk);
+  if (options.list) return List(chosen);
+  if (!PrepareRuns()) return Say("out of memory", common::kExitFailure);
+  Runner runner(options, chosen);
+  const std::string unloaded = runner.RunNeeded({&kLoading});
+  if (!unloaded.empty()) return Say(unloaded, common::kExitFailure);
+  if (!options.here.empty()) {
+    const std::string missing = runner.RunNeeded(chosen[0]->needs);
+    if (!missing.empty()) return Say(missing, common::kExitFailure);
+    RunHere(options, *chosen[0]);
   }
-  void* const shared =
-      mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  if (shared == MAP_FAILED) return Say("out of memory", common::kExitFailure);
-  g_report = static_cast<Report*>(shared);
-  Run(options, {"", "", [](const Subject&) { return std::string(); }}, options.timeout_s);
-  if (g_report->verdict != kOk) return Say(g_report->note, common::kExitFailure);
-  if (!options.soak.empty()) return RunAll(options, {kSoak}, 0);
-  return RunAll(options, chosen, options.timeout_s);
+  for (const Check* check : chosen) runner.Run(*check);
+  return runner.Finish();
 }
 
 }  // namespace
 
-void Fail(const std::string& what) { End(kFailed, what); }
-void Skip(const std::string& reason) { End(kSkipped, reason); }
-
-void Require(const common::Failure& failure) {
-  if (failure) Fail(failure->message);
+Check::Check(const char* own_name, const char* sentence, Run function,
+             std::vector<const Check*> needed)
+    : name(own_name), about(sentence), run(function), needs(std::move(needed)) {
+  Registered().push_back(this);
 }
 
-void Require(bool holds, const std::string& what, const std::string& expected,
-             const std::string& seen) {
-  if (!holds) Fail(what + ": expected " + expected + ", saw " + seen);
+Subject::Subject(const Options& subject_options) : options(subject_options) {
+  Require(device.Open(options.devices));
 }
 
-void Doing(const std::string& call) {
-  static std::mutex mutex;
-  std::lock_guard<std::mutex> lock(mutex);
-  std::snprintf(g_report->doing, sizeof(g_report->doing), "%s", call.c_str());
+framework::NodeEntry Subject::Entry() {
+  Doing("the loading of the node");
+  if (entry_ == nullptr) Require(framework::OpenNode(options.node, &entry_));
+  return entry_;
 }
 
-const ChiNodeCallbacks& Subject::Start() const {
-  Doing("the start of the node");
-  Require(framework::Framework::Get().Start(entry));
+const ChiNodeCallbacks& Subject::Node() {
+  if (!is_started_) {
+    const framework::NodeEntry entry = Entry();
+    Doing("the start of the node");
+    Require(framework::Framework::Get().Start(entry));
+    is_started_ = true;
+  }
   return framework::Framework::Get().Callbacks();
 }
+
+void Subject::AwaitWorkers() const {
+  Doing("the workers' last passes");
+  Require(framework::WaitForRestingWorkers(Patience()), "after the requests",
+          "a worker at rest within " + std::to_string(Patience().count()) + " ms", "none");
+}
+
+const Check kLoading("loading", "", [](Subject* subject) { subject->Entry(); }, {});
 
 }  // namespace nodecheck
 

@@ -3,13 +3,16 @@
 #ifndef ZY_NODECHECK_NODECHECK_H_
 #define ZY_NODECHECK_NODECHECK_H_
 
+#include <chrono>
 #include <cstdint>
+#include <list>
 #include <string>
 #include <vector>
 
+#include "common/process_state.h"
 #include "framework/device.h"
 #include "framework/framework.h"
-#include "framework/guarded_bytes.h"
+#include "framework/lent_bytes.h"
 
 namespace nodecheck {
 
@@ -18,111 +21,164 @@ struct Options {
   std::string node;
   std::vector<std::string> devices;
   bool list = false;
-  std::string filter;          // a part of the names of the checks to run
-  std::vector<uint64_t> soak;  // requests and lives; empty without a soak
+  std::string filter;  // a part of the names of the checks to run
+  std::string here;    // the one check to run in this process; empty without
+  std::string junit;   // the file for the results; empty without
+  uint64_t soak = 0;   // requests; 0 without a soak
+  uint64_t lives = 0;
   int limit_ms = 0;
   uint32_t seed = 1;
-  int timeout_s = 0;
+  int timeout_s = 0;  // without progress
 };
 
-// Reads the command line. Returns true to go on; otherwise everything is said, and `exit_code` is
-// what the program ends with.
+// Parses the command line. Returns true to go on; otherwise everything is printed, and `exit_code`
+// is the program's.
 bool ParseOptions(int argc, char** argv, Options* options, int* exit_code);
 
-// Whether times and resident memory say little here: under a sanitizer or an emulator.
+// Returns whether times and resident memory mean little here: under a sanitizer or an emulator.
 bool IsSlowMachine();
 
 // ---- Ends of a check, which runs in a process of its own; any of its threads --------------------
 
 [[noreturn]] void Fail(const std::string& what);
 [[noreturn]] void Skip(const std::string& reason);
+// What is worth a word besides "ok".
+void Note(const std::string& word);
 void Require(const common::Failure& failure);
 void Require(bool holds, const std::string& what, const std::string& expected,
              const std::string& seen);
-// Notes which call of the node runs, for the report of a crash or a hang.
+// Notes which call of the node runs, for the report of a crash or a hang. Each note is progress.
 void Doing(const std::string& call);
+// Prints a line of a long check at once.
+void PrintRow(const std::string& row);
 
 // ---- Checks -------------------------------------------------------------------------------------
 
-struct Subject {
-  // Starts the node; nearly every check begins so.
-  const ChiNodeCallbacks& Start() const;
-  // A knob of the device; skips the check when it has none.
+struct Check;
+
+// What a plain request gets: requests.plain learns it for all checks after it.
+struct Expectations {
+  uint32_t tags[64];
+  uint32_t tag_count;
+  bool knows_models;  // the device's libraries tell of calls
+  bool calls_models;
+};
+Expectations& Expected();
+
+// The node that is checked, and its device. One thread at a time before the first request.
+class Subject {
+ public:
+  // Opens the device.
+  explicit Subject(const Options& subject_options);
+
+  // Loads the node on first use.
+  framework::NodeEntry Entry();
+  // Starts the node on first use.
+  const ChiNodeCallbacks& Node();
+  // Half of the time without progress: what a check itself waits for anything.
+  std::chrono::milliseconds Patience() const {
+    return std::chrono::milliseconds(500) * options.timeout_s;
+  }
+  // Waits until the workers rest.
+  void AwaitWorkers() const;
+  // Finds a control function of the device; null when it has none.
   template <typename Function>
-  Function* Knob(const char* library, const char* name) const {
-    Function* knob = nullptr;
-    if (common::Failure failure = device.FindKnob(library, name, &knob)) Skip(failure->message);
-    return knob;
+  Function* FindControl(const char* library, const char* name) const {
+    Function* control = nullptr;
+    return device.FindKnob(library, name, &control) ? nullptr : control;
+  }
+  // Likewise, and skips the check without it, and for a node that calls no model.
+  template <typename Function>
+  Function* ModelControl(const char* name) const {
+    Function* control = nullptr;
+    if (const common::Failure failure = device.FindKnob(kAgeGenderLibrary, name, &control)) {
+      Skip(failure->message);
+    }
+    if (Expected().knows_models && !Expected().calls_models) Skip("the node calls no model");
+    return control;
   }
 
+  static constexpr char kAgeGenderLibrary[] = "libQVFD_AgeGender.so";
+  static constexpr char kFaceGradeLibrary[] = "libFaceGrade.so";
   const Options& options;
   framework::Device device;
-  framework::NodeEntry entry = nullptr;
+
+ private:
+  framework::NodeEntry entry_ = nullptr;
+  bool is_started_ = false;
 };
 
-// A check returns what is worth a word besides "ok".
+extern const Check kRequestsPlain;
+
+// Registers itself. It is run when those that it needs have passed.
 struct Check {
-  const char* name;
-  const char* about;
-  std::string (*run)(const Subject&);
+  using Run = void (*)(Subject*);
+  Check(const char* name, const char* about, Run run,
+        std::vector<const Check*> needs = {&kRequestsPlain});
+
+  const char* const name;
+  const char* const about;  // a sentence
+  const Run run;
+  const std::vector<const Check*> needs;
 };
-using Checks = std::vector<Check>;
-extern const Checks kEntryChecks, kRecordChecks, kTagChecks, kRequestChecks, kLifeChecks,
-    kModelChecks;
-extern const Check kSoak;
+// Others that are needed; and the soak. The first and the last are not listed.
+extern const Check kLoading, kEntryCallbacks, kRequestsSizes, kTagsValues, kSoak;
 
 // ---- The camera ---------------------------------------------------------------------------------
 
-// A frame whose planes, `pitch` bytes for each row, end at a page that nobody may touch.
+// An input and an output of one shape, each in two planes. Input comes first everywhere.
 struct Frame {
-  Frame(uint32_t width, uint32_t height, uint32_t pitch);
+  Frame(uint32_t width, uint32_t height, uint32_t pitch,
+        framework::Margin margin = framework::Margin::kFiller);
   Frame(const Frame&) = delete;
   Frame& operator=(const Frame&) = delete;
 
-  framework::GuardedBytes luma, chroma;
-  ChiImage image = {};
-  ChiNodeBuffer buffer = {};
+  std::list<framework::LentBytes> planes;
+  struct Records {
+    ChiImage images[2];
+    ChiNodeBuffer buffers[2];
+  } records = {};
 };
 
-// One node in a pipeline. Tag values end at such a page as well. Whatever the node does wrong ends
-// the check.
+// What a request must end with: success and the tags that plain requests get; that or an error;
+// success or an error.
+enum class End { kAnswer, kAnswerOrError, kAny };
+
+// One node in a pipeline. Whatever the node does wrong ends the check.
 class Camera {
  public:
-  Camera(uint32_t width, uint32_t height, bool starts_worker = true);
+  Camera(Subject* subject, uint32_t width, uint32_t height, bool starts_worker = true);
   ~Camera() { Destroy(); }
   Camera(const Camera&) = delete;
   Camera& operator=(const Camera&) = delete;
 
   // The usual metadata with so many faces, all in the middle of the camera's frame.
   void SetFaces(uint32_t faces);
-  // Sends a request, at first with one face. A valid one must succeed; of one that succeeds there
-  // must be one publication, with a record of at most three faces.
-  void Send(uint64_t number) { Send(number, &frame_, true); }
-  void Send(uint64_t number, Frame* frame, bool is_valid);
-  void Send(uint64_t number, std::vector<ChiNodeBuffer*> buffers, bool is_valid);
+  // Sends a request, at first with one face.
+  void Send(uint64_t number, End end = End::kAnswer) { Send(number, &frame_, 1, end); }
+  void Send(uint64_t number, Frame* frame, uint32_t buffers, End end);
+  // Sends as many requests as any pacing needs to let some through to the worker.
+  // Waits for the worker at their end.
+  void SendSeries(Frame* frame, uint32_t buffers, End end);
   // Sends requests until a worker is woken; false if `most` did not.
   bool SendUntilWoken(uint64_t most);
   void Destroy();
 
+  // Compares after each request: the picture that went in, its padding, and the request's record.
+  bool compares = false;
   framework::Session session;
 
  private:
+  void Judge(const std::string& request, ChiResult result, End end);
+
+  Subject* const subject_;
   Frame frame_;
 };
 
-// Waits for the workers' rest; a minute is a hang.
-void AwaitWorkers();
+// ---- What is left -------------------------------------------------------------------------------
 
-// ---- What the process holds ---------------------------------------------------------------------
-
-struct Footprint {
-  int64_t resident_kib, threads, descriptors;
-};
-// The threads that are there without a node.
-int64_t CountThreadsAtRest();
-// Waits until as many threads are left, for ten seconds at most, and measures.
-Footprint MeasureAtRest(int64_t threads);
-void RequireNothingLeft(int64_t threads, const Footprint& warm, const Footprint& now);
+void RequireNothingLeft(int64_t threads, const common::Footprint& warm,
+                        const common::Footprint& now);
 // Calls of a model that overlapped are the node's fault; the libraries are not thread-safe.
 void RequireTurns(const Subject& subject);
 

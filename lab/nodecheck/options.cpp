@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstdio>
 #include <filesystem>
 
 #include "common/command_line.h"
@@ -13,18 +14,19 @@ namespace nodecheck {
 namespace {
 
 constexpr char kAbout[] =
-    "nodecheck says whether a camera node behaves: it loads the library, plays the camera "
-    "framework\n"
-    "in all the ways in which one may, and prints a line for each check. Each check is a process "
-    "of\n"
-    "its own, so that a node that crashes or hangs is a result and not the end.";
+    "nodecheck tests a camera node: it loads the library, plays the camera framework in all the "
+    "ways\n"
+    "in which one may, and prints a line for each check. Each check is a process of its own, so "
+    "that\n"
+    "a node that crashes or hangs is a result and not the end.";
 
 constexpr char kExample[] =
     "Examples:\n"
     "  nodecheck ./com.qti.node.brodaxgenderage.so\n"
     "  nodecheck other.so --filter life. --limit 8\n"
-    "  nodecheck other.so --soak 1000000 1000\n"
-    "Exit status: 0 no check failed, 1 one did or the node cannot be loaded, 2 usage.";
+    "  nodecheck other.so --soak 1000000 --lives 1000\n"
+    "  gdb --args nodecheck other.so --here requests.sizes\n"
+    "Exit status: 0 no check failed, 1 one did or could not be run, 2 usage.";
 
 constexpr bool kIsSanitized = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
 
@@ -37,36 +39,56 @@ bool IsSlowMachine() {
 }
 
 bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
+  constexpr uint64_t kOne = 1, kMost = uint64_t{1} << 40;
+  std::vector<std::string> nodes;
   common::CommandLine line("nodecheck", kAbout, kExample);
-  line.Add("node", &options->node, "the node library").Shows("NODE.so");
+  line.Add("node", &nodes, "the node library").Shows("NODE.so");
   line.Add("--device", &options->devices,
-           "a folder with libraries of the device; may be repeated, the first that has one "
-           "wins; at last come the stand-ins beside this program")
+           "a folder with libraries of the device; may be repeated, the first that has one wins; "
+           "the fakes beside this program come last")
       .Shows("DIR")
       .Repeats();
-  line.AddFlag("--list", &options->list, "say what each check is for, and run none");
-  line.Add("--filter", &options->filter, "take only checks whose names hold TEXT").Shows("TEXT");
-  line.Add("--soak", &options->soak,
-           "instead of the checks, so many requests in so many lives (a thousandth)")
-      .Shows("REQUESTS [LIVES]")
-      .Takes(1, 2)
-      .Within(uint64_t{1}, uint64_t{1} << 40);
+  line.AddFlag("--list", &options->list, "print the purpose of each check, and run none");
+  const auto filter =
+      line.Add("--filter", &options->filter, "take only checks whose names hold TEXT")
+          .Shows("TEXT");
+  const auto here =
+      line.Add("--here", &options->here, "run one check in this process, for a debugger")
+          .Shows("CHECK")
+          .Excludes(filter);
+  const auto soak = line.Add("--soak", &options->soak, "instead, send REQUESTS to node after node")
+                        .Shows("REQUESTS")
+                        .Within(kOne, kMost)
+                        .Excludes(filter)
+                        .Excludes(here);
+  line.Add("--lives", &options->lives, "of how many nodes, at least 10 (REQUESTS / 1000)")
+      .Shows("M")
+      .Within(kOne, kMost)
+      .Needs(soak);
+  line.Add("--junit", &options->junit, "write the results to FILE as JUnit does")
+      .Shows("FILE")
+      .Checks(common::NotEmpty)
+      .Excludes(here);
   line.Add("--limit", &options->limit_ms,
            "longest time of a process-request in ms (16; 1000 under sanitizers and emulators)")
       .Within(1, 60'000);
   line.Add("--timeout", &options->timeout_s,
-           "after so many seconds a check counts as hanging (60; 300)")
+           "seconds without progress after which a check counts as hanging (60; 300)")
       .Within(1, 3600);
   line.Add("--seed", &options->seed, "of what is random (1)");
   if (!line.Parse(argc, argv, exit_code)) return false;
-  if (!options->list && options->node.empty()) {
-    std::fputs("nodecheck: NODE.so is required (see nodecheck --help)\n", stderr);
+  if (nodes.size() != 1 && !(options->list && nodes.empty())) {
+    std::fprintf(stderr, "nodecheck: %s (see nodecheck --help)\n",
+                 nodes.empty()        ? "NODE.so is required"
+                 : options->soak != 0 ? "one NODE.so is tested; --lives M gives the soak's lives"
+                                      : "one NODE.so is tested");
     *exit_code = common::kExitUsage;
     return false;
   }
+  if (!nodes.empty()) options->node = nodes[0];
   if (options->limit_ms == 0) options->limit_ms = IsSlowMachine() ? 1000 : 16;
   if (options->timeout_s == 0) options->timeout_s = IsSlowMachine() ? 300 : 60;
-  if (options->soak.size() == 1) options->soak.push_back(options->soak[0] / 1000);
+  if (options->lives == 0) options->lives = options->soak / 1000;
   return true;
 }
 

@@ -1,88 +1,132 @@
 // SPDX-License-Identifier: Apache-2.0
-// Requests of all shapes. Planes and tag values end at a page that nobody may touch.
+// Requests of all shapes.
+#include <algorithm>
+#include <deque>
+#include <iterator>
 #include <random>
 
+#include "device/control.h"
 #include "nodecheck/nodecheck.h"
 
 namespace nodecheck {
 namespace {
 
-// Enough of the same for any pacing to let some through to the worker.
-constexpr int kEnough = 24;
+using framework::Margin;
 
-template <typename Buffers>
-void SendEnough(Camera* camera, const Buffers& buffers, bool is_valid) {
-  for (uint64_t number = 1; number <= kEnough; ++number) camera->Send(number, buffers, is_valid);
-  AwaitWorkers();
+uint32_t Orientation() {
+  return framework::Framework::Get().Tags().Id("brodax.device", "orientation");
 }
 
-std::string Sizes(const Subject& subject) {
-  subject.Start();
-  Camera camera(640, 480);
+// Sends frames of many shapes, with the device held in four ways.
+void SendShapes(Camera* camera, Margin margin) {
   constexpr struct {
     uint32_t width, height, pitch;
   } kShapes[] = {{640, 480, 640}, {641, 479, 704}, {1, 1, 2},     {2, 300, 64},
                  {333, 1, 384},   {64, 48, 4096},  {97, 211, 98}, {1280, 720, 1280}};
-  camera.SetFaces(2);
+  camera->SetFaces(2);
   for (const auto& shape : kShapes) {
-    Frame frame(shape.width, shape.height, shape.pitch);
+    Frame frame(shape.width, shape.height, shape.pitch, margin);
     for (const uint32_t orientation : {0u, 90u, 180u, 270u}) {
-      camera.session.Input().SetWords(
-          framework::Framework::Get().Tags().Id("brodax.device", "orientation"),
-          std::vector<uint32_t>{orientation});
-      SendEnough(&camera, &frame, true);
+      camera->session.Input().SetWords(Orientation(), std::vector<uint32_t>{orientation});
+      camera->SendSeries(&frame, 1, End::kAnswerOrError);
     }
   }
-  return "";
 }
 
-std::string Pitch(const Subject& subject) {
-  subject.Start();
-  Camera camera(640, 480);
-  for (const uint32_t pitch : {0u, 1u, 320u, 639u}) {
-    Frame frame(640, 480, pitch);
-    SendEnough(&camera, &frame, false);
+// Calls of the models are counted, and tags that each request was answered with.
+void Plain(Subject* subject) {
+  const auto count = [](void* calls, const ZyModelCall*) { ++*static_cast<int*>(calls); };
+  static int calls = 0;  // of one worker
+  auto* const age = subject->FindControl<decltype(zy_tell_age_gender_calls)>(
+      Subject::kAgeGenderLibrary, "zy_tell_age_gender_calls");
+  auto* const grade = subject->FindControl<decltype(zy_tell_face_grade_calls)>(
+      Subject::kFaceGradeLibrary, "zy_tell_face_grade_calls");
+  if (age != nullptr) age(count, &calls);
+  if (grade != nullptr) grade(count, &calls);
+  Camera camera(subject, 640, 480);
+  std::vector<uint32_t> common = framework::Framework::Get().Tags().Ids();
+  for (uint64_t number = 1; number <= 12; ++number) {
+    camera.Send(number);
+    const auto is_absent = [&](uint32_t tag) { return !camera.session.Output().Find(tag); };
+    common.erase(std::remove_if(common.begin(), common.end(), is_absent), common.end());
   }
-  camera.Send(1);
-  return "";
+  subject->AwaitWorkers();
+  camera.Destroy();
+  Expectations& expected = Expected();
+  expected.tag_count = static_cast<uint32_t>(std::min(common.size(), std::size(expected.tags)));
+  std::copy_n(common.begin(), expected.tag_count, expected.tags);
+  expected.knows_models = age != nullptr && grade != nullptr;
+  expected.calls_models = calls > 0;
+  Note(std::to_string(common.size()) + " tags with each");
 }
 
-std::string Planes(const Subject& subject) {
-  subject.Start();
-  Camera camera(640, 480);
+void Sizes(Subject* subject) {
+  for (const Margin margin : {Margin::kGuardBehind, Margin::kGuardBefore}) {
+    Camera camera(subject, 640, 480);
+    SendShapes(&camera, margin);
+  }
+}
+
+void Kept(Subject* subject) {
+  Camera camera(subject, 640, 480);
+  camera.compares = true;
+  SendShapes(&camera, Margin::kFiller);
+}
+const Check kKept("requests.kept", "The input, its padding and the request's record stay the same.",
+                  Kept);
+
+// Each frame is used once, so that none is opened again.
+void Returned(Subject* subject) {
+  Camera camera(subject, 320, 240);
+  std::deque<Frame> frames;
+  for (uint64_t number = 1; number <= 24; ++number) {
+    Frame& frame = frames.emplace_back(320, 240, 320);
+    camera.Send(number, &frame, 1, End::kAnswer);
+    for (framework::LentBytes& plane : frame.planes) plane.Close();
+  }
+  subject->AwaitWorkers();
+}
+const Check kReturned("requests.returned",
+                      "Planes are not touched after the return of process-request.", Returned);
+
+// Each part of a request that may be wrong, on its own.
+void Malformed(Subject* subject) {
+  Camera camera(subject, 640, 480);
+  for (const uint32_t pitch : {0u, 1u, 320u, 639u}) {
+    Frame frame(640, 480, pitch, Margin::kGuardBehind);
+    camera.SendSeries(&frame, 1, End::kAny);
+  }
   for (int missing = 0; missing < 5; ++missing) {
     Frame frame(640, 480, 640);
-    if (missing < 2) frame.image.pPlaneAddress[missing] = nullptr;
-    if (missing == 2) frame.buffer.numPlanes = 1;
-    if (missing == 3) frame.buffer.numImages = 0;
-    if (missing == 4) frame.buffer.pImages = nullptr;
-    SendEnough(&camera, &frame, false);
+    for (const int i : {0, 1}) {
+      if (missing < 2) frame.records.images[i].pPlaneAddress[missing] = nullptr;
+      if (missing == 2) frame.records.buffers[i].numPlanes = 1;
+      if (missing == 3) frame.records.buffers[i].numImages = 0;
+      if (missing == 4) frame.records.buffers[i].pImages = nullptr;
+    }
+    camera.SendSeries(&frame, 1, End::kAny);
   }
-  camera.Send(1);
-  return "";
-}
-
-std::string Buffers(const Subject& subject) {
-  subject.Start();
-  Camera camera(640, 480);
   Frame frame(640, 480, 640);
   for (const uint32_t count : {0u, 2u, 12u, 13u, 100u}) {
-    SendEnough(&camera, std::vector<ChiNodeBuffer*>(count, &frame.buffer), false);
+    camera.SendSeries(&frame, count, End::kAny);
   }
   camera.Send(1);
-  return "";
 }
+const Check kMalformed("requests.malformed",
+                       "A pitch below the width, missing planes and images, 0 to 100 buffers.",
+                       Malformed, {&kRequestsSizes});
 
-std::string FrameNumbers(const Subject& subject) {
-  subject.Start();
-  Camera camera(320, 240);
+void FrameNumbers(Subject* subject) {
+  Camera camera(subject, 320, 240);
   for (const uint64_t first : {UINT64_C(0), UINT64_MAX - 15}) {
     for (uint64_t i = 0; i < 30; ++i) camera.Send(first + i);  // over the end, to 0 again
   }
   for (uint64_t i = 30; i > 0; --i) camera.Send(i);
   for (int i = 0; i < 12; ++i) camera.Send(4);
-  return "";
 }
+const Check kFrameNumbers("requests.frame_numbers",
+                          "Frame numbers from 0, backwards, over the end, and again.",
+                          FrameNumbers);
 
 using Random = std::independent_bits_engine<std::mt19937, 32, uint32_t>;
 
@@ -115,34 +159,30 @@ void SetRandomMetadata(Random& random, framework::Metadata* input) {
   if (random() % 8 != 0) input->SetWords(kChiFaceRectanglesTag, RandomWords(random, words, 8000));
 }
 
-std::string RandomMetadata(const Subject& subject) {
-  subject.Start();
-  Random random(subject.options.seed);
-  const std::string seed = "--seed " + std::to_string(subject.options.seed);
-  Camera camera(640, 480);
+void RandomMetadata(Subject* subject) {
+  Random random(subject->options.seed);
+  Camera camera(subject, 640, 480);
   for (uint64_t number = 1; number <= 1000;) {
+    const Margin margin = random() % 2 == 0 ? Margin::kGuardBehind : Margin::kGuardBefore;
     const uint32_t width = 1 + random() % 400;
-    Frame frame(width, 1 + random() % 300, width + width % 2);
+    Frame frame(width, 1 + random() % 300, width + width % 2, margin);
+    camera.session.LendValues(margin);
     for (int i = 0; i < 25; ++i, ++number) {
       SetRandomMetadata(random, &camera.session.Input());
-      Doing("process-request " + std::to_string(number) + " with " + seed);
-      camera.Send(number, &frame, true);
+      camera.Send(number, &frame, 1, End::kAny);
     }
-    AwaitWorkers();
+    subject->AwaitWorkers();
   }
-  return seed;
 }
+const Check kRandom("requests.random", "1,000 requests with random metadata; --seed has others.",
+                    RandomMetadata, {&kRequestsSizes, &kTagsValues});
 
 }  // namespace
 
-const Checks kRequestChecks = {
-    {"requests.sizes", "Sizes that change, odd ones, wide pitches, at four orientations.", Sizes},
-    {"requests.pitch", "A pitch below the width does no harm.", Pitch},
-    {"requests.planes", "Missing planes and images do no harm.", Planes},
-    {"requests.buffers", "0, 12 and more buffers do no harm.", Buffers},
-    {"requests.frame_numbers", "Frame numbers from 0, backwards, over the end, and again.",
-     FrameNumbers},
-    {"requests.random", "1,000 requests with random metadata.", RandomMetadata},
-};
+const Check kRequestsPlain("requests.plain", "Twelve equal requests are answered.", Plain,
+                           {&kEntryCallbacks});
+const Check kRequestsSizes("requests.sizes",
+                           "Sizes that change, odd ones, wide pitches, at four orientations.",
+                           Sizes);
 
 }  // namespace nodecheck

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "common/process_state.h"
+
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <thread>
+
+namespace common {
+namespace {
+
+constexpr char kTasks[] = "/proc/self/task";
+
+int64_t CountEntries(const char* directory) {
+  const std::filesystem::directory_iterator entries(directory);
+  return std::distance(begin(entries), end(entries));
+}
+
+std::string TreatmentOf(int signal) {
+  sigset_t blocked = {};
+  struct sigaction action = {};
+  pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+  sigaction(signal, nullptr, &action);
+  if (sigismember(&blocked, signal) == 1) return "blocked";
+  if (action.sa_handler == SIG_DFL) return "default";
+  if (action.sa_handler == SIG_IGN) return "ignored";
+  return "handled by " + std::to_string(reinterpret_cast<uintptr_t>(action.sa_handler));
+}
+
+}  // namespace
+
+int64_t CountThreads() {
+  pid_t id = 0;
+  std::thread([&] { id = gettid(); }).join();
+  while (std::filesystem::exists(kTasks + ("/" + std::to_string(id)))) std::this_thread::yield();
+  return CountEntries(kTasks);
+}
+
+Footprint MeasureFootprint(int64_t threads, std::chrono::milliseconds timeout) {
+  const auto end = std::chrono::steady_clock::now() + timeout;
+  while (CountEntries(kTasks) != threads && std::chrono::steady_clock::now() < end) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  int64_t size = 0, pages = 0;
+  std::ifstream("/proc/self/statm") >> size >> pages;
+  return {pages * sysconf(_SC_PAGESIZE) / 1024, CountEntries(kTasks),
+          CountEntries("/proc/self/fd")};
+}
+
+std::map<std::string, std::string> SurveyProcess() {
+  std::map<std::string, std::string> all;
+  struct stat file = {};
+  for (int descriptor = 0; descriptor < 256; ++descriptor) {
+    if (fstat(descriptor, &file) != 0) continue;
+    all["descriptor " + std::to_string(descriptor)] =
+        "file " + std::to_string(file.st_dev) + ":" + std::to_string(file.st_ino);
+  }
+  for (int signal = 1; signal < SIGRTMIN; ++signal) {
+    all[std::string("signal ") + strsignal(signal)] = TreatmentOf(signal);
+  }
+  all["working directory"] = std::filesystem::current_path();
+  for (char** variable = environ; *variable != nullptr; ++variable) {
+    const std::string text = *variable;
+    all["variable " + text.substr(0, text.find('='))] = text.substr(text.find('=') + 1);
+  }
+  return all;
+}
+
+}  // namespace common

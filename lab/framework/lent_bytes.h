@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+// Memory that a node may use during a call: a plane of a frame, the value of a tag. What the node
+// does to it and around it is seen: a change by comparison, a touch of what lies beyond by a crash.
+#ifndef ZY_FRAMEWORK_LENT_BYTES_H_
+#define ZY_FRAMEWORK_LENT_BYTES_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "framework/guarded_bytes.h"
+
+namespace framework {
+
+// What lies beside the bytes: a filler on both sides, or an inaccessible page on one of them.
+enum class Margin { kFiller, kGuardBehind, kGuardBefore };
+
+class LentBytes {
+ public:
+  // `name` is what a crash report calls them.
+  LentBytes(std::string name, std::vector<uint8_t> content, Margin margin);
+  ~LentBytes();
+  LentBytes(const LentBytes&) = delete;
+  LentBytes& operator=(const LentBytes&) = delete;
+
+  const std::string& name() const { return name_; }
+  uint8_t* data() { return data_; }
+  // Returns the offset of the first byte that has changed, below 0 and from the size on for one of
+  // the margin; nothing while all is as it was.
+  std::optional<std::ptrdiff_t> FirstChange();
+  // Makes the bytes inaccessible, for good.
+  void Close();
+  // Describes an address in or beside bytes that are lent in this process: "in the guard page 2
+  // bytes behind tag x". Writes nothing for another address. For a signal handler; any thread.
+  static void Describe(const void* address, char* text, std::size_t size);
+
+ private:
+  bool DescribeHere(const uint8_t* address, char* text, std::size_t size) const;
+
+  const std::string name_;
+  const std::vector<uint8_t> content_;
+  GuardedBytes memory_;
+  uint8_t* const data_;
+  bool is_closed_ = false;
+};
+
+}  // namespace framework
+
+#endif  // ZY_FRAMEWORK_LENT_BYTES_H_

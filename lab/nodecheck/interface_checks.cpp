@@ -1,0 +1,200 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <cstring>
+
+#include "nodecheck/nodecheck.h"
+
+namespace nodecheck {
+namespace {
+
+// ---- The library's entry, and the callback table that it fills ----------------------------------
+
+// Calls the entry with a table of so many bytes, all marks but for its header; those from `kept` on
+// must be the same after that.
+void CallEntry(Subject* subject, uint32_t bytes, uint32_t major, std::size_t kept) {
+  const uint32_t header[4] = {bytes, major, 0, 0};
+  framework::GuardedBytes table(std::max<std::size_t>(bytes, sizeof(header)));
+  std::fill_n(table.data(), table.size(), uint8_t{0x5a});
+  std::memcpy(table.data(), header, sizeof(header));
+  const std::vector<uint8_t> before(table.data(), table.data() + table.size());
+  const framework::NodeEntry entry = subject->Entry();
+  Doing("the entry");
+  entry(reinterpret_cast<ChiNodeCallbacks*>(table.data()));
+  Require(std::equal(before.begin() + static_cast<std::ptrdiff_t>(kept), before.end(),
+                     table.data() + kept),
+          "table of " + std::to_string(bytes) + " bytes, version " + std::to_string(major),
+          "byte " + std::to_string(kept) + " and later as they were", "them changed");
+}
+
+constexpr uint32_t kSize = sizeof(ChiNodeCallbacks);
+
+void NullTable(Subject* subject) {
+  const framework::NodeEntry entry = subject->Entry();
+  Doing("the entry with a null table");
+  entry(nullptr);
+}
+const Check kNullTable("entry.null", "The entry takes a null table without harm.", NullTable,
+                       {&kLoading});
+
+void RefusedTables(Subject* subject) {
+  for (const uint32_t size : {0u, 16u, 80u, kSize - 8}) CallEntry(subject, size, 0, 0);
+  for (const uint32_t major : {1u, 0xffffffffu}) CallEntry(subject, kSize, major, 0);
+}
+const Check kRefusedTables("entry.refused",
+                           "A smaller table, or another major version, is left alone.",
+                           RefusedTables, {&kLoading});
+
+void LongTable(Subject* subject) {
+  CallEntry(subject, kSize + 64, 0, offsetof(ChiNodeCallbacks, reserved2));
+}
+const Check kLongTable("entry.table", "No member behind the callbacks is touched.", LongTable,
+                       {&kEntryCallbacks});
+
+// ---- Records that a framework should not send: none, without a session, too short ---------------
+
+// What a node must be able to read of any record: its size and its session.
+constexpr uint32_t kLeast = 16;
+
+template <typename Visit>
+void ForEachAnsweringCallback(const ChiNodeCallbacks& node, Visit visit) {
+  visit("create", node.pCreate);
+  visit("destroy", node.pDestroy);
+  visit("query-buffer-info", node.pQueryBufferInfo);
+  visit("set-buffer-info", node.pSetBufferInfo);
+  visit("process-request", node.pProcessRequest);
+}
+
+template <typename Record>
+constexpr uint32_t RecordSize(ChiResult (*)(Record*)) {
+  return sizeof(Record);
+}
+
+// Calls with a record that holds as many bytes as it says, or up to seven more, for its alignment.
+template <typename Record>
+void ExpectRefusal(const std::string& call, ChiResult (*callback)(Record*), uint32_t size,
+                   ChiHandle session) {
+  std::vector<uint8_t> bytes(std::max<std::size_t>(size + 7, kLeast) / 8 * 8);
+  std::memcpy(bytes.data(), &size, sizeof(size));
+  std::memcpy(bytes.data() + 8, &session, sizeof(session));
+  framework::LentBytes record("the record", bytes, framework::Margin::kGuardBehind);
+  const std::string what = call + (session == nullptr ? " without a session" : "") + " of " +
+                           std::to_string(size) + " bytes";
+  Doing(what);
+  const ChiResult result = callback(reinterpret_cast<Record*>(record.data()));
+  Require(result != kChiSuccess, what, "an error", "success");
+  Require(!record.FirstChange(), what, "the record as it was", "it changed");
+}
+
+void NullRecords(Subject* subject) {
+  const ChiNodeCallbacks& node = subject->Node();
+  ForEachAnsweringCallback(node, [](const std::string& call, auto* callback) {
+    Doing(call + " of a null record");
+    Require(callback(nullptr) != kChiSuccess, call + " of a null record", "an error", "success");
+  });
+  Doing("a callback without an answer, of a null record");
+  node.pGetCapabilities(nullptr);
+  node.pQueryVendorTag(nullptr);
+  node.pPostPipelineCreate(nullptr);
+  node.pSetNodeInterface(nullptr);
+}
+const Check kNullRecords("records.null", "Null records get an error where there is an answer.",
+                         NullRecords, {&kEntryCallbacks});
+
+void NullSessions(Subject* subject) {
+  ForEachAnsweringCallback(subject->Node(), [](const std::string& call, auto* callback) {
+    if (call != "create") ExpectRefusal(call, callback, RecordSize(callback), nullptr);
+  });
+}
+const Check kSession("records.session",
+                     "Records without a session get an error and stay as they are.", NullSessions,
+                     {&kEntryCallbacks});
+
+void ShortRecords(Subject* subject) {
+  Camera camera(subject, 320, 240);
+  ForEachAnsweringCallback(subject->Node(), [&](const std::string& call, auto* callback) {
+    for (const uint32_t size : {0u, kLeast - 1, kLeast, RecordSize(callback) - 1}) {
+      if (size >= RecordSize(callback)) continue;
+      ExpectRefusal(call, callback, size, camera.session.node());
+    }
+  });
+  camera.Send(1);
+}
+const Check kShort("records.short", "Records below their size get an error and stay as they are.",
+                   ShortRecords);
+
+// ---- Vendor tags, and what is published with each request ---------------------------------------
+
+void Declared(Subject* subject) {
+  ChiQueryVendorTag query = {sizeof(query), 0, nullptr};
+  Require(subject->Node().pQueryVendorTag(&query) == kChiSuccess, "query-vendor-tag", "success",
+          "an error");
+  if (query.pVendorTagInfo == nullptr) return Note("the node declares none");
+  const framework::VendorTags& tags = framework::Framework::Get().Tags();
+  for (uint32_t s = 0; s < query.pVendorTagInfo->numSections; ++s) {
+    const ChiVendorTagSectionData& section = query.pVendorTagInfo->pSections[s];
+    const uint32_t first = tags.Id(section.pSectionName, "");
+    for (uint32_t t = 0; t < section.numTags; ++t) {
+      const ChiVendorTagData& tag = section.pTags[t];
+      const std::string name = section.pSectionName + std::string("/") + tag.pTagName;
+      std::size_t element_bytes = 0;
+      uint32_t count = 0;
+      const uint32_t id = tags.Id(section.pSectionName, tag.pTagName);
+      Require(id == first + t, name, "an identifier of its own", "another tag's");
+      tags.Describe(id, &element_bytes, &count);
+      Require(element_bytes != 0 && count != 0, name, "a known type and a count",
+              std::to_string(static_cast<uint32_t>(tag.type)) + " and " + std::to_string(count));
+    }
+  }
+}
+const Check kDeclared("tags.declared",
+                      "Every tag that the node declares can be looked up and described.", Declared,
+                      {&kEntryCallbacks});
+
+void Published(Subject* subject) {
+  Camera camera(subject, 640, 480);
+  for (uint32_t number = 1; number <= 60; ++number) {
+    camera.SetFaces(number / 12);
+    camera.Send(number, number >= 12 ? End::kAnswer : End::kAny);
+  }
+}
+const Check kPublished("tags.published", "With any number of faces, tags are as they are declared.",
+                       Published);
+
+void NoMetadata(Subject* subject) {
+  Camera camera(subject, 640, 480);
+  camera.session.Input().Clear();
+  for (uint64_t number = 1; number <= 12; ++number) camera.Send(number, End::kAny);
+}
+const Check kNoMetadata("tags.no_metadata", "A request without metadata ends.", NoMetadata);
+
+void Refused(Subject* subject) {
+  Camera camera(subject, 640, 480);
+  camera.session.RefusePublications(true);
+  for (uint64_t number = 1; number <= 12; ++number) camera.Send(number, End::kAnswerOrError);
+  camera.session.RefusePublications(false);
+  camera.Send(13);
+}
+const Check kRefusedTags("tags.refused",
+                         "A framework that refuses what is published is asked once.", Refused);
+
+// Values that meet an inaccessible page at one end have room at the other, which is compared.
+void Values(Subject* subject) {
+  for (const auto margin : {framework::Margin::kGuardBehind, framework::Margin::kGuardBefore}) {
+    Camera camera(subject, 640, 480);
+    camera.session.LendValues(margin);
+    for (uint64_t number = 1; number <= 24; ++number) {
+      camera.Send(number);
+      const std::string changed = camera.session.ChangedValue();
+      if (!changed.empty()) Fail("the node changed the value of " + changed);
+    }
+  }
+}
+
+}  // namespace
+
+const Check kEntryCallbacks("entry.callbacks", "Every callback is filled, and the node starts.",
+                            [](Subject* subject) { subject->Node(); }, {&kLoading});
+const Check kTagsValues("tags.values", "Values are read within their bounds, and stay as they are.",
+                        Values);
+
+}  // namespace nodecheck

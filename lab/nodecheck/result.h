@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+// A check is run in a process of its own, and gives a result.
+#ifndef ZY_NODECHECK_RESULT_H_
+#define ZY_NODECHECK_RESULT_H_
+
+#include <string>
+#include <vector>
+
+#include "nodecheck/nodecheck.h"
+
+namespace nodecheck {
+
+enum class Verdict { kNone, kOk, kFailed, kSkipped, kNotRun };
+
+struct Result {
+  const Check* check = nullptr;
+  Verdict verdict = Verdict::kNone;
+  std::string note;    // one line
+  std::string frames;  // of a crash, a line for each
+  std::string output;  // of the node
+  double seconds = 0;
+};
+
+// Prepares the memory that this process shares with its checks. False without memory.
+bool PrepareRuns();
+// Runs a check in a child, which is ended when it makes no progress for the time of the options.
+Result RunCheck(const Options& options, const Check& check);
+// Runs a check in this process, for a debugger, prints the verdict, and ends the process.
+[[noreturn]] void RunHere(const Options& options, const Check& check);
+
+// Prints a check's line, a crash's frames, and the node's output behind a prefix.
+void PrintResult(const Result& result);
+// Prints the counts. Returns whether no check has failed and all could be run.
+bool PrintSummary(const std::vector<Result>& results);
+// Writes the results as JUnit does: skipped ones as skipped, those that were not run as errors.
+common::Failure WriteJunit(const std::string& path, const std::vector<Result>& results);
+
+}  // namespace nodecheck
+
+#endif  // ZY_NODECHECK_RESULT_H_
