@@ -22,7 +22,7 @@ common::Failure Set(const framework::Device& device, const char* library, const 
   return failure;
 }
 
-template <const char* model>
+template <record::Model model>
 void Told(void* passes, const ZyModelCall* call) {
   static_cast<PassWatch*>(passes)->Told(model, *call);
 }
@@ -30,9 +30,6 @@ void Told(void* passes, const ZyModelCall* call) {
 // Settings of a recording.
 constexpr char kModelDelay[] = "model_delay_ms";
 constexpr char kFailingInits[] = "failing_inits";
-
-constexpr char kAgeAndGender[] = "age and gender";
-constexpr char kFaceGrade[] = "face grade";
 
 }  // namespace
 
@@ -77,9 +74,9 @@ common::Failure SetKnobs(const framework::Device& device, const record::Event& e
 
 void TellCalls(const framework::Device& device, PassWatch* passes) {
   Set<decltype(zy_tell_age_gender_calls)>(device, kModel, "zy_tell_age_gender_calls", false,
-                                          Told<kAgeAndGender>, passes);
+                                          Told<record::Model::kAgeAndGender>, passes);
   Set<decltype(zy_tell_face_grade_calls)>(device, kGrader, "zy_tell_face_grade_calls", false,
-                                          Told<kFaceGrade>, passes);
+                                          Told<record::Model::kFaceGrade>, passes);
 }
 
 }  // namespace camsim

@@ -2,6 +2,7 @@
 #include "camsim/pass_watch.h"
 
 #include <algorithm>
+#include <map>
 #include <utility>
 
 namespace camsim {
@@ -10,20 +11,35 @@ using record::ModelCall;
 using record::PassRecord;
 using record::Span;
 
-void PassWatch::Told(const char* model, const ZyModelCall& call) {
+namespace {
+
+// Each model sees the faces of the slots in their order.
+void SetSlots(PassRecord* pass) {
+  std::map<record::Model, std::size_t> seen;
+  for (ModelCall& call : pass->calls) {
+    const std::size_t index = seen[call.model]++;
+    if (index < pass->slots.size()) call.slot = pass->slots[index];
+  }
+}
+
+}  // namespace
+
+void PassWatch::Told(record::Model model, const ZyModelCall& call) {
   const int64_t now = clock_.Now();
   ++told_;
   std::lock_guard<std::mutex> lock(mutex_);
   const common::Rect face = {call.left, call.top, call.right - call.left, call.bottom - call.top};
-  calls_.push_back({model, {now, 0}, face});
+  const float* const answer = call.answer;
+  calls_.push_back({model, {now, 0}, face, {answer[0], answer[1], answer[2], answer[3]}, {}});
   if (!keeps_pictures_ || calls_.size() != 1) return;
   seen_ = media::MakePicture(call.width, call.height);
   for (std::size_t i = 0; i < seen_.rgb.size(); ++i) seen_.rgb[i] = call.rgb[i / 3 * 3 + 2 - i % 3];
 }
 
-void PassWatch::HandOver(const record::RequestRecord& request) {
+void PassWatch::HandOver(const record::RequestRecord& request, std::vector<int> slots) {
   const Span time = request.time;
-  pending_ = PassRecord{request.number, time, worker_, {time.at + time.took, 0}, {}, {}};
+  const Span pass = {time.at + time.took, 0};
+  pending_ = PassRecord{request.number, time, worker_, pass, std::move(slots), {}, {}};
 }
 
 void PassWatch::EndPipeline() {
@@ -39,6 +55,7 @@ std::optional<PassRecord> PassWatch::TakeEnded() {
   std::lock_guard<std::mutex> lock(mutex_);
   pass.calls = std::exchange(calls_, {});
   pass.seen = std::exchange(seen_, {});
+  SetSlots(&pass);
   int64_t begin = pass.time.at;
   for (ModelCall& call : pass.calls) {
     const int64_t end = std::max(begin, call.time.at);

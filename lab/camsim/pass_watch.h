@@ -37,13 +37,13 @@ class PassWatch {
       : clock_(clock), is_timed_(is_timed), keeps_pictures_(keeps_pictures) {}
 
   // What a model library calls at the end of each analysis, on the worker's thread.
-  void Told(const char* model, const ZyModelCall& call);
+  void Told(record::Model model, const ZyModelCall& call);
 
   // How often that was, so far.
   uint64_t Calls() const { return told_; }
 
-  // A worker has taken the frame of a request.
-  void HandOver(const record::RequestRecord& request);
+  // A worker has taken the frame of a request, whose faces in these slots it analyses.
+  void HandOver(const record::RequestRecord& request, std::vector<int> slots);
   // Returns the pass of the frame that was handed over, now that its worker rests or takes another;
   // nothing when it was returned before. A call begins with the end of the one before it, a pass
   // ends with its last call or, without any, now.

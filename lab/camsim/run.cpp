@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <string>
+#include <utility>
 #include <variant>
 
 #include "camsim/header.h"
@@ -16,6 +17,19 @@ namespace {
 
 // What an input without an end is asked for.
 constexpr int kDefaultRequests = 60;
+
+// Returns the slots whose faces a pass over such a frame analyses.
+std::vector<int> AnalysedSlots(const std::vector<common::Rect>& faces, Size frame,
+                               int orientation) {
+  std::vector<int> slots;
+  for (int slot = 0; slot < framework::kSlots; ++slot) {
+    const auto face = static_cast<std::size_t>(slot);
+    if (face < faces.size() && framework::IsAnalysed(faces[face], frame, orientation)) {
+      slots.push_back(slot);
+    }
+  }
+  return slots;
+}
 
 }  // namespace
 
@@ -184,17 +198,18 @@ common::Failure Run::SendRequest() {
     request.why = ReasonsOf({device, sent, faces, analysed != 0}, request.out.result);
     if (request.HasFigures() && analysed != 0) request.figures_age = request.number - analysed;
   }
-  return Report(request);
+  return Report(request,
+                outcomes_.Tells() ? AnalysedSlots(faces, sent, orientation) : std::vector<int>());
 }
 
-common::Failure Run::Report(const record::RequestRecord& request) {
+common::Failure Run::Report(const record::RequestRecord& request, std::vector<int> slots) {
   summary_.Count(request.outcome);
   for (const auto& listener : listeners_) {
     if (common::Failure failure = listener->OnRequest(request, frames_.Picture())) {
       return failure;
     }
   }
-  if (request.outcome == framework::Outcome::kTaken) passes_.HandOver(request);
+  if (request.outcome == framework::Outcome::kTaken) passes_.HandOver(request, std::move(slots));
   NotePass(framework::WorkersRest());
   progress_.Show("request " + std::to_string(request.number) +
                  (requests_ != 0 ? " of " + std::to_string(requests_) : ""));

@@ -47,7 +47,7 @@ class Run {
 
   int SendRequests();
   common::Failure SendRequest();
-  common::Failure Report(const record::RequestRecord& request);
+  common::Failure Report(const record::RequestRecord& request, std::vector<int> slots);
   // Reports the pass over the frame that was taken last, when it has ended and was not reported.
   void NotePass(bool has_ended);
   common::Failure Finish();

@@ -46,6 +46,13 @@ Json InOf(const RequestRecord& request) {
   return in;
 }
 
+// The figures in an answer of a model, by the names of a record's.
+Json AnswerOf(const ModelCall& call) {
+  const auto figure = [&call](std::size_t i) { return JsonOf(ValueOf(call.answer[i])); };
+  if (call.model == Model::kFaceGrade) return {{"score", figure(0)}};
+  return {{"age", figure(0)}, {"prop", figure(1)}, {"gender", figure(2)}};
+}
+
 Json HeaderOf(const RunHeader& header) {
   Json json = {{"recording", kRecordingVersion}};
   ForEachKey(header, [&json](const char* key, const auto& member) { json[key] = JsonOf(member); });
@@ -96,6 +103,24 @@ std::string LineOf(const RequestRecord& request, bool is_timed) {
     json["took_us"] = request.time.took;
   }
   return TextOf(json) + "\n";
+}
+
+std::string LineOf(const PassRecord& pass) {
+  Json calls = Json::array();
+  for (const ModelCall& call : pass.calls) {
+    calls.push_back({{"model", NameOf(call.model)},
+                     {"slot", JsonOf(call.slot)},
+                     {"face", {call.face.x, call.face.y, call.face.w, call.face.h}},
+                     {"answer", AnswerOf(call)},
+                     {"at_us", call.time.at},
+                     {"took_us", call.time.took}});
+  }
+  const Json json = {{"request", pass.request},
+                     {"worker", pass.worker},
+                     {"at_us", pass.time.at},
+                     {"took_us", pass.time.took},
+                     {"calls", calls}};
+  return TextOf({{"pass", json}}) + "\n";
 }
 
 std::string TextOf(const Value& value) { return TextOf(JsonOf(value)); }

@@ -19,6 +19,7 @@ std::string LineOf(const RunHeader& header);
 std::string LineOf(const Event& event);
 // `is_timed` is for a run in real time.
 std::string LineOf(const RequestRecord& request, bool is_timed);
+std::string LineOf(const PassRecord& pass);
 
 // Parts of a line, for outputs that quote a recording.
 std::string TextOf(const Value& value);

@@ -52,11 +52,18 @@ struct RequestRecord {
   std::string WhyText(std::size_t slot) const { return why ? TextOf((*why)[slot]) : ""; }
 };
 
+// A model library of the device.
+enum class Model { kAgeAndGender, kFaceGrade };
+inline constexpr const char* kModelNames[] = {"age and gender", "face grade"};
+inline const char* NameOf(Model model) { return kModelNames[static_cast<int>(model)]; }
+
 // One call of a model library, as the library told it.
 struct ModelCall {
-  std::string model;
+  Model model;
   Span time;
-  common::Rect face;  // in the picture that it saw
+  common::Rect face;            // in the picture that it saw
+  std::array<float, 4> answer;  // age, prop and gender; or the score first
+  std::optional<int> slot;      // of the face; nothing of a node that is not known
 };
 
 // What a worker did with a frame that was handed over.
@@ -65,6 +72,7 @@ struct PassRecord {
   Span handed_over;  // the request's own time
   int worker = 1;    // counts the pipelines of a run
   Span time;
+  std::vector<int> slots;  // whose faces each model sees, in this order
   std::vector<ModelCall> calls;
   media::Picture seen;  // upright, as the models got it; empty where no library tells
 };
