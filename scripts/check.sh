@@ -90,7 +90,7 @@ check_counts() {
 
 check_protocol() { scripts/check_worker_protocol.sh; }
 check_android_libraries() { python3 -B tests/android_libraries_test.py . build/host; }
-check_page() { tests/page_test.sh build/host/camsim chromium; }
+check_page() { tests/page_test.py . build/host/camsim chromium; }
 
 # Every file that is compiled. The analyzer would follow every path through the library of the command
 # lines, which takes minutes; of the files that include it the other checks are enough.

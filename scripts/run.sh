@@ -53,5 +53,5 @@ dev_page() {
   need_build
   need chromium fonts-dejavu-core
   build host camsim
-  tests/page_test.sh build/host/camsim chromium "$@"
+  tests/page_test.py . build/host/camsim chromium "$@"
 }

@@ -1,12 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 // camsim: runs the node library on pictures, without a phone.
 #include <cstdio>
+#include <string>
+#include <vector>
 
 #include "camsim/console.h"
 #include "camsim/header.h"
 #include "camsim/options.h"
+#include "camsim/page.h"
 #include "camsim/run.h"
 #include "common/exit_code.h"
+#include "common/replaced_file.h"
+#include "common/same_file.h"
 #include "common/standard_streams.h"
 #include "record/recording.h"
 
@@ -17,13 +22,29 @@ int Say(const common::Failure& failure, int exit_code) {
   return exit_code;
 }
 
-// Compares the two recordings that the options name and prints what differs.
+// Writes the page of two recordings, which are none of the files that it is written to.
+common::Failure WriteReport(const camsim::Options& options, const std::vector<std::string>& texts) {
+  for (const std::string& path : options.compared) {
+    if (common::IsSameFile(path, options.report))
+      return common::Fail(path + ": is the input as well");
+  }
+  common::ReplacedFile file;
+  if (common::Failure failure = file.Create(options.report)) return failure;
+  camsim::WritePage(texts, "", file.File());
+  return file.Complete();
+}
+
+// Compares the two recordings that the options name, prints what differs and writes the page.
 int Diff(const camsim::Options& options) {
   record::Recording recordings[2];
+  std::vector<std::string> texts(2);
   for (std::size_t i = 0; i < 2; ++i) {
-    if (auto failure = record::ReadRecording(options.compared[i], &recordings[i])) {
+    if (auto failure = record::ReadRecording(options.compared[i], &recordings[i], &texts[i])) {
       return Say(failure, common::kExitUnreadableInput);
     }
+  }
+  if (!options.report.empty()) {
+    if (auto failure = WriteReport(options, texts)) return Say(failure, common::kExitFailure);
   }
   record::Comparison comparison({options.tolerance, options.differences, "second"});
   record::CompareRecordings(recordings[0], recordings[1], &comparison);

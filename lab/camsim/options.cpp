@@ -210,10 +210,15 @@ void AddRun(common::Command* command, Options* options) {
       .Checks(common::NotEmpty);
 }
 
+std::string NamedFile(const std::string& path) {
+  return path == "-" ? "is not written to standard output; name a file" : common::NotEmpty(path);
+}
+
+void AddReport(common::Command* command, const std::string& about, Options* options) {
+  command->Add("--report", &options->report, about).Shows("FILE").Checks(NamedFile);
+}
+
 void AddRecordings(common::Command* command, Options* options) {
-  const auto file = [](const std::string& path) {
-    return path == "-" ? "is not written to standard output; name a file" : common::NotEmpty(path);
-  };
   const common::CommandOption script =
       command->Add("--script", &options->script, "send what a script or a recording says")
           .Shows("FILE|-")
@@ -226,10 +231,8 @@ void AddRecordings(common::Command* command, Options* options) {
       .Excludes(script);
   command->Add("--trace", &options->trace, "trace events, for a trace viewer")
       .Shows("FILE")
-      .Checks(file);
-  command->Add("--report", &options->report, "the run as a page of HTML")
-      .Shows("FILE")
-      .Checks(file);
+      .Checks(NamedFile);
+  AddReport(command, "the run as a page of HTML", options);
 }
 
 // For replays and for comparisons without a run.
@@ -245,6 +248,7 @@ void AddDiff(common::Command* command, Options* options) {
       .IsRequired()
       .Takes(2, 2);
   AddComparison(&diff, options);
+  AddReport(&diff, "both, as a page of HTML that shows what differs", options);
 }
 
 }  // namespace

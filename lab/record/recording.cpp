@@ -32,7 +32,7 @@ Json FormOf() {
 // the outcomes are those of the program.
 Json MakeForm() {
   Json form = Json::parse(
-#include "record/recording_form.inc"
+#include "record/recording_form.json.inc"
   );
   Json& request = form["request"];
   for (const char* name : framework::kOutcomeNames) {
@@ -254,7 +254,7 @@ common::Failure ParseRecording(std::string_view text, Recording* recording) {
   return std::nullopt;
 }
 
-common::Failure ReadRecording(const std::string& path, Recording* recording) {
+common::Failure ReadRecording(const std::string& path, Recording* recording, std::string* kept) {
   std::unique_ptr<media::ByteReader> reader;
   std::vector<uint8_t> bytes;
   common::Failure failure = media::OpenFile(path, &reader);
@@ -262,6 +262,7 @@ common::Failure ReadRecording(const std::string& path, Recording* recording) {
   const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   if (!failure) failure = ParseRecording(text, recording);
   if (failure) return common::FailAbout(path == "-" ? "standard input" : path, failure);
+  if (kept != nullptr) *kept = text;
   return std::nullopt;
 }
 

@@ -54,8 +54,10 @@ struct Recording {
 // Reads a recording or a script. What its form does not know is a failure, whose message begins
 // with the line's number and the key. Any thread.
 common::Failure ParseRecording(std::string_view text, Recording* recording);
-// As above, from a file or standard input ("-"); the message begins with its name.
-common::Failure ReadRecording(const std::string& path, Recording* recording);
+// As above, from a file or standard input ("-"); the message begins with its name. Keeps the text
+// too where it is asked for.
+common::Failure ReadRecording(const std::string& path, Recording* recording,
+                              std::string* text = nullptr);
 
 // Adds all requests of two recordings.
 void CompareRecordings(const Recording& run, const Recording& other, Comparison* comparison);
