@@ -28,13 +28,15 @@ as_root() {
 
 # Waits up to a minute for another program that holds the package database.
 apt_get() {
-  local log=build/packages.log end=$((SECONDS + 60))
+  local log=build/packages.log start=$SECONDS said=""
   mkdir -p build
   until as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq "$@" >"$log" 2>&1; do
-    if ! grep -q 'Could not get lock' "$log" || [ "$SECONDS" -ge "$end" ]; then
+    if ! grep -q 'Could not get lock' "$log" || [ $((SECONDS - start)) -ge 60 ]; then
       grep '^E:' "$log" >&2 || tail -n 5 "$log" >&2
       fail 1 "apt-get $1 failed; the whole log is in $log"
     fi
+    [ -n "$said" ] || echo "waiting for another program that holds the package database" >&2
+    said=yes
     sleep 2
   done
 }
