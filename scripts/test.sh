@@ -3,38 +3,53 @@
 
 dev_test() {
   at_most 1 "$@"
-  [ $# -eq 0 ] || is_known "$1" || fail 2 "test: no test and no case has a name with $1"
-  need_build
-  build host
   if [ $# -eq 0 ]; then
+    need_build
+    build host
     ctest --preset host
-  elif [ "$(count_tests -R "$1")" -gt 0 ]; then
-    ctest --preset host -R "$1"
+  elif test_names '\w+' | grep -qF -e "$1"; then
+    run_named "$1"
   else
     run_cases "$1"
   fi
 }
 
-# Whether a test of CMake's or a GoogleTest case has the text in its name, by the sources alone.
-is_known() {
-  local cases='s/^TEST(_[FP])?\((\w+), (\w+)\).*/\2.\3/p; s/^INSTANTIATE_TEST_SUITE_P\((\w+), (\w+).*/\1\/\2/p'
-  {
-    cat tests/CMakeLists.txt tests/fuzz/CMakeLists.txt |
-      sed -nE 's/^ *(zy_test|zy_python_test|add_test)\((NAME )?(\w+).*/\3/p; s/^zy_fuzz\((\w+).*/\1_replay/p'
-    cat tests/*.cpp | sed -nE "$cases"
-  } | grep -qF -e "$1"
+# The names of CMake's tests that a function of tests/ adds, by the sources alone.
+test_names() { # regular expression of the function's name
+  cat tests/CMakeLists.txt tests/fuzz/CMakeLists.txt |
+    sed -nE "s/^ *($1)\((NAME )?(\w+).*/\1 \3/p" |
+    sed -nE 's/^zy_fuzz (.*)/\1_replay/p; s/^(zy_test|zy_python_test|add_test) //p'
 }
 
-count_tests() {
-  ctest --test-dir build/host -N "$@" | sed -n 's/^Total Tests: //p'
+# Builds everything only for a test that is more than one program.
+run_named() { # text
+  local named programs
+  named=$(test_names '\w+' | grep -F -e "$1")
+  programs=$(test_names zy_test | grep -F -e "$1" || true)
+  need_build
+  # shellcheck disable=SC2086
+  if [ "$named" = "$programs" ] && has_networks "$programs"; then build host $programs; else build host; fi
+  ctest --preset host -R "$1"
 }
 
-# The cases of every GoogleTest program whose name, as "Suite.Case", contains the given text.
-run_cases() {
-  local program failed=0
-  for program in $(ctest --test-dir build/host -N -L gtest | sed -n 's/^ *Test *#[0-9]*: //p'); do
-    build/host/"$program" --gtest_list_tests --gtest_filter="*$1*" | grep -q '^  ' || continue
-    build/host/"$program" --gtest_brief=1 --gtest_filter="*$1*" || failed=1
+# models_test exists only after ./dev models.
+has_networks() { # programs
+  ! grep -qx models_test <<<"$1" || grep -q '^ZY_MODELS:BOOL=ON' build/host/CMakeCache.txt 2>/dev/null
+}
+
+# The GoogleTest cases whose name, as "Suite.Case", contains the text. A program is called like its source.
+run_cases() { # text
+  local file program programs=() failed=0
+  for file in tests/*_test.cpp; do
+    program=$(basename "$file" .cpp)
+    sed -nE 's/^TEST(_[FP])?\((\w+), (\w+)\).*/\2.\3/p; s/^INSTANTIATE_TEST_SUITE_P\((\w+), (\w+).*/\1\/\2/p' \
+      "$file" | grep -qF -e "$1" && has_networks "$program" && programs+=("$program")
+  done
+  [ ${#programs[@]} -gt 0 ] || fail 2 "test: no test and no case has a name with $1"
+  need_build
+  build host "${programs[@]}"
+  for program in "${programs[@]}"; do
+    "build/host/$program" --gtest_brief=1 --gtest_filter="*$1*" || failed=1
   done
   return "$failed"
 }
