@@ -116,7 +116,7 @@ struct World {
   ChiNodeInterface interface = {};
   uint32_t own_base = 0;
   uint32_t ids[kFaces + 1] = {0, 0, 0, 0, 0, 0, 0, 0, 0x00110006};
-  ChiResult result = 0;  // nobody may listen to it
+  ChiResult result = 0;  // of every call; nobody may listen to it
   uint32_t known = ~0u;  // bit k: the tag k; the last one: the node's own section
   void* values[kFaces + 1] = {};
   std::size_t counts[kFaces + 1] = {};

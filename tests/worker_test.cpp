@@ -190,6 +190,11 @@ TEST_F(WorkerTest, FindsTheFirstFaceNearerThanThreeTenthsOfTheWidth) {
   EXPECT_EQ(worker_->getFaceIndex(false, 72, 112, 10, 50), -1);
   EXPECT_EQ(worker_->getFaceIndex(false, 10, 13, 10, 50), -1);  // nothing is nearer than 0
   EXPECT_EQ(worker_->getFaceIndex(false, INT32_MIN, INT32_MAX, INT32_MAX, INT32_MIN), -1);
+  // Three tenths are taken of the width as a float: here of 100000000, which gives 30000002.
+  Hand(image_, {{0, 10, 100000001, 40}, {INT32_MAX - 9, INT32_MAX, 20, 1}});
+  EXPECT_EQ(worker_->getFaceIndex(false, 30000001, 130000002, 10, 50), 0);
+  EXPECT_EQ(worker_->mAnalyzedRects[1][2], INT32_MIN + 10);  // edges wrap around
+  EXPECT_EQ(worker_->mAnalyzedRects[1][3], INT32_MIN);
 }
 
 TEST_F(WorkerTest, FreshResultsAreAtMostTwoSecondsOld) {

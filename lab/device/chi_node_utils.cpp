@@ -9,10 +9,12 @@
 namespace {
 
 std::atomic<uint64_t> g_negotiations{0};
+std::atomic<ChiResult> g_negotiation_result{kChiSuccess};
 
 }  // namespace
 
 uint64_t device::BufferNegotiations() { return g_negotiations; }
+void device::SetBufferNegotiationResult(int32_t result) { g_negotiation_result = result; }
 
 ChiResult ChiNodeUtils::SetNodeInterface(ChiNodeInterface* pNodeInterface, const char* pSection,
                                          ChiNodeInterface* pCopy, uint32_t* pVendorTagBase) {
@@ -36,7 +38,7 @@ ChiResult ChiNodeUtils::QueryVendorTag(ChiQueryVendorTag* pQuery, const ChiVendo
 
 ChiResult ChiNodeUtils::DefaultBufferNegotiation(ChiNodeQueryBufferInfo* pQuery) {
   ++g_negotiations;
-  return pQuery != nullptr ? kChiSuccess : kChiInvalidPointer;
+  return pQuery != nullptr ? g_negotiation_result.load() : kChiInvalidPointer;
 }
 
 void* ChiNodeUtils::GetMetaData(uint64_t requestId, uint32_t tag, ChiMetadataType type,

@@ -55,8 +55,9 @@ void UseRealClock();
 // Returns how often systemTime() was called. A worker calls it once, at the end of each pass.
 uint64_t ClockReads();
 
-// libchinodeutils: returns how often buffers were negotiated.
+// libchinodeutils: returns how often buffers were negotiated, and sets the result of that.
 uint64_t BufferNegotiations();
+void SetBufferNegotiationResult(int32_t result);
 
 // ---- The two models -----------------------------------------------------------------------------
 

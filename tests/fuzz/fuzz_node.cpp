@@ -228,6 +228,7 @@ class Play {
     g_world.mood = script_.Byte();
     g_world.known = script_.OneIn(4) ? ~(1u << script_.Byte() % 9) : script_.OneIn(16) ? 0 : ~0u;
     g_world.result = script_.OneIn(4);
+    device::SetBufferNegotiationResult(g_world.result);
   }
 
   // ---- A node -----------------------------------------------------------------------------------
@@ -260,7 +261,7 @@ class Play {
     } else if (call == 5) {
       const ChiImageFormat format = {script_.Word(), script_.Word(), 0, 0};
       const ChiImageFormat* const given = script_.OneIn(8) ? nullptr : &format;
-      auto* info = Record(ChiNodeSetBufferPropertiesInfo{0, 0, told, given, 0}, 32);
+      auto* info = Record(ChiNodeSetBufferPropertiesInfo{0, format.width % 3, told, given, 0}, 32);
       ChiResult refusal = Refusal(info, 32);
       if (refusal == 0 && given == nullptr) refusal = 5;
       if (refusal == 0) node->SetBufferSize(format.width, format.height);
