@@ -52,11 +52,9 @@ for script in scripts:
     check(requests("again.jsonl") == requests(golden), f"a replay of {golden} records something else")
 
 # Frames that were turned for the sensor are turned again, and their faces stay where the picture has them.
-for orientation in 0, 90, 180:
-    run(0, f"--upright --orientation {orientation} --size 319x240 --requests 12 --jsonl run.jsonl")
-    same(f"replay of turned frames at {orientation}", "0 differences",
-         first_line(run(0, "--replay run.jsonl --jsonl again.jsonl")))
-    same("recording of the replay", read("run.jsonl"), read("again.jsonl"))
+run(0, "--upright --orientation 90 --size 319x240 --requests 12 --jsonl run.jsonl")
+same("replay of turned frames", "0 differences", first_line(run(0, "--replay run.jsonl --jsonl again.jsonl")))
+same("recording of the replay", read("run.jsonl"), read("again.jsonl"))
 check(run(4, "--replay run.jsonl --no-upright").out.startswith("12 requests with other pixels"),
       "what is recorded are not the pixels sent")
 
