@@ -250,6 +250,35 @@ void SetUsualMetadata(uint32_t sensor_width, uint32_t sensor_height,
   metadata->SetWords(kChiFaceRectanglesTag, faces);
 }
 
+void SetRandomMetadata(std::mt19937* random, Metadata* metadata) {
+  const VendorTags& tags = Framework::Get().Tags();
+  const auto draw = [random](std::size_t below) {
+    return static_cast<uint32_t>((*random)() % below);
+  };
+  // Any bits at times, else small ones.
+  const auto draw_words = [&](std::size_t count, uint32_t below) {
+    const bool is_wild = draw(4) == 0;
+    std::vector<uint32_t> words(count);
+    for (uint32_t& word : words) word = is_wild ? draw(UINT64_C(1) << 32) : draw(below);
+    return words;
+  };
+  metadata->Clear();
+  for (const uint32_t tag : tags.Ids()) {
+    std::size_t bytes = 0;
+    uint32_t count = 0;
+    tags.Describe(tag, &bytes, &count);
+    const std::vector<uint32_t> words = draw_words(bytes * count / 4 + 1, 3);
+    if (draw(8) != 0) metadata->Set(tag, words.data(), bytes * count, count);
+  }
+  if (draw(2) == 0) {
+    metadata->SetWords(tags.Id("com.qti.chi.multicamerainfo", "MultiCameraIdRole"),
+                       std::vector<uint32_t>{0, 1, draw(9)});
+    metadata->SetWords(tags.Id("brodax.sensorSize", "size"), std::vector<uint32_t>{4000, 3000});
+  }
+  const std::size_t words = draw(8) == 0 ? draw(1200) : draw(5) * 4;
+  if (draw(8) != 0) metadata->SetWords(kChiFaceRectanglesTag, draw_words(words, 8000));
+}
+
 CameraBuffer::CameraBuffer(media::Nv12Frame* frame) {
   image_.size = sizeof(image_);
   image_.pPlaneAddress[0] = frame->Luma();
@@ -298,6 +327,25 @@ common::Failure Session::Process(uint64_t frame_number, CameraBuffer* input, Cam
   info.phInputBuffer = inputs;
   info.phOutputBuffer = outputs;
   return Check("process-request", Process(&info));
+}
+
+ChiResult Session::Process(uint64_t frame_number, LentFrame* frame, uint32_t buffers,
+                           std::string* changed) {
+  const LentFrame::Records records = frame->records();
+  const std::vector<ChiNodeBuffer*> inputs(buffers, &frame->records().buffers[0]);
+  const std::vector<ChiNodeBuffer*> outputs(buffers, &frame->records().buffers[1]);
+  auto given_inputs = inputs, given_outputs = outputs;
+  ChiNodeProcessRequestInfo info = {
+      sizeof(info),         0, node_, frame_number, buffers, buffers, given_inputs.data(),
+      given_outputs.data(), {}};
+  const ChiNodeProcessRequestInfo before = info;
+  const ChiResult result = Process(&info);
+  if (changed == nullptr) return result;
+  const bool is_kept = std::memcmp(&info, &before, sizeof(info)) == 0 && given_inputs == inputs &&
+                       std::memcmp(&frame->records(), &records, sizeof(records)) == 0 &&
+                       given_outputs == outputs;
+  *changed = is_kept ? frame->ChangedInput() : "the request's record";
+  return result;
 }
 
 ChiResult Session::Process(ChiNodeProcessRequestInfo* info) {

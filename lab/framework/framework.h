@@ -8,11 +8,13 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <random>
 #include <string>
 #include <vector>
 
 #include "common/failure.h"
 #include "framework/lent_bytes.h"
+#include "framework/lent_frame.h"
 #include "media/nv12.h"
 #include "platform/chi_node.h"
 
@@ -124,6 +126,10 @@ class Framework {
 void SetUsualMetadata(uint32_t sensor_width, uint32_t sensor_height,
                       const std::vector<int32_t>& faces, Metadata* metadata);
 
+// Sets what no sensible request carries: tags present or not, faces in or out of the frame, any
+// number of words. In half of the requests the node is the main camera's.
+void SetRandomMetadata(std::mt19937* random, Metadata* metadata);
+
 // The value of the result tag: the record that the camera application reads.
 struct ResultRecord {
   int32_t face_count;
@@ -169,6 +175,10 @@ class Session {
   common::Failure Process(uint64_t frame_number, CameraBuffer* input, CameraBuffer* output);
   // Sends a request with any buffers; size and node session are filled in.
   ChiResult Process(ChiNodeProcessRequestInfo* info);
+  // Sends a request with a frame, `buffers` times as input and as output. Where `changed` is given,
+  // it says what the node changed of the request's record and of the input, "" for nothing.
+  ChiResult Process(uint64_t frame_number, LentFrame* frame, uint32_t buffers,
+                    std::string* changed);
   // What the node published for the last request.
   Metadata& Output() { return output_; }
   // The published result record; all zero when there is none.

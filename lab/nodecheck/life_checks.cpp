@@ -2,14 +2,47 @@
 // Lives of nodes: short ones, many, two at once; and what they do to their process.
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cinttypes>
+#include <cstdio>
 #include <thread>
 
+#include "common/process_state.h"
 #include "device/control.h"
+#include "framework/log_watch.h"
+#include "framework/own_node.h"
+#include "framework/worker_watch.h"
 #include "nodecheck/nodecheck.h"
 
 namespace nodecheck {
 namespace {
+
+void RequireNothingLeft(int64_t threads, const common::Footprint& warm,
+                        const common::Footprint& now) {
+  const auto require = [](const char* what, int64_t most, int64_t seen) {
+    Require(seen <= most, what, "at most " + std::to_string(most), std::to_string(seen));
+  };
+  require("threads between two lives", threads, now.threads);
+  // A sanitizer talks through a pair of pipes to the program that names its frames, from the first
+  // report on, even of one that is suppressed.
+  const int64_t pipes = IsSlowMachine() ? 2 : 0;
+  require("open descriptors between two lives", warm.descriptors + pipes, now.descriptors);
+  if (IsSlowMachine()) return;
+  require("KiB of resident memory", warm.resident_kib + 1024, now.resident_kib);
+}
+
+// Calls of a model that overlapped are the node's fault; the libraries are not thread-safe.
+void RequireTurns(const Subject& subject) {
+  const auto require = [&](const char* library, const char* name) {
+    uint64_t (*count)() = nullptr;
+    if (subject.device.FindKnob(library, name, &count)) return;
+    Require(count() == 0, "calls of a model", "one at a time",
+            std::to_string(count()) + " overlap");
+  };
+  require("libQVFD_AgeGender.so", "zy_overlapping_age_gender_calls");
+  require("libFaceGrade.so", "zy_overlapping_face_grade_calls");
+}
 
 void AtOnce(Subject* subject) {
   for (int life = 0; life < 20; ++life) Camera(subject, 640, 480, life % 2 == 0);
@@ -18,8 +51,8 @@ const Check kAtOnce("life.at_once", "Nodes that end before their first request."
 
 // Without the control the model is as fast as it is.
 void SlowDown(const Subject& subject, int call_ms) {
-  auto* const delay = subject.FindControl<decltype(zy_set_age_gender_delay)>(
-      Subject::kAgeGenderLibrary, "zy_set_age_gender_delay");
+  auto* const delay =
+      subject.FindControl<decltype(zy_set_age_gender_delay)>("zy_set_age_gender_delay");
   if (delay != nullptr) delay(call_ms);
 }
 
@@ -94,5 +127,114 @@ void Kept(Subject* subject) {
 const Check kKept("process.kept",
                   "Descriptors, signals, working directory and environment stay the same.", Kept);
 
+// ---- The soak: many requests, spread over many lives --------------------------------------------
+
+// What became of frames: the log of our node tells, and the watch over its workers.
+struct Fates {
+  uint64_t requests, offered, skipped, dropped, taken, analysed;
+
+  Fates operator+(const Fates& other) const {
+    return {requests + other.requests, offered + other.offered, skipped + other.skipped,
+            dropped + other.dropped,   taken + other.taken,     analysed + other.analysed};
+  }
+};
+thread_local Fates t_life = {};  // of the node that lives on this thread
+
+bool CountFates(const framework::LogLine& line) {
+  const auto outcome = framework::OutcomeIn(line.text);
+  t_life.taken += outcome == framework::Outcome::kTaken;
+  t_life.dropped += outcome == framework::Outcome::kDropped;
+  t_life.offered += outcome == framework::Outcome::kSkipped;
+  return false;
+}
+
+// Sizes, faces and switches change on the way.
+Fates LiveAlone(Subject* subject, uint64_t requests, bool is_hurried) {
+  const framework::VendorTags& tags = framework::Framework::Get().Tags();
+  LentFrame frames[] = {{64, 48, 64}, {48, 66, 48}};
+  Camera camera(subject, 64, 48);
+  camera.session.LendValues(std::nullopt);  // which would take longer than all the rest
+  t_life = {};
+  for (uint32_t i = 0; i < requests; ++i) {
+    const uint32_t scene = i / 64;
+    camera.SetFaces(scene % 4);
+    const auto set = [&](const char* section, const char* name, uint32_t value) {
+      camera.session.Input().SetWords(tags.Id(section, name), std::vector<uint32_t>{value});
+    };
+    set("brodax.faceGenderAndAge", "enabled", scene % 3 != 0);
+    set("brodax.faceScore", "enabled", scene % 3 != 1);
+    set("brodax.device", "orientation", scene % 4 * 90);
+    const uint64_t offered = t_life.offered;
+    camera.Send(4 + uint64_t{i} * (is_hurried ? 6 : 1), &frames[scene / 4 % 2], 1,
+                scene % 4 != 0 ? End::kAnswerOrError : End::kAny);
+    const auto faces = static_cast<uint32_t>(camera.session.Result().face_count);
+    Require(t_life.offered == offered || faces == scene % 4, "a record",
+            std::to_string(scene % 4) + " faces", std::to_string(faces));
+    if (!is_hurried) subject->AwaitWorkers();
+  }
+  t_life.requests = requests;
+  const uint64_t considered = (t_life.offered + 3) / 4;
+  t_life.skipped = t_life.offered - considered;
+  Require(considered == t_life.dropped + t_life.taken, "a life",
+          std::to_string(considered) + " frames dropped or taken",
+          std::to_string(t_life.dropped + t_life.taken));
+  return t_life;
+}
+
+// A life of one of three kinds: the worker gets the time that it needs; requests come faster than
+// it takes them; two nodes live like that side by side. A frame that is taken is analysed. Only the
+// first kind is counted: a hurried worker may go from frame to frame without a rest, and which of
+// the last ones its node's end has cut off is not seen from outside.
+Fates Live(Subject* subject, uint64_t life, uint64_t requests) {
+  const bool is_hurried = life % 3 != 0, is_shared = life % 3 == 2;
+  const uint64_t passes = framework::CountWorkers().passes;
+  Fates beside = {};
+  std::thread second([&] {
+    if (is_shared) beside = LiveAlone(subject, requests / 2, is_hurried);
+  });
+  Fates fates = LiveAlone(subject, is_shared ? requests - requests / 2 : requests, is_hurried);
+  second.join();
+  fates = fates + beside;
+  fates.analysed = framework::CountWorkers().passes - passes;
+  Require(fates.offered == 0 || is_hurried || fates.taken == fates.analysed, "a life",
+          std::to_string(fates.taken) + " frames analysed", std::to_string(fates.analysed));
+  return fates;
+}
+
+void Print(const Fates& all, const common::Footprint& now) {
+  char row[128];
+  std::snprintf(row, sizeof(row),
+                "%10" PRIu64 " %9" PRIu64 " %9" PRIu64 " %9" PRIu64 " %9" PRIu64 " %9" PRIu64
+                " %8" PRId64 " %7" PRId64 " %11" PRId64,
+                all.requests, all.offered, all.skipped, all.dropped, all.taken, all.analysed,
+                now.resident_kib, now.threads, now.descriptors);
+  PrintRow(row);
+}
+
+void Soak(Subject* subject) {
+  const uint64_t requests = subject->options.soak;
+  const uint64_t lives = std::max<uint64_t>(10, subject->options.lives);
+  framework::SetLogListener(CountFates);
+  subject->Node();
+  PrintRow(
+      "  requests   offered   skipped   dropped     taken  analysed      KiB threads descriptors");
+  const int64_t threads = common::CountThreads();
+  common::Footprint warm = {};
+  Fates all = {};
+  for (uint64_t life = 0; life < lives; ++life) {
+    all = all + Live(subject, life, (life + 1) * requests / lives - life * requests / lives);
+    if ((life + 1) % (lives / 10) != 0) continue;
+    const common::Footprint now = common::MeasureFootprint(threads, subject->Patience());
+    if (warm.threads == 0) warm = now;
+    Print(all, now);
+    RequireNothingLeft(threads, warm, now);
+  }
+  RequireTurns(*subject);
+  if (all.offered == 0) Note("the node's log does not tell what became of frames");
+}
+
 }  // namespace
+
+const Check kSoak("soak", "Every request of many lives gets its answer.", Soak);
+
 }  // namespace nodecheck

@@ -5,14 +5,11 @@
 
 #include <chrono>
 #include <cstdint>
-#include <list>
 #include <string>
 #include <vector>
 
-#include "common/process_state.h"
 #include "framework/device.h"
 #include "framework/framework.h"
-#include "framework/lent_bytes.h"
 
 namespace nodecheck {
 
@@ -60,8 +57,7 @@ struct Check;
 struct Expectations {
   uint32_t tags[64];
   uint32_t tag_count;
-  bool knows_models;  // the device's libraries tell of calls
-  bool calls_models;
+  bool calls_model;
 };
 Expectations& Expected();
 
@@ -81,25 +77,21 @@ class Subject {
   }
   // Waits until the workers rest.
   void AwaitWorkers() const;
-  // Finds a control function of the device; null when it has none.
+  // Finds a control function of the model of age and gender; null when it has none.
   template <typename Function>
-  Function* FindControl(const char* library, const char* name) const {
+  Function* FindControl(const char* name) const {
     Function* control = nullptr;
-    return device.FindKnob(library, name, &control) ? nullptr : control;
+    return device.FindKnob("libQVFD_AgeGender.so", name, &control) ? nullptr : control;
   }
-  // Likewise, and skips the check without it, and for a node that calls no model.
+  // Likewise, and skips the check without it, and for a node that does not call the model.
   template <typename Function>
-  Function* ModelControl(const char* name) const {
-    Function* control = nullptr;
-    if (const common::Failure failure = device.FindKnob(kAgeGenderLibrary, name, &control)) {
-      Skip(failure->message);
-    }
-    if (Expected().knows_models && !Expected().calls_models) Skip("the node calls no model");
+  Function* NeedControl(const char* name) const {
+    auto* const control = FindControl<Function>(name);
+    if (control == nullptr) Skip("libQVFD_AgeGender.so has no " + std::string(name));
+    if (!Expected().calls_model) Skip("the node calls no model of age and gender");
     return control;
   }
 
-  static constexpr char kAgeGenderLibrary[] = "libQVFD_AgeGender.so";
-  static constexpr char kFaceGradeLibrary[] = "libFaceGrade.so";
   const Options& options;
   framework::Device device;
 
@@ -126,19 +118,7 @@ extern const Check kLoading, kEntryCallbacks, kRequestsSizes, kTagsValues, kSoak
 
 // ---- The camera ---------------------------------------------------------------------------------
 
-// An input and an output of one shape, each in two planes. Input comes first everywhere.
-struct Frame {
-  Frame(uint32_t width, uint32_t height, uint32_t pitch,
-        framework::Margin margin = framework::Margin::kFiller);
-  Frame(const Frame&) = delete;
-  Frame& operator=(const Frame&) = delete;
-
-  std::list<framework::LentBytes> planes;
-  struct Records {
-    ChiImage images[2];
-    ChiNodeBuffer buffers[2];
-  } records = {};
-};
+using framework::LentFrame;
 
 // What a request must end with: success and the tags that plain requests get; that or an error;
 // success or an error.
@@ -156,10 +136,9 @@ class Camera {
   void SetFaces(uint32_t faces);
   // Sends a request, at first with one face.
   void Send(uint64_t number, End end = End::kAnswer) { Send(number, &frame_, 1, end); }
-  void Send(uint64_t number, Frame* frame, uint32_t buffers, End end);
-  // Sends as many requests as any pacing needs to let some through to the worker.
-  // Waits for the worker at their end.
-  void SendSeries(Frame* frame, uint32_t buffers, End end);
+  void Send(uint64_t number, LentFrame* frame, uint32_t buffers, End end);
+  // Sends as many requests as any pacing needs to let some through to the worker, and waits for it.
+  void SendSeries(LentFrame* frame, uint32_t buffers, End end);
   // Sends requests until a worker is woken; false if `most` did not.
   bool SendUntilWoken(uint64_t most);
   void Destroy();
@@ -172,15 +151,8 @@ class Camera {
   void Judge(const std::string& request, ChiResult result, End end);
 
   Subject* const subject_;
-  Frame frame_;
+  LentFrame frame_;
 };
-
-// ---- What is left -------------------------------------------------------------------------------
-
-void RequireNothingLeft(int64_t threads, const common::Footprint& warm,
-                        const common::Footprint& now);
-// Calls of a model that overlapped are the node's fault; the libraries are not thread-safe.
-void RequireTurns(const Subject& subject);
 
 }  // namespace nodecheck
 

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <iterator>
 #include <sstream>
 
-#include "common/replaced_file.h"
+#include "common/junit.h"
 #include "nodecheck/result.h"
 
 namespace nodecheck {
@@ -15,9 +14,9 @@ struct Words {
   Verdict verdict;
   const char* line;
   const char* count;
-  const char* junit;  // the element; null for none
+  const char* junit;  // the element
 };
-constexpr Words kWords[] = {{Verdict::kOk, "ok", "ok", nullptr},
+constexpr Words kWords[] = {{Verdict::kOk, "ok", "ok", ""},
                             {Verdict::kFailed, "FAIL", "failed", "failure"},
                             {Verdict::kSkipped, "skip", "skipped", "skipped"},
                             {Verdict::kNotRun, "not run", "not run", "error"}};
@@ -32,25 +31,9 @@ auto Count(const std::vector<Result>& results, Verdict verdict) {
                        [=](const Result& result) { return result.verdict == verdict; });
 }
 
-// What a node prints may be anything.
-std::string Printable(const std::string& text) {
-  std::string printable = text;
-  for (char& c : printable) c = c == '\n' || (c >= ' ' && c <= '~') ? c : '?';
-  return printable;
-}
-
 void PrintLines(const char* prefix, const std::string& text) {
-  std::istringstream lines(Printable(text));
+  std::istringstream lines(common::Printable(text));
   for (std::string line; std::getline(lines, line);) std::printf("%s%s\n", prefix, line.c_str());
-}
-
-std::string Escaped(const std::string& text) {
-  std::string escaped;
-  for (const char c : Printable(text)) {
-    escaped +=
-        std::strchr("<>&\"", c) == nullptr ? std::string(1, c) : "&#" + std::to_string(c) + ";";
-  }
-  return escaped;
 }
 
 }  // namespace
@@ -74,23 +57,12 @@ bool PrintSummary(const std::vector<Result>& results) {
 }
 
 common::Failure WriteJunit(const std::string& path, const std::vector<Result>& results) {
-  common::ReplacedFile file;
-  if (common::Failure failure = file.Create(path)) return failure;
-  std::ostringstream xml;
-  xml << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuite name=\"nodecheck\" tests=\""
-      << results.size() << "\" failures=\"" << Count(results, Verdict::kFailed) << "\" skipped=\""
-      << Count(results, Verdict::kSkipped) << "\" errors=\"" << Count(results, Verdict::kNotRun)
-      << "\">\n";
+  std::vector<common::JunitCase> cases;
   for (const Result& result : results) {
-    const char* const element = WordsOf(result.verdict).junit;
-    xml << "<testcase classname=\"nodecheck\" name=\"" << result.check->name << "\" time=\""
-        << result.seconds << "\">";
-    if (element != nullptr)
-      xml << "<" << element << " message=\"" << Escaped(result.note) << "\"/>";
-    xml << "<system-out>" << Escaped(result.frames + result.output) << "</system-out></testcase>\n";
+    cases.push_back({result.check->name, WordsOf(result.verdict).junit, result.note,
+                     result.frames + result.output, result.seconds});
   }
-  std::fprintf(file.File(), "%s</testsuite>\n", xml.str().c_str());
-  return file.Complete();
+  return common::WriteJunit(path, "nodecheck", cases);
 }
 
 }  // namespace nodecheck
