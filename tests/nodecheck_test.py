@@ -30,7 +30,7 @@ DEFECTS = [
     ('trusts_session', 'records.session', '.*without a session .*(expected an error, saw success|during)'),
     ('accepts_short', 'records.short', r'.*(expected an error, saw success|during .* of \d+ bytes)'),
     ('changes_refused', 'records.short', '.*expected the record as it was, saw it changed'),
-    ('names_twice', 'tags.declared', 'other.node/Passes: expected an identifier of its own'),
+    ('names_twice', 'tags.declared', 'other.node/Passes: expected once, saw twice'),
     ('publishes_twice', 'requests.plain', 'request 1: expected at most one publication, saw 2'),
     ('undeclared_tag', 'requests.plain', 'request 1: published that tag 0x80990000 is unknown'),
     ('forgets_record', 'tags.published', 'request 49: expected .* as with plain requests, saw no publication'),

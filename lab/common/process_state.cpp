@@ -71,4 +71,18 @@ std::map<std::string, std::string> SurveyProcess() {
   return all;
 }
 
+std::string FirstDifference(const std::map<std::string, std::string>& before,
+                            const std::map<std::string, std::string>& after) {
+  for (const auto& [name, value] : before) {
+    const auto now = after.find(name);
+    if (now == after.end()) return name + ": expected it kept, saw it gone";
+    if (now->second != value) return name + ": expected " + value + ", saw " + now->second;
+  }
+  for (const auto& [name, value] : after) {
+    const bool is_descriptor = name.rfind("descriptor ", 0) == 0;
+    if (!is_descriptor && before.count(name) == 0) return name + ": expected none, saw " + value;
+  }
+  return "";
+}
+
 }  // namespace common

@@ -22,6 +22,9 @@ Footprint MeasureFootprint(int64_t threads, std::chrono::milliseconds timeout);
 // Returns what belongs to all parts of a process, by name: open descriptors, the treatment of
 // signals, the working directory, the variables of the environment.
 std::map<std::string, std::string> SurveyProcess();
+// Describes a difference between two surveys, "" without one. More descriptors are none.
+std::string FirstDifference(const std::map<std::string, std::string>& before,
+                            const std::map<std::string, std::string>& after);
 
 }  // namespace common
 

@@ -133,6 +133,21 @@ bool VendorTags::Describe(uint32_t id, std::size_t* element_bytes, uint32_t* cou
   return true;
 }
 
+std::string VendorTags::Fault() const {
+  for (const Section& section : sections_) {
+    const uint32_t first = Id(section.name, "");
+    for (std::size_t t = 0; t < section.tags.size(); ++t) {
+      const Tag& tag = section.tags[t];
+      const std::string name = section.name + "/" + tag.name;
+      if (Id(section.name, tag.name) != first + t) return name + ": expected once, saw twice";
+      if (ElementBytes(tag.type) != 0 && tag.count != 0) continue;
+      return name + ": expected a known type and a count, saw " +
+             std::to_string(static_cast<uint32_t>(tag.type)) + " and " + std::to_string(tag.count);
+    }
+  }
+  return "";
+}
+
 std::string VendorTags::NameOf(uint32_t id) const {
   std::string name;
   ChiTagType type = {};

@@ -60,6 +60,8 @@ class VendorTags {
   void Clear() { sections_.clear(); }
   // The identifier of a tag, of the section's first one for an empty name; 0 when it is unknown.
   uint32_t Id(const std::string& section, const std::string& name) const;
+  // Says which tag has no identifier of its own, no known type or no count; "" for none.
+  std::string Fault() const;
   // The name of a tag behind that of its section; its number when it has none.
   std::string NameOf(uint32_t id) const;
   // The identifiers of all tags.

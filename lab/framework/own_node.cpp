@@ -67,6 +67,20 @@ std::optional<Outcome> OutcomeIn(const char* line) {
   return enabled == 1 && analyzing == 0 ? Outcome::kTaken : Outcome::kDropped;
 }
 
+void OutcomeCounts::See(const char* line) {
+  const auto outcome = OutcomeIn(line);
+  offered += outcome == Outcome::kSkipped;
+  dropped += outcome == Outcome::kDropped;
+  taken += outcome == Outcome::kTaken;
+}
+
+OutcomeCounts& OutcomeCounts::operator+=(const OutcomeCounts& other) {
+  offered += other.offered;
+  dropped += other.dropped;
+  taken += other.taken;
+  return *this;
+}
+
 void OutcomeWatch::See(const char* line) {
   if (BeginsWith(line, kRequestLine)) tells_ = true;
   const std::optional<Outcome> outcome = OutcomeIn(line);

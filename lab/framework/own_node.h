@@ -55,6 +55,18 @@ class OutcomeWatch {
   std::atomic<bool> tells_{false};
 };
 
+// What became of the frames of one node, or of several.
+struct OutcomeCounts {
+  uint64_t offered = 0, dropped = 0, taken = 0;
+
+  void See(const char* line);
+  // One in four offered frames is considered, from the first on; the others are skipped.
+  uint64_t Skipped() const { return offered - (offered + 3) / 4; }
+  // Whether each frame of one node, which has ended, was skipped, dropped or taken.
+  bool AddUp() const { return offered == Skipped() + dropped + taken; }
+  OutcomeCounts& operator+=(const OutcomeCounts& other);
+};
+
 // ---- Why a figure is zero or a default ----------------------------------------------------------
 
 enum class Why {

@@ -125,26 +125,9 @@ const Check kShort("records.short", "Records below their size get an error and s
 // ---- Vendor tags, and what is published with each request ---------------------------------------
 
 void Declared(Subject* subject) {
-  ChiQueryVendorTag query = {sizeof(query), 0, nullptr};
-  Require(subject->Node().pQueryVendorTag(&query) == kChiSuccess, "query-vendor-tag", "success",
-          "an error");
-  if (query.pVendorTagInfo == nullptr) return Note("the node declares none");
-  const framework::VendorTags& tags = framework::Framework::Get().Tags();
-  for (uint32_t s = 0; s < query.pVendorTagInfo->numSections; ++s) {
-    const ChiVendorTagSectionData& section = query.pVendorTagInfo->pSections[s];
-    const uint32_t first = tags.Id(section.pSectionName, "");
-    for (uint32_t t = 0; t < section.numTags; ++t) {
-      const ChiVendorTagData& tag = section.pTags[t];
-      const std::string name = section.pSectionName + std::string("/") + tag.pTagName;
-      std::size_t element_bytes = 0;
-      uint32_t count = 0;
-      const uint32_t id = tags.Id(section.pSectionName, tag.pTagName);
-      Require(id == first + t, name, "an identifier of its own", "another tag's");
-      tags.Describe(id, &element_bytes, &count);
-      Require(element_bytes != 0 && count != 0, name, "a known type and a count",
-              std::to_string(static_cast<uint32_t>(tag.type)) + " and " + std::to_string(count));
-    }
-  }
+  subject->Node();
+  const std::string fault = framework::Framework::Get().Tags().Fault();
+  if (!fault.empty()) Fail(fault);
 }
 const Check kDeclared("tags.declared",
                       "Every tag that the node declares can be looked up and described.", Declared,

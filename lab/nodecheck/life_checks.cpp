@@ -105,7 +105,6 @@ void ManyLives(Subject* subject) {
 const Check kMany("life.many", "200 lives leave no thread, descriptor or memory behind.",
                   ManyLives);
 
-// Of anything there may be more now, but for variables; life.many counts descriptors.
 void Kept(Subject* subject) {
   int pipes[2] = {};  // which a node may take for its own
   Require(pipe(pipes) == 0, "pipe", "two descriptors", "none");
@@ -115,41 +114,19 @@ void Kept(Subject* subject) {
     for (uint64_t number = 1; number <= 24; ++number) camera.Send(number);
     subject->AwaitWorkers();
   }
-  auto after = common::SurveyProcess();
-  for (const auto& [name, value] : before) {
-    Require(after.count(name) != 0, name, "it kept", "it gone");
-    Require(after[name] == value, name, value, after[name]);
-  }
-  for (const auto& [name, value] : after) {
-    Require(before.count(name) != 0 || name[0] == 'd', name, "none", value);
-  }
+  const std::string difference = common::FirstDifference(before, common::SurveyProcess());
+  if (!difference.empty()) Fail(difference);
 }
 const Check kKept("process.kept",
                   "Descriptors, signals, working directory and environment stay the same.", Kept);
 
 // ---- The soak: many requests, spread over many lives --------------------------------------------
 
-// What became of frames: the log of our node tells, and the watch over its workers.
-struct Fates {
-  uint64_t requests, offered, skipped, dropped, taken, analysed;
-
-  Fates operator+(const Fates& other) const {
-    return {requests + other.requests, offered + other.offered, skipped + other.skipped,
-            dropped + other.dropped,   taken + other.taken,     analysed + other.analysed};
-  }
-};
-thread_local Fates t_life = {};  // of the node that lives on this thread
-
-bool CountFates(const framework::LogLine& line) {
-  const auto outcome = framework::OutcomeIn(line.text);
-  t_life.taken += outcome == framework::Outcome::kTaken;
-  t_life.dropped += outcome == framework::Outcome::kDropped;
-  t_life.offered += outcome == framework::Outcome::kSkipped;
-  return false;
-}
+// Of the node that lives on this thread, where the log is that of our node.
+thread_local framework::OutcomeCounts t_life;
 
 // Sizes, faces and switches change on the way.
-Fates LiveAlone(Subject* subject, uint64_t requests, bool is_hurried) {
+framework::OutcomeCounts LiveAlone(Subject* subject, uint64_t requests, bool is_hurried) {
   const framework::VendorTags& tags = framework::Framework::Get().Tags();
   LentFrame frames[] = {{64, 48, 64}, {48, 66, 48}};
   Camera camera(subject, 64, 48);
@@ -172,11 +149,8 @@ Fates LiveAlone(Subject* subject, uint64_t requests, bool is_hurried) {
             std::to_string(scene % 4) + " faces", std::to_string(faces));
     if (!is_hurried) subject->AwaitWorkers();
   }
-  t_life.requests = requests;
-  const uint64_t considered = (t_life.offered + 3) / 4;
-  t_life.skipped = t_life.offered - considered;
-  Require(considered == t_life.dropped + t_life.taken, "a life",
-          std::to_string(considered) + " frames dropped or taken",
+  Require(t_life.AddUp(), "a life",
+          std::to_string(t_life.offered - t_life.Skipped()) + " frames dropped or taken",
           std::to_string(t_life.dropped + t_life.taken));
   return t_life;
 }
@@ -185,48 +159,52 @@ Fates LiveAlone(Subject* subject, uint64_t requests, bool is_hurried) {
 // it takes them; two nodes live like that side by side. A frame that is taken is analysed. Only the
 // first kind is counted: a hurried worker may go from frame to frame without a rest, and which of
 // the last ones its node's end has cut off is not seen from outside.
-Fates Live(Subject* subject, uint64_t life, uint64_t requests) {
+framework::OutcomeCounts Live(Subject* subject, uint64_t life, uint64_t requests) {
   const bool is_hurried = life % 3 != 0, is_shared = life % 3 == 2;
-  const uint64_t passes = framework::CountWorkers().passes;
-  Fates beside = {};
+  const uint64_t before = framework::CountWorkers().passes;
+  framework::OutcomeCounts beside;
   std::thread second([&] {
     if (is_shared) beside = LiveAlone(subject, requests / 2, is_hurried);
   });
-  Fates fates = LiveAlone(subject, is_shared ? requests - requests / 2 : requests, is_hurried);
+  auto counts = LiveAlone(subject, is_shared ? requests - requests / 2 : requests, is_hurried);
   second.join();
-  fates = fates + beside;
-  fates.analysed = framework::CountWorkers().passes - passes;
-  Require(fates.offered == 0 || is_hurried || fates.taken == fates.analysed, "a life",
-          std::to_string(fates.taken) + " frames analysed", std::to_string(fates.analysed));
-  return fates;
+  counts += beside;
+  const uint64_t passes = framework::CountWorkers().passes - before;
+  Require(counts.offered == 0 || is_hurried || counts.taken == passes, "a life",
+          std::to_string(counts.taken) + " frames analysed", std::to_string(passes));
+  return counts;
 }
 
-void Print(const Fates& all, const common::Footprint& now) {
+void Print(uint64_t requests, const framework::OutcomeCounts& all, const common::Footprint& now) {
   char row[128];
   std::snprintf(row, sizeof(row),
                 "%10" PRIu64 " %9" PRIu64 " %9" PRIu64 " %9" PRIu64 " %9" PRIu64 " %9" PRIu64
                 " %8" PRId64 " %7" PRId64 " %11" PRId64,
-                all.requests, all.offered, all.skipped, all.dropped, all.taken, all.analysed,
-                now.resident_kib, now.threads, now.descriptors);
+                requests, all.offered, all.Skipped(), all.dropped, all.taken,
+                framework::CountWorkers().passes, now.resident_kib, now.threads, now.descriptors);
   PrintRow(row);
 }
 
 void Soak(Subject* subject) {
   const uint64_t requests = subject->options.soak;
   const uint64_t lives = std::max<uint64_t>(10, subject->options.lives);
-  framework::SetLogListener(CountFates);
+  framework::SetLogListener([](const framework::LogLine& line) {
+    t_life.See(line.text);
+    return false;
+  });
   subject->Node();
   PrintRow(
       "  requests   offered   skipped   dropped     taken  analysed      KiB threads descriptors");
   const int64_t threads = common::CountThreads();
   common::Footprint warm = {};
-  Fates all = {};
+  framework::OutcomeCounts all;
   for (uint64_t life = 0; life < lives; ++life) {
-    all = all + Live(subject, life, (life + 1) * requests / lives - life * requests / lives);
+    const uint64_t sent = (life + 1) * requests / lives;
+    all += Live(subject, life, sent - life * requests / lives);
     if ((life + 1) % (lives / 10) != 0) continue;
     const common::Footprint now = common::MeasureFootprint(threads, subject->Patience());
     if (warm.threads == 0) warm = now;
-    Print(all, now);
+    Print(sent, all, now);
     RequireNothingLeft(threads, warm, now);
   }
   RequireTurns(*subject);

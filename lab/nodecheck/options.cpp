@@ -14,15 +14,12 @@ namespace nodecheck {
 namespace {
 
 constexpr char kAbout[] =
-    "nodecheck tests a camera node: it loads the library, plays the camera framework in all the "
-    "ways\n"
-    "in which one may, and prints a line for each check. Each check is a process of its own, so "
-    "that\n"
-    "a node that crashes or hangs is a result and not the end.";
+    "nodecheck tests a camera node: it plays the camera framework in all the ways in which one\n"
+    "may, and prints a line for each check. Each check is a process of its own, so that a node\n"
+    "that crashes or hangs is a result and not the end.";
 
 constexpr char kExample[] =
     "Examples:\n"
-    "  nodecheck ./com.qti.node.brodaxgenderage.so\n"
     "  nodecheck other.so --filter life. --limit 8\n"
     "  nodecheck other.so --soak 1000000 --lives 1000\n"
     "  gdb --args nodecheck other.so --here requests.sizes\n"
@@ -44,18 +41,15 @@ bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
   common::CommandLine line("nodecheck", kAbout, kExample);
   line.Add("node", &nodes, "the node library").Shows("NODE.so");
   line.Add("--device", &options->devices,
-           "a folder with libraries of the device; may be repeated, the first that has one wins; "
-           "the fakes beside this program come last")
+           "a folder with libraries of the device, before the fakes; may be repeated")
       .Shows("DIR")
       .Repeats();
   line.AddFlag("--list", &options->list, "print the purpose of each check, and run none");
   const auto filter =
-      line.Add("--filter", &options->filter, "take only checks whose names hold TEXT")
-          .Shows("TEXT");
-  const auto here =
-      line.Add("--here", &options->here, "run one check in this process, for a debugger")
-          .Shows("CHECK")
-          .Excludes(filter);
+      line.Add("--filter", &options->filter, "take checks whose names hold TEXT").Shows("TEXT");
+  const auto here = line.Add("--here", &options->here, "run a check in this process")
+                        .Shows("CHECK")
+                        .Excludes(filter);
   const auto soak = line.Add("--soak", &options->soak, "instead, send REQUESTS to node after node")
                         .Shows("REQUESTS")
                         .Within(kOne, kMost)
@@ -78,10 +72,8 @@ bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
   line.Add("--seed", &options->seed, "of what is random (1)");
   if (!line.Parse(argc, argv, exit_code)) return false;
   if (nodes.size() != 1 && !(options->list && nodes.empty())) {
-    std::fprintf(stderr, "nodecheck: %s (see nodecheck --help)\n",
-                 nodes.empty()        ? "NODE.so is required"
-                 : options->soak != 0 ? "one NODE.so is tested; --lives M gives the soak's lives"
-                                      : "one NODE.so is tested");
+    const char* const hint = options->soak != 0 ? "; --lives M gives the soak's lives" : "";
+    std::fprintf(stderr, "nodecheck: expected one NODE.so%s (see nodecheck --help)\n", hint);
     *exit_code = common::kExitUsage;
     return false;
   }
