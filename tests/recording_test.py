@@ -6,8 +6,10 @@
 #   (a model library without controls; an emulator stands before the program where there is one)
 import collections
 import json
+import os
 import pathlib
 import re
+import subprocess
 
 from programs import Program, arguments, check, finish, read, same, write
 
@@ -54,7 +56,7 @@ for script in scripts:
 # Frames that were turned for the sensor are turned again, and their faces stay where the picture has them.
 run(0, "--upright --orientation 90 --size 319x240 --requests 12 --jsonl run.jsonl")
 same("replay of turned frames", "0 differences", first_line(run(0, "--replay run.jsonl --jsonl again.jsonl")))
-same("recording of the replay", read("run.jsonl"), read("again.jsonl"))
+same("recording of the replay", requests("run.jsonl"), requests("again.jsonl"))
 check(run(4, "--replay run.jsonl --no-upright").out.startswith("12 requests with other pixels"),
       "what is recorded are not the pixels sent")
 
@@ -76,6 +78,13 @@ check('request 20: is "missing", second "sent"\n' in camsim.run(4, "diff short.j
       "a request that one run lacks")
 check('request 82: is "missing", recorded "sent"\n' in run(4, "--requests 81 --replay", golden).out,
       "a request that was not sent")
+write("clip.y4m", b"YUV4MPEG2 W64 H48\n" + 12 * (b"FRAME\n" + b"\x80" * 4608))
+run(0, "--input clip.y4m --face 8,8,40,40 --jsonl run.jsonl --passes")
+check(requests("run.jsonl").count(b'\n{"pass":') == 1, "the pass is missing")
+same("a replay of a recording with passes", "0 differences", first_line(run(0, "--replay run.jsonl")))
+write("short.y4m", read("clip.y4m")[:-4614])
+check('request 12: is "missing", recorded "sent"\n' in run(4, "--input short.y4m --replay run.jsonl").out,
+      "an input that ends one request early")
 same("other pixels", "82 requests with other pixels than recorded, the first is 1",
      first_line(run(4, "--size 322x240 --replay", golden)))
 
@@ -111,8 +120,18 @@ check(all(slice["dur"] >= 1 for slice in events(ph="X")), "slices without length
 starts, ends = (collections.Counter(event["id"] for event in events(ph=ph)) for ph in "sf")
 check(len(starts) == 6 and starts == ends, f"arrows of the trace: {starts} {ends}")
 done = run(0, "--requests 60 --size 64x64 --realtime --fps 500 --model-delay 300 --trace trace.json")
-same("dropped frames in the trace", re.search(r"taken, (\d+) dropped", done.out)[1],
-     str(len(events(ph="i", name="dropped$"))))
+counts = [len(events(ph="i", name="dropped$")), len(events(ph="X", name="pass over "))]
+same("dropped frames and passes of the trace", re.search(r"taken, (\d+) dropped.*; (\d+) analysed", done.out).groups(),
+     tuple(map(str, counts)))
+same("the rate in the trace", 500, json.loads(read("trace.json"))["metadata"]["fps"])
+# However long the set-up takes, no figures are published before their pass ends.
+os.mkfifo("slow.y4m")
+writer = subprocess.Popen("sleep 0.3; cat clip.y4m >slow.y4m", shell=True)
+run(0, "--input slow.y4m --face 8,8,40,40 --realtime --fps 500 --trace trace.json")
+writer.wait()
+arrows = {event["id"]: event["ts"] for event in events(ph="s")}
+check(len(arrows) == 2 and all(event["ts"] >= arrows[event["id"]] for event in events(ph="f")),
+      f"arrows that go back in time: {arrows}")
 
 # ---- The page, which page_test opens in a browser ------------------------------------------------------
 same("pictures of the page", 6, read("run.html").count(b"data:image/jpeg"))

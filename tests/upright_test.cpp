@@ -5,13 +5,18 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
+#include <cstdio>
 #include <random>
+#include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
 #include "analysis/upright_images.h"
 #include "camsim/annotated.h"
 #include "camsim/device_input.h"
+#include "camsim/pass_watch.h"
 
 namespace {
 
@@ -150,6 +155,41 @@ TEST(Clip, FiguresFollowTheFacesThatTheyWerePublishedFor) {
     EXPECT_TRUE((*shown.why)[static_cast<size_t>(slot)].HasFigures());
   }
   EXPECT_FALSE((*shown.why)[2].HasFigures());
+}
+
+// Two requests without figures look alike: nothing counts their age.
+TEST(Clip, HasNoAgeOfFiguresBeforeTheFirst) {
+  std::FILE* const file = std::tmpfile();
+  camsim::AnnotatedClip clip("", "", "30:1", file);
+  record::RequestRecord request;
+  request.why.emplace().fill({framework::Why::kNoFace, framework::Why::kNoFace});
+  for (request.number = 1; request.number <= 2; ++request.number) {
+    ASSERT_FALSE(clip.OnRequest(request, BlockFrame(200, 48)));
+  }
+  std::string text(static_cast<std::size_t>(std::ftell(file)), 0);
+  std::rewind(file);
+  ASSERT_EQ(std::fread(text.data(), 1, text.size(), file), text.size());
+  std::fclose(file);
+  const std::size_t first = text.find("FRAME"), second = text.rfind("FRAME");
+  EXPECT_EQ(text.substr(first, second - first), text.substr(second));
+}
+
+TEST(PassWatch, HasTheRunsClockAndTheLatestPass) {
+  camsim::Clock clock;
+  camsim::PassWatch passes(clock, true, false);
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  clock.Start();
+  record::RequestRecord request;
+  for (const int64_t number : {4, 28}) {
+    request.number = number;
+    passes.HandOver(request, {});
+    const auto pass = passes.TakeEnded();
+    ASSERT_TRUE(pass);
+    EXPECT_LT(pass->time.took, 50'000);
+    EXPECT_EQ(passes.Analysed(), number);
+  }
+  passes.EndPipeline();
+  EXPECT_EQ(passes.Analysed(), 0);
 }
 
 }  // namespace

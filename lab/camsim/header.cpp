@@ -23,6 +23,9 @@ record::RunHeader HeaderOf(const Options& options, Size frame, Size buffer,
   header.buffer = buffer;
   header.node_caps = options.node_caps;
   header.realtime = options.realtime;
+  header.fps = options.fps;
+  header.models = options.real_models ? "real" : "fake";
+  header.command = options.command;
   return header;
 }
 

@@ -3,7 +3,10 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
+#include <cstring>
 
 #include "common/command_line.h"
 
@@ -42,6 +45,23 @@ std::string NodeOfProgram() {
   const std::string name = "com.qti.node.brodaxgenderage.so";
   return access((folder + name).c_str(), F_OK) == 0 ? folder + name
                                                     : folder + ZY_INSTALLED_NODE_FOLDER + name;
+}
+
+// The words of the command line as a shell takes them.
+std::string CommandOf(int argc, char** argv) {
+  std::string command = "camsim";
+  for (int i = 1; i < argc; ++i) {
+    std::string word = argv[i];
+    const bool is_plain =
+        !word.empty() && std::all_of(word.begin(), word.end(), [](unsigned char c) {
+          return std::isalnum(c) != 0 || std::strchr("_-+=.,:/@%", c) != nullptr;
+        });
+    for (std::size_t at = 0; (at = word.find('\'', at)) != word.npos; at += 4) {
+      word.replace(at, 1, "'\\''");
+    }
+    command += " " + (is_plain ? word : "'" + word + "'");
+  }
+  return command;
 }
 
 // What the faces of a picture reach.
@@ -184,6 +204,7 @@ void AddRun(common::Command* command, Options* options) {
             "JSON lines, a header and one for each request, to a file or -")
       .Shows("FILE|-")
       .Checks(common::NotEmpty);
+  command->AddFlag("--passes", &options->passes, "the worker's passes among the JSON lines");
   command
       ->Add("--annotated", &options->annotated,
             "PNG of the last frame that came with figures (camsim.png); none for no picture")
@@ -254,6 +275,7 @@ void AddDiff(common::Command* command, Options* options) {
 }  // namespace
 
 bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
+  options->command = CommandOf(argc, argv);
   options->node = NodeOfProgram();
   options->real_device = ProgramFolder() + "device-real";
   Size size;

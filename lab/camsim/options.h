@@ -22,6 +22,7 @@ enum class LogLevel { kNone, kError, kInfo };
 
 // What camsim's command line says.
 struct Options {
+  std::string command;               // as for a shell
   std::string node;                  // the library's path
   std::vector<std::string> devices;  // folders of the device's libraries
   media::FrameSourceOptions source;  // where the frames come from
@@ -47,6 +48,7 @@ struct Options {
   bool realtime = false;
   double fps = 30.0;
   std::string jsonl;                     // a path, "-" or empty
+  bool passes = false;                   // the JSON lines hold the passes as well
   std::string annotated = "camsim.png";  // a path or kNoPicture
   std::string annotated_clip;            // a path, "-" or empty
   bool all = false;                      // a row for every request

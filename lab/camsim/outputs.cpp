@@ -129,7 +129,8 @@ std::vector<std::unique_ptr<record::RunListener>> Outputs::Listeners(
   const std::string caption = options_.real_models ? kRealCaption : kStandInCaption;
   std::vector<std::unique_ptr<record::RunListener>> listeners;
   const auto add = [&listeners](auto listener) { listeners.push_back(std::move(listener)); };
-  if (std::FILE* const file = FileOf(kJsonLines)) add(std::make_unique<record::JsonLines>(file));
+  if (std::FILE* const file = FileOf(kJsonLines))
+    add(std::make_unique<record::JsonLines>(options_.passes, file));
   if (std::FILE* const file = FileOf(kTrace)) add(record::MakeTrace(file));
   if (std::FILE* const file = FileOf(kReport)) add(std::make_unique<Page>(file));
   if (is_replay) add(std::make_unique<record::ReplayCheck>(recorded, comparison, text));

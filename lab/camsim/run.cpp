@@ -62,7 +62,7 @@ int Run::Go() {
   if (common::Failure failure = PlayScript(1)) return Say(failure, common::kExitUnreadableInput);
   if (common::Failure failure = sender_.Start(buffer_)) return Say(failure, common::kExitFailure);
   const int exit_code = SendRequests();
-  if (common::Failure failure = sender_.Stop()) return Say(failure, common::kExitFailure);
+  if (common::Failure failure = StopPipeline()) return Say(failure, common::kExitFailure);
   const common::Failure failure = Finish();
   // What failed the run is said already.
   if (failure && exit_code != common::kExitFailure) return Say(failure, common::kExitFailure);
@@ -143,8 +143,7 @@ common::Failure Run::Apply(const record::Event& event) {
   for (const auto& listener : listeners_) listener->OnEvent(event);
   if (event.kind != record::Event::kPipeline) return SetKnobs(device_, event, false);
   if (!sender_.HasStarted()) return std::nullopt;
-  if (common::Failure failure = sender_.Stop()) return failure;
-  passes_.EndPipeline();
+  if (common::Failure failure = StopPipeline()) return failure;
   return sender_.Start(buffer_);
 }
 
@@ -216,9 +215,17 @@ common::Failure Run::Report(const record::RequestRecord& request, std::vector<in
   return outputs_.Check();
 }
 
+common::Failure Run::StopPipeline() {
+  common::Failure failure = sender_.Stop();
+  NotePass(framework::CountWorkers().passes > passes_seen_);
+  passes_.EndPipeline();
+  return failure;
+}
+
 void Run::NotePass(bool has_ended) {
   const auto pass = has_ended ? passes_.TakeEnded() : std::nullopt;
   if (!pass) return;
+  ++passes_seen_;
   for (const auto& listener : listeners_) listener->OnPass(*pass);
 }
 

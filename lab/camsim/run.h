@@ -48,6 +48,8 @@ class Run {
   int SendRequests();
   common::Failure SendRequest();
   common::Failure Report(const record::RequestRecord& request, std::vector<int> slots);
+  // Ends the pipeline. Its destruction ends a pass that still runs.
+  common::Failure StopPipeline();
   // Reports the pass over the frame that was taken last, when it has ended and was not reported.
   void NotePass(bool has_ended);
   common::Failure Finish();
@@ -69,6 +71,7 @@ class Run {
   std::vector<std::unique_ptr<record::RunListener>> listeners_;
   Size buffer_;  // that is negotiated
   record::Summary summary_;
+  uint64_t passes_seen_ = 0;
   int64_t requests_ = 0;  // to be sent; 0 is until the input ends
 };
 

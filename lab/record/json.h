@@ -36,6 +36,9 @@ void ForEachKey(Header& header, const Visit& visit) {
   visit("buffer", header.buffer);
   visit("node_caps", header.node_caps);
   visit("realtime", header.realtime);
+  visit("fps", header.fps);
+  visit("models", header.models);
+  visit("command", header.command);
 }
 
 }  // namespace record

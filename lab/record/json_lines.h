@@ -30,14 +30,18 @@ std::vector<std::pair<std::string, std::vector<std::string>>> ItemsOf(const RunH
 // interrupt loses nothing; whether it arrived is for the owner of the file to ask.
 class JsonLines : public RunListener {
  public:
-  explicit JsonLines(std::FILE* to) : to_(to) {}
+  JsonLines(bool has_passes, std::FILE* to) : has_passes_(has_passes), to_(to) {}
   void Begin(const RunHeader& header) override;
   void OnEvent(const Event& event) override { Write(LineOf(event)); }
   common::Failure OnRequest(const RequestRecord& request, const media::Nv12Frame& picture) override;
+  void OnPass(const PassRecord& pass) override {
+    if (has_passes_) Write(LineOf(pass));
+  }
 
  private:
   void Write(const std::string& line);
 
+  const bool has_passes_;
   std::FILE* const to_;
   bool is_timed_ = false;
 };

@@ -73,6 +73,7 @@ bool IsTagValue(const Json& value) {
 
 bool Fits(const Json& value, const std::string& form) {
   if (form == "text") return value.is_string();
+  if (form == "a number") return value.is_number();
   if (form == "a tag's value") return IsTagValue(value);
   if (form[0] != '=') return IsInteger(value, form);
   const std::string text = value.is_string() ? value.get<std::string>() : "";
@@ -243,7 +244,7 @@ common::Failure ParseRecording(std::string_view text, Recording* recording) {
       recording->steps.push_back({line, number, RequestOf(json)});
     } else if (json.contains("recording")) {
       recording->header = HeaderOf(json);
-    } else {
+    } else if (!json.contains("pass")) {  // what a pass did, no run can be asked to do again
       recording->steps.push_back({line, INT64_MAX, EventOf(json)});
     }
   }

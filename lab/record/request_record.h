@@ -98,6 +98,9 @@ struct RunHeader {
   common::Size buffer;
   uint32_t node_caps = 0;
   bool realtime = false;
+  double fps = 0;       // the rate asked for
+  std::string models;   // real or fake; empty in a script
+  std::string command;  // as for a shell
 };
 
 struct Summary {

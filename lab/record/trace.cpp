@@ -7,6 +7,7 @@
 #include <string>
 
 #include "record/json.h"
+#include "record/json_lines.h"
 
 namespace record {
 namespace {
@@ -37,9 +38,10 @@ class Trace : public RunListener {
   void Event(const char* phase, int thread, int64_t at, const std::string& name, const Json& more);
   void Slice(int thread, Span time, const std::string& name, const Json& arguments);
   void Arrow(int from_thread, int64_t from, int to_thread, int64_t to, const char* name);
-  void NameThread(int thread, const std::string& name);
+  void Name(const char* what, int thread, const std::string& name);
 
   std::FILE* const to_;
+  std::string header_;
   bool is_first_ = true;
   int arrows_ = 0;
   int workers_ = 0;
@@ -50,9 +52,11 @@ class Trace : public RunListener {
   std::map<int64_t, End> unseen_;  // of passes whose figures no record has had yet, by request
 };
 
-void Trace::Begin(const RunHeader&) {
+void Trace::Begin(const RunHeader& header) {
+  header_ = LineOf(header);
   std::fputs("{\"traceEvents\":[\n", to_);
-  NameThread(kRequestThread, "requests");
+  Name("process_name", kRequestThread, header.program);
+  Name("thread_name", kRequestThread, "requests");
 }
 
 void Trace::Event(const char* phase, int thread, int64_t at, const std::string& name,
@@ -74,8 +78,8 @@ void Trace::Arrow(int from_thread, int64_t from, int to_thread, int64_t to, cons
   Event("f", to_thread, to, name, id);
 }
 
-void Trace::NameThread(int thread, const std::string& name) {
-  Event("M", thread, 0, "thread_name", {{"args", {{"name", name}}}});
+void Trace::Name(const char* what, int thread, const std::string& name) {
+  Event("M", thread, 0, what, {{"args", {{"name", name}}}});
 }
 
 common::Failure Trace::OnRequest(const RequestRecord& request, const media::Nv12Frame&) {
@@ -102,7 +106,7 @@ common::Failure Trace::OnRequest(const RequestRecord& request, const media::Nv12
 void Trace::OnPass(const PassRecord& pass) {
   const int thread = ThreadOf(pass.worker);
   for (; workers_ < pass.worker; ++workers_) {
-    NameThread(ThreadOf(workers_ + 1), "worker " + std::to_string(workers_ + 1));
+    Name("thread_name", ThreadOf(workers_ + 1), "worker " + std::to_string(workers_ + 1));
   }
   Slice(thread, pass.time, "pass over " + std::to_string(pass.request), Json::object());
   for (const ModelCall& call : pass.calls) {
@@ -114,7 +118,7 @@ void Trace::OnPass(const PassRecord& pass) {
 }
 
 common::Failure Trace::Finish(const Summary&) {
-  std::fputs("\n]}\n", to_);
+  std::fprintf(to_, "\n],\n\"metadata\":%s}\n", header_.c_str());
   return std::nullopt;
 }
 
