@@ -85,6 +85,7 @@ class Node {
   }
 
   void Process(const ChiNodeProcessRequestInfo& info) {
+    if (info.frameNum == 7) Break();
     const bool has_buffer = info.inputNum > 0 || Has("trusts_buffers");
     const ChiNodeBuffer* buffer = has_buffer ? info.phInputBuffer[0] : nullptr;
     const int faces = CountFaces(info.frameNum);
@@ -96,6 +97,11 @@ class Node {
   }
 
  private:
+  static void Break() {
+    while (Has("hangs_in_request")) std::this_thread::sleep_for(std::chrono::seconds(1));
+    if (Has("crashes_in_request")) *static_cast<volatile int*>(nullptr) = 0;
+  }
+
   int CountFaces(uint64_t request) {
     ChiMetadataGet get = {sizeof(get),
                           kChiFaceRectanglesTag | kChiInputMetadataBit,
@@ -177,6 +183,7 @@ class Node {
     rgb_.resize(gray_.size() * 3);
     if (ready_ && !Has("modest"))
       QVAG_OneFaceAnalyze(gray_.data(), rgb_.data(), width_, height_, 0, 0, 8, 8, 1.0f);
+    while (Has("never_rests")) std::this_thread::sleep_for(std::chrono::seconds(1));
     ++passes_;
   }
 

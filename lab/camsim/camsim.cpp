@@ -13,6 +13,7 @@
 #include "common/replaced_file.h"
 #include "common/same_file.h"
 #include "common/standard_streams.h"
+#include "framework/node_watch.h"
 #include "record/recording.h"
 
 namespace {
@@ -66,6 +67,8 @@ int Play(camsim::Options options) {
     }
     if (script.header) UseHeader(*script.header, &options);
   }
+  const framework::NodeWatch watch(
+      {"camsim", std::chrono::seconds(options.timeout_s), &camsim::g_interrupted});
   return camsim::Run(options, script).Go();
 }
 

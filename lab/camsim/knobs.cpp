@@ -5,6 +5,7 @@
 #include <variant>
 
 #include "device/control.h"
+#include "framework/node_watch.h"
 
 namespace camsim {
 namespace {
@@ -25,6 +26,7 @@ common::Failure Set(const framework::Device& device, const char* library, const 
 template <record::Model model>
 void Told(void* passes, const ZyModelCall* call) {
   static_cast<PassWatch*>(passes)->Told(model, *call);
+  framework::NodeWatch::NoteModelCall();
 }
 
 // Settings of a recording.
@@ -62,6 +64,7 @@ common::Failure SetKnobs(const framework::Device& device, const record::Event& e
     } else if (name == kModelDelay) {
       failure = Set<decltype(zy_set_age_gender_delay)>(device, kModel, "zy_set_age_gender_delay",
                                                        tries, static_cast<int>(*number));
+      if (!tries) framework::NodeWatch::SetModelDelay(std::chrono::milliseconds(*number));
     } else if (name == kFailingInits) {
       failure = Set<decltype(zy_fail_age_gender_inits)>(device, kModel, "zy_fail_age_gender_inits",
                                                         tries, static_cast<int>(*number));

@@ -190,6 +190,10 @@ void AddRun(common::Command* command, Options* options) {
       .Within(0, 60'000);
   command->Add("--failing-inits", &options->failing_inits,
                "model set-ups that fail at first (0); -1 fails all");
+  command
+      ->Add("--timeout", &options->timeout_s,
+            "seconds after which a call of the node, or a worker's pass, hangs (10); 0 for none")
+      .Within(0, 1'000'000);
   command->AddFlag(
       "--realtime", &options->realtime,
       "pace requests at --fps and let frames drop; by default each hand-over is awaited");

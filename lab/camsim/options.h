@@ -45,6 +45,7 @@ struct Options {
   std::string real_device;  // the folder of the libraries with real networks
   int model_delay_ms = 0;
   int failing_inits = 0;
+  int timeout_s = 10;  // of a call of the node and of a pass; 0 for none
   bool realtime = false;
   double fps = 30.0;
   std::string jsonl;                     // a path, "-" or empty

@@ -9,7 +9,7 @@
 #include "camsim/header.h"
 #include "camsim/knobs.h"
 #include "common/exit_code.h"
-#include "framework/framework.h"
+#include "framework/node_watch.h"
 #include "framework/worker_watch.h"
 
 namespace camsim {
@@ -53,7 +53,7 @@ int Run::Go() {
   if (common::Failure failure = frames_.OpenFinder()) return Say(failure, common::kExitFailure);
   if (common::Failure failure = OpenDevice()) return Say(failure, common::kExitFailure);
   if (common::Failure failure = TryScript()) return Say(failure, common::kExitUnreadableInput);
-  if (common::Failure failure = framework::Framework::Get().Load(options_.node)) {
+  if (common::Failure failure = framework::NodeWatch::Load(options_.node)) {
     return Say(failure, common::kExitFailure);
   }
   // From here on nothing but the run itself can fail, and outputs of an earlier run are emptied.
@@ -212,6 +212,7 @@ common::Failure Run::Report(const record::RequestRecord& request, std::vector<in
   NotePass(framework::WorkersRest());
   progress_.Show("request " + std::to_string(request.number) +
                  (requests_ != 0 ? " of " + std::to_string(requests_) : ""));
+  outputs_.Flush();  // the node may end the program at any time
   return outputs_.Check();
 }
 

@@ -37,7 +37,7 @@ class Sender {
   std::string Pacing() { return options_.realtime ? pace_.Text() : ""; }
 
  private:
-  common::Failure AwaitWorker() const;
+  void AwaitWorker() const;
   uint64_t CountWakes() const;
 
   const Options& options_;

@@ -1,0 +1,277 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "framework/node_watch.h"
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <thread>
+
+#include "common/exit_code.h"
+#include "framework/framework.h"
+#include "framework/worker_watch.h"
+
+namespace framework {
+namespace {
+
+using Milliseconds = std::chrono::milliseconds;
+
+constexpr Milliseconds kTick{50};
+constexpr Milliseconds kAfterInterrupt{800};
+constexpr char kProcessRequest[] = "process-request";
+
+NodeWatchOptions g_options = {};  // constant while the node is watched
+ChiNodeCallbacks g_node = {};     // likewise, from its loading on
+NodeEntry g_entry = nullptr;
+
+std::atomic<const char*> g_call{nullptr};  // that is in progress
+std::atomic<uint64_t> g_calls{0};          // that began
+std::atomic<uint64_t> g_model_calls{0};    // that ended
+std::atomic<uint64_t> g_request{0};        // the last one
+std::atomic<int64_t> g_model_delay_ms{0};
+std::atomic<bool> g_has_ended{false};
+static_assert(std::atomic<const char*>::is_always_lock_free &&
+              std::atomic<uint64_t>::is_always_lock_free);  // a signal handler reads them
+
+thread_local bool t_calls_node = false;
+
+// ---- Lines, without the C library's buffers: a signal handler writes them, too ------------------
+
+class Line {
+ public:
+  Line() {
+    if (isatty(STDERR_FILENO) != 0) Add("\r\033[K");  // over a line of progress
+    Add(g_options.program).Add(": ");
+  }
+
+  Line& Add(const char* text) {
+    const std::size_t size = std::min(std::strlen(text), sizeof(text_) - 1 - size_);
+    std::memcpy(text_ + size_, text, size);
+    size_ += size;
+    return *this;
+  }
+
+  Line& Add(uint64_t number) {
+    char digits[21] = "";
+    char* digit = digits + sizeof(digits) - 1;
+    do {
+      *--digit = static_cast<char>('0' + number % 10);
+      number /= 10;
+    } while (number != 0);
+    return Add(digit);
+  }
+
+  // Adds the call in progress, or the pass, and the request that it belongs to.
+  Line& AddPlace(const char* call) {
+    Add(call);
+    const uint64_t request = g_request;
+    if (request == 0) return *this;
+    return Add(call == kProcessRequest ? " of request " : " after request ").Add(request);
+  }
+
+  void Write() {
+    text_[size_++] = '\n';
+    if (write(STDERR_FILENO, text_, size_) < 0) return;  // to nobody
+  }
+
+ private:
+  char text_[512];
+  std::size_t size_ = 0;
+};
+
+// ---- Crashes and exits --------------------------------------------------------------------------
+
+// Where a thread is that crashes or ends the process.
+const char* PlaceOfThread() {
+  if (!t_calls_node) return "a thread of the node";
+  const char* const call = g_call;
+  return call != nullptr ? call : "no call of the node";
+}
+
+// The signal comes again and ends the process: a fault when its instruction runs again, so that a
+// core file shows it as it was, any other when it is sent again.
+void OnCrash(int signal, siginfo_t* info, void*) {
+  const char* const name = sigdescr_np(signal);
+  Line().Add(name != nullptr ? name : "crashed").Add(" in ").AddPlace(PlaceOfThread()).Write();
+  if (info->si_code <= 0) raise(signal);
+}
+
+void CatchCrashes() {
+  static char stack[1 << 16];  // for an overflow of the thread's own
+  const stack_t own = {stack, 0, sizeof(stack)};
+  sigaltstack(&own, nullptr);
+  struct sigaction action = {}, old = {};
+  action.sa_sigaction = OnCrash;
+  action.sa_flags = static_cast<int>(SA_SIGINFO | SA_ONSTACK | SA_RESETHAND);
+  for (const int signal : {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGTRAP, SIGSYS}) {
+    sigaction(signal, nullptr, &old);
+    if (old.sa_handler == SIG_DFL) sigaction(signal, &action, nullptr);  // else a sanitizer's
+  }
+}
+
+void OnExit() {
+  if (g_has_ended) return;
+  Line().Add("the node ended the process in ").AddPlace(PlaceOfThread()).Write();
+  _exit(common::kExitFailure);
+}
+
+// ---- Hangs --------------------------------------------------------------------------------------
+
+bool IsTraced() {
+  std::ifstream status("/proc/self/status");
+  for (std::string key, value; status >> key && std::getline(status, value);) {
+    if (key == "TracerPid:") return std::stol(value) != 0;
+  }
+  return false;
+}
+
+void EndHang(const char* place, const char* what, Milliseconds limit) {
+  if (IsTraced()) return;
+  Line()
+      .AddPlace(place)
+      .Add(what)
+      .Add(static_cast<uint64_t>(limit.count() / 1000))
+      .Add(" s")
+      .Write();
+  _exit(common::kExitFailure);
+}
+
+// Adds up the time in which a count stays the same.
+class Standstill {
+ public:
+  Milliseconds Add(bool is_busy, uint64_t count) {
+    time_ = is_busy && count == count_ ? time_ + kTick : Milliseconds(0);
+    count_ = count;
+    return time_;
+  }
+
+ private:
+  uint64_t count_ = 0;
+  Milliseconds time_{0};
+};
+
+// Follows the node by ticks: time in which the program is stopped does not count.
+class Ticks {
+ public:
+  void Count() {
+    const char* const call = g_call;
+    const bool rests = WorkersRest();
+    const char* const place = call != nullptr ? call : "the worker's pass";
+    if (*g_options.is_interrupted && (call != nullptr || !rests)) interrupted_ += kTick;
+    if (interrupted_ > kAfterInterrupt) {
+      Line().Add("interrupted in ").AddPlace(place).Write();
+      _exit(common::kExitInterrupted);
+    }
+    const uint64_t models = g_model_calls;
+    const Milliseconds call_time = call_.Add(call != nullptr, g_calls + models);
+    const Milliseconds pass_time = pass_.Add(!rests, CountWorkers().passes + models);
+    const Milliseconds limit = g_options.timeout + Milliseconds(g_model_delay_ms);
+    if (g_options.timeout.count() == 0) return;
+    if (call_time > limit) EndHang(call, " has not returned for ", limit);
+    if (pass_time > limit) EndHang("the worker's pass", " has not ended for ", limit);
+  }
+
+ private:
+  Standstill call_, pass_;
+  Milliseconds interrupted_{0};
+};
+
+// Signals are left to the other threads, whose reads and sleeps they end.
+void StartTicks() {
+  sigset_t all, before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &before);
+  std::thread([] {
+    for (Ticks ticks;; ticks.Count()) std::this_thread::sleep_for(kTick);
+  }).detach();
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+// ---- Calls --------------------------------------------------------------------------------------
+
+// Marks a call while it lives.
+class InCall {
+ public:
+  explicit InCall(const char* name) {
+    ++g_calls;
+    g_call = name;
+  }
+  ~InCall() { g_call = nullptr; }
+  InCall(const InCall&) = delete;
+  InCall& operator=(const InCall&) = delete;
+};
+
+void NoteRequest(ChiNodeProcessRequestInfo* info) { g_request = info->frameNum; }
+template <typename Argument>
+void NoteRequest(Argument) {}
+
+// A callback of the node, with a mark around it.
+template <auto callback>
+struct Watched;
+template <typename Result, typename Argument, Result (*ChiNodeCallbacks::*callback)(Argument)>
+struct Watched<callback> {
+  static inline const char* name = "";
+  static Result Call(Argument argument) {
+    const InCall call(name);
+    NoteRequest(argument);
+    return (g_node.*callback)(argument);
+  }
+};
+
+template <auto callback>
+void Watch(const char* name, ChiNodeCallbacks* table) {
+  Watched<callback>::name = name;
+  if (table->*callback != nullptr) table->*callback = Watched<callback>::Call;
+}
+
+void WatchedEntry(ChiNodeCallbacks* table) {
+  {
+    const InCall call("ChiNodeEntry");
+    g_entry(table);
+  }
+  g_node = *table;
+  Watch<&ChiNodeCallbacks::pGetCapabilities>("get-capabilities", table);
+  Watch<&ChiNodeCallbacks::pQueryVendorTag>("query-vendor-tag", table);
+  Watch<&ChiNodeCallbacks::pCreate>("create", table);
+  Watch<&ChiNodeCallbacks::pDestroy>("destroy", table);
+  Watch<&ChiNodeCallbacks::pQueryBufferInfo>("query-buffer-info", table);
+  Watch<&ChiNodeCallbacks::pSetBufferInfo>("set-buffer-info", table);
+  Watch<&ChiNodeCallbacks::pProcessRequest>(kProcessRequest, table);
+  Watch<&ChiNodeCallbacks::pSetNodeInterface>("set-node-interface", table);
+  Watch<&ChiNodeCallbacks::pPostPipelineCreate>("post-pipeline-create", table);
+}
+
+}  // namespace
+
+NodeWatch::NodeWatch(const NodeWatchOptions& options) {
+  g_options = options;
+  t_calls_node = true;
+  CatchCrashes();
+  std::atexit(OnExit);
+  StartTicks();
+}
+
+NodeWatch::~NodeWatch() {
+  g_has_ended = true;
+  g_call = "unloading the node";
+}
+
+common::Failure NodeWatch::Load(const std::string& path) {
+  {
+    const InCall call("loading the node");
+    if (common::Failure failure = OpenNode(path, &g_entry)) return failure;
+  }
+  std::atexit(OnExit);  // before the library's own functions
+  return Framework::Get().Start(WatchedEntry);
+}
+
+void NodeWatch::SetModelDelay(Milliseconds delay) { g_model_delay_ms = delay.count(); }
+
+void NodeWatch::NoteModelCall() { ++g_model_calls; }
+
+}  // namespace framework
