@@ -82,7 +82,6 @@ def behaving_nodes(count):
     every = rf'^{count} checks: {count} ok, 0 failed, 0 skipped, 0 not run$'
     without_models = rf'^{count} checks: {count - 2} ok, 0 failed, 2 skipped, 0 not run$'
     return [(expect, 0, every, NODE), (expect, 0, every, BROKEN),
-            (expect, 0, without_models, NODE, '--device', PLAIN),
             (expect, 0, 'skip models.slow: libQVFD_AgeGender.so has no zy_', NODE, '--device', PLAIN,
              '--filter', 'models.'),
             (lambda: expect(0, without_models, BROKEN, defect='modest'),),

@@ -10,6 +10,9 @@
 
 namespace common {
 
+// Returns whether times and resident memory mean little here: under a sanitizer or an emulator.
+bool IsSlowMachine();
+
 struct Footprint {
   int64_t resident_kib, threads, descriptors;
 };

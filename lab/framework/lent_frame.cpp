@@ -15,7 +15,7 @@ std::vector<uint8_t> Noise(std::size_t size) {
 }  // namespace
 
 LentFrame::LentFrame(uint32_t width, uint32_t height, uint32_t pitch, Margin margin) {
-  for (const std::size_t i : {0, 1}) {
+  for (const std::size_t i : {0U, 1U}) {
     const std::string name = i == 0 ? "the input's plane " : "the output's plane ";
     const std::size_t size = std::size_t{pitch} * height;
     uint8_t* const luma = planes_.emplace_back(name + "0", Noise(size), margin).data();

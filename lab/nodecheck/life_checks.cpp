@@ -26,9 +26,9 @@ void RequireNothingLeft(int64_t threads, const common::Footprint& warm,
   require("threads between two lives", threads, now.threads);
   // A sanitizer talks through a pair of pipes to the program that names its frames, from the first
   // report on, even of one that is suppressed.
-  const int64_t pipes = IsSlowMachine() ? 2 : 0;
+  const int64_t pipes = common::IsSlowMachine() ? 2 : 0;
   require("open descriptors between two lives", warm.descriptors + pipes, now.descriptors);
-  if (IsSlowMachine()) return;
+  if (common::IsSlowMachine()) return;
   require("KiB of resident memory", warm.resident_kib + 1024, now.resident_kib);
 }
 
@@ -100,7 +100,7 @@ void ManyLives(Subject* subject) {
     RequireNothingLeft(threads, warm, warm);
   }
   RequireNothingLeft(threads, warm, common::MeasureFootprint(threads, subject->Patience()));
-  if (IsSlowMachine()) Note("resident memory says nothing here");
+  if (common::IsSlowMachine()) Note("resident memory says nothing here");
 }
 const Check kMany("life.many", "200 lives leave no thread, descriptor or memory behind.",
                   ManyLives);

@@ -32,9 +32,6 @@ struct Options {
 // is the program's.
 bool ParseOptions(int argc, char** argv, Options* options, int* exit_code);
 
-// Returns whether times and resident memory mean little here: under a sanitizer or an emulator.
-bool IsSlowMachine();
-
 // ---- Ends of a check, which runs in a process of its own; any of its threads --------------------
 
 [[noreturn]] void Fail(const std::string& what);

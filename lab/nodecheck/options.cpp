@@ -1,14 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstdio>
-#include <filesystem>
 
 #include "common/command_line.h"
 #include "common/exit_code.h"
+#include "common/process_state.h"
 #include "nodecheck/nodecheck.h"
-
-#ifndef __has_feature  // clang's
-#define __has_feature(x) 0
-#endif
 
 namespace nodecheck {
 namespace {
@@ -25,15 +21,7 @@ constexpr char kExample[] =
     "  gdb --args nodecheck other.so --here requests.sizes\n"
     "Exit status: 0 no check failed, 1 one did or could not be run, 2 usage.";
 
-constexpr bool kIsSanitized = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
-
 }  // namespace
-
-// An emulator answers the first of the two questions itself, the kernel the second.
-bool IsSlowMachine() {
-  return kIsSanitized || std::filesystem::read_symlink("/proc/self/exe") !=
-                             std::filesystem::read_symlink("/proc/thread-self/exe");
-}
 
 bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
   constexpr uint64_t kOne = 1, kMost = uint64_t{1} << 40;
@@ -78,8 +66,8 @@ bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
     return false;
   }
   if (!nodes.empty()) options->node = nodes[0];
-  if (options->limit_ms == 0) options->limit_ms = IsSlowMachine() ? 1000 : 16;
-  if (options->timeout_s == 0) options->timeout_s = IsSlowMachine() ? 300 : 60;
+  if (options->limit_ms == 0) options->limit_ms = common::IsSlowMachine() ? 1000 : 16;
+  if (options->timeout_s == 0) options->timeout_s = common::IsSlowMachine() ? 300 : 60;
   if (options->lives == 0) options->lives = options->soak / 1000;
   return true;
 }
