@@ -49,9 +49,9 @@ DEFECTS = [
     ('trusts_buffers', 'requests.malformed', 'crashed .*' + REQUEST),
     ('needs_rising_numbers', 'requests.frame_numbers', '.*saw no publication'),
     ('needs_few_faces', 'requests.random', 'crashed .*' + REQUEST),
-    ('hangs', 'requests.plain', 'hung for 3 s during destroy', '3'),
-    ('hangs_in_pass', 'life.in_pass', 'hung for 3 s during destroy', '3'),
-    ('leaks_thread', 'life.many', 'threads between two lives: expected at most [1-9], saw ', '3'),
+    ('hangs', 'requests.plain', 'hung for 4 s during destroy', '4'),
+    ('hangs_in_pass', 'life.in_pass', 'hung for 4 s during destroy', '4'),
+    ('leaks_thread', 'life.many', 'threads between two lives: expected at most [1-9], saw ', '4'),
     ('leaks_descriptor', 'life.many', 'open descriptors between two lives: expected at most '),
     ('models_at_once', 'life.two_nodes', r'calls of a model: expected one at a time, saw \d+ overlap'),
     ('waits_for_model', 'models.slow', r'the longest request: expected at most 400 ms, saw \d{3,}'),
@@ -102,7 +102,7 @@ def failing_nodes(count):
             (lambda: expect(1, f'^not run life.many: {cause}', BROKEN, '--filter life.many', defect='refuses'),),
             (lambda: expect(1, '^FAIL soak: request .*: expected .*, saw no publication', BROKEN, '--soak 1000',
                             defect='forgets_record'),),
-            (lambda: expect(1, '^FAIL soak: hung for 3 s during destroy', BROKEN, '--soak 1000 --timeout 3',
+            (lambda: expect(1, '^FAIL soak: hung for 4 s during destroy', BROKEN, '--soak 1000 --timeout 4',
                             defect='hangs_in_pass'),)]
 
 
