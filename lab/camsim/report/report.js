@@ -27,7 +27,7 @@ const REASONS = {
 // The defaults of camsim: of the device's state, by short names, and of keys of the header.
 const DEFAULT_STATE = {MultiCameraIdRole: '0 1 0', faceGenderAndAge: '1', faceScore: '1', sensorSize: '4000 3000',
   quadcfa: '0', orientation: '270'};
-const DEFAULT_HEADER = {raw: 'false', stride: '0', upright: 'false', node_caps: '0', models: 'fake'};
+const DEFAULT_HEADER = {raw: 'false', stride: '0', upright: 'false', node_caps: '0', models: 'fake', realtime: 'false'};
 const CAVEATS = {fake: 'The figures are those of fake models and say nothing about a person.',
   real: 'The figures are estimates by small networks, and no basis for decisions about people.',
   unknown: 'The figures are those of fake models, or estimates by small networks: no basis for decisions.'};
@@ -453,7 +453,7 @@ function picturesHtml(request) {
   const images = [...$('pictures')?.content.querySelectorAll(`[data-request="${request}"]`) ?? []];
   if (!images.length) return '';
   const frameFaces = list(JSON.parse(run.lines[run.index.get(request)] ?? null)?.in?.faces).map(faceSvg).join('');
-  const slots = new Map(list(run.passes.get(request)?.told?.calls).map(call => [call.slot, call.face]));
+  const slots = new Map(list(run.passes.get(request)?.told?.calls).map(call => [call?.slot, call?.face]));
   const seenFaces = [...slots].map(([slot, face]) => faceSvg(face, slot)).join('');
   const figure = ({src, alt, dataset: {scale, width: w, height: h}}) => `<figure style="flex-grow:${scale * w}">` +
     `<div class="picture"><img src="${src}" width="${w}" height="${h}" alt="${alt} of request ${request}">` +
@@ -473,7 +473,7 @@ function faceSvg(face, slot) {
 // Returns the figures that the models found for a slot, by name; those published where the recording has no answers.
 function foundIn(pass, slot) {
   const found = {}, span = pass.slots[slot];
-  for (const call of list(pass.told?.calls)) if (call.slot === slot) Object.assign(found, call.answer);
+  for (const call of list(pass.told?.calls)) if (call?.slot === slot) Object.assign(found, call.answer);
   if (!pass.told && span) FIGURES.forEach(({key}, f) => { found[key] = run.values[f][slot][span.first]; });
   return found;
 }
@@ -498,8 +498,9 @@ function passHtml(pass, next) {
 
 function passesHtml() {
   const all = analysedPasses().sort((a, b) => b.request - a.request), newest = all.slice(0, SHOWN_PASSES);
-  const about = $('pictures') ? 'On the left the frame that the worker took, on the right, at the same scale, the ' +
-    'upright picture of half its size that the models saw.' : 'Pictures are in a report that camsim wrote.';
+  const about = !$('pictures')?.content.children.length ? 'Pictures are in the report of a run.' :
+    'On the left the frame that the worker took, on the right, at the same scale, the upright picture of half its ' +
+    'size that the models saw.';
   return `<h2>Passes, the newest first</h2><p class="dim">${newest.length} of ${count(all.length)}, with the figures ` +
     `that each found. ${about}</p>` + newest.map((pass, i) => passHtml(pass, all[i - 1])).join('');
 }
