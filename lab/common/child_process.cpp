@@ -50,17 +50,25 @@ void Await(pid_t child, const std::atomic<uint64_t>& progress, int seconds,
   step();
 }
 
+// Whether a process is the program that names a sanitizer's frames, which outlives its reports.
+bool IsSymbolizer(pid_t process) {
+  std::string name;
+  std::ifstream("/proc/" + std::to_string(process) + "/comm") >> name;
+  return name.rfind("llvm-symbolizer", 0) == 0 || name == "addr2line";
+}
+
 // Ends the children that this process has inherited; returns how many.
 int EndOrphans() {
   int count = 0;
   const std::string path = "/proc/self/task/" + std::to_string(getpid()) + "/children";
-  for (int round = 0; round < 1000; ++round) {
-    const pid_t ended = waitpid(-1, nullptr, WNOHANG);
-    if (ended < 0) break;
-    count += ended != 0;
+  for (bool has_any = true; has_any;) {
+    has_any = false;
     std::ifstream children(path);
-    for (pid_t orphan = 0; children >> orphan;) kill(orphan, SIGKILL);
-    if (ended == 0) Pause();
+    for (pid_t orphan = 0; children >> orphan; has_any = true) {
+      count += IsSymbolizer(orphan) ? 0 : 1;
+      kill(orphan, SIGKILL);
+      waitpid(orphan, nullptr, 0);
+    }
   }
   return count;
 }
