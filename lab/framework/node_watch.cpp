@@ -22,7 +22,7 @@ namespace {
 using Milliseconds = std::chrono::milliseconds;
 
 constexpr Milliseconds kTick{50};
-constexpr Milliseconds kAfterInterrupt{800};
+constexpr Milliseconds kAfterInterrupt{600};
 constexpr char kProcessRequest[] = "process-request";
 
 NodeWatchOptions g_options = {};  // constant while the node is watched

@@ -18,7 +18,7 @@ struct NodeWatchOptions {
   // How long a call, or a pass, may take without a model call; 0 for any time. There is no limit
   // while a debugger traces the program, and no time passes while it is stopped.
   std::chrono::seconds timeout;
-  // While it is true, calls and passes have 0.8 s left in all. Must outlive the process.
+  // While it is true, calls and passes have 0.6 s left in all. Must outlive the process.
   const std::atomic<bool>* is_interrupted;
 };
 
