@@ -56,7 +56,7 @@ need() {
 
 need_build() {
   need g++ cmake ninja-build pkg-config libsimde-dev libpng-dev libturbojpeg0-dev libcli11-dev \
-    nlohmann-json3-dev libgtest-dev binutils python3
+    nlohmann-json3-dev libgtest-dev binutils dpkg-dev file python3
 }
 
 # The cross compilers, the emulator, and the other machine's libraries with its C++ runtime.

@@ -4,7 +4,6 @@
 dev_package() {
   at_most 0 "$@"
   need_build
-  need dpkg-dev file
   build host camsim camkit nodecheck
   rm -rf build/packages
   if ! cpack --config build/host/CPackConfig.cmake -B build/packages >build/package.log 2>&1; then

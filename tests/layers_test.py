@@ -21,7 +21,7 @@ FOLDERS = {
     "lab/nodecheck": "framework media common platform device/control.h",
     "lab/camkit": "image sharpen media common",
     "lab/real_models": "platform common device/control.h <opencv2",
-    "lab/examples": "platform",
+    "lab/examples": "<brodax",
 }
 # What single files may include as well: one chooses the vector header, one knows our node, one reads the
 # networks' manifest, one compares digests.
