@@ -17,7 +17,7 @@ dev_test() {
 # The names of CMake's tests that a function of tests/ adds, by the sources alone.
 test_names() { # regular expression of the function's name
   cat tests/CMakeLists.txt tests/fuzz/CMakeLists.txt |
-    sed -nE "s/^ *($1)\((NAME )?(\w+).*/\1 \3/p" |
+    sed -nE "s/^ *($1)\((NAME )?([a-z]\w+).*/\1 \3/p" |
     sed -nE 's/^zy_fuzz (.*)/\1_replay/p; s/^(zy_test|zy_python_test|add_test) //p'
 }
 
