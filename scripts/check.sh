@@ -19,9 +19,11 @@ dev_check() {
   check_lane "${busy_steps[@]}" &
   check_lane "${test_steps[@]}"
   wait
-  local failed
-  failed=$(cd "$check_logs" && grep -lvxE '0|77' -- *.status | sed 's/\.status$//' | xargs)
-  [ -z "$failed" ] || fail 1 "after $SECONDS s these steps failed: $failed; their logs are in $check_logs"
+  local step failed=()
+  for step in "${busy_steps[@]}" "${test_steps[@]}"; do
+    grep -qxE '0|77' "$check_logs/$step.status" || failed+=("$step")
+  done
+  [ ${#failed[@]} -eq 0 ] || fail 1 "after $SECONDS s these steps failed: ${failed[*]}; their logs are in $check_logs"
   echo "all checks passed after $SECONDS s"
 }
 
