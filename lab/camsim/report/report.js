@@ -174,11 +174,13 @@ function resultHtml(counts) {
     (counts[UNKNOWN] ? `; of ${count(counts[UNKNOWN])} nothing was seen` : '');
 }
 
-// Finds the late requests, and describes how well the rate was kept.
+// Finds the late requests, and describes how well the rate was kept. The most punctual request shows when each was due.
 function paceHtml() {
   const took = Float64Array.from(run.took).sort(), at = percent => time(took[~~((run.length - 1) * percent / 100)]);
-  const reached = (run.length - 1) * 1e6 / (run.at.at(-1) - run.at[0]), rate = +run.head.fps || Math.round(reached);
-  run.late = run.at.map((us, i) => us - run.at[0] > (i + .5) * 1e6 / rate);
+  const rate = +run.head.fps || Math.round((run.length - 1) * 1e6 / (run.at.at(-1) - run.at[0])), period = 1e6 / rate;
+  const due = run.at.reduce((least, us, i) => Math.min(least, us - i * period), Infinity);
+  const reached = (run.length - 1) * 1e6 / (run.at.at(-1) - due);
+  run.late = run.at.map((us, i) => us - due > (i + .5) * period);
   return `${run.head.fps ? '' : 'about '}${rate} requests a second asked, ${reached.toFixed(1)} reached, ` +
     `${count(run.late.filter(Boolean).length)} ${abbr('late', 'sent more than half a period after their time')}; a ` +
     `request took ${at(50)} in the median, ${at(99)} at the 99th percentile, ${at(100)} at most`;
