@@ -74,16 +74,15 @@ same("differences of two recordings", "1 difference\n",
      camsim.run(4, "diff", golden, "other.jsonl --tolerance 100 --differences 0").out)
 camsim.run(0, "diff", golden, golden)
 write("short.jsonl", "".join(lines[:20]))
-check('request 20: is "missing", second "sent"\n' in camsim.run(4, "diff short.jsonl", golden).out,
+check('request 20: missing in short.jsonl\n' in camsim.run(4, "diff short.jsonl", golden).out,
       "a request that one run lacks")
-check('request 82: is "missing", recorded "sent"\n' in run(4, "--requests 81 --replay", golden).out,
-      "a request that was not sent")
+same("a replay of the first requests", "0 differences", first_line(run(0, "--requests 81 --replay", golden)))
 write("clip.y4m", b"YUV4MPEG2 W64 H48\n" + 12 * (b"FRAME\n" + b"\x80" * 4608))
 run(0, "--input clip.y4m --face 8,8,40,40 --jsonl run.jsonl --passes")
 check(requests("run.jsonl").count(b'\n{"pass":') == 1, "the pass is missing")
 same("a replay of a recording with passes", "0 differences", first_line(run(0, "--replay run.jsonl")))
 write("short.y4m", read("clip.y4m")[:-4614])
-check('request 12: is "missing", recorded "sent"\n' in run(4, "--input short.y4m --replay run.jsonl").out,
+check('request 12: missing in the run\n' in run(4, "--input short.y4m --replay run.jsonl").out,
       "an input that ends one request early")
 same("other pixels", "82 requests with other pixels than recorded, the first is 1",
      first_line(run(4, "--size 322x240 --replay", golden)))
@@ -100,6 +99,27 @@ bad_line(f"line 2: device.model_delay_ms: {plain}/libQVFD_AgeGender.so: has no z
          '{"request":1}\n{"device":{"model_delay_ms":1}}\n{"request":2}\n', "--script bad --device", plain)
 bad(3, "missing: cannot open: No such file or directory", "--replay missing")
 camsim.run(2, "--script bad --replay bad")
+
+# ---- What the command line changes ---------------------------------------------------------------------
+def changed(file, status, *options):
+    """What a replay of a file, or its script, says first, and the settings and faces of its last request."""
+    done = run(status, file, *options, "--jsonl run.jsonl")
+    inputs = json.loads(read("run.jsonl").splitlines()[-1])["in"]
+    return [first_line(done), inputs["brodax.device.orientation"], inputs["android.statistics.faceRectangles"], inputs["faces"]]
+
+
+write("script", '{"request":1,"in":{"faces":[[10,10,300,300]]}}\n{"request":2,"in":{"brodax.device.orientation":0}}\n')
+run(0, "--script script --jsonl old.jsonl")
+same("a replay at 90 with another sensor", ["orientation 90 instead of the recorded values", 90, [100, 100, 3090, 3090], [[10, 10, 300, 300]]],
+     changed("--replay old.jsonl", 0, "--orientation 90 --sensor 6400x3600"))
+same("a script at 90", ["orientation 90 until a line of the script changes it", 0, [64, 84, 1932, 2576], [[10, 10, 300, 300]]],
+     changed("--script script", 0, "--orientation 90"))
+write("script", '{"device":{"model_delay_ms":1}}\n{"property":{"persist.vendor.camera.zynode_conf":"ff"}}\n{"request":1}\n')
+run(0, "--script script --jsonl old.jsonl")
+run(0, "--replay old.jsonl --zynode-conf f --jsonl run.jsonl")
+check(b'"ff"' not in read("run.jsonl") and b"model_delay_ms" in read("run.jsonl"), "a recorded property holds")
+for options in "--orientation 45", "--zynode-conf xyz", "--tolerance 1":
+    camsim.bad(2, options)
 run(1, "--script", golden, "--jsonl", golden_folder / "../golden/switches.jsonl")
 run(1, "--jsonl same --trace ./same")
 

@@ -47,7 +47,8 @@ int Diff(const camsim::Options& options) {
   if (!options.report.empty()) {
     if (auto failure = WriteReport(options, texts)) return Say(failure, common::kExitFailure);
   }
-  record::Comparison comparison({options.tolerance, options.differences, "second"});
+  record::Comparison comparison(
+      {options.tolerance, options.differences, "second", options.compared[0], options.compared[1]});
   record::CompareRecordings(recordings[0], recordings[1], &comparison);
   std::fputs(comparison.Text().c_str(), stdout);
   if (std::fflush(stdout) != 0) return common::kExitFailure;

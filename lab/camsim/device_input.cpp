@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <limits>
+#include <type_traits>
 
 #include "framework/own_node.h"
 
@@ -48,28 +49,41 @@ std::vector<int32_t> SensorRects(const framework::DeviceState& state, Size frame
 
 }  // namespace
 
-DeviceInput::DeviceInput(const Options& options) {
-  holds_.camera_role = {0, static_cast<int32_t>(options.role),
-                        static_cast<int32_t>(options.camera)};
-  holds_.gender_and_age = options.gender_and_age;
-  holds_.score = options.score;
-  if (options.sensor.width != 0) {
-    holds_.sensor_size = {options.sensor.width, options.sensor.height};
-  }
-  holds_.quad_cfa = options.quad_cfa;
-  holds_.orientation = options.orientation;
+DeviceInput::DeviceInput(const Options& options) : is_replay_(options.IsReplay()) {
+  holds_.camera_role = {0, options.role.value_or(framework::kWorkingRole),
+                        options.camera.value_or(0)};
+  holds_.gender_and_age = options.gender_and_age.value_or(true);
+  holds_.score = options.score.value_or(true);
+  holds_.quad_cfa = options.quad_cfa.value_or(false);
+  holds_.orientation = options.orientation.value_or(270);
+  if (options.role || options.camera) given_.camera_role = holds_.camera_role;
+  if (options.gender_and_age) given_.gender_and_age = holds_.gender_and_age;
+  if (options.score) given_.score = holds_.score;
+  if (options.sensor.width != 0) given_.sensor_size = {options.sensor.width, options.sensor.height};
+  if (options.quad_cfa) given_.quad_cfa = holds_.quad_cfa;
+  if (options.orientation) given_.orientation = holds_.orientation;
+  holds_.sensor_size = given_.sensor_size;
 }
 
 void DeviceInput::Change(const record::RequestStep& step) {
+  bool is_given = false;
+  const auto note_given = [&is_given](const char*, const auto& given) {
+    is_given |= given.has_value();
+  };
+  if (is_replay_) framework::ForEachTag(note_given, given_);
+  // The faces of a recording are those of its rectangles.
+  const bool has_rectangles = step.change.face_rectangles && !(is_given && step.faces);
   framework::ForEachTag(
-      [](const char*, auto& holds, bool& is_absent, const auto& change) {
-        if (!change) return;
+      [&](const char*, auto& holds, bool& is_absent, const auto& given, const auto& change) {
+        using Rectangles = std::optional<std::vector<int32_t>>;
+        constexpr bool kIsRectangles = std::is_same_v<decltype(holds), Rectangles&>;
+        if (!change || (is_replay_ && given) || (kIsRectangles && !has_rectangles)) return;
         is_absent = !*change;
         if (*change) holds = *change;
       },
-      holds_, is_absent_, step.change);
-  if (step.change.face_rectangles) faces_.reset();
-  if (!step.faces) return;
+      holds_, is_absent_, given_, step.change);
+  if (has_rectangles) faces_.reset();
+  if (!step.faces || has_rectangles) return;
   faces_ = step.faces;
   holds_.face_rectangles.reset();
   is_absent_.face_rectangles = false;

@@ -18,7 +18,9 @@ namespace camsim {
 class DeviceInput {
  public:
   explicit DeviceInput(const Options& options);
-  // What a line of a script changes from here on. Of faces and raw rectangles the later counts.
+  // What a line of a script changes from here on. Of faces and raw rectangles the later counts, of
+  // one line the rectangles. In a replay the tags of the options stay as they are, and rectangles
+  // follow from the faces.
   void Change(const record::RequestStep& step);
 
   // The state itself. Without a sensor size one is chosen that holds the frame.
@@ -33,6 +35,8 @@ class DeviceInput {
   template <typename>
   using Flag = bool;
 
+  const bool is_replay_;
+  framework::DeviceState given_;  // by options
   framework::DeviceState holds_;
   framework::InputTags<Flag> is_absent_;
   std::optional<std::vector<common::Rect>> faces_;

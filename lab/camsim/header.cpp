@@ -2,6 +2,7 @@
 #include "camsim/header.h"
 
 #include <string>
+#include <utility>
 
 #include "common/version.h"
 
@@ -27,6 +28,34 @@ record::RunHeader HeaderOf(const Options& options, Size frame, Size buffer,
   header.models = options.real_models ? "real" : "fake";
   header.command = options.command;
   return header;
+}
+
+std::vector<std::string> NoticesOf(const Options& options) {
+  const auto number = [](const auto& given) {
+    return given ? std::to_string(static_cast<int>(*given)) : std::string();
+  };
+  const Size sensor = options.sensor;
+  const std::pair<const char*, std::string> settings[] = {
+      {"orientation", number(options.orientation)},
+      {"sensor",
+       sensor.width == 0 ? "" : std::to_string(sensor.width) + "x" + std::to_string(sensor.height)},
+      {"quad-cfa", number(options.quad_cfa)},
+      {"role", number(options.role)},
+      {"camera", number(options.camera)},
+      {"gender-age", number(options.gender_and_age)},
+      {"score", number(options.score)},
+      {"zynode-conf", options.zynode_conf},
+      {"operation-mask", options.operation_mask},
+      {"model-delay", number(options.model_delay_ms)},
+      {"failing-inits", number(options.failing_inits)}};
+  std::vector<std::string> notices;
+  for (const auto& [name, value] : settings) {
+    if (value.empty() || options.ScriptPath().empty()) continue;
+    notices.push_back(name + (" " + value) +
+                      (options.IsReplay() ? " instead of the recorded values"
+                                          : " until a line of the script changes it"));
+  }
+  return notices;
 }
 
 void UseHeader(const record::RunHeader& header, Options* options) {

@@ -2,6 +2,9 @@
 #ifndef ZY_CAMSIM_HEADER_H_
 #define ZY_CAMSIM_HEADER_H_
 
+#include <string>
+#include <vector>
+
 #include "camsim/options.h"
 #include "framework/device.h"
 #include "record/request_record.h"
@@ -16,6 +19,10 @@ record::RunHeader HeaderOf(const Options& options, Size frame, Size buffer,
 // input with its size and stride, the negotiated buffer, the node's capabilities. For another input
 // only the turning. From here on the options stay as they are.
 void UseHeader(const record::RunHeader& header, Options* options);
+
+// Says of each option about the device that a script or recording must give way to it, or begins
+// with it.
+std::vector<std::string> NoticesOf(const Options& options);
 
 }  // namespace camsim
 

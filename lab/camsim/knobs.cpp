@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "camsim/knobs.h"
 
+#include <algorithm>
+#include <optional>
 #include <string>
 #include <variant>
 
@@ -44,12 +46,23 @@ std::vector<record::Event> DeviceEvents(const Options& options) {
   };
   const std::string camera = "persist.vendor.camera.";
   const std::string &conf = options.zynode_conf, &mask = options.operation_mask;
-  const int64_t delay = options.model_delay_ms, inits = options.failing_inits;
   if (!conf.empty()) set(Event::kProperty, camera + "zynode_conf", conf);
   if (!mask.empty()) set(Event::kProperty, camera + "operationMask", mask);
-  if (delay != 0) set(Event::kDevice, kModelDelay, delay);
-  if (inits != 0) set(Event::kDevice, kFailingInits, inits);
+  const std::optional<int>&delay = options.model_delay_ms, &inits = options.failing_inits;
+  if (delay) set(Event::kDevice, kModelDelay, int64_t{*delay});
+  if (inits) set(Event::kDevice, kFailingInits, int64_t{*inits});
   return events;
+}
+
+void RemoveGiven(const Options& options, record::Event* event) {
+  auto& settings = event->settings;
+  for (const record::Event& given : DeviceEvents(options)) {
+    const std::string& name = given.settings.front().first;
+    const auto is_given = [&](const auto& setting) { return setting.first == name; };
+    if (given.kind == event->kind) {
+      settings.erase(std::remove_if(settings.begin(), settings.end(), is_given), settings.end());
+    }
+  }
 }
 
 common::Failure SetKnobs(const framework::Device& device, const record::Event& event, bool tries) {

@@ -16,6 +16,9 @@ namespace camsim {
 // again.
 std::vector<record::Event> DeviceEvents(const Options& options);
 
+// Takes the settings that the command line gives out of an event.
+void RemoveGiven(const Options& options, record::Event* event);
+
 // Does what an event asks of the device, or, to try, only looks whether it can be done. Fails when
 // a library lacks the knob.
 common::Failure SetKnobs(const framework::Device& device, const record::Event& event, bool tries);

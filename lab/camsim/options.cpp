@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cstdio>
 #include <cstring>
@@ -70,6 +71,18 @@ constexpr float kFaceThreshold = 0.75f;
 // Not a number and infinity would pass a range.
 std::string PlainNumber(const std::string& text) {
   return text.find_first_not_of("0123456789.") == std::string::npos ? "" : text + " is no number";
+}
+
+std::string QuarterTurn(const std::string& text) {
+  const bool is_one = text == "0" || text == "90" || text == "180" || text == "270";
+  return is_one ? "" : text + " is none of 0, 90, 180, 270";
+}
+
+std::string Hexadecimal(const std::string& text) {
+  const std::string digits = text.rfind("0x", 0) == 0 ? text.substr(2) : text;
+  const bool is_one = !digits.empty() && digits.size() <= 8 &&
+                      digits.find_first_not_of("0123456789abcdefABCDEF") == digits.npos;
+  return is_one ? "" : text + " is no hexadecimal number of up to 8 digits";
 }
 
 // The parsers below return the reason why a text is refused, or nothing.
@@ -161,8 +174,10 @@ void AddInput(common::Command* command, Options* options, Size* size,
 void AddDeviceState(common::Command* command, Options* options) {
   command->Add("--requests", &options->requests, "requests to send (60, or all of a clip)")
       .Within(1, 100'000'000);
-  command->Add("--orientation", &options->orientation,
-               "device orientation in degrees (270, at which a frame is analysed as it is)");
+  command
+      ->Add("--orientation", &options->orientation,
+            "device orientation in degrees (270, at which a frame is analysed as it is)")
+      .Checks(QuarterTurn);
   AddParsed(command, "--sensor", ParseSize, &options->sensor,
             "sensor size (4000x3000, or the frame's if larger)")
       .Shows("WxH");
@@ -172,10 +187,14 @@ void AddDeviceState(common::Command* command, Options* options) {
   command->AddFlag("--gender-age,!--no-gender-age", &options->gender_and_age,
                    "the gender and age switch (on)");
   command->AddFlag("--score,!--no-score", &options->score, "the face score switch (on)");
-  command->Add("--zynode-conf", &options->zynode_conf,
-               "property persist.vendor.camera.zynode_conf, hexadecimal (unset: ffffff)");
-  command->Add("--operation-mask", &options->operation_mask,
-               "property persist.vendor.camera.operationMask, hexadecimal (unset: ffffff)");
+  command
+      ->Add("--zynode-conf", &options->zynode_conf,
+            "property persist.vendor.camera.zynode_conf, hexadecimal (unset: ffffff)")
+      .Checks(Hexadecimal);
+  command
+      ->Add("--operation-mask", &options->operation_mask,
+            "property persist.vendor.camera.operationMask, hexadecimal (unset: ffffff)")
+      .Checks(Hexadecimal);
   command->Add("--node-caps", &options->node_caps, "capability mask of the node (0)");
   AddParsed(command, "--buffer", ParseSize, &options->buffer,
             "negotiated buffer size (the frame's)")
@@ -243,28 +262,30 @@ void AddReport(common::Command* command, const std::string& about, Options* opti
   command->Add("--report", &options->report, about).Shows("FILE").Checks(NamedFile);
 }
 
+// For replays and for comparisons without a run.
+std::array<common::CommandOption, 2> AddComparison(common::Command* command, Options* options) {
+  return {command->Add("--tolerance", &options->tolerance, "by which figures may differ (0)")
+              .Checks(PlainNumber),
+          command->Add("--differences", &options->differences, "differences to print (20)")};
+}
+
 void AddRecordings(common::Command* command, Options* options) {
   const common::CommandOption script =
       command->Add("--script", &options->script, "send what a script or a recording says")
           .Shows("FILE|-")
           .Checks(common::NotEmpty);
-  command
-      ->Add("--replay", &options->replay,
-            "send what a recording (--jsonl) says, and compare what comes back")
-      .Shows("FILE|-")
-      .Checks(common::NotEmpty)
-      .Excludes(script);
+  const common::CommandOption replay =
+      command
+          ->Add("--replay", &options->replay,
+                "send what a recording (--jsonl) says, and compare what comes back")
+          .Shows("FILE|-")
+          .Checks(common::NotEmpty)
+          .Excludes(script);
+  for (common::CommandOption& option : AddComparison(command, options)) option.Needs(replay);
   command->Add("--trace", &options->trace, "trace events, for a trace viewer")
       .Shows("FILE")
       .Checks(NamedFile);
   AddReport(command, "the run as a page of HTML", options);
-}
-
-// For replays and for comparisons without a run.
-void AddComparison(common::Command* command, Options* options) {
-  command->Add("--tolerance", &options->tolerance, "by which figures may differ (0)")
-      .Checks(PlainNumber);
-  command->Add("--differences", &options->differences, "differences to print (20)");
 }
 
 void AddDiff(common::Command* command, Options* options) {
@@ -289,7 +310,6 @@ bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
   AddDeviceState(&line, options);
   AddRun(&line, options);
   AddRecordings(&line, options);
-  AddComparison(&line, options);
   AddDiff(&line, options);
   if (!line.Parse(argc, argv, exit_code)) return false;
   options->faces.resize(faces.size());

@@ -30,22 +30,21 @@ struct Options {
   std::optional<float> found_faces;  // or the faces found in each frame, from this score on
   std::optional<bool> upright;       // frames are turned into a sensor's; unset: if faces are found
   int requests = 0;                  // 0 is 60 of an input without an end, else all
-  int orientation = 270;
+  // Of the device's state only what the command line gives. In a replay it holds for the whole run,
+  // in a script until a line changes it.
+  std::optional<int> orientation;
   Size sensor;  // 0x0 chooses one that holds the frame
-  bool quad_cfa = false;
-  uint32_t role = 1;
-  uint32_t camera = 0;
-  bool gender_and_age = true;
-  bool score = true;
+  std::optional<bool> quad_cfa;
+  std::optional<int> role, camera;
+  std::optional<bool> gender_and_age, score;
   std::string zynode_conf;     // empty leaves the property unset
   std::string operation_mask;  // likewise
+  std::optional<int> model_delay_ms, failing_inits;
   uint32_t node_caps = 0;
   Size buffer;  // 0x0 is the frame's size
   bool real_models = false;
   std::string real_device;  // the folder of the libraries with real networks
-  int model_delay_ms = 0;
-  int failing_inits = 0;
-  int timeout_s = 10;  // of a call of the node and of a pass; 0 for none
+  int timeout_s = 10;       // of a call of the node and of a pass; 0 for none
   bool realtime = false;
   double fps = 30.0;
   std::string jsonl;                     // a path, "-" or empty
@@ -62,6 +61,7 @@ struct Options {
   std::vector<std::string> compared;     // two recordings that are compared instead of a run
   LogLevel log = LogLevel::kNone;
 
+  bool IsReplay() const { return !replay.empty(); }
   const std::string& ScriptPath() const { return replay.empty() ? script : replay; }
   bool IsUpright() const { return upright.value_or(found_faces.has_value()); }
 };

@@ -123,9 +123,8 @@ common::Failure Outputs::CheckApart() const {
 
 std::vector<std::unique_ptr<record::RunListener>> Outputs::Listeners(
     const std::string& rate, const record::Recording& recorded, record::Comparison* comparison) {
-  const bool has_stdout = FileOf(kJsonLines) != stdout && FileOf(kClip) != stdout;
+  std::FILE* const text = Text();
   const bool is_replay = !options_.replay.empty();
-  std::FILE* const text = has_stdout ? stdout : stderr;
   const std::string caption = options_.real_models ? kRealCaption : kStandInCaption;
   std::vector<std::unique_ptr<record::RunListener>> listeners;
   const auto add = [&listeners](auto listener) { listeners.push_back(std::move(listener)); };
@@ -133,9 +132,12 @@ std::vector<std::unique_ptr<record::RunListener>> Outputs::Listeners(
     add(std::make_unique<record::JsonLines>(options_.passes, file));
   if (std::FILE* const file = FileOf(kTrace)) add(record::MakeTrace(file));
   if (std::FILE* const file = FileOf(kReport)) add(std::make_unique<Page>(file));
-  if (is_replay) add(std::make_unique<record::ReplayCheck>(recorded, comparison, text));
+  if (is_replay) {
+    const int64_t last = options_.requests != 0 ? options_.requests : INT64_MAX;
+    add(std::make_unique<record::ReplayCheck>(recorded, last, comparison, text));
+  }
   // A replay prints what is different instead of rows.
-  const TableOptions table = {has_stdout && !is_replay, options_.all, options_.real_models};
+  const TableOptions table = {text == stdout && !is_replay, options_.all, options_.real_models};
   add(std::make_unique<Table>(table, text));
   if (std::FILE* const file = FileOf(kClip)) {
     add(std::make_unique<AnnotatedClip>(outputs_[kClip].path, caption, rate, file));

@@ -29,6 +29,11 @@ class Outputs {
   // well or that is the input is a failure, and nothing that was there is lost.
   common::Failure Open();
 
+  // Where text goes; after Open().
+  std::FILE* Text() const {
+    return FileOf(kJsonLines) != stdout && FileOf(kClip) != stdout ? stdout : stderr;
+  }
+
   // Who shows, stores and compares the run; to be destroyed first. `rate` is that of a clip. A
   // replay is compared with `recorded`.
   std::vector<std::unique_ptr<record::RunListener>> Listeners(const std::string& rate,

@@ -43,7 +43,7 @@ Run::Run(const Options& options, const record::Recording& script)
       passes_(clock_, options.realtime, !options.report.empty()),
       sender_(options, clock_, passes_, &outcomes_),
       outputs_(options),
-      comparison_({options.tolerance, options.differences, "recorded"}) {}
+      comparison_({options.tolerance, options.differences}) {}
 
 int Run::Go() {
   if (common::Failure failure = OpenInput()) {
@@ -115,6 +115,9 @@ common::Failure Run::TryScript() const {
 
 void Run::Begin() {
   clock_.Start();
+  for (const std::string& notice : NoticesOf(options_)) {
+    std::fprintf(outputs_.Text(), "%s\n", notice.c_str());
+  }
   listeners_ = outputs_.Listeners(frames_.Source().Rate(), recording_, &comparison_);
   const record::RunHeader header = HeaderOf(options_, frames_.PictureSize(), buffer_, device_);
   for (const auto& listener : listeners_) {
@@ -139,7 +142,9 @@ common::Failure Run::PlayScript(int64_t number) {
   return std::nullopt;
 }
 
-common::Failure Run::Apply(const record::Event& event) {
+common::Failure Run::Apply(record::Event event) {
+  if (options_.IsReplay()) RemoveGiven(options_, &event);
+  if (event.kind != record::Event::kPipeline && event.settings.empty()) return std::nullopt;
   for (const auto& listener : listeners_) listener->OnEvent(event);
   if (event.kind != record::Event::kPipeline) return SetKnobs(device_, event, false);
   if (!sender_.HasStarted()) return std::nullopt;
@@ -158,6 +163,10 @@ int Run::SendRequests() {
     if (!failure) failure = frames_.Next(&at_end);
     if (failure && Interrupted()) break;
     if (failure) return Say(failure, common::kExitUnreadableInput);
+    if (at_end && options_.requests != 0) {
+      progress_.Print("camsim: the input ends after " + std::to_string(summary_.sent) +
+                      (summary_.sent == 1 ? " frame" : " frames"));
+    }
     if (at_end) break;
     failure = SendRequest();
     if (failure) return Say(failure, common::kExitFailure);

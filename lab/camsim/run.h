@@ -43,7 +43,7 @@ class Run {
 
   // Does what the script says up to the request of this number.
   common::Failure PlayScript(int64_t number);
-  common::Failure Apply(const record::Event& event);
+  common::Failure Apply(record::Event event);
 
   int SendRequests();
   common::Failure SendRequest();

@@ -66,6 +66,7 @@ CommandOption Command::Add(const std::string& name, Value* value, const std::str
 
 template CommandOption Command::Add(const std::string&, std::string*, const std::string&);
 template CommandOption Command::Add(const std::string&, int*, const std::string&);
+template CommandOption Command::Add(const std::string&, std::optional<int>*, const std::string&);
 template CommandOption Command::Add(const std::string&, uint32_t*, const std::string&);
 template CommandOption Command::Add(const std::string&, uint64_t*, const std::string&);
 template CommandOption Command::Add(const std::string&, double*, const std::string&);

@@ -49,8 +49,8 @@ class Command {
  public:
   explicit Command(CLI::App* app) : app_(app) {}
 
-  // Adds an option that sets a value: a string, an int, an unsigned number, a double, or a vector
-  // of strings or of uint64_t. The value must outlive the parsing.
+  // Adds an option that sets a value: a string, an int, an optional one, an unsigned number, a
+  // double, or a vector of strings or of uint64_t. The value must outlive the parsing.
   template <typename Value>
   CommandOption Add(const std::string& name, Value* value, const std::string& about);
   // Adds an option whose text goes to a function.

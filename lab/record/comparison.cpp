@@ -65,17 +65,17 @@ Returned ReturnedWith(const RequestRecord& request) {
 void Comparison::Add(const Returned* run, const Returned* other) {
   const int64_t number = (run != nullptr ? run : other)->number;
   if (run == nullptr || other == nullptr) {
-    const auto text = [](const Returned* request) {
-      return request != nullptr ? "sent" : "missing";
-    };
-    return AddDifference(number, "is", text(run), text(other));
+    const std::string& lacks = run == nullptr ? options_.run : options_.other;
+    return AddDifference(number, "missing in " + lacks);
   }
   if (!run->digest.empty() && !other->digest.empty() && run->digest != other->digest) {
     if (++other_pixels_ == 1) first_other_pixels_ = number;
   }
   const Flat mine = Flatten(run->values), others = Flatten(other->values);
   const auto compare = [&](const std::string& name, const Value& a, const Value& b) {
-    if (!AreEqual(a, b, options_.tolerance)) AddDifference(number, name, a, b);
+    if (AreEqual(a, b, options_.tolerance)) return;
+    AddDifference(number,
+                  name + " " + TextOrNone(a) + ", " + options_.other_name + " " + TextOrNone(b));
   };
   for (const auto& [name, value] : mine) {
     const Value* const theirs = Find(others, name);
@@ -86,11 +86,9 @@ void Comparison::Add(const Returned* run, const Returned* other) {
   }
 }
 
-void Comparison::AddDifference(int64_t number, const std::string& name, const Value& run,
-                               const Value& other) {
+void Comparison::AddDifference(int64_t number, const std::string& text) {
   if (++count_ > options_.limit) return;
-  lines_ += "request " + std::to_string(number) + ": " + name + " " + TextOrNone(run) + ", " +
-            options_.other_name + " " + TextOrNone(other) + "\n";
+  lines_ += "request " + std::to_string(number) + ": " + text + "\n";
 }
 
 std::string Comparison::Text() const {

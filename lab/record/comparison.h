@@ -24,7 +24,8 @@ Returned ReturnedWith(const RequestRecord& request);
 struct ComparisonOptions {
   double tolerance = 0;                 // the difference up to which two figures count as equal
   std::size_t limit = 20;               // differences that get a line
-  std::string other_name = "recorded";  // what the lines call the other run
+  std::string other_name = "recorded";  // what the lines call the other run's values
+  std::string run = "the run", other = "the recording";  // what they call both
 };
 
 // The differences of two runs in what came back.
@@ -41,7 +42,7 @@ class Comparison {
   std::string Text() const;
 
  private:
-  void AddDifference(int64_t number, const std::string& name, const Value& run, const Value& other);
+  void AddDifference(int64_t number, const std::string& text);
 
   ComparisonOptions options_;
   std::string lines_;

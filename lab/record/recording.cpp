@@ -170,9 +170,9 @@ RequestStep RequestOf(const Json& json) {
       },
       step.change);
   const auto faces = in.find("faces");
-  if (faces == in.end() || step.change.face_rectangles) return step;
+  if (faces == in.end()) return step;
   if (faces->is_null()) {
-    step.change.face_rectangles.emplace();
+    if (!step.change.face_rectangles) step.change.face_rectangles.emplace();
     return step;
   }
   step.faces.emplace();

@@ -34,7 +34,8 @@ using StateChange = framework::InputTags<Change>;
 struct RequestStep {
   std::optional<int64_t> frame_index;
   StateChange change;
-  // In picture pixels, from here on; nothing where the line gives none, or raw rectangles as well.
+  // In picture pixels, from here on; nothing where the line gives none. Raw rectangles that the
+  // line changes as well come first.
   std::optional<std::vector<common::Rect>> faces;
   Returned returned;
   bool is_recorded = false;  // something came back

@@ -15,8 +15,9 @@ namespace record {
 // differences.
 class ReplayCheck : public RunListener {
  public:
-  ReplayCheck(const Recording& recorded, Comparison* comparison, std::FILE* to)
-      : recorded_(recorded), comparison_(comparison), to_(to) {}
+  // Requests beyond `last` are not compared.
+  ReplayCheck(const Recording& recorded, int64_t last, Comparison* comparison, std::FILE* to)
+      : recorded_(recorded), last_(last), comparison_(comparison), to_(to) {}
 
   common::Failure OnRequest(const RequestRecord& request, const media::Nv12Frame&) override {
     if (const RequestStep* recorded = NextUpTo(request.number)) {
@@ -27,7 +28,7 @@ class ReplayCheck : public RunListener {
   }
 
   common::Failure Finish(const Summary&) override {
-    while (const RequestStep* missing = NextUpTo(INT64_MAX)) {
+    while (const RequestStep* missing = NextUpTo(last_)) {
       comparison_->Add(nullptr, &missing->returned);
     }
     std::fputs(comparison_->Text().c_str(), to_);
@@ -45,6 +46,7 @@ class ReplayCheck : public RunListener {
   }
 
   const Recording& recorded_;
+  const int64_t last_;
   Comparison* const comparison_;
   std::FILE* const to_;
   std::size_t at_ = 0;
