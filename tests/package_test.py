@@ -127,7 +127,7 @@ done = subprocess.run(["bash", "-ec", script], stdin=subprocess.DEVNULL, capture
 check(done.returncode == 0, f"docs/own_node.md: {done.stdout[-2000:]}{done.stderr[-2000:]}")
 for told in re.findall(r"`(the node's own tags: [^`]*)`", page) + [", 0 failed, "]:
     check(told in done.stdout, f"docs/own_node.md: no {told!r} in {done.stdout}")
-check(not has_gdb or re.search(r"^Breakpoint 1, .*mean_luma\.cpp:", done.stdout, re.M | re.S), "gdb: no breakpoint")
+check(not has_gdb or re.search(r"\bBreakpoint 1, .*mean_luma\.cpp:", done.stdout, re.M | re.S), "gdb: no breakpoint")
 
 # The programs find this project's node and the fakes where they were put.
 os.environ["LD_LIBRARY_PATH"] = ""
