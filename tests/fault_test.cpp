@@ -53,6 +53,7 @@ int CallOrFail(int error, int (*function)(Arguments...), std::decay_t<Arguments>
 
 }  // namespace
 
+// The linker gives these names (--wrap). NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 
 // operator new(size_t, nothrow)
@@ -115,6 +116,7 @@ int __wrap_pthread_join(pthread_t thread, void** result) {
 }
 
 }  // extern "C"
+// NOLINTEND(bugprone-reserved-identifier)
 
 namespace {
 
@@ -238,7 +240,7 @@ TEST_F(FaultTest, ASteadyStreamAllocatesAGrayImagePerPassAndNothingOnTheRequestT
   ASSERT_TRUE(Start(session));
   g_bytes = 0;
   Send(session, large_, 8);  // two passes: the frame, its colour image, a gray image for each
-  EXPECT_EQ(g_bytes, size_t{160} * 120 * 3 / 2 + 80 * 60 * (3 + 2));
+  EXPECT_EQ(g_bytes, size_t{160} * 120 * 3 / 2 + size_t{80} * 60 * (3 + 2));
   const uint64_t passes = device::AgeGender().Counts().analyses;
   const int before = t_calls;
   g_bytes = 0;
