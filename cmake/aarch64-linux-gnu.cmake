@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-# Arm 64-bit on Linux: cross-built by the compiler that the preset names, run by an emulator.
-# Libraries come from Debian's arm64 packages.
+# Arm 64-bit on Linux, cross-built by the preset's compiler with Debian's arm64 packages, run by an
+# emulator.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
 set(CMAKE_LIBRARY_ARCHITECTURE aarch64-linux-gnu)

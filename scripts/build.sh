@@ -4,17 +4,17 @@
 jobs=$(nproc)
 node_of_host=build/host/com.qti.node.brodaxgenderage.so
 
-fail() { # exit status, what went wrong
+fail() { # exit status, message
   echo "dev: ${*:2}" >&2
   exit "$1"
 }
 
-# Refuses arguments of a command that takes at most so many.
+# Refuses more arguments than the given number.
 at_most() { # number, the arguments
   [ $(($# - 1)) -le "$1" ] || fail 2 "$command: does not take ${*:$(($1 + 2))} (see ./dev help)"
 }
 
-# Refuses arguments that are no whole numbers, which must not pass for a zero.
+# Refuses arguments that are not whole numbers, which would otherwise count as 0.
 numbers() {
   local argument
   for argument in "$@"; do
@@ -41,7 +41,7 @@ apt_get() {
   done
 }
 
-# Installs the named packages that are missing, and removes none for them.
+# Installs missing packages, and removes none for them.
 need() {
   local missing=() package
   for package in "$@"; do
@@ -59,7 +59,7 @@ need_build() {
     nlohmann-json3-dev libgtest-dev binutils dpkg-dev file python3
 }
 
-# The cross compilers, the emulator, and the other machine's libraries with its C++ runtime.
+# Installs the cross compilers, the emulator, and the other machine's libraries with its C++ runtime.
 need_arm64() {
   if ! dpkg --print-foreign-architectures | grep -qx arm64; then
     echo "adding the foreign architecture arm64 to this machine's packages" >&2
@@ -69,7 +69,7 @@ need_arm64() {
     libstdc++6:arm64 libgtest-dev:arm64 libpng-dev:arm64 libturbojpeg0-dev:arm64
 }
 
-# Configures a preset, and builds the named targets or the preset's; a terminal sees how far it is.
+# Configures a preset and builds the given targets or the preset's; a terminal shows the progress.
 build() { # preset, targets
   local preset=$1 log=build/$1/build.log targets=()
   [ $# -eq 1 ] || targets=(--target "${@:2}")

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-# Part of ./dev: what every submission must pass. Two lanes of steps run side by side: one keeps the
-# processors busy, the other sleeps and waits a lot. A lane goes on after a step that failed.
+# Part of ./dev: the checks of a submission. Two lanes of steps run in parallel: one keeps the
+# processors busy, the other mostly waits. A lane continues after a failed step.
 
 busy_steps=(format asan_build tsan_build arm64_build cppcheck tidy faces)
 test_steps=(protocol android_libraries page asan_tests tsan_tests arm64_tests counts)
@@ -32,7 +32,7 @@ check_lane() { # steps
   for step in "$@"; do check_step "$step"; done
 }
 
-# A step's status is the status of its last command: 77 means that its input is out of reach here.
+# Runs a step. Status 77 of its last command means that an input is not available here.
 check_step() { # step
   local log=$check_logs/$1.log start=$SECONDS status=0 verdict
   (set -e; "check_$1") >"$log" 2>&1 </dev/null &
@@ -46,7 +46,7 @@ check_step() { # step
   echo "$status" >"$check_logs/$1.status"
 }
 
-# Waits for a step of the other lane, without which the caller has nothing to test.
+# Waits for a step of the other lane that builds the caller's input.
 check_after() { # step
   until [ -s "$check_logs/$1.status" ]; do sleep 0.2; done
   grep -qx 0 "$check_logs/$1.status" || { echo "not run, because $1 failed"; return 1; }
@@ -63,7 +63,7 @@ check_format() {
 check_asan_build() { build asan; }
 check_tsan_build() { build tsan; }
 
-# clang builds everything, as for devices; of g++'s code the kernels' digests are compared.
+# clang builds everything, as for devices; g++ builds the kernels, whose digests are compared.
 check_arm64_build() {
   build arm64
   build arm64-gcc zyselftest
@@ -106,15 +106,15 @@ check_tidy() {
   "${tidy[@]}" --checks='-clang-analyzer-*' <<<"$unanalysed"
 }
 
-# Passed over: right shifts of negative values, which every compiler of this project floors and the
-# vector rows rely on; three pointers passed by value; the framework's signatures.
+# Suppresses right shifts of negative values, which every compiler of this project floors and the
+# vector rows need, three pointers passed by value, and the framework's signatures.
 check_cppcheck() {
   cppcheck --quiet --enable=warning,style,performance,portability --std=c++17 --language=c++ \
     --platform=unix64 -I src --error-exitcode=1 --suppress=shiftNegativeLHS --suppress=passedByValue \
     --suppress=constParameter --suppress=missingIncludeSystem src
 }
 
-# The files of networks and photographs come from elsewhere, which may be out of reach.
+# Downloads networks and photographs, which may be impossible here.
 check_faces() {
   if { check_models "$models_cache" 2>/dev/null || fetch_models; } && free_photographs; then
     dev_faces --check

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 # Checks the model of the worker's hand-over, docs/worker_protocol.pml, in every configuration: the
-# protocol as it is must hold, and each tempting simplification must fail for the known reason. One
-# line per configuration; exit status 0 when every outcome is the expected one, 1 when not, 77 when
-# spin or the C compiler is missing. Takes a few seconds.
+# unchanged protocol must hold, and each tempting simplification must fail for the known reason.
+# Prints one line per configuration. Exit status 0: every outcome as expected; 1: not; 77: spin or
+# the C compiler is missing. Takes a few seconds.
 set -euo pipefail
 
 model=$(cd "$(dirname "${BASH_SOURCE[0]}")/../docs" && pwd)/worker_protocol.pml
@@ -17,13 +17,13 @@ cd "$scratch"
 
 failures=0
 
-# search SAFETY|LIVENESS SPIN_OPTION...: leaves the verifier's report in the file `report`.
+# search SAFETY|LIVENESS SPIN_OPTION...: writes the verifier's report to the file `report`.
 search() {
   local kind=$1
   shift
   rm -f pan* report
   spin -a "$@" "$model" >spin.log || { cat spin.log >&2; return 1; }
-  # Breadth first finds the shortest way to a fault: the reason is the first thing to go wrong.
+  # Breadth first finds the shortest path to a fault, so the reason is the first error.
   case $kind in
     SAFETY)
       "$compiler" -DSAFETY -DNOCLAIM -DBFS -DNOREDUCE -o pan pan.c
@@ -34,7 +34,7 @@ search() {
   esac
 }
 
-# A pass counts only when nothing was cut short, and when every step of every thread was taken.
+# A pass counts only if the search was complete and took every step of every thread.
 passed() {
   grep -q 'errors: 0$' report &&
     ! grep -qE 'Search not completed|max search depth|out of memory' report &&
@@ -71,6 +71,6 @@ for threads in 1 2; do
 done
 
 if [[ $failures -ne 0 ]]; then
-  echo "$failures configuration(s) came out otherwise than expected" >&2
+  echo "$failures configuration(s) had an unexpected outcome" >&2
   exit 1
 fi

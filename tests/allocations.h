@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Watches what a program allocates, and refuses it. The program is linked with
+// Counts a program's allocations, and lets chosen ones fail. The program is linked with
 // -Wl,--wrap=malloc,--wrap=free,--wrap=_Znam,--wrap=_ZdaPv (the last two are new[] and delete[]),
-// which leads its calls here; calls inside shared libraries are not seen. One source file of a
+// which routes its calls here; calls inside shared libraries are not wrapped. One source file of a
 // program includes this.
 #ifndef ZY_TESTS_ALLOCATIONS_H_
 #define ZY_TESTS_ALLOCATIONS_H_
@@ -12,7 +12,7 @@
 
 namespace testing_support {
 
-// Its functions are called on the thread that allocates and must not allocate themselves.
+// Its functions run on the allocating thread and must not allocate.
 class AllocationWatch {
  public:
   virtual ~AllocationWatch() = default;

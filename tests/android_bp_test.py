@@ -18,7 +18,7 @@ failures = []
 
 
 def strings(module, key):
-    """The strings of one list of the module with that name in Android.bp."""
+    """Returns the strings of a list of the named module in Android.bp."""
     block = next(b for b in re.split(r"^\}", blueprint, flags=re.M) if f'name: "{module}"' in b)
     found = re.search(rf"^ *{key}: \[(.*?)\]", block, flags=re.M | re.S)
     return re.findall(r'"([^"]+)"', found[1]) if found else []
@@ -36,14 +36,14 @@ def sources(target):
 
 
 def code_flags(flags):
-    """Flags that change code; warnings and sanitizers are each build's own matter."""
+    """Returns the flags that change code; warnings and sanitizers differ between builds."""
     return [flag for flag in flags if re.match(r"-[fmO]", flag) and "sanitize" not in flag]
 
 
 def linker_flags(options):
-    """The linker's words: -Wl,-z,now,-z,text and -Wl,-z,now -Wl,-z,text are the same."""
+    """Returns the linker's arguments: -Wl,-z,now,-z,text equals -Wl,-z,now -Wl,-z,text."""
     words = ",".join(o[4:] for o in options if o.startswith("-Wl,")).replace("-z,", "-z=").split(",")
-    # The version script has a key of its own; the preset for the NDK adds force-bti.
+    # The version script has its own key; the preset for the NDK adds force-bti.
     return [word for word in words if not re.search("version-script|force-bti", word)]
 
 
@@ -54,7 +54,7 @@ same("sources of the node", sources("zy_analysis") + sources("zy_node"), strings
 same("device libraries", [name.replace("fake_", "lib") for name in recipe["zy_device", "LIBRARIES"]],
      strings(NODE, "shared_libs"))
 common = set(code_flags(recipe["zy_image", "COMPILE_OPTIONS"]))
-# Branch protection is Arm's, whatever machine CMake builds for.
+# Branch protection exists on Arm only, but CMake may build for another machine.
 same("flags of every folder", common | {"-mbranch-protection=standard"},
      code_flags(strings("brodax_node_defaults", "cflags")))
 same("flags of src/analysis alone", set(code_flags(recipe["zy_analysis", "COMPILE_OPTIONS"])) - common,

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-# Compiles the shipping folders for Android's machine and calling conventions. The headers are those of the Arm
-# cross compiler, because Android's own cannot be had here: this shows that the code is accepted and that
-# machine code comes out, not that the device's C library offers what it calls.
+# Compiles the shipping folders for Android's machine and calling conventions. It uses the headers of the Arm
+# cross compiler, because Android's own are not available: this proves that the code compiles, not that the
+# device's C library has the functions that it calls.
 # usage: android_codegen_test.py SOURCE_DIRECTORY
 import pathlib
 

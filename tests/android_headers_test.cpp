@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Compiles only where the genuine Android headers declare what ours do: the three functions with C
-// linkage and the same signature (a differing one is an error), and the same constants.
+// Compiles only if the genuine Android headers declare the same as ours: three functions with C
+// linkage and the same signature (a different one is an error), and the same constants.
 #include <android/log.h>
 #include <cutils/properties.h>
 #include <sys/time.h>

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
 # Compares our side of the device with the genuine Android libraries that Debian packages: their headers
-# declare what ours do, and camsim prints the same table with them as with the fakes.
+# declare the same as ours, and camsim prints the same table with them as with the fakes.
 # usage: android_libraries_test.py SOURCE_DIRECTORY BUILD_DIRECTORY
 import pathlib
 import re
@@ -15,7 +15,7 @@ compiler.run(0, "-std=c++17 -fsyntax-only -isystem /usr/include/android", *(
     pathlib.Path(f"-I{source / folder}") for folder in ("src", ".", "tests/android_headers")),
     source / "tests/android_headers_test.cpp")
 
-# A device: libraries under the device's sonames that need the genuine ones.
+# A device: libraries with the device's sonames that link the genuine ones.
 listed = Program("dpkg").run(0, "-L android-liblog").out
 genuine = re.search(r"^(.*)/liblog\.so\.0$", listed, re.M)[1]
 for library in "liblog.so", "libutils.so":
@@ -31,7 +31,7 @@ check(" 3 analysed\n" in table.out, f"nothing was analysed: {table.out[-300:]}")
 done = camsim.run(0, "--requests 4 --log info --device", work)
 for library in "liblog.so", "libutils.so":
     check(f"camsim: {library} is {work / library}\n" in done.err, f"{library} came from elsewhere")
-# As that library prints: tag, priority, date, time, process, thread, and the text.
+# That library prints tag, priority, date, time, process, thread and text.
 check(re.search(r"^CHIGENDERAGE I [\d-]+ [\d:]+ +\d+ +\d+ ProcessRequest\(\):642 ChiGenderAgeNode frameNum 4",
                 done.err, re.M), f"no lines in the genuine log: {done.err[:1500]}")
 check("\nI/CHIGENDERAGE: " not in done.err, "the fake printed the log")

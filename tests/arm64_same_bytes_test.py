@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-# What this machine's camsim recorded replays without a difference on the Arm camsim with the Arm library, and
-# the annotated picture has the same bytes: both machines compress it with the same version of the same library.
+# Replays recordings of this machine's camsim on the Arm camsim with the Arm library, without a difference. The
+# annotated picture has the same bytes too: both machines compress it with the same version of the same library.
 # The golden recordings of recording_test.py replay there as well.
-# usage: arm64_same_bytes_test.py HOST_CAMSIM ARM_CAMSIM...   (the emulator before the latter)
+# usage: arm64_same_bytes_test.py HOST_CAMSIM ARM_CAMSIM...   (an emulator precedes the latter)
 from programs import Program, arguments, check, finish, read, write
 
 host, arm = Program(arguments[0]), Program(*arguments[1:])
@@ -17,7 +17,7 @@ def compare(options):
     check(read("host.png") == read("arm.png"), f"another picture: {options}")
 
 
-# Bytes of a program as pixels: hard edges, and the same on both machines.
+# A program's bytes as pixels: hard edges, identical on both machines.
 noise = read(host.command[0])
 write("frame.nv12", noise[:176 * 144 * 3 // 2])
 write("photo.ppm", b"P6 178 131 255\n" + noise[:178 * 131 * 3])

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A small node that shares no line with ours. It behaves, unless the environment's ZY_DEFECT names
-// a way in which it does not: a checker of nodes must see each of them.
+// A small node without code of ours. It works, unless the environment variable ZY_DEFECT names a
+// defect; a node checker must report each of them.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -33,7 +33,7 @@ const ChiVendorTagSectionData kSection = {"other.node", 0, 2, 0xffffffff, 0, kTa
 const ChiVendorTagInfo kInfo = {&kSection, 1, 0};
 ChiNodeInterface g_interface = {};
 void* volatile g_lost = nullptr;
-std::mutex g_model;  // the library is one for all nodes
+std::mutex g_model;  // the library is process-wide
 
 // What belongs to the process.
 void DisturbProcess() {
@@ -60,7 +60,7 @@ uint32_t TagId(const char* section, const char* tag) {
   return base.vendorTagBase;
 }
 
-// Analyses the upper left of a frame, one at a time, and drops what comes meanwhile.
+// Analyses the upper left of a frame, one at a time, and drops frames that arrive meanwhile.
 class Node {
  public:
   explicit Node(ChiHandle session) : session_(session) {}

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-# Runs camkit as a person would, on pictures that are made here.
-# usage: camkit_test.py CAMKIT...   (an emulator stands before the program where there is one)
+# Runs camkit on generated pictures.
+# usage: camkit_test.py CAMKIT...   (an emulator, if any, precedes the program)
 import os
 import pathlib
 import re
@@ -12,7 +12,7 @@ camkit = Program(*arguments)
 
 
 def run_to(size, command):
-    """Expects success, one line with the time of the call, and a PNG of that size at the last word."""
+    """Expects success, one line with the time of the call, and a PNG of that size at the last path."""
     out = pathlib.Path(command.split()[-1])
     out.unlink(missing_ok=True)
     done = camkit.run(0, command)
@@ -22,14 +22,14 @@ def run_to(size, command):
 
 
 def is_same(first, second):
-    """Compares pixels: one more run of the program brings both files into the same form."""
+    """Compares pixels: another run of the program encodes both files alike."""
     for file in first, second:
         camkit.run(0, "rotate --degrees 180", file, f"same_{file}")
     return read(f"same_{first}") == read(f"same_{second}")
 
 
 def makes(expected, size, command, differs=()):
-    """Expects the pixels of one picture, and not those of others."""
+    """Expects the pixels of `expected`, and other ones than in `differs`."""
     run_to(size, command + " made.png")
     check(is_same("made.png", expected), f"{command} does not make {expected}")
     for other in differs:
@@ -53,7 +53,7 @@ for operation in "sharpen", "sharpen-skin", "smooth":
     run_to("48x32", f"{operation} edge.png {operation}.png")
     check(not is_same("edge.png", f"{operation}.png"), f"{operation} leaves an edge as it was")
     run_to("328x29", f"{operation} --compare wide.png both.png")
-run_to("328x29", "half --compare wide.png both.png")  # enlarged to the size that it had
+run_to("328x29", "half --compare wide.png both.png")  # enlarged to the original size
 makes("sharpen.png", "48x32", "filter --weights=-3,76,-12 edge.png")
 makes("edge.png", "48x32", "filter --weights=0,16,0 edge.png")
 for operation in "sharpen", "smooth":
@@ -71,7 +71,7 @@ makes("masked.png", "48x32", "sharpen-skin --skin face.png", differs=["face.png"
 run_to("24x16", "smooth --skin face.png map.png")
 
 # ---- Sizes ---------------------------------------------------------------------------------------------
-# Columns beyond the last block are dropped, and no row drifts.
+# The kit drops columns beyond the last block, and no row drifts.
 write_png("stripes.png", 45, 37, lambda x, y: 80 if x < 24 else 180)
 write_png("flag.png", 64, 32, lambda x, y: (180, 60, 40) if x < 32 else (40, 60, 200))
 for operation, factor in ("half", 2), ("quarter", 4), ("eighth", 8):
@@ -84,7 +84,7 @@ for operation, factor in ("half", 2), ("quarter", 4), ("eighth", 8):
 
 # ---- Rotation ------------------------------------------------------------------------------------------
 def write_corner(name, width, height, is_bright):
-    """One corner is brighter; the colour is the same throughout, up to an odd size's last column and row."""
+    """Makes one corner brighter; the colour is uniform, including an odd size's last column and row."""
     write_png(name, width, height, lambda x, y: (180, 180, 250) if is_bright(x, y) else (20, 20, 90))
 
 

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-# Compares docs/camsim.md with the program: its options, and the keys of its JSON lines; and the README with
-# what the demo prints.
-# usage: camsim_doc_test.py SOURCE_DIRECTORY CAMSIM...   (an emulator stands before the program where there is one)
+# Compares docs/camsim.md with the program's options and the keys of its JSON lines, and the README with the
+# demo's output.
+# usage: camsim_doc_test.py SOURCE_DIRECTORY CAMSIM...   (an emulator, if any, precedes the program)
 import json
 import pathlib
 import re
@@ -14,7 +14,7 @@ page = (source / "docs/camsim.md").read_text()
 
 
 def names(section, column, pattern):
-    """The names in backquotes in a column, or all, of the rows of a section's tables."""
+    """Returns the names in backquotes in one column, or all, of a section's tables."""
     rows = re.findall(r"^\|.*", re.search(rf"^## {section}\n(.*?)(?=^## |\Z)", page, re.M | re.S)[1], re.M)
     cells = [row if column is None else row.split("|")[column] for row in rows]
     return sorted({name for cell in cells for name in re.findall(pattern, cell)})

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-# Runs camsim as a person would: the same input gives the same bytes, other inputs other numbers, and
-# bad input a line and an exit status.
+# Runs camsim: equal input gives equal bytes, other input other figures, and bad input a one-line error and an
+# exit status.
 # usage: camsim_test.py OTHER_NODE PLAIN_MODEL CAMSIM...
-#   (a node and a model library that are not ours; an emulator stands before the program where there is one)
+#   (a node and a model library that are not ours; an emulator, if any, precedes the program)
 import json
 import os
 import pathlib
@@ -27,7 +27,7 @@ def bad(status, *options, picture="annotated.png", **more):
 
 
 def has(pattern, text):
-    """Whether the pattern is found; ^ and $ are the ends of a line."""
+    """Returns whether the pattern is found; ^ and $ are the ends of a line."""
     return re.search(pattern, text, re.M) is not None
 
 
@@ -40,7 +40,7 @@ def records(path):
 
 
 def results(path):
-    """The figures that the node published."""
+    """Returns the published figures."""
     return [[record.get("out", {}).get(name) for name in ("faceNum", "gender", "age", "score", "prop")]
             for record in records(path)]
 
@@ -64,9 +64,9 @@ check(run(0).out == first.out and read("annotated.png") == scene, "two runs diff
 same("unasked lines on standard error", "", first.err)
 
 
-# ---- What changes the numbers --------------------------------------------------------------------------
+# ---- Options that change the figures -------------------------------------------------------------------
 def small(*options):
-    """The JSON lines of ten small requests, as a path."""
+    """Returns the path of the JSON lines of ten small requests."""
     run(0, "--requests 10 --size 320x240 --jsonl other.jsonl", *options)
     return "other.jsonl"
 
@@ -79,7 +79,7 @@ for options in ("--orientation 0", "--face 40,40,120,120", "--role 2", "--no-sco
     check(results(small(options)) != base, f"{options} changes nothing")
 run(0, "--requests 10 --size 318x238 --jsonl other.jsonl")
 check(results("other.jsonl") != base, "the size changes nothing")
-# The quad sensor and the doubled rectangles cancel out in what the node finds.
+# The quad sensor and the doubled rectangles cancel out in the node's faces.
 for options in "--quad-cfa", "--quad-cfa --camera 7", "--sensor 5000x4000", "--stride 400", "--buffer 64x48":
     same(f"results with {options}", base, results(small(options)))
 for options in "--buffer 64x48", "--node-caps 5":
@@ -93,7 +93,7 @@ same("faces of upright frames", [r["in"]["faces"] for r in records("base.jsonl")
      [r["in"]["faces"] for r in records("other.jsonl")])
 
 
-# ---- Why a figure is zero or default -------------------------------------------------------------------
+# ---- Reasons for zeros and defaults --------------------------------------------------------------------
 def why(reason, requests, *options):
     """Expects the reason in the last row."""
     rows = re.findall(r"^ *\d+ *\d \|.*\| (.*)$", run(0, f"--requests {requests} --all", *options).out, re.M)
@@ -155,13 +155,13 @@ bad(1, "--jsonl /dev/full")
 expect("^camsim: /dev/full: ", run(1, "--input clip.y4m --annotated-clip /dev/full").err)
 bad(1, "--annotated-clip - --jsonl -")
 bad(1, "--node missing.so")
-# A bare name is a file of this folder, wherever the loader looks for libraries.
+# A bare name means a file of this folder, whatever folders the loader searches.
 os.mkdir("elsewhere")
 write("elsewhere/bare.so", scene)
 bad(1, "--node bare.so", says="cannot open",
     LD_LIBRARY_PATH=os.environ.get("LD_LIBRARY_PATH", "") + ":elsewhere")
 
-# Outputs are tried first: nothing is run, nothing is overwritten, nothing is left behind.
+# A bad output ends camsim before the run: nothing is overwritten and no file remains.
 bad(1, "--jsonl missing/out.jsonl")
 bad(1, picture="missing/out.png")
 bad(1, "--jsonl both.png", picture="both.png")
@@ -201,7 +201,7 @@ for number in signal.SIGINT, signal.SIGTERM:
           f"{number.name} loses half a line or the picture")
     expect(f"^{len(records('lines'))} requests sent", out)
 
-# A closed stream does not end up in another file.
+# Output for a closed stream does not go to another file.
 closed = "--annotated annotated.png --requests 6 --size 64x64 --jsonl apart.jsonl".split()
 check(subprocess.run([*camsim.command, *closed], preexec_fn=lambda: os.close(1), stderr=subprocess.DEVNULL).returncode != 0,
       "a closed standard output goes unnoticed")

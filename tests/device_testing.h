@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the tests of the node and its worker share: a fresh pretend device for each test, and its
-// log.
+// Shared by the tests of the node and its worker: a reset fake device for each test, and its log.
 #ifndef ZY_TESTS_DEVICE_TESTING_H_
 #define ZY_TESTS_DEVICE_TESTING_H_
 
@@ -22,8 +21,8 @@
 
 namespace testing_support {
 
-// Collects the log, a list per thread: lines of one thread have an order, lines of two have none.
-// Each line reads "priority/tag/text".
+// Collects the log, one list per thread: only lines of one thread have an order. Each line reads
+// "priority/tag/text".
 class LogCapture {
  public:
   LogCapture() {
@@ -37,7 +36,7 @@ class LogCapture {
   }
   ~LogCapture() { framework::SetLogListener(nullptr); }
 
-  // The lines of this thread, or of all others, since the last call for the same.
+  // Returns the lines of this thread, or of all others, since the last such call.
   std::vector<std::string> TakeOwn() {
     std::lock_guard<std::mutex> lock(mutex_);
     return std::exchange(lines_[std::this_thread::get_id()], {});
@@ -64,7 +63,7 @@ inline size_t CountContaining(const std::vector<std::string>& lines, const std::
                     [&](const std::string& line) { return line.find(part) != std::string::npos; }));
 }
 
-// The lines as one text, a row each. The end that a line brings itself shows as \n.
+// Joins the lines as one text, one row each. A line break inside a line becomes \n.
 inline std::string TextOf(const std::vector<std::string>& lines) {
   std::string text;
   for (const std::string& line : lines) {
@@ -90,7 +89,7 @@ class DeviceTest : public testing::Test {
   LogCapture log_;
 };
 
-// A frame of the size with a pattern that differs everywhere.
+// Returns a frame with a pattern that is different everywhere.
 inline media::Nv12Frame PatternFrame(int width, int height, int stride = 0) {
   media::Nv12Frame frame;
   EXPECT_FALSE(media::ShapeFrame(width, height, stride, &frame));

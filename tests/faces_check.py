@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-# Runs the node with real networks on two photographs and compares what it publishes with what a person
-# would say, at every orientation of the device. Needs the files that ./dev faces fetches.
+# Runs the node with real networks on two photographs and compares the published figures with a person's
+# judgement, at every orientation of the device. Needs the files that ./dev faces fetches.
 # usage: faces_check.py BUILD_DIRECTORY PHOTOGRAPHS
 import json
 import pathlib
@@ -14,7 +14,7 @@ camsim = Program(build / "camsim", "--models", "real", "--faces", "auto")
 
 
 def published(photograph, orientation):
-    """What twelve requests publish last: the figures of the fourth one's frame."""
+    """Returns the last record of twelve requests: the figures of the fourth one's frame."""
     lines = camsim.run(0, "--requests 12 --annotated none --jsonl - --input", photograph,
                        f"--orientation {orientation}").out.splitlines()
     record = next(record for record in map(json.loads, lines) if record.get("request") == 10)
@@ -32,7 +32,7 @@ for name, low, high in ("astronaut.png", 22, 45), ("grace_hopper.jpg", 60, 100):
         print(f"{name:17} at {orientation:3}: gender {gender:.3f} age {age:.1f} score {score:.1f}")
         check(0 <= gender < 0.5, f"{name} at {orientation}: not a woman")
         check(low <= age <= high, f"{name} at {orientation}: not {low} to {high} years old")
-        # The crop may begin one pixel further to the right or below.
+        # The crop may begin one pixel further right or below.
         check(abs(age - at[270]["age"][0]) <= 8 and abs(score - at[270]["score"][0]) <= 10,
               f"{name} at {orientation}: other figures than at 270")
 
@@ -41,7 +41,7 @@ table = camsim.run(0, "--input dark.y4m --annotated none --all").out
 check(table.count("no face") >= 4, f"a picture without faces: {table}")
 check("estimates by a small network" in table.lower(), "the table does not say what the figures are")
 
-# Missing networks: a program beside which they are not, and one with a file too few.
+# Missing networks: a program without them, and one that lacks a file.
 for name in "camsim", "libframework_watch.so":
     shutil.copy(build / name, name)
 elsewhere = Program("./camsim", "--models", "real", "--faces", "auto", "--annotated", "none",

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// Starves the node: every allocation and every creation of a thread, a lock or a condition variable
-// fails once, in turn. Also counts what a steady stream allocates: nothing. The linker routes those
-// calls of this program through wrappers; the node has no other way to allocate, which the test of
-// the library as a file holds.
+// Injects faults into the node: every allocation and every creation of a thread, a lock or a
+// condition variable fails once. Also counts the allocations of a steady stream. The linker routes
+// those calls of this program through wrappers. library_test checks that the node has no other way
+// to allocate.
 #include <atomic>
 #include <cstring>
 #include <new>
@@ -19,10 +19,10 @@ namespace {
 
 std::atomic<int> g_calls{0};
 std::atomic<int> g_failing_call{-1};
-std::atomic<bool> g_worker_is_off{false};  // a fault kept the worker's thread from starting
+std::atomic<bool> g_worker_is_off{false};  // a fault prevented the worker's thread
 std::atomic<size_t> g_bytes{0};
 std::atomic<int> g_blocks{0};  // not yet freed
-std::atomic<int> g_locks{0};   // and conditions and attributes, not yet destroyed
+std::atomic<int> g_locks{0};   // with conditions and attributes; not yet destroyed
 thread_local int t_calls = 0;
 
 bool ThisCallFails() {
@@ -39,8 +39,8 @@ class Starvation : public testing_support::AllocationWatch {
   void Released(void*) override { --g_blocks; }
 } g_starvation;
 
-// Calls a pthread function unless this call of it fails. `kLocks` is what a call that succeeds adds
-// to the objects that must be destroyed.
+// Calls a pthread function unless this call must fail. A successful call adds `kLocks` to the
+// objects to destroy.
 template <int kLocks, typename... Arguments>
 int CallOrFail(int error, int (*function)(Arguments...), std::decay_t<Arguments>... arguments) {
   if (ThisCallFails()) {
@@ -97,7 +97,7 @@ decltype(pthread_cond_init) __real_pthread_cond_init;
 int __wrap_pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attributes) {
   return CallOrFail<1>(ENOMEM, __real_pthread_cond_init, condition, attributes);
 }
-// A wait that fails returns at once.
+// Returns at once when it fails.
 decltype(pthread_cond_wait) __real_pthread_cond_wait;
 int __wrap_pthread_cond_wait(pthread_cond_t* condition, pthread_mutex_t* mutex) {
   return ThisCallFails() ? EINVAL : __real_pthread_cond_wait(condition, mutex);
@@ -108,7 +108,7 @@ int __wrap_pthread_cond_destroy(pthread_cond_t* condition) {
   return __real_pthread_cond_destroy(condition);
 }
 
-// A join that fails finds the thread gone already.
+// Fails as if the thread were already gone.
 decltype(pthread_join) __real_pthread_join;
 int __wrap_pthread_join(pthread_t thread, void** result) {
   const int error = __real_pthread_join(thread, result);
@@ -146,7 +146,8 @@ class FaultTest : public DeviceTest {
     if (!g_worker_is_off) AwaitWorkers();
   }
 
-  // A node with its worker and the usual metadata. False when a fault kept it from being created.
+  // Starts a node with its worker and the usual metadata. Returns false when a fault prevents its
+  // creation.
   static bool Start(framework::Session& session) {
     if (session.Create(0, 160, 120)) return false;
     session.PostPipelineCreate();
@@ -155,7 +156,7 @@ class FaultTest : public DeviceTest {
     return true;
   }
 
-  // Sends every sixth request, so that each is handed over, and awaits its pass.
+  // Sends every sixth request, so that each frame is handed over, and waits for its pass.
   void Send(framework::Session& session, media::Nv12Frame& frame, int count) {
     for (int i = 0; i < count; ++i) {
       framework::CameraBuffer buffer(&frame);
@@ -168,7 +169,7 @@ class FaultTest : public DeviceTest {
   const bool started_ = !framework::Framework::Get().Start(ChiNodeEntry);
   const uint32_t result_tag_ =
       framework::Framework::Get().Tags().Id("brodax.faceAnalyzeResult", "result");
-  int failed_joins_ = 0;  // the log of this thread alone tells of these
+  int failed_joins_ = 0;  // known from this thread's log only
   int considered_frames_ = 0;
   uint64_t frame_number_ = 4;
   media::Nv12Frame large_ = testing_support::PatternFrame(160, 120);
@@ -216,7 +217,7 @@ TEST_F(FaultTest, AWorkerThatCannotBeReplacedLeavesANodeThatAnswers) {
   EXPECT_EQ(device::AgeGender().Counts().clears, 1u);
 }
 
-TEST_F(FaultTest, AFailedResizeThatIsTakenBackLosesNoMoreFrames) {
+TEST_F(FaultTest, AFailedResizeThatIsRevertedLosesNoMoreFrames) {
   framework::Session session;
   ASSERT_TRUE(Start(session));
   Send(session, large_, 1);
@@ -226,7 +227,7 @@ TEST_F(FaultTest, AFailedResizeThatIsTakenBackLosesNoMoreFrames) {
   EXPECT_EQ(device::AgeGender().Counts().analyses, 2u);
 }
 
-TEST_F(FaultTest, AWorkerWithoutLocksLooksAtNoFrame) {
+TEST_F(FaultTest, AWorkerWithoutLocksRefusesFrames) {
   g_failing_call = g_calls.load();
   android::ZYPreview worker;
   const ZyImageBuffer image = {};

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// One call of one kernel, all of it decided by the bytes of a script: sizes, pitches, overlaps,
-// null pointers, weights, pixels. The kernel runs as its public function, with its scalar and with
-// its vector rows, in memory that ends where its contract ends, and must leave the bytes of the
-// plain formula, and no others changed.
+// Derives one call of one kernel from the bytes of a script: sizes, pitches, overlaps, null
+// pointers, weights, pixels. The kernel runs as its public function, with its scalar and with its
+// vector rows, in memory of exactly the contract's size. It must write the bytes of the plain
+// formula and change no others.
 #ifndef ZY_TESTS_KERNEL_CALLS_H_
 #define ZY_TESTS_KERNEL_CALLS_H_
 
@@ -28,7 +28,7 @@ namespace testing_support {
 
 using framework::GuardedBytes;
 
-// Which rows a kernel runs; none for what its public function chooses, or has no choice of.
+// The rows that a kernel runs; nullopt for the choice of its public function.
 using Rows = std::optional<KernelVariant>;
 
 template <typename Public, typename Variant, typename... Arguments>
@@ -36,10 +36,10 @@ auto RunRows(Rows rows, Public* function, Variant* variant, Arguments... argumen
   return rows && variant != nullptr ? variant(*rows, arguments...) : function(arguments...);
 }
 
-// The first bytes of a script for each size beyond those that filters take in one go.
+// First bytes of a script for sizes beyond one strip of a filter.
 inline constexpr std::array<uint8_t, 2> kWide[] = {{255, 0}, {255, 1}};
 
-// A width or height: mostly the byte itself, seldom large, or no size at all.
+// Returns a width or height: mostly the byte itself, seldom large or invalid.
 inline int Side(fuzz::Script& script) {
   const int side = script.Byte();
   if (side < 240) return side % 80;
@@ -47,27 +47,27 @@ inline int Side(fuzz::Script& script) {
   return script.Pick(std::array{2052, 2090, 0, -1, -9, INT_MIN});
 }
 
-// A pitch for rows of that width, often too small or negative.
+// Returns a pitch for rows of that width, often too small or negative.
 inline int Pitch(fuzz::Script& script, int width) {
   if (script.OneIn(4)) return script.Between(-300, 300);
   const int pitch = std::max(width, 0) + script.Between(0, 3);
   return script.OneIn(4) ? -pitch : pitch;
 }
 
-// Seldom makes one of the pointers null.
+// Seldom sets one of the pointers to null.
 template <typename... Pointers>
 void MayLose(fuzz::Script& script, Pointers&... pointers) {
   int lost = script.OneIn(16) ? script.Between(0, int{sizeof...(pointers)} - 1) : -1;
   ((lost-- == 0 ? void(pointers = nullptr) : void()), ...);
 }
 
-// The memory of a call. It begins with noise.
+// The memory of a call, initially noise.
 class Memory {
  public:
   explicit Memory(fuzz::Script& script) : script_(script) {}
 
-  // The pointer from which the bytes of the reach are counted. Of a mask, some, most or nearly all
-  // bytes are 0.
+  // Adds a block and returns the pointer that its reach counts from. Of a mask, some, most or
+  // nearly all bytes are 0.
   uint8_t* Add(Reach reach, bool is_mask = false) {
     using Edge = GuardedBytes::Edge;
     const Edge edge = script_.OneIn(4) ? Edge::kFront : Edge::kBack;
@@ -80,7 +80,7 @@ class Memory {
   }
   uint8_t* Add(int bytes) { return Add(Reach{0, bytes}); }
 
-  // Whether the kernel leaves what the formula leaves, with all its rows.
+  // Returns whether the kernel's bytes equal the formula's, with all its rows.
   template <typename Formula, typename Kernel>
   bool EndsAlike(Formula formula, Kernel kernel) {
     const std::vector<uint8_t> expected = ContentAfter(formula);
@@ -91,7 +91,7 @@ class Memory {
   }
 
  private:
-  // All that is in the memory, when the work began with the noise.
+  // Returns all bytes after the work, which began with the noise.
   template <typename Work>
   std::vector<uint8_t> ContentAfter(Work work) {
     auto noise = entry_.begin();
@@ -108,12 +108,12 @@ class Memory {
   std::vector<std::vector<uint8_t>> entry_;
 };
 
-// ---- The kernels: each says what was broken, or null --------------------------------------------
+// ---- The kernels: each returns its error, or null -----------------------------------------------
 
 inline constexpr int kRotations[] = {0, 90, 180, 270, 360, 450, -90, -180, -270, -360};
 
-// The source and the destination lie in one piece of memory: side by side, in either order, so that
-// its ends are theirs, or on top of each other.
+// Places source and destination in one block: side by side in either order, so that the block's
+// ends are theirs, or overlapping.
 inline const char* CallCopy(fuzz::Script& script) {
   int rotation = script.Pick(kRotations);
   ZyImageBuffer src = {1, Side(script), Side(script), {}, {}}, dst = src;
@@ -153,9 +153,9 @@ using ShrinkVariant = void(KernelVariant, const unsigned char*, unsigned char*, 
 struct Downscaler {
   const char* name;
   Shrink* run;
-  ShrinkVariant* variant;  // null for one kind of rows
+  ShrinkVariant* variant;  // null for a single kind of rows
   int factor;
-  int block;  // source columns in a block; 0 for the functions without blocks
+  int block;  // source columns per block; 0 for the functions without blocks
 };
 
 inline constexpr Downscaler kDownscalers[] = {
@@ -205,7 +205,7 @@ struct Filter {
   const char* name;
   void (*run)(Rows, const FilterCall&);
   void (*naive)(const FilterCall&);
-  bool takes_weights;  // or has those of sharpening
+  bool takes_weights;  // or uses those of sharpening
 };
 
 inline constexpr Filter kFilters[] = {
@@ -219,7 +219,7 @@ inline constexpr Filter kFilters[] = {
 inline const char* CallFilter(fuzz::Script& script) {
   const Filter& filter = script.Pick(kFilters);
   const int width = Side(script), side = Side(script), stride = Pitch(script, width);
-  const int height = width > 700 ? side % 64 : side;  // a wide one need not be tall as well
+  const int height = width > 700 ? side % 64 : side;  // a wide one need not be tall
   const Weights drawn = script.OneIn(2) ? Weights{1, 20, -2} : script.Raw<Weights>();
   Memory memory(script);
   const uint8_t* src = memory.Add(PlaneReach(width, height, stride));
@@ -255,7 +255,7 @@ inline const char* CallUprightImages(fuzz::Script& script) {
   return alike ? nullptr : "the half-size images are upright and in colour";
 }
 
-// A call reads first what the kind has a choice of, then width and height.
+// A kernel's script: first the choices of its kind, then width and height.
 struct KernelKind {
   const char* name;
   std::size_t choices;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the kernels of image, sharpen and analysis must give, by the plain formula: one element at a
-// time, in the order that overlapping memory shows.
+// The kernels of image, sharpen and analysis as plain formulas: one element at a time, in the order
+// that matters for overlapping memory.
 #ifndef ZY_TESTS_KERNEL_ORACLES_H_
 #define ZY_TESTS_KERNEL_ORACLES_H_
 
@@ -17,8 +17,7 @@ namespace testing_support {
 
 using std::ptrdiff_t;
 
-// Offsets of the bytes that may be touched, from a pointer: `lowest` (0 or less) up to but without
-// `end`.
+// Offsets of the bytes in use, from a pointer: from `lowest` (0 or less) up to `end`, exclusive.
 struct Reach {
   ptrdiff_t lowest = 0;
   ptrdiff_t end = 0;
@@ -31,7 +30,7 @@ struct Reach {
   }
 };
 
-// A plane, from the lowest row's first byte to the highest row's last.
+// Returns the reach of a plane, from the lowest row's first byte to the highest row's last.
 inline Reach PlaneReach(int width, int height, ptrdiff_t stride) {
   Reach reach;
   if (width < 1 || height < 1) return reach;
@@ -58,7 +57,7 @@ struct CopiedPlane {
     return i * destination_pitch;
   }
   bool IsEmpty() const { return columns < 1 || rows < 1; }
-  // What is read from the source plane and written to the destination's.
+  // Returns the reaches that are read in the source plane and written in the destination.
   std::pair<Reach, Reach> Touched() const {
     std::pair<Reach, Reach> reach;
     if (IsEmpty()) return reach;
@@ -102,8 +101,8 @@ inline bool CopyNaively(const ZyImageBuffer& dst, const ZyImageBuffer& src, int 
 
 // ---- Downscalers --------------------------------------------------------------------------------
 
-// How a downscaler goes through its source: output row y takes `factor` rows, `stride` apart, from
-// y * advance on, and of each its first `columns` bytes.
+// The path of a downscaler through its source: output row y takes `factor` rows, `stride` apart,
+// from y * advance on, and the first `columns` bytes of each.
 struct ResizeWalk {
   int factor, rows, columns;
   ptrdiff_t stride, advance;
@@ -118,7 +117,8 @@ struct ResizeWalk {
   }
 };
 
-// `block` is the number of source columns in a block, 0 for the functions without blocks.
+// Returns the path; `block` is the number of source columns per block, 0 for the functions without
+// blocks.
 inline ResizeWalk WalkOf(int factor, int block, int width, int height, int stride) {
   if (width < std::max(factor, block) || height < factor) return {factor, 0, 0, 0, 0};
   const ptrdiff_t rows_apart = factor * ptrdiff_t{stride};
@@ -148,8 +148,8 @@ struct Weights {
 
 inline constexpr Weights kSharpen{-3, 76, -12};
 
-// One call of a filter, which takes of it what it needs: `width` x `height` samples, source rows
-// `stride` bytes apart. Smoothing works on `dst` alone.
+// The arguments of any filter: `width` x `height` samples, source rows `stride` bytes apart.
+// Smoothing uses `dst` alone.
 struct FilterCall {
   const uint8_t* src;
   const uint8_t* mask;
@@ -216,7 +216,7 @@ inline void ColourNaively(int y, int u, int v, uint8_t* bgr) {
   bgr[2] = ClippedColour(y + ((89858 * (v - 128) + 32768) >> 16));
 }
 
-// A frame of width x height without gaps, and how it is turned.
+// A frame of width x height without gaps, and its orientation.
 struct UprightCall {
   int orientation, flip, width, height;
 
@@ -224,7 +224,7 @@ struct UprightCall {
   int columns() const { return (RowsStay() ? width : height) / 2; }
   int rows() const { return (RowsStay() ? height : width) / 2; }
   int pixels() const { return width < 2 || height < 2 ? 0 : columns() * rows(); }
-  // The source pixel (x, y) of output pixel (c, r).
+  // Returns the source pixel (x, y) of output pixel (c, r).
   std::pair<int, int> Source(int c, int r) const {
     if (orientation == 270) return {2 * c, 2 * r};
     if (orientation == 90) return {width - 2 - 2 * c, height - 1 - 2 * r};

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The kernels on random calls (tests/kernel_calls.h), and on what random calls seldom meet: every
-// colour, sums at the edge of 16 bits, planes of gigabytes, failing allocations, a failing clock.
-// Linked with -Wl,--wrap=gettimeofday as well: the wrapper sets the clock.
+// The kernels on random calls (tests/kernel_calls.h) and in cases that random calls seldom reach:
+// every colour, sums at the edge of 16 bits, planes of gigabytes, failing allocations, a failing
+// clock. Linked with -Wl,--wrap=gettimeofday as well: the wrapper sets the clock.
 #include <gtest/gtest.h>
 #include <sys/time.h>
 
@@ -34,7 +34,7 @@ namespace {
 
 class Kernels : public testing::TestWithParam<KernelKind> {
  protected:
-  // Runs a call that begins with these bytes and goes on with random ones.
+  // Runs a call that begins with these bytes and continues with random ones.
   void Call(std::vector<uint8_t> bytes) {
     while (bytes.size() < 48) bytes.push_back(static_cast<uint8_t>(random_()));
     fuzz::Script script(bytes.data(), bytes.size());
@@ -44,9 +44,9 @@ class Kernels : public testing::TestWithParam<KernelKind> {
   std::mt19937 random_{1};
 };
 
-// At every width and every height of 1 to 70, each with some others and with all that a kind has a
-// choice of; then at any size.
-TEST_P(Kernels, GiveTheBytesOfTheirFormula) {
+// Covers every width and every height of 1 to 70, each with some others and with all choices of a
+// kind, then any size.
+TEST_P(Kernels, MatchTheirFormulas) {
   for (int i = 0; i < 70 * 6 && !HasFatalFailure(); ++i) {
     const auto side = static_cast<uint8_t>(i % 70 + 1);
     const auto other = static_cast<uint8_t>(random_() % 71);
@@ -62,9 +62,9 @@ TEST_P(Kernels, GiveTheBytesOfTheirFormula) {
 INSTANTIATE_TEST_SUITE_P(All, Kernels, testing::ValuesIn(kKernelKinds),
                          [](const auto& kind) { return kind.param.name; });
 
-// ---- What they seldom meet ----------------------------------------------------------------------
+// ---- Rare cases ---------------------------------------------------------------------------------
 
-// A frame for each V; in it, luma grows along the rows and U down the columns.
+// Uses a frame for each V; in it, luma grows along the rows and U down the columns.
 TEST(UprightImages, ConvertsEveryColour) {
   const UprightCall call = {270, 0, 512, 512};
   std::vector<uint8_t> luma(512 * 512), chroma(512 * 256);
@@ -83,10 +83,10 @@ TEST(UprightImages, ConvertsEveryColour) {
   }
 }
 
-// Around the weights whose extreme sums leave signed 16 bits, on pictures that reach the extremes:
-// flat white, and chessboards that give edges and the rest opposite values.
+// Uses weights whose extreme sums just exceed signed 16 bits, on pictures that reach the extremes:
+// flat white, and chessboards with opposite edges.
 TEST(FilterCorr3x3, ExactOnBothSidesOfSixteenBits) {
-  constexpr int kWidth = 35;  // two strips, the second over all but a column of the first
+  constexpr int kWidth = 35;  // two strips that overlap in all but one column
   std::vector<uint8_t> source(kWidth * 3), actual(kWidth * 3), expected(kWidth * 3);
   FilterCall call = {source.data(), nullptr, nullptr, kWidth, 3, kWidth, {}};
   for (int picture = 0; picture < 3; ++picture) {
@@ -128,7 +128,7 @@ TEST(AllKernels, RowsMayLieGigabytesApart) {
       EXPECT_EQ(dst[4 * kWidth + 9], 200) << filter.name;
     }
   }
-  // One pixel has no second row.
+  // A single pixel has no second row.
   ZyImageBuffer one = {1, 1, 1, {INT_MIN}, {src}}, other = {1, 1, 1, {INT_MAX}, {mask.data()}};
   EXPECT_EQ(ZyCopyBuffer(&other, &one, 180), 1);
   EXPECT_EQ(mask[0], 200);
@@ -146,8 +146,8 @@ TEST(Clock, GivesMillisecondsAndZeroWhenItCannotBeRead) {
 
 // ---- Allocations --------------------------------------------------------------------------------
 
-// What some work asks for, gets and releases, in order, while one allocation is refused, counted
-// from 0.
+// Records a function's requests, allocations and releases in order, while allocation number
+// `refused`, counted from 0, fails.
 struct Recorder : AllocationWatch {
   template <typename Work>
   Recorder(std::size_t refused_one, Work work) : refused(refused_one) {
@@ -205,7 +205,7 @@ TEST(ZyImageBuffer, HoldsBothPlanesInOneBlockOrIsEmptied) {
   ZyFreeBuffer(nullptr);
 }
 
-// Whether element i of a shape is the i-th behind the first. Writes each.
+// Returns whether element i of a shape is the i-th from the first. Writes each.
 template <typename T>
 bool IsRowMajor(T*** cube, int planes, int rows, int cols) {
   if (cube == nullptr || *cube == nullptr) return false;
@@ -217,8 +217,8 @@ bool IsRowMajor(T*** cube, int planes, int rows, int cols) {
   return true;
 }
 
-// Builds, uses and releases one after the other of the four shapes, the views over `image`, planes
-// * rows * cols bytes. Returns how many were built and right.
+// Builds, uses and releases each of the four shapes, the views over `image`, planes * rows * cols
+// bytes. Returns how many were correct.
 int UseShapes(unsigned char* image, int planes, int rows, int cols) {
   float** matrix = allocD2(rows, cols);
   int right = IsRowMajor(&matrix, 1, rows, cols);
@@ -262,7 +262,7 @@ TEST(ArrayShapes, CountsThatMakeNoSizeAndNullGiveNull) {
     EXPECT_EQ(convertU1ToU3(nullptr, 2, 3, 4), nullptr);
     EXPECT_EQ(convertU1ToU3(image, -1, 0, 4), nullptr);
     EXPECT_EQ(convertU1ToU3(image, INT_MAX, INT_MAX, INT_MAX), nullptr);
-    EXPECT_EQ(convertU1ToU3(image, INT_MAX, INT_MAX, 0), nullptr);  // no element, but rows
+    EXPECT_EQ(convertU1ToU3(image, INT_MAX, INT_MAX, 0), nullptr);  // no elements, but rows
   });
   EXPECT_TRUE(run.sizes.empty());
 }

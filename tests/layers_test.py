@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-# Holds the line between the folders: each includes only what its row allows.
+# Checks the layers: each folder includes only the folders and libraries of its row.
 # usage: layers_test.py SOURCE_DIRECTORY
 import pathlib
 import re
 import sys
 
-# What the files of a folder may include besides the folder's own headers, the standard library and POSIX:
-# folders, single headers, and libraries, which begin with "<". lab/bench may include anything.
+# Allowed includes of a folder besides its own headers, the standard library and POSIX: folders, single
+# headers, and libraries, which begin with "<". lab/bench may include anything.
 FOLDERS = {
     "src/base": "", "src/platform": "", "src/image": "base", "src/sharpen": "base",
     "src/analysis": "image base platform",
@@ -23,8 +23,7 @@ FOLDERS = {
     "lab/real_models": "platform common device/control.h <opencv2",
     "lab/examples": "<brodax",
 }
-# What single files may include as well: one chooses the vector header, one knows our node, one reads the
-# networks' manifest, one compares digests.
+# Additional includes of single files: the vector header, our node, JSON for the networks' manifest, digests.
 FILES = {
     "src/base/neon.h": "<simde <arm_neon.h",
     "lab/framework/own_node.h": "node/log_lines.h",

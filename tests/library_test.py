@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-# Reads the shared library that ships: what leaves it, what it needs, how it is to be mapped.
+# Inspects the shared library that ships: its exports, imports and mapping.
 # usage: library_test.py LIBRARY STRIPPED_LIBRARY
 import pathlib
 import re
@@ -43,7 +43,7 @@ same("other ways to allocate", set(), set(re.findall(
     r"\b(?:calloc|realloc|memalign|aligned_alloc|posix_memalign|_Zn[aw]\w+)", output("nm -D -u", library)))
     - {"_Znam", "_ZnwmRKSt9nothrow_t"})
 
-# The kits are in the library although no path of the node calls them.
+# The library contains the kits, although the node does not call them.
 kits = set("""resize_half resize_halfUseNeon resize_quarter resize_quarterUseNeon resize_eighthUseNeon
   ZyCopyBuffer allocD2 allocD3 convertU1ToU2 convertU1ToU3 freeD2 freeD3 freeConvertedU2 freeConvertedU3
   filterCorr3x3s8_v2 filterCorr3x3s8_v2WithskinMap smoothSkinMapGaussian sharpenY sharpenYWithSkinMap
@@ -51,16 +51,16 @@ kits = set("""resize_half resize_halfUseNeon resize_quarter resize_quarterUseNeo
 same("missing kits", set(), kits - set(re.findall(r" t (\w+)\(", output("nm -C", library))))
 same("symbols of the stripped file", "", output("nm", stripped))
 
-# On Arm our own code guards its entries and return addresses.
+# On Arm our code guards its entries and return addresses.
 if "AArch64" in output("readelf -hW", library):
     code = set(output(f"{cross}objdump -d --no-show-raw-insn", library).split())
     same("missing guards", set(), {"bti", "paciasp", "autiasp"} - code)
-    # The start files of the C library carry no such note, so the linked file cannot; our objects do.
+    # The C library's start files have no such note, so the linked file has none; our objects do.
     for archive in library.parent.glob("libzy_*.a"):
         same(f"notes of {archive.name}", output("readelf -hW", archive).count("\nFile:"),
              output("readelf -nW", archive).count("AArch64 feature: BTI, PAC"))
-    # What the devices' compiler makes the library ask of a device: of the framework and the closed libraries, of
-    # the C library, which there lacks calls that a desk's has, and of the C++ runtime.
+    # The library's imports with a device's compiler: from the framework and the closed libraries, from the C
+    # library, which lacks some functions of a desktop's, and from the C++ runtime.
     if "clang" in output("readelf -p .comment", library):
         imports = """
 _ZN12ChiNodeUtils11GetMetaDataEmj15ChiMetadataTypePvP16ChiNodeInterface

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The networks' arithmetic and their files, without the files that are fetched.
+// Tests the networks' arithmetic and file handling without the fetched files.
 #include "real_models/networks.h"
 
 #include <dlfcn.h>
@@ -20,10 +20,10 @@ namespace {
 
 // ---- Age and gender: a network with seeded weights ---------------------------------------------
 
-// Weights as the files hold them: filters are height, width, inputs, outputs.
+// Weights in the order of the files: filters are height, width, inputs, outputs.
 class SeededNet {
  public:
-  // Every other one is quantised.
+  // Quantises every other weight.
   SeededNet() {
     const auto separable = [this](const std::string& name, int in, int out) {
       Add(name + "/depthwise_filter", {3, 3, in, 1});
@@ -101,7 +101,7 @@ TEST(AgeGenderNet, GivesWhatPlainLoopsGave) {
 
 // ---- Files --------------------------------------------------------------------------------------
 
-// What the library says that lies beside these files.
+// Returns the error of the library beside these files.
 std::string ErrorWith(const std::map<std::string, std::string>& files) {
   char folder[] = "/tmp/models_test_XXXXXX";
   if (mkdtemp(folder) == nullptr) return "no folder";
@@ -120,14 +120,14 @@ std::string ErrorWith(const std::map<std::string, std::string>& files) {
   return error;
 }
 
-TEST(ModelFiles, SaysWhichIsMissingOrAnother) {
+TEST(ModelFiles, NamesMissingAndForeignFiles) {
   const std::string manifest = "age_gender_model-weights_manifest.json";
   EXPECT_EQ(ErrorWith({}), manifest + ": is missing or empty");
   EXPECT_EQ(ErrorWith({{manifest, SeededNet().Manifest()}}),
             manifest + ": is not the file of SHA256SUMS");
 }
 
-// What is wrong with a manifest and its weights, be it returned or thrown.
+// Returns the error of a manifest and its weights, returned or thrown.
 std::string ErrorOf(const std::string& manifest, const std::string& weights) {
   try {
     return real_models::AgeGenderNet().Load(manifest, weights);
@@ -140,8 +140,8 @@ TEST(AgeGenderNet, RefusesWeightsThatDoNotFitTheManifest) {
   SeededNet net;
   EXPECT_EQ(ErrorOf(net.Manifest(), net.bytes.substr(1)), "the weights are cut short");
   EXPECT_EQ(ErrorOf(net.Manifest(), net.bytes + "x"),
-            "the weights are more than their manifest says");
-  // The first two have products that are small modulo 2^64.
+            "the weights have more bytes than their manifest");
+  // The products of the first two are small modulo 2^64.
   for (const std::vector<int>& shape : std::vector<std::vector<int>>{{141775993, 672698, 580254},
                                                                      {65536, 65536, 65536, 65536},
                                                                      {-3, -3, 3, 4},
@@ -158,7 +158,7 @@ TEST(AgeGenderNet, RefusesWeightsThatDoNotFitTheManifest) {
 
 // ---- Faces --------------------------------------------------------------------------------------
 
-// Answers of the detector in which no anchor saw a face.
+// Returns outputs of the detector without a face.
 std::vector<cv::Mat> NoFaces() {
   std::vector<cv::Mat> answers;
   for (const int anchors : {512, 384}) {
@@ -168,7 +168,7 @@ std::vector<cv::Mat> NoFaces() {
   return answers;
 }
 
-// Puts a square face around (x, y) into the answer of an anchor that stands at (at_x, at_y).
+// Writes a square face around (x, y) into the output of the anchor at (at_x, at_y).
 void SetFace(std::vector<cv::Mat>* answers, int anchor, cv::Point2f at, cv::Point2f centre,
              float side, float logit) {
   const size_t layer = anchor < 512 ? 0 : 2;
@@ -183,7 +183,7 @@ void SetFace(std::vector<cv::Mat>* answers, int anchor, cv::Point2f at, cv::Poin
   values[2] = values[3] = side;
 }
 
-TEST(DecodeFaces, PutsBoxesAndPointsWhereTheAnchorsStand) {
+TEST(DecodeFaces, PlacesBoxesAndPointsRelativeToTheAnchors) {
   std::vector<cv::Mat> answers = NoFaces();
   EXPECT_TRUE(real_models::DecodeFaces(answers, 0.5f).empty());
   // The second anchor in column 3 of row 2 of the fine grid; the last one of the coarse grid.
@@ -205,8 +205,8 @@ TEST(DecodeFaces, PutsBoxesAndPointsWhereTheAnchorsStand) {
   EXPECT_TRUE(real_models::DecodeFaces(answers, 0).empty()) << "answers of another network";
 }
 
-TEST(DecodeFaces, DropsWhatOverlapsABetterFace) {
-  // A box of 40 overlaps one of 20 by so many columns of the smaller.
+TEST(DecodeFaces, DropsBoxesThatOverlapABetterOne) {
+  // A box of 40 overlaps one of 20 by `columns` of the smaller.
   for (const auto& [columns, kept] : {std::pair(7.9f, 2u), {8.1f, 1u}, {20.0f, 1u}}) {
     std::vector<cv::Mat> answers = NoFaces();
     SetFace(&answers, 0, {8, 8}, {100, 100}, 40, 2);
@@ -217,7 +217,7 @@ TEST(DecodeFaces, DropsWhatOverlapsABetterFace) {
   }
 }
 
-TEST(CropSquare, TakesThePixelsThatItIsAskedFor) {
+TEST(CropSquare, TakesTheGivenSquare) {
   const cv::Mat picture = RandomPicture(90, 60, 5);
   const auto expect_equal = [](const cv::Mat& a, const cv::Mat& b) {
     EXPECT_LE(cv::norm(a, b, cv::NORM_INF), 1);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the node and its worker promise, as the plainest program that keeps the promise: no threads,
-// no locks, one pixel at a time. A test makes the same calls to the library and to this model, and
-// compares what crosses the library's borders. Numbers of the platform stand here as numbers: a
-// constant that the library shares with its stand-ins could change unseen.
+// A plain model of the node and its worker: no threads, no locks, one pixel at a time. A test makes
+// the same calls to the library and to this model, and compares everything that crosses the
+// library's borders. Constants of the platform are written as numbers here: a change of one that
+// the library shares with its fakes would otherwise stay hidden.
 #ifndef ZY_TESTS_NODE_MODEL_H_
 #define ZY_TESTS_NODE_MODEL_H_
 
@@ -27,7 +27,7 @@ namespace node_model {
 
 // ---- The world around the library ---------------------------------------------------------------
 
-// The tags in the order in which they are looked up; the one behind them needs no look-up.
+// The tags in the order of their look-ups; the last one needs none.
 enum Tag { kScore, kGenderAge, kOrientation, kSensor, kQuad, kRole, kResult, kFaceNum, kFaces };
 inline constexpr const char* kTags[][2] = {
     {"brodax.faceScore", "enabled"},        {"brodax.faceGenderAndAge", "enabled"},
@@ -36,8 +36,7 @@ inline constexpr const char* kTags[][2] = {
     {"brodax.faceAnalyzeResult", "result"}, {"brodax.faceAnalyzeResult", "faceNum"}};
 inline constexpr const char* kOwnSection = "com.qti.node.brodaxgenderage";
 
-// The framework and the device, which answer the library and the model alike and note every
-// question.
+// The framework and the device. They answer the library and the model alike and record every query.
 struct World {
   template <typename... Words>
   void Say(const Words&... words) {
@@ -97,7 +96,7 @@ struct World {
     return kFigures[choice];
   }
 
-  // The library's copy of the framework's functions, and the identifiers that it looked up.
+  // Stores the library's copy of the framework's functions and the identifiers that it looked up.
   void SetNodeInterface(const ChiNodeInterface* given) {
     if (given == nullptr) return;
     if (given->size >= 120) {
@@ -117,13 +116,13 @@ struct World {
   uint32_t own_base = 0;
   uint32_t ids[kFaces + 1] = {0, 0, 0, 0, 0, 0, 0, 0, 0x00110006};
   ChiResult result = 0;  // of every call; nobody may listen to it
-  uint32_t known = ~0u;  // bit k: the tag k; the last one: the node's own section
+  uint32_t known = ~0u;  // bit k: tag k; the last one: the node's own section
   void* values[kFaces + 1] = {};
   std::size_t counts[kFaces + 1] = {};
   bool runs_nodes[2] = {true, true};  // whether each property has the node's bit
   int failing_inits = 0;              // negative: all
   bool grader_throws = false, grader_is_mute = false;
-  uint64_t mood = 0;  // what the models answer
+  uint64_t mood = 0;  // seed of the models' answers
   uint64_t workers = 0, inits = 0, clears = 0, graders = 0, negotiations = 0;
 };
 
@@ -159,7 +158,7 @@ class Worker {
     flip_ = flip;
   }
 
-  // What the worker's thread does once it gets its time.
+  // Does the work of the worker's thread.
   void Work() {
     if (!std::exchange(is_pending_, false)) return;
     if (!std::exchange(has_worked_, true)) found = {};
@@ -169,7 +168,7 @@ class Worker {
     SetModelUp();
   }
 
-  // Whether an analysed face lies there.
+  // Returns whether an analysed face has this rectangle.
   bool Knows(int left, int right, int top, int bottom) const {
     const auto tolerance = static_cast<int64_t>(static_cast<float>(int64_t{right} - left) * 0.3f);
     const auto near = [&](int64_t a, int64_t b) { return std::abs(a - b) < tolerance; };
@@ -180,7 +179,7 @@ class Worker {
     return false;
   }
 
-  // What a pass does not write keeps its value; before the first one there are none.
+  // Values that a pass does not write stay; before the first pass there are none.
   struct {
     float prop[3], gender[3], age_if_high[3], age_if_low[3], grade[3];
   } found = {{0.7f, 0.7f, 0.7f}, {}, {24, 24, 24}, {20, 20, 20}, {80, 80, 80}};
@@ -195,7 +194,7 @@ class Worker {
     }
   }
 
-  // Rows without padding, as many chroma pairs and rows as are whole.
+  // Copies rows without padding, and only whole chroma pairs and rows.
   bool Copy(const ZyImageBuffer& from) {
     if (from.width < 1 || from.height < 1) return false;
     if (int64_t{from.width} * from.height * 3 > INT32_MAX) return false;
@@ -215,7 +214,8 @@ class Worker {
                                     bgr_.data());
   }
 
-  // A rectangle of the frame in the upright image, at the frame's scale; exact, wherever it lies.
+  // Maps a rectangle of the frame to the upright image, at the frame's scale, exactly for any
+  // input.
   std::array<int64_t, 4> Turn(const std::array<int32_t, 4>& rect) const {
     const int64_t w = width_, h = height_, l = rect[0], t = rect[1], r = rect[2], b = rect[3];
     if (orientation_ == 270) return {l, t, r, b};
@@ -232,7 +232,7 @@ class Worker {
     const bool valid = rect[2] - rect[0] > limit && !gray_.empty();
     for (int64_t& edge : rect) edge /= 2;
     const int x = Wrap(rect[0]), y = Wrap(rect[1]), x1 = Wrap(rect[2]), y1 = Wrap(rect[3]);
-    // The models are told that the image lies also where the angle is none of the four.
+    // For an angle that is none of the four, the models get the sizes of 90 and 270 degrees.
     const bool stands = orientation_ == 0 || orientation_ == 180;
     const int width = (stands ? height_ : width_) / 2, height = (stands ? width_ : height_) / 2;
     const uint64_t gray = common::Digest(gray_.data(), gray_.size());
@@ -310,7 +310,7 @@ class Node {
   std::unique_ptr<Worker> worker;
 
  private:
-  // The value of a tag, null when it is absent, and its length in elements.
+  // Returns the value of a tag, null when it is absent, and its length in elements.
   const uint8_t* Read(Tag tag, std::size_t* count = nullptr) const {
     const uint32_t id = world_.ids[tag];
     const auto type = static_cast<ChiMetadataType>(2);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The node: random scripts that its model follows, one life told line by line, and what needs a
-// worker by itself or time.
+// The node: random scripts compared with its model, one life with all its log lines, and cases that
+// need a worker alone or time.
 #include <array>
 #include <cstring>
 #include <mutex>
@@ -19,7 +19,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, std::size_t size);
 
 namespace {
 
-// The numbers of the platform that the library and its stand-ins share.
+// The numbers of the platform that the library and its fakes share.
 static_assert(kChiSuccess == 0 && kChiFailed == 1 && kChiUnsupported == 2);
 static_assert(kChiInvalidPointer == 5 && SYSTEM_TIME_MONOTONIC == 1);
 static_assert(kLogInfo == 4 && kLogError == 6 && kPropertyValueMax == 92);
@@ -32,7 +32,7 @@ const char kTranscript[] =
 
 using framework::Framework;
 
-// Notes go through the log, so that they stand between the lines of the node.
+// Writes notes to the log, between the lines of the node.
 template <typename... Values>
 void Note(const char* format, Values... values) {
   __android_log_print(0, "", format, values...);
@@ -72,7 +72,7 @@ class NodeTest : public testing_support::DeviceTest {
     framework::CameraBuffer input(&frame_), output(&output_);
     ASSERT_FALSE(session_.Process(frame_number, &input, &output));
   }
-  // Null, a record without a session and one a byte too small.
+  // Passes null, a record without a session and one that is a byte too small.
   template <typename Record>
   void TryBadRecords(const char* name, ChiResult (*callback)(Record*), uint32_t size) {
     Record record = {};
@@ -96,8 +96,8 @@ class NodeTest : public testing_support::DeviceTest {
   std::string text_;
 };
 
-// The first test, because it needs a library that nobody has set up yet.
-TEST(AFreshLibrary, NamesNoTagThatNobodyToldIt) {
+// Must be the first test: it needs a library that is not set up.
+TEST(AFreshLibrary, QueriesNoTagBeforeSetUp) {
   ChiNodeCallbacks node = {};
   node.size = sizeof(node);
   ChiNodeEntry(&node);
@@ -125,7 +125,7 @@ TEST_F(NodeTest, SurvivesASensorAndAFrameOfNoSize) {
   }
 }
 
-TEST_F(NodeTest, DoesWhatItsModelDoes) {
+TEST_F(NodeTest, MatchesItsModel) {
   std::mt19937 random(1);
   for (int i = 0; i < 300; ++i) {
     std::vector<uint8_t> script(1400);
@@ -134,14 +134,14 @@ TEST_F(NodeTest, DoesWhatItsModelDoes) {
   }
 }
 
-TEST_F(NodeTest, TellsItsLife) {
+TEST_F(NodeTest, LogsItsLife) {
   device::AgeGender().SetScript([](auto&) { return device::AgeGenderAnswer{31.5f, 0.25f, 0.75f}; });
   device::FaceGrade().SetScript([](auto&) {
     return device::FaceGradeAnswer{130.0f, {1.0f, 2.0f, 3.0f}};
   });
   device::AgeGender().Set(&device::ModelSettings::failing_inits, 1);
   device::AgeGender().Set(&device::ModelSettings::version,
-                          "1234567890123456789");  // the longest that fits
+                          "1234567890123456789");  // the longest possible
   ChiNodeInterface interface = TalkativeInterface();
   node_.pSetNodeInterface(&interface);
   Tell("set-up");
@@ -187,7 +187,7 @@ TEST_F(NodeTest, TellsItsLife) {
   const std::vector<int32_t> requests[] = {two, two, {}, small, small, small};
   uint64_t frame = 4;
   for (const std::vector<int32_t>& faces : requests) {
-    framework::HoldSignals(true);  // until the request has looked at the results
+    framework::HoldSignals(true);  // until the request has read the results
     Send(frame, faces);
     framework::HoldSignals(false);
     Tell("request " + std::to_string(frame));
@@ -214,8 +214,8 @@ TEST_F(NodeTest, TellsItsLife) {
   EXPECT_EQ(text_, kTranscript);
 }
 
-// Every turn: a node asks for the mirrored ones alone.
-TEST_F(NodeTest, AWorkerTurnsFramesAsItsModelDoes) {
+// Covers every orientation and mirroring; a node uses only the mirrored ones.
+TEST_F(NodeTest, AWorkerTurnsFramesLikeItsModel) {
   std::string seen, expected;
   std::mutex mutex;
   node_model::World world, model_world;

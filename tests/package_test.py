@@ -91,7 +91,7 @@ Program("cmake", "-S.", "-Bconsumer", "-G" + cache["CMAKE_GENERATOR"],
 cmake.run(0, "--build consumer")
 Program("ctest").run(0, "--test-dir consumer --no-tests=error --output-on-failure")
 
-# The same program by way of pkg-config.
+# The same program with pkg-config.
 os.environ["PKG_CONFIG_PATH"] = str(work / "kits/usr/lib/pkgconfig")
 package = Program("pkg-config", "brodax_kits")
 same("pkg-config's version", version, package.run(0, "--modversion").out.strip())

@@ -55,7 +55,7 @@ Bytes EncodePng(const void* pixels, int width, int height, png_uint_32 format) {
   return bytes;
 }
 
-// A gray picture of 16 bits without any colour space information; cut short unless it is of one
+// Encodes a gray picture of 16 bits without colour space information; incomplete unless it has one
 // pixel.
 Bytes EncodeGray16(int width, int height) {
   const uint8_t pixel[] = {0x80, 0x80};
@@ -66,7 +66,7 @@ Bytes EncodeGray16(int width, int height) {
     bytes[20 + i] = static_cast<uint8_t>(height >> (24 - 8 * i));
   }
   bytes[24] = 16;
-  fuzz::MendChecksums(&bytes);
+  fuzz::CorrectChecksums(&bytes);
   return bytes;
 }
 
@@ -89,7 +89,7 @@ Picture DrawScene(int width, int height, int faces, int64_t index) {
 }
 
 Failure Decode(const Bytes& bytes, Picture* picture) {
-  // An exact copy on the heap, so that the address sanitizer sees a read past its end.
+  // An exact copy on the heap, so that the address sanitizer detects a read beyond its end.
   const Bytes exact(bytes);
   return DecodePicture(exact.data(), exact.size(), picture);
 }
@@ -160,7 +160,8 @@ TEST(Picture, JpegsAreTurnedByTheirExifOrientationAndDamagedExifIsHarmless) {
     return picture;
   };
   for (uint8_t orientation = 1; orientation <= 8; ++orientation) {
-    // Where the stored picture's upper left corner belongs, and whether width and height change.
+    // The corner for the stored picture's upper left one, and whether width and height are
+    // exchanged.
     const bool right = orientation == 2 || orientation == 3 || orientation == 6 || orientation == 7;
     const bool below = orientation == 3 || orientation == 4 || orientation >= 7;
     const bool swapped = orientation >= 5;
@@ -206,7 +207,7 @@ FrameSourceOptions Options(int width, int height, int stride) {
   return {"in", width, height, stride, 1};
 }
 
-TEST(Y4m, EveryLayoutGivesTheFrameWorkedOutByHand) {
+TEST(Y4m, EveryLayoutMatchesAFrameComputedByHand) {
   constexpr uint8_t p = kPaddingByte;
   const Bytes nv12_3x3 = {1, 2, 3, p, 4, 5, 6, p, 7, 8, 9, p, 11, 101, 12, 102, 13, 103, 14, 104};
   const Bytes planes_3x3 = {1, 2, 3, 4, 5, 6, 7, 8, 9, 11, 12, 13, 14, 101, 102, 103, 104};
@@ -262,7 +263,7 @@ TEST(Y4m, BadHeadersAreFailures) {
   EXPECT_TRUE(IsOneLine(OpenBytes(BytesOf(longest + "x\n"), Options(0, 0, 0), &source)));
 }
 
-// Reads all frames. Returns how many came, or -1 after a failure.
+// Reads all frames. Returns their number, or -1 after a failure.
 int CountFrames(const Bytes& bytes, const FrameSourceOptions& options) {
   std::unique_ptr<FrameSource> source;
   if (OpenBytes(bytes, options, &source)) return -1;
@@ -318,7 +319,7 @@ Picture GroundPicture(int width, int height) {
   return picture;
 }
 
-TEST(Annotate, ClippedDrawingIsTheCropOfTheWholeOne) {
+TEST(Annotate, ClippedDrawingEqualsACrop) {
   constexpr int kSide = 20;
   constexpr int kMargin = 80;
   for (int at = 0; at < 40 * 40; ++at) {
@@ -353,7 +354,7 @@ TEST(Annotate, ExtremeCoordinatesAreHarmless) {
 
 uint64_t DigestOf(const Bytes& bytes) { return common::Digest(bytes.data(), bytes.size()); }
 
-TEST(Annotate, LabelsCoverNoFaceWhereThereIsRoom) {
+TEST(Annotate, LabelsCoverNoFaceWhereTheyFit) {
   std::mt19937 random(1);
   const auto any = [&](unsigned limit) { return static_cast<int>(random() % limit); };
   for (int round = 0; round < 200; ++round) {
@@ -370,9 +371,9 @@ TEST(Annotate, LabelsCoverNoFaceWhereThereIsRoom) {
   }
 }
 
-// The scene, its labels with every glyph, and the way to a frame and back. After a change that is
-// meant: look at camsim's picture, then write the new digests down.
-TEST(Scene, LooksAsItDid) {
+// Covers the scene, labels with every glyph, and both conversions. After an intended change,
+// inspect camsim's picture, then replace the digests.
+TEST(Scene, DigestsAreUnchanged) {
   const std::pair<uint64_t, uint64_t> digests[] = {{13066746770772487407u, 12642458998098976843u},
                                                    {13542487510761951410u, 14249479121995146279u},
                                                    {14909245123273618416u, 4063216940227630776u}};
@@ -393,7 +394,7 @@ TEST(Scene, LooksAsItDid) {
   }
 }
 
-// Age, prop, gender and grade that the fake models give for a picture's middle.
+// Returns age, prop, gender and grade of the fake models for a picture's middle.
 std::array<float, 4> FiguresOf(const Picture& picture) {
   const int w = picture.width, h = picture.height;
   Bytes bgr, gray;
@@ -411,9 +412,9 @@ std::array<float, 4> FiguresOf(const Picture& picture) {
   return {age.age / 68, age.prop, age.gender, grade.grade / 50};
 }
 
-// Each figure sees what is done to a picture, whatever the picture: nothing that goes wrong on the
-// way to a model stays unseen, and no figure ends at a limit.
-TEST(FakeModels, EveryFigureSeesAMirrorATurnAShiftAndExchangedColours) {
+// Every figure reacts to every change of a picture, so that no error on the way to a model stays
+// hidden, and no figure saturates.
+TEST(FakeModels, EveryFigureDetectsMirrorTurnShiftAndExchangedColours) {
   std::mt19937 random(1);
   for (int round = 0; round < 100; ++round) {
     Picture texture = MakePicture(160, 160);
@@ -440,7 +441,7 @@ TEST(FakeModels, EveryFigureSeesAMirrorATurnAShiftAndExchangedColours) {
   }
 }
 
-TEST(Y4mWriter, WhatItWritesIsReadBack) {
+TEST(Y4mWriter, RoundTrips) {
   for (const auto& [width, height] : {std::pair(6, 4), {7, 5}, {1, 1}}) {
     std::FILE* const file = std::tmpfile();
     ASSERT_NE(file, nullptr);

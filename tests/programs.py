@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# Shared by the tests that run programs. Such a test works in an empty folder, which goes with it.
+# Shared by the tests that run programs. Such a test works in an empty folder, deleted at its end.
 import atexit
 import os
 import pathlib
@@ -11,7 +11,7 @@ import sys
 import tempfile
 import zlib
 
-# Paths stay right in the new folder.
+# Paths stay valid in the new folder.
 arguments = [os.path.abspath(word) if os.path.exists(word) else word for word in sys.argv[1:]]
 work = pathlib.Path(tempfile.mkdtemp()).resolve()
 atexit.register(shutil.rmtree, work, ignore_errors=True)
@@ -20,7 +20,7 @@ failed = False
 
 
 def check(fine, message):
-    """Reports a failure unless all is fine."""
+    """Reports a failure unless `fine` holds."""
     global failed
     if not fine:
         failed = True
@@ -32,28 +32,28 @@ def same(what, expected, actual):
 
 
 def finish(message):
-    """Ends the test; says the message when nothing failed."""
+    """Ends the test; prints the message on success."""
     if not failed:
         print(message)
     sys.exit(failed)
 
 
 def words(command):
-    """Splits strings as a shell does; other arguments, such as paths, stay whole."""
+    """Splits strings like a shell; other arguments, such as paths, stay whole."""
     return [word for part in command
             for word in (shlex.split(part) if isinstance(part, str) else [str(part)])]
 
 
 class Program:
-    """A command; the emulator, where there is one, stands before the program."""
+    """A command, with the emulator, if any, before the program."""
 
     def __init__(self, *command):
         self.command = [str(word) for word in command]
         self.name = pathlib.Path(command[-1]).name
 
     def run(self, status, *options, stdin=b"", **environment):
-        """Runs the program, expects the exit status, and returns what it printed."""
-        # Standard input is a content or, as a path, a file; other named arguments are the environment.
+        """Runs the program, expects the exit status, and returns its output."""
+        # `stdin` is content or, as a path, a file; other named arguments are environment variables.
         feed = {"stdin": stdin.open()} if isinstance(stdin, pathlib.Path) else {"input": stdin}
         done = subprocess.run([*self.command, *words(options)], **feed, capture_output=True,
                               env={**os.environ, **environment})
@@ -63,7 +63,7 @@ class Program:
         return done
 
     def bad(self, status, *options, says="", **more):
-        """Expects the status and one line of an error, which begins with the program's name."""
+        """Expects the status and a one-line error that begins with the program's name."""
         done = self.run(status, *options, **more)
         check(done.err.startswith(f"{self.name}: ") and done.err.count("\n") == 1 and says in done.err,
               f"no one-line error with {says!r}: {options} {done.err}")
@@ -79,7 +79,7 @@ def write(path, content):
 
 
 def write_png(path, width, height, colour):
-    """Writes an RGB picture. The colour of x and y is a number, which stands for a gray, or three."""
+    """Writes an RGB picture. The colour of x and y is one number (gray) or three."""
     def chunk(kind, body):
         return struct.pack(">I", len(body)) + kind + body + struct.pack(">I", zlib.crc32(kind + body))
 
@@ -93,6 +93,6 @@ def write_png(path, width, height, colour):
 
 
 def size_of(path):
-    """The size of a PNG, as in "640x480"."""
+    """Returns the size of a PNG, such as "640x480"."""
     head = read(path)[:24]
     return "%dx%d" % struct.unpack(">II", head[16:]) if head.startswith(b"\x89PNG") else "no PNG"

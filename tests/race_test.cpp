@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Races: two threads that offer frames to one worker. (Nodes that share the models race in the soak
-// of nodecheck.) The thread sanitizer judges; ZY_RACE_ROUNDS makes it longer (./dev races).
+// Two threads offer frames to one worker, for the thread sanitizer. (The soak of nodecheck covers
+// nodes that share the models.) ZY_RACE_ROUNDS sets the number of rounds (./dev races).
 #include <cstdio>
 #include <cstdlib>
 #include <memory>

@@ -28,7 +28,7 @@ Recording Parsed(const std::string& text) {
 constexpr char kHeader[] = R"({"recording":1,"program":"camsim 1.0","size":[64,48]})"
                            "\n";
 
-TEST(Recording, EveryMistakeIsNamedByLineAndKey) {
+TEST(Recording, EveryErrorNamesLineAndKey) {
   const std::pair<std::string, std::string> cases[] = {
       {"", "success"},
       {R"({"request":1})", "line 1: is cut short"},
@@ -86,8 +86,8 @@ TEST(Recording, EveryCutLineIsAFailure) {
   }
 }
 
-// What is written of a request is what is read of it, and what happens to a device as well.
-TEST(Recording, LinesAreReadAsTheyWereMeant) {
+// A request and an event are parsed to the values that were written.
+TEST(Recording, LinesKeepTheirValues) {
   RequestRecord request;
   request.number = 7;
   request.frame_index = 6;
@@ -113,7 +113,7 @@ TEST(Recording, LinesAreReadAsTheyWereMeant) {
   EXPECT_EQ(step.change.camera_role, request.in.camera_role);
   EXPECT_EQ(step.change.quad_cfa, request.in.quad_cfa);
   EXPECT_EQ(step.change.face_rectangles, request.in.face_rectangles);
-  EXPECT_EQ(step.change.score, Change<int32_t>(std::optional<int32_t>()));  // absent, and said so
+  EXPECT_EQ(step.change.score, Change<int32_t>(std::optional<int32_t>()));  // explicitly absent
   EXPECT_EQ(step.faces, request.faces);
   const Returned returned = ReturnedWith(request);
   Comparison comparison({});
@@ -134,7 +134,7 @@ TEST(Recording, ReadsFacesAndRawRectangles) {
   EXPECT_TRUE(none.change.face_rectangles && !*none.change.face_rectangles);
 }
 
-TEST(Comparison, SaysWhatDiffersAndCountsTheRest) {
+TEST(Comparison, ListsDifferencesAndCountsTheRest) {
   const Recording run =
       Parsed(R"({"request":4,"frame":{"index":3,"digest":"a"},"in":{"brodax.faceScore.enabled":1},)"
              R"("out":{"faceNum":2,"age":[31.2,26.6,0.0],"x.Mode":1},"outcome":"taken",)"

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-# Records, replays, compares and draws runs. Each golden recording is what its script gives, and replays
+# Records, replays, compares and draws runs. Each golden recording equals a new run of its script, and replays
 # without a difference; ./dev goldens renews them.
 # usage: recording_test.py SOURCE_DIRECTORY PLAIN_MODEL CAMSIM...
-#   (a model library without controls; an emulator stands before the program where there is one)
+#   (a model library without controls; an emulator, if any, precedes the program)
 import collections
 import json
 import os
@@ -23,7 +23,7 @@ def run(status, *options):
 
 
 def bad(status, message, *options):
-    """Expects the status and the message, and that nothing is written over."""
+    """Expects the status and the message, and that no file is overwritten."""
     write("kept", "kept\n")
     same("message", f"camsim: {message}\n", run(status, *options, "--jsonl kept").err)
     same(f"a file after {options}", b"kept\n", read("kept"))
@@ -39,7 +39,7 @@ def first_line(done):
 
 
 def requests(path):
-    """The lines of a recording without its header, which differs from build to build."""
+    """Returns the lines of a recording without its header, which differs between builds."""
     return read(path).split(b"\n", 1)[1]
 
 
@@ -53,7 +53,7 @@ for script in scripts:
     same(f"replay of {golden}", "0 differences", first_line(run(0, "--replay", golden, "--jsonl again.jsonl")))
     check(requests("again.jsonl") == requests(golden), f"a replay of {golden} records something else")
 
-# Frames that were turned for the sensor are turned again, and their faces stay where the picture has them.
+# A replay turns frames for the sensor again; faces stay in picture coordinates.
 run(0, "--upright --orientation 90 --size 319x240 --requests 12 --jsonl run.jsonl")
 same("replay of turned frames", "0 differences", first_line(run(0, "--replay run.jsonl --jsonl again.jsonl")))
 same("recording of the replay", requests("run.jsonl"), requests("again.jsonl"))
@@ -126,7 +126,7 @@ run(1, "--jsonl same --trace ./same")
 
 # ---- The trace -----------------------------------------------------------------------------------------
 def events(**members):
-    """The events of the trace whose members match the patterns."""
+    """Returns the events of the trace whose members match the patterns."""
     return [event for event in json.loads(read("trace.json"))["traceEvents"]
             if all(re.match(pattern, event.get(name, "")) for name, pattern in members.items())]
 

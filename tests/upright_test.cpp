@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The way of a photograph through a sensor's frame and the node's crop, and of figures back.
+// A photograph's way through a sensor's frame and the node's crop, and the way of figures back.
 #include "camsim/upright.h"
 
 #include <gtest/gtest.h>
@@ -26,8 +26,8 @@ using media::Nv12Frame;
 constexpr int kOrientations[] = {270, 90, 0, 180};
 constexpr std::pair<int, int> kSizes[] = {{64, 48}, {51, 70}, {2, 2}, {201, 33}};
 
-// Random blocks of 2 x 2 equal pixels, so that the grid that a crop takes its pixels from does not
-// show; none is as bright as 255.
+// Makes random blocks of 2 x 2 equal pixels, so that a crop's sampling grid has no effect; all
+// values are below 255.
 Nv12Frame BlockFrame(int width, int height) {
   std::mt19937 random(static_cast<unsigned>(width * 1000 + height));
   Nv12Frame frame;
@@ -41,7 +41,7 @@ Nv12Frame BlockFrame(int width, int height) {
   return frame;
 }
 
-// What the node's models are given: luma, then colours.
+// Returns the input of the node's models: luma, then colours.
 std::vector<uint8_t> Crop(const Nv12Frame& frame, int orientation) {
   std::vector<uint8_t> luma, chroma;
   for (int y = 0; y < frame.height; ++y) {
@@ -57,7 +57,7 @@ std::vector<uint8_t> Crop(const Nv12Frame& frame, int orientation) {
   return crop;
 }
 
-TEST(Upright, TheModelsSeeTheSamePictureAtEveryOrientation) {
+TEST(Upright, TheModelsGetTheSamePictureAtEveryOrientation) {
   VP8YUVInit();
   for (const auto& [width, height] : kSizes) {
     const Nv12Frame upright = BlockFrame(width, height);
@@ -71,7 +71,7 @@ TEST(Upright, TheModelsSeeTheSamePictureAtEveryOrientation) {
   }
 }
 
-TEST(Upright, RectanglesGoWhereTheirPixelsGo) {
+TEST(Upright, RectanglesFollowTheirPixels) {
   const Rect rect = {8, 4, 30, 22};
   for (const auto& [width, height] : {kSizes[0], kSizes[1], kSizes[3]}) {
     Nv12Frame upright = BlockFrame(width, height), frame;
@@ -95,7 +95,7 @@ TEST(Upright, RectanglesGoWhereTheirPixelsGo) {
   }
 }
 
-TEST(Upright, APictureOnePixelWideStaysAsItIs) {
+TEST(Upright, APictureOnePixelWideStaysUnchanged) {
   const Nv12Frame upright = BlockFrame(1, 9);
   for (const int orientation : kOrientations) {
     Nv12Frame frame;
@@ -119,7 +119,7 @@ TEST(DeviceInput, ValuesHoldUntilTheyChangeAndTheLaterRectanglesCount) {
   step.change.orientation = Absent();
   step.faces = {{1, 2, 3, 4}};
   input.Change(step);
-  // What is absent is not told, but holds.
+  // An absent value stays unchanged.
   EXPECT_EQ(input.Holds().orientation, 90);
   EXPECT_EQ(input.Holds().score, 1);
   const framework::DeviceState carried = input.Carried(kSent, *input.Faces());
@@ -137,13 +137,13 @@ TEST(DeviceInput, ValuesHoldUntilTheyChangeAndTheLaterRectanglesCount) {
   EXPECT_FALSE(input.Carried(kSent, {}).face_rectangles);
 }
 
-TEST(Clip, FiguresFollowTheFacesThatTheyWerePublishedFor) {
+TEST(Clip, FiguresFollowTheirFaces) {
   record::RequestRecord published, frame;
   published.why.emplace();
   frame.why.emplace();
   published.faces = {{100, 100, 50, 50}, {300, 100, 40, 40}, {500, 100, 30, 30}};
   published.out.result = {3, {0.1f, 0.2f, 0.3f}, {10, 20, 30}, {60, 70, 80}, {0.8f, 0.6f, 0.4f}};
-  // The second face came nearer, the third left; another one is new.
+  // The second face came nearer, the third left; the last one is new.
   frame.faces = {{290, 95, 60, 60}, {120, 110, 50, 50}, {700, 100, 30, 30}};
   const record::RequestRecord shown = camsim::WithFigures(frame, published);
   EXPECT_EQ(shown.faces, frame.faces);

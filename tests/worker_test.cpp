@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The worker's thread, its hand-over and what only its own callers can give it: drops, ages of
-// results, a model that is not ready, odd rectangles, its life.
+// The worker's thread and hand-over, and cases that only a direct caller can produce: drops, ages
+// of results, a model that is not ready, odd rectangles, start and stop.
 #include <atomic>
 #include <cstdio>
 #include <memory>
@@ -34,7 +34,7 @@ class WorkerTest : public testing_support::DeviceTest {
     AwaitWorkers();
   }
 
-  // Offers a frame once. No outcome: it was skipped.
+  // Offers a frame once. Returns nullopt if it was skipped.
   std::optional<Outcome> Offer(const ZyImageBuffer& image, const Faces& faces,
                                int orientation = 270, int flip = 0) {
     log_.TakeOwn();
@@ -68,7 +68,7 @@ class WorkerTest : public testing_support::DeviceTest {
   std::unique_ptr<ZYPreview> worker_;
 };
 
-TEST_F(WorkerTest, BeginsWithTheDefaultsAndNothingOn) {
+TEST_F(WorkerTest, BeginsWithDefaultsAndAllAnalysesOff) {
   const ZYPreview fresh;
   EXPECT_FALSE(fresh.mFaceGenderAndAgeEnabled || fresh.mFaceScoreEnabled);
   for (int slot = 0; slot < 3; ++slot) {
@@ -82,7 +82,7 @@ TEST_F(WorkerTest, BeginsWithTheDefaultsAndNothingOn) {
 
 // ---- Hand-over ----------------------------------------------------------------------------------
 
-TEST_F(WorkerTest, AFrameThatIsDroppedLeavesThePendingOneAlone) {
+TEST_F(WorkerTest, ADroppedFrameKeepsThePendingOne) {
   Hand(image_, face_, 0);
   ExpectThreeSkips();
   std::atomic<bool> runs{true};
@@ -111,7 +111,7 @@ TEST_F(WorkerTest, AFrameThatIsDroppedLeavesThePendingOneAlone) {
   AwaitWorkers();
 }
 
-TEST_F(WorkerTest, TakesWhatANodeNeverOffers) {
+TEST_F(WorkerTest, AcceptsFramesThatNoNodeOffers) {
   EXPECT_EQ(worker_->ProcessBuffer(nullptr, face_.data(), 1, 0, 0), 0);
   EXPECT_EQ(log_.TakeOwn(), std::vector<std::string>({"6/ZYPreview/ProcessBuffer: Bad parameter"}));
   std::vector<ZyImageBuffer> bad(6, image_);
@@ -127,14 +127,15 @@ TEST_F(WorkerTest, TakesWhatANodeNeverOffers) {
   for (int i = 0; i < 4; ++i) worker_->ProcessBuffer(&image_, three.data(), 1000, 270, 0);
   AwaitWorkers();
   EXPECT_EQ(device::AgeGender().Counts().analyses, 3u);
-  EXPECT_EQ(worker_->ProcessBuffer(&image_, nullptr, 1, 270, 0), 1);  // does not count
+  EXPECT_EQ(worker_->ProcessBuffer(&image_, nullptr, 1, 270, 0), 1);  // not counted
   EXPECT_EQ(worker_->mFaceAnalyzeNum, 3);
   ExpectThreeSkips();
   for (const int none : {0, -1}) {
     EXPECT_EQ(Offer(image_, face_), Outcome::kTaken);
     AwaitWorkers();
     EXPECT_EQ(Index(), 0);
-    EXPECT_EQ(worker_->ProcessBuffer(&image_, face_.data(), none, 270, 0), 1);  // nor does this
+    EXPECT_EQ(worker_->ProcessBuffer(&image_, face_.data(), none, 270, 0),
+              1);  // not counted either
     EXPECT_EQ(Index(), -1);
     ExpectThreeSkips();
   }
@@ -153,14 +154,14 @@ TEST_F(WorkerTest, FollowsTheFrameSize) {
   EXPECT_EQ(CountContaining(lines, "re-alloc memory 0*0 -> 122*94"), 1u);
   EXPECT_EQ(CountContaining(lines, "re-alloc memory 1*48 -> 122*94"), 1u);
   EXPECT_EQ(device::AgeGender().Counts().analyses,
-            4u);  // a frame one pixel high or wide has no half
+            4u);  // a frame one pixel high or wide has no half-size image
 }
 
 TEST_F(WorkerTest, AWakeUpWithoutAFrameIsNoPass) {
   device::AgeGender().Set(&ModelSettings::failing_inits, -1);
   Restart();
   Hand(image_, face_);
-  EXPECT_EQ(device::AgeGender().Counts().analyses, 1u);  // the model is never ready, but asked
+  EXPECT_EQ(device::AgeGender().Counts().analyses, 1u);  // the model is never ready, but called
   const uint64_t passes = device::ClockReads();
   const uint64_t attempts = device::AgeGender().Counts().attempts;
   framework::WakeWorkersSpuriously();
@@ -184,9 +185,10 @@ TEST_F(WorkerTest, HalvesEdgesTowardZero) {
 TEST_F(WorkerTest, FindsTheFirstFaceNearerThanThreeTenthsOfTheWidth) {
   Hand(image_, {{10, 10, 3, 40}, {60, 10, 40, 40}, {60, 10, 40, 40}});
   EXPECT_EQ(worker_->getFaceIndex(false, 60, 100, 10, 50), 1);
-  EXPECT_EQ(worker_->getFaceIndex(false, 71, 111, 10, 50), 1);  // 11 of less than 12
+  EXPECT_EQ(worker_->getFaceIndex(false, 71, 111, 10, 50), 1);  // 11 is less than 12
   EXPECT_EQ(worker_->getFaceIndex(false, 72, 112, 10, 50), -1);
-  EXPECT_EQ(worker_->getFaceIndex(false, 10, 13, 10, 50), -1);  // nothing is nearer than 0
+  EXPECT_EQ(worker_->getFaceIndex(false, 10, 13, 10, 50),
+            -1);  // the limit of 0 excludes everything
   EXPECT_EQ(worker_->getFaceIndex(false, INT32_MIN, INT32_MAX, INT32_MAX, INT32_MIN), -1);
   // Three tenths are taken of the width as a float: here of 100000000, which gives 30000002.
   Hand(image_, {{0, 10, 100000001, 40}, {INT32_MAX - 9, INT32_MAX, 20, 1}});
@@ -226,12 +228,12 @@ TEST_F(WorkerTest, TriesTheModelThreeTimesPerPassUntilItIsReady) {
     EXPECT_EQ(FailedSetUps(), 1u);
     EXPECT_EQ(Index(true), 0);
   }
-  EXPECT_EQ(device::AgeGender().Counts().analyses, 4u);  // analysed all the same
+  EXPECT_EQ(device::AgeGender().Counts().analyses, 4u);  // analysed nevertheless
 }
 
 TEST_F(WorkerTest, TheLastWorkerClearsTheModel) {
   worker_.reset();
-  ZyFaceAgeFinalize();  // one too many, which does not count
+  ZyFaceAgeFinalize();  // one too many, which is ignored
   Restart();
   auto second = std::make_unique<ZYPreview>();
   worker_.reset();
@@ -247,7 +249,7 @@ TEST_F(WorkerDeathTest, VersionsOfTwentyCharactersEndTheProcess) {
   log_.TakeOthers();
   Restart();
   EXPECT_EQ(CountContaining(log_.TakeOthers(), "Ver=1234567890123456789, fitCountry=0("), 1u);
-  worker_.reset();  // leaves one thread, so that a plain fork will do; an emulator cannot exec
+  worker_.reset();  // leaves one thread, so that a plain fork suffices; an emulator cannot exec
   for (const size_t length : {20u, 56u}) {
     device::AgeGender().Set(&ModelSettings::version, std::string(length, 'v'));
     EXPECT_DEATH((std::fputs("asked", stderr), ZyFaceAgeGetVersion()), "asked");

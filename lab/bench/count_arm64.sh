@@ -4,8 +4,8 @@
 # usage: count_arm64.sh BUILD PEERS COMMITTED [--check | --update]
 #   BUILD      build directory of preset arm64 or arm64-gcc with insncount_selftest, request_bench and
 #              kernel_bench, or for --check and --update zyselftest
-#   PEERS      where unpack_arm64_peers.sh put libraries; may be missing
-#   COMMITTED  the counts of that compiler
+#   PEERS      the folder of unpack_arm64_peers.sh; may be missing
+#   COMMITTED  the committed counts of that compiler
 #   --check    fails when a count is more than 3 percent over the committed one
 #   --update   writes the committed counts
 set -euo pipefail
@@ -20,8 +20,8 @@ tolerance=1.03
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# Runs a program under the plugin. Its lines and the plugin's regions, which are in the same order,
-# are pasted together: LINE<tab>PROCESSOR WHOLE APART.
+# Runs a program under the plugin and joins its lines with the plugin's regions, which have the same
+# order: LINE<tab>PROCESSOR WHOLE APART.
 count() {
   local program=$build/$1 libraries=$peers/usr/lib/aarch64-linux-gnu
   shift
@@ -35,7 +35,7 @@ count() {
   paste "$work/lines" "$work/regions"
 }
 
-# The counter itself, on regions of known length; a few instructions are the calls of the marks.
+# Checks the counter on regions of known length; a few instructions are the calls of the marks.
 check_counter() {
   count insncount_selftest | awk -F'\t' '
     { split($3, n, " ") }
@@ -43,7 +43,7 @@ check_counter() {
     END { exit failed || NR != 4 }' >&2
 }
 
-# The middle count of each kind of request, with --count: KIND<tab>WHOLE<tab>APART.
+# Prints the median count of each kind of request: KIND<tab>WHOLE<tab>APART.
 request_medians() {
   count request_bench --count "$build/com.qti.node.brodaxgenderage.so" |
     awk -F'\t' '$2 != "-" { split($3, n, " "); print $1 ", " $2 "\t" n[2] "\t" n[3] }' |
@@ -82,7 +82,7 @@ print_requests() {
     }' "$work/requests"
 }
 
-# What is committed: INSTRUCTIONS<tab>WHAT.
+# Prints the lines to commit: INSTRUCTIONS<tab>NAME.
 own_counts() {
   awk -F'\t' '$2 ~ /^(vector|scalar|plain|rows)$/ { split($5, n, " "); print n[2] "\t" $1 " [" $2 "]" }' \
     "$work/kernels"

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// A plugin of qemu's user-mode emulation that counts the instructions each thread executes between
-// the marks of bench/marks.h. Every virtual processor, which is a thread there, has its own counter.
+// A plugin of qemu's user-mode emulation that counts the instructions of each thread between the
+// marks of bench/marks.h. A virtual processor is a thread there and has its own counter.
 // usage: qemu-aarch64 -plugin insncount.so,out=FILE PROGRAM
-// For each region, in the order of their ends, FILE gets "PROCESSOR WHOLE APART": the instructions
-// of the region, and those of them that ran between insncount_apart and insncount_rejoin.
+// FILE gets one line per region, in the order of their ends: "PROCESSOR WHOLE APART", the
+// instructions of the region, and those between insncount_apart and insncount_rejoin.
 #include <inttypes.h>
 #include <pthread.h>
 #include <stdbool.h>
@@ -11,8 +11,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-// The part of the emulator's plugin interface, version 1, that is used here: its header is not
-// packaged.
+// The used part of the emulator's plugin interface, version 1: no package has its header.
 typedef uint64_t qemu_plugin_id_t;
 struct qemu_plugin_tb;
 struct qemu_plugin_insn;
@@ -36,11 +35,11 @@ EXPORTED int qemu_plugin_version = 1;
 
 #define MAX_PROCESSORS 256
 
-// Written by its own thread alone, and on cache lines of its own.
+// Written by its own thread only, on its own cache lines.
 struct processor {
   _Alignas(64) uint64_t executed;
-  uint64_t begin;  // `executed` when the region began
-  uint64_t aside;  // and when the part to be counted apart did
+  uint64_t begin;  // `executed` at the region's begin
+  uint64_t aside;  // `executed` at insncount_apart
   uint64_t apart;
   bool in_region;
 };
@@ -55,7 +54,7 @@ static struct processor* processor_at(unsigned index) {
   abort();
 }
 
-// A block counts as executed when it is entered, before the marks in it are noticed.
+// Counts a block on entry, before the marks in it are noticed.
 static void on_block(unsigned index, void* instructions) {
   processor_at(index)->executed += (uintptr_t)instructions;
 }
@@ -74,7 +73,7 @@ static void on_apart(unsigned index, void* instructions) {
   processor->aside = processor->executed;
 }
 
-// The instructions of the mark itself belong to no region.
+// Excludes the instructions of the mark itself from every region.
 static void on_rejoin(unsigned index, void* instructions) {
   struct processor* processor = processor_at(index);
   processor->apart += processor->executed - (uintptr_t)instructions - processor->aside;
@@ -99,7 +98,7 @@ static const struct {
               {"insncount_apart", on_apart},
               {"insncount_rejoin", on_rejoin}};
 
-// A mark is called, so it begins a block.
+// Finds marks: a mark is called, so it begins a block.
 static void on_translation(qemu_plugin_id_t id, struct qemu_plugin_tb* block) {
   (void)id;
   void* instructions = (void*)(uintptr_t)qemu_plugin_tb_n_insns(block);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Regions of a known length, on two threads at once, for a check of the counting plugin. Prints for
-// each region, in no order, how many instructions the plugin must find in it and apart.
+// Regions of known length, on two threads in parallel, to check the counting plugin. Prints the
+// expected counts, whole and apart, for each region, in no order.
 #include <cstdint>
 #include <cstdio>
 #include <thread>
@@ -9,7 +9,7 @@
 
 namespace {
 
-// Two instructions a turn.
+// Executes two instructions per turn.
 void Spin(uint64_t turns) {
   asm volatile(
       "1: subs %0, %0, #1\n"

@@ -21,7 +21,7 @@ namespace {
 constexpr std::size_t kPage = 4096;
 constexpr int kPadding = 64;
 
-// Marks whole regions, as skin is: one block of 32 x 32 mask bytes in four.
+// Marks whole regions, like skin: one block of 32 x 32 mask bytes in four.
 void FillMask(const Workspace& space) {
   const int columns = space.width / 2;
   for (int y = 0; y < space.height / 2; ++y) {
@@ -46,7 +46,7 @@ void Copy(KernelVariant variant, const ZyImageBuffer& src, ZyImageBuffer dst, in
   ZyCopyBufferVariant(variant, &dst, &src, rotation);
 }
 
-// "vector" and "scalar" of a function that takes the variant.
+// Returns the contenders "vector" and "scalar" of a function that takes the variant.
 template <typename Run>
 std::vector<Contender> BothVariants(Run run) {
   return {{"vector", [run] { run(KernelVariant::kVector); }},
@@ -87,7 +87,7 @@ class TaskMaker {
     AddCrop("0, mirrored", 0, 1, 1.37);
     AddCrop("180", 180, 0, 1.37);
     AddCrop("180, mirrored", 180, 1, 1.37);
-    for (const int orientation : {90, 270}) {  // which the mirror does not change
+    for (const int orientation : {90, 270}) {  // unchanged by the mirror
       AddCrop(std::to_string(orientation) + ", mirrored", orientation, 1, 0);
       tasks_.back().is_measured = false;
     }

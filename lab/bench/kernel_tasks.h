@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The one list of kernels, each with its variants: what is checked, timed and counted, beside other
-// libraries' functions that do the same work. One thread.
+// The only list of kernels with their variants, to check, time and count them, and of the functions
+// of other libraries that do the same work. One thread.
 #ifndef ZY_BENCH_KERNEL_TASKS_H_
 #define ZY_BENCH_KERNEL_TASKS_H_
 
@@ -14,7 +14,7 @@
 
 namespace bench {
 
-// Bytes that begin a page, as camera buffers do.
+// Bytes that begin a page, like camera buffers.
 class Block {
  public:
   explicit Block(std::size_t size);
@@ -26,11 +26,11 @@ class Block {
   std::unique_ptr<uint8_t, void (*)(void*)> bytes_;
 };
 
-// Fills the block with bytes that follow from the seed, the same on every machine.
+// Fills the block with bytes that depend on the seed alone.
 void FillWithNoise(const Block& block, unsigned seed);
 
 // The memory that the tasks of one frame size share. The rows of a frame are `padding` bytes longer
-// than its pixels; those of padded_source and padded_destination always have some more. Frames for
+// than its pixels; those of padded_source and padded_destination are always longer. Frames for
 // upright pictures have no padding.
 struct Workspace {
   Workspace(int frame_width, int frame_height, int padding = 0);
@@ -42,29 +42,29 @@ struct Workspace {
 
   int width;
   int height;
-  int pitch;         // of a plane of `width` pixels a row
-  int turned_pitch;  // of one of `height` pixels a row
+  int pitch;         // of a plane with `width` pixels per row
+  int turned_pitch;  // of one with `height` pixels per row
   int padded_pitch;
   Block source;
   Block destination;
   Block padded_source;
   Block padded_destination;
-  Block scratch;  // what peers put between their steps
+  Block scratch;  // for intermediate results of peers
   Block mask;     // marks a quarter of the blocks, in regions
   Block no_marks;
   Block all_marks;
 };
 
-// What a task does, for the libraries that know the same.
+// The work of a task, so that peers can do the same.
 enum class Work { kCopy, kCopyPadded, kShrink, kCrop, kSharpen, kCorrelate, kMasked, kSmooth };
 
-// One way to do a task.
+// One implementation of a task.
 struct Contender {
   std::string name;
   std::function<void()> run;
 };
 
-// How slow a variant may be next to the contender named `peer`, as a ratio of times.
+// Highest ratio of a variant's time to that of the contender named `peer`.
 struct HostTarget {
   std::string peer;
   double ratio = 0;
@@ -77,20 +77,20 @@ inline constexpr char kOpenCv[] = "OpenCV";
 struct Task {
   std::string name;
   Work work = Work::kCopy;
-  int parameter = 0;                // of the work: degrees, a factor
+  int parameter = 0;                // of the work: degrees or a factor
   bool mirrored = false;            // an upright picture
   double instruction_target = 0;    // of the best variant, per luma pixel; 0 for none
   HostTarget host_target;           // of the best variant; no peer for none
-  std::size_t source_bytes = 0;     // how many a memcpy of the same bytes moves
+  std::size_t source_bytes = 0;     // bytes for a memcpy of the same size
   std::vector<Contender> variants;  // the best first
-  std::vector<Contender> peers;     // those of the libraries that are linked
-  bool is_measured = true;          // or is for the check alone
+  std::vector<Contender> peers;     // of the linked libraries
+  bool is_measured = true;          // false for a task that is only checked
 };
 
-// Makes every task on frames of the workspace, which must outlive them.
+// Makes all tasks on frames of the workspace, which must outlive them.
 std::vector<Task> MakeTasks(const Workspace& space);
 
-// Returns the names and versions of the other libraries that are linked, each behind "; ".
+// Returns the names and versions of the linked peers, each preceded by "; ".
 std::string PeerVersions();
 
 }  // namespace bench

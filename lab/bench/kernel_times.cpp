@@ -25,7 +25,7 @@ double ProcessorMs() {
   return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
 }
 
-// Returns the mean of as many runs as fit into a round.
+// Returns the mean time of the runs that fit into a round.
 double TimeRound(const Contender& contender) {
   const double begin = ProcessorMs();
   for (int runs = 1;; ++runs) {
@@ -35,7 +35,7 @@ double TimeRound(const Contender& contender) {
   }
 }
 
-// Lets all contenders run in turns, in random order: other load of the machine meets them alike.
+// Alternates all contenders in random order, so that other load of the machine affects them alike.
 Medians TimeContenders(std::vector<Contender> contenders) {
   static std::minstd_rand random;
   std::map<std::string, std::vector<double>> times;
@@ -53,7 +53,7 @@ Medians TimeContenders(std::vector<Contender> contenders) {
   return medians;
 }
 
-// A task's variants, its peers, and a memcpy.
+// Returns a task's variants, its peers, and a memcpy.
 std::vector<Contender> ContendersOf(const Workspace& space, const Task& task) {
   std::vector<Contender> all = task.variants;
   all.insert(all.end(), task.peers.begin(), task.peers.end());
@@ -63,7 +63,7 @@ std::vector<Contender> ContendersOf(const Workspace& space, const Task& task) {
   return all;
 }
 
-// Returns whether a task's best variant is fast enough; "" without a target.
+// Returns whether a task's best variant meets its target; "" without a target.
 std::string Verdict(const Medians& medians, const Task& task) {
   const HostTarget& target = task.host_target;
   if (target.peer.empty()) return "";
@@ -103,9 +103,9 @@ void PrintTable(int width, int height, const std::string& only) {
 }  // namespace
 
 void PrintKernelTimes(const std::string& only) {
-  std::printf("medians of %d rounds in turns%s\n", kRounds, PeerVersions().c_str());
+  std::printf("medians of %d alternating rounds%s\n", kRounds, PeerVersions().c_str());
 #ifndef __aarch64__
-  std::puts("Vector variants run through SIMDe on this machine: their figures are no Arm speeds.");
+  std::puts("Vector variants run through SIMDe on this machine: these are not Arm speeds.");
 #endif
   std::puts("ms of processor time, and as a ratio to a memcpy of the source, libyuv and OpenCV");
   PrintTable(1920, 1080, only);

@@ -6,7 +6,7 @@
 
 namespace bench {
 
-// Prints the time of every task whose name contains `only`, beside its peers and a memcpy of the
+// Prints the time of every task whose name contains `only`, of its peers and of a memcpy of the
 // same bytes, at two sizes.
 void PrintKernelTimes(const std::string& only);
 

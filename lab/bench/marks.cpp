@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "bench/marks.h"
 
-// Functions of their own in a file of its own, so that a call stays a call.
+// Functions in a separate file, so that calls are not inlined.
 void insncount_begin() {}
 void insncount_end() {}
 void insncount_apart() {}

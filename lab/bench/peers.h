@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Other libraries' ways to do the tasks; each is there if its library was found.
+// Functions of other libraries for the tasks; each library is optional.
 #ifndef ZY_BENCH_PEERS_H_
 #define ZY_BENCH_PEERS_H_
 
@@ -9,7 +9,7 @@
 
 namespace bench {
 
-// Appends the library's contenders, if it has any for the task.
+// Appends the library's contenders for the task, if any.
 void AddLibyuvPeers(const Workspace& space, Task* task);
 void AddOpenCvPeers(const Workspace& space, Task* task);
 

@@ -8,7 +8,7 @@
 namespace bench {
 namespace {
 
-// A workspace's memory in libyuv's terms.
+// A workspace's memory in libyuv's types.
 struct Planes {
   explicit Planes(const Workspace& space)
       : width(space.width),
@@ -54,7 +54,7 @@ void Copy(const uint8_t* from, uint8_t* to, int width, int height, int pitch) {
   libyuv::NV12Copy(from, pitch, from + luma, pitch, to, pitch, to + luma, pitch, width, height);
 }
 
-// There is no rotation of interleaved chroma: it is split on the way and merged again.
+// Rotates with split chroma, then merges it: libyuv cannot rotate interleaved chroma.
 void Rotate(const Planes& p, libyuv::RotationMode mode) {
   const int columns = IsTurned(mode) ? p.height : p.width;
   const int rows = IsTurned(mode) ? p.width : p.height;
@@ -70,7 +70,7 @@ void RotateSplit(const Planes& p, libyuv::RotationMode mode) {
                            columns / 2, p.width, p.height, mode);
 }
 
-// A rotation by 180 degrees is a mirrored copy of the rows from the last to the first.
+// Rotates by 180 degrees: a mirrored copy of the rows from the last to the first.
 void Mirror(const Planes& p) {
   libyuv::MirrorPlane(p.luma, p.width, p.to, p.width, p.width, -p.height);
   libyuv::MirrorUVPlane(p.chroma, p.width, p.to_chroma, p.width, p.width / 2, -p.height / 2);
@@ -85,7 +85,7 @@ void AddRotations(const Planes& p, Task* task) {
   }
 }
 
-// How a crop turns the half-size picture: upside down first, if `flip`, then clockwise.
+// Orientation of a crop's half-size picture: upside down first, if `flip`, then clockwise.
 struct Turn {
   bool flip;
   libyuv::RotationMode mode;
@@ -104,7 +104,7 @@ Turn TurnOf(int orientation, bool mirrored) {
   }
 }
 
-// The crop's steps one by one, in libyuv's own choice of samples and colours.
+// Makes the crop in separate steps, with libyuv's own sampling and colours.
 void Crop(const Planes& p, const Turn& turn) {
   const int width = p.width / 2;
   const int height = p.height / 2;

@@ -9,7 +9,7 @@
 namespace bench {
 namespace {
 
-// A workspace's memory as matrices: the frame that is read, and what is written.
+// A workspace's memory as matrices: source and destinations.
 struct Planes {
   explicit Planes(const Workspace& space)
       : width(space.width),
@@ -27,7 +27,7 @@ struct Planes {
   uint8_t* to;
 };
 
-// A rotation in OpenCV's terms; -1 for none.
+// Returns OpenCV's code of a rotation, -1 for none.
 int CodeOf(int rotation) {
   switch (rotation) {
     case 90:
@@ -56,7 +56,7 @@ void Shrink(const Planes& p, int factor) {
   cv::resize(p.luma, small, small.size(), 0, 0, cv::INTER_AREA);
 }
 
-// Turns a picture as a crop does.
+// Turns a picture like a crop.
 void Turn(const cv::Mat& from, cv::Mat* to, int orientation, bool mirrored) {
   if (orientation == 270) {
     *to = from;
@@ -71,7 +71,7 @@ void Turn(const cv::Mat& from, cv::Mat* to, int orientation, bool mirrored) {
   }
 }
 
-// The crop's steps one by one, in OpenCV's own colours.
+// Makes the crop in separate steps, with OpenCV's own colours.
 class Cropper {
  public:
   Cropper(const Planes& p, int orientation, bool mirrored)
@@ -100,7 +100,7 @@ class Cropper {
   cv::Mat half_, gray_, pairs_, joined_;
 };
 
-// The sharpener's kernel; OpenCV's correlation takes its weights as fractions.
+// Sharpens with the same kernel; OpenCV's correlation takes its weights as fractions.
 void Sharpen(const Planes& p) {
   static const cv::Mat kernel =
       (cv::Mat_<float>(3, 3) << -3, -12, -3, -12, 76, -12, -3, -12, -3) / 16;
@@ -113,7 +113,7 @@ void SmoothInPlace(const Planes& p) {
   cv::GaussianBlur(map, map, {3, 3}, 0);
 }
 
-// Saves the copy that OpenCV makes of a picture that is to be smoothed in place.
+// Smooths without the copy that OpenCV makes for an in-place call.
 void SmoothElsewhere(const Planes& p) {
   cv::Mat smooth = p.Result(p.height, p.width, CV_8UC1);
   cv::GaussianBlur(p.luma, smooth, {3, 3}, 0);

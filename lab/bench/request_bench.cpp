@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// Drives the built library through its export and measures each kind of request on the thread that
-// sends it: times and, under the counting plugin, instructions. Log lines are dropped. Measured is
-// the node's process-request callback alone, with all that it calls; the counts have the
-// framework's functions apart.
+// Drives the built library through its export and measures each kind of request on the sending
+// thread: times and, under the counting plugin, instructions. Log lines are dropped. It measures
+// the node's process-request callback with all its calls; the counts separate the framework's
+// functions.
 // usage: request_bench [--count] NODE_LIBRARY
-//   --count, for the plugin: few rounds; instead of the table a line for each of the plugin's
-//   regions, in order: "FRAME<tab>REQUEST", REQUEST "-" for what only leads to another one.
+//   --count, for the plugin: few rounds; instead of the table one line for each of the plugin's
+//   regions, in order: "FRAME<tab>REQUEST", REQUEST "-" for one that only precedes another.
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
@@ -27,9 +27,9 @@ namespace {
 
 constexpr std::chrono::minutes kRestTimeout{5};
 
-// ---- The node's callback and the framework's functions, with measures around them ---------------
+// ---- The node's callback and the framework's functions, measured --------------------------------
 
-// What is measured. kLeadUp only leads to another kind.
+// Kinds of requests. kLeadUp only precedes another kind.
 enum Kind { kOffCadence, kPaced, kDropped, kTaken, kStraightCopy, kLeadUp };
 
 constexpr int kMeasuredKinds = kLeadUp;
@@ -39,7 +39,7 @@ constexpr const char* kKindNames[] = {
 
 struct Measure {
   double time;            // microseconds
-  double processor_time;  // of the thread: leaves out when another one ran
+  double processor_time;  // of the thread, without others'
 };
 
 framework::NodeEntry g_entry = nullptr;
@@ -47,9 +47,9 @@ ChiNodeInterface g_framework = {};
 ChiNodeCallbacks g_node = {};
 Measure g_last = {};                 // of the last request
 Kind g_kind = kLeadUp;               // of the next request
-const char* g_frame_name = nullptr;  // when regions are to be printed
+const char* g_frame_name = nullptr;  // set when regions are printed
 
-// Calls a function of the framework, whose instructions are counted apart.
+// Calls a function of the framework and counts its instructions apart.
 template <typename Query>
 ChiResult CallApart(ChiResult (*function)(Query*), Query* query) {
   insncount_apart();
@@ -112,11 +112,11 @@ void Require(const common::Failure& failure) {
 }
 
 void AwaitWorker() {
-  if (!framework::WaitForRestingWorkers(kRestTimeout)) Die("the worker does not come to rest");
+  if (!framework::WaitForRestingWorkers(kRestTimeout)) Die("the worker did not become idle");
 }
 
-// The worker has what the node's copy overwrites in another core's cache, and the frame may be in
-// ours: neither must make a difference between the node's copy and one that it is compared with.
+// Evicts the caches. The worker holds the lines that the node's copy overwrites in another core's
+// cache, and the frame may be in ours; neither must favour one of the compared copies.
 void PushOutOfCaches() {
   constexpr std::size_t kMoreThanCaches = std::size_t{96} << 20;
   static std::vector<uint8_t> bytes(kMoreThanCaches);
@@ -124,7 +124,7 @@ void PushOutOfCaches() {
   std::fill(bytes.begin(), bytes.end(), ++value);
 }
 
-// A session on frames of one size with three faces, which sends requests of the wanted kind.
+// A session with frames of one size and three faces, which sends requests of the wanted kind.
 class Stream {
  public:
   Stream(int width, int height) {
@@ -149,7 +149,7 @@ class Stream {
   Stream(const Stream&) = delete;
   Stream& operator=(const Stream&) = delete;
 
-  // Returns one measure of a kind. What it takes to get there is not measured.
+  // Returns one measure of a kind. Requests that lead to it are not measured.
   Measure Send(Kind kind) {
     if (kind == kPaced) return SendPaced();
     if (kind == kDropped) return SendDropped();
@@ -158,7 +158,7 @@ class Stream {
   }
 
  private:
-  // Sends the next frame whose number suits the kind.
+  // Sends the next frame whose number fits the kind.
   Measure SendNext(Kind kind) {
     do {
       ++frame_number_;
@@ -170,7 +170,7 @@ class Stream {
     return g_last;
   }
 
-  // The worker considers one offer in four; three can be made before that.
+  // Sends an offer that the worker skips: it considers one in four.
   Measure SendPaced() {
     if (offers_ == 3) SendTaken();
     ++offers_;
@@ -184,7 +184,7 @@ class Stream {
     return SendNext(kind);
   }
 
-  // A worker reads the clock once at the end of each pass.
+  // Sends a frame that the worker takes. The worker reads the clock once at the end of each pass.
   Measure SendTaken() {
     const uint64_t passes = device::ClockReads();
     const Measure measure = SendConsidered(kTaken);
@@ -192,7 +192,7 @@ class Stream {
     return measure;
   }
 
-  // While it waits for a signal the worker is busy with the frame before.
+  // Sends a frame while the worker is busy: a held signal keeps the earlier frame pending.
   Measure SendDropped() {
     const uint64_t passes = device::ClockReads();
     framework::HoldSignals(true);
@@ -205,7 +205,7 @@ class Stream {
 
   static void AwaitPass(uint64_t passes_before) {
     AwaitWorker();
-    if (device::ClockReads() != passes_before + 1) Die("a frame was not treated as expected");
+    if (device::ClockReads() != passes_before + 1) Die("a frame had an unexpected outcome");
   }
 
   Measure CopyStraight() {
@@ -220,7 +220,7 @@ class Stream {
   ZyImageBuffer copy_ = {};
   bool is_warm_ = false;
   uint64_t frame_number_ = 0;
-  int offers_ = 3;  // since the last one that the worker considered; it considers the first
+  int offers_ = 3;  // since the last one considered; the worker considers the first
 };
 
 // ---- The table ----------------------------------------------------------------------------------
@@ -249,9 +249,9 @@ void PrintTable(const char* frame, const Measures (&measures)[kMeasuredKinds]) {
       ratio, ratio <= 1.1 ? "met" : "MISSED");
 }
 
-// Sends rounds of every kind in turns: other load of the machine meets them alike.
+// Alternates all kinds, so that other load of the machine affects them alike.
 void MeasureFrames(const char* frame, int width, int height, bool is_counting) {
-  constexpr int kOffCadenceEach = 5;  // as many as a pipeline sends between two others
+  constexpr int kOffCadenceEach = 5;  // as many as a pipeline sends between two offers
   g_frame_name = is_counting ? frame : nullptr;
   Stream stream(width, height);
   Measures measures[kMeasuredKinds];

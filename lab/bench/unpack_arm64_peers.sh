@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Unpacks OpenCV for Arm, and what it loads, from Debian's packages into a directory, without
-# installing them: they would pull in half a desktop. Fails when the packages cannot be had.
+# Unpacks OpenCV for Arm and its dependencies from Debian's packages into a directory, without
+# installing them, which would require half a desktop. Fails when the packages are not available.
 # usage: unpack_arm64_peers.sh DIRECTORY
 set -euo pipefail
 directory=$1

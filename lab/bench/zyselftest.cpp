@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// zyselftest: runs every kernel with each of its variants on generated pictures and compares the
-// bytes with committed digests. Needs nothing but the C++ runtime, so that it can be pushed to a
-// phone and run there. The bench of a desk is the same program beside other libraries.
+// zyselftest: runs every kernel and variant on generated pictures and compares the bytes with
+// committed digests. It needs only the C++ runtime, so it can be pushed to a phone and run there. A
+// desktop's bench is the same program with peers.
 #include <cinttypes>
 #include <cstdio>
 #include <deque>
@@ -20,7 +20,7 @@ using bench::Workspace;
 
 constexpr char kUsage[] =
     "usage: zyselftest [--print | --time [NAME] | --count]\n"
-    "  --print        print the digests instead, of the last variants\n"
+    "  --print        print the digests of the last variants instead of checking\n"
     "  --time [NAME]  time the kernels whose name contains NAME\n"
     "  --count        run each once, for the counting plugin; print a line for each region:\n"
     "                 TASK<tab>CONTENDER<tab>PIXELS<tab>TARGET (instructions per pixel, or -)\n";
@@ -29,12 +29,12 @@ const std::map<std::string, uint64_t> kGolden = {
 #include "bench/kernel_digests.txt"
 };
 
-// Odd, too small and large enough for vector rows that turn a picture; a multiple of 8, of 16; and
-// one that a camera delivers. Behind each row lie some bytes that are not the picture's.
+// Odd; too small and large enough for vector rows that rotate; a multiple of 8, of 16; and a
+// camera's size. A few bytes beyond each row do not belong to the picture.
 constexpr int kSizes[][2] = {{37, 23}, {101, 75}, {40, 24}, {48, 32}, {640, 480}};
 constexpr int kPadding = 19;
 
-// A frame size with all that runs on it.
+// A frame size with all its tasks.
 struct Frame {
   Frame(int width, int height)
       : space(width, height, kPadding),
@@ -49,7 +49,7 @@ struct Frame {
   std::string name;
 };
 
-// Returns the digest of all that a contender leaves behind, bytes that should have stayed included.
+// Returns the digest of all bytes after a contender's run, including those that must not change.
 uint64_t DigestOf(const Workspace& space, const Contender& contender) {
   for (const bench::Block* block : {&space.destination, &space.padded_destination}) {
     bench::FillWithNoise(*block, 2);
@@ -59,7 +59,7 @@ uint64_t DigestOf(const Workspace& space, const Contender& contender) {
   return common::Digest(space.padded_destination.data(), space.padded_destination.size(), digest);
 }
 
-// Returns the sizes at which a variant's bytes are not the committed ones.
+// Returns the sizes at which a variant's bytes differ from the committed digests.
 std::string WrongSizes(const std::deque<Frame>& frames, std::size_t task, std::size_t variant) {
   std::string wrong;
   for (const Frame& frame : frames) {
@@ -84,7 +84,7 @@ int Check(const std::deque<Frame>& frames) {
   }
   const bool complete = kGolden.size() == tasks.size() * frames.size();
   std::printf("%d passed, %d failed%s\n", passed, failed,
-              complete ? "" : "; there are digests of kernels that are no more");
+              complete ? "" : "; kernel_digests.txt has kernels that no longer exist");
   return failed == 0 && complete ? 0 : 1;
 }
 
@@ -98,7 +98,7 @@ void PrintDigests(const std::deque<Frame>& frames) {
   }
 }
 
-// The first run binds symbols and lets peers allocate their buffers.
+// Runs twice: the first run binds symbols and lets peers allocate their buffers.
 void Count(const Task& task, const Contender& contender, std::size_t pixels, double target) {
   contender.run();
   insncount_begin();
@@ -129,7 +129,7 @@ int main(int argc, char** argv) {
   } else if (mode == "--count" && argc == 2) {
     CountAll();
   } else if (argc == 1 || (mode == "--print" && argc == 2)) {
-    std::deque<Frame> frames;  // which stay where they are: tasks point to their frame's memory
+    std::deque<Frame> frames;  // a deque keeps addresses: tasks point to their frame's memory
     for (const auto& [width, height] : kSizes) frames.emplace_back(width, height);
     if (argc == 1) return Check(frames);
     PrintDigests(frames);

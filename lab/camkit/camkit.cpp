@@ -23,7 +23,7 @@ int Say(const common::Failure& failure, int exit_code) {
 common::Failure KeepInputs(const Options& options) {
   for (const std::string& input : {options.input, options.mask}) {
     if (!common::IsSameFile(options.output, input == "-" ? "/dev/stdin" : input)) continue;
-    return common::Fail(options.output + ": is an input as well");
+    return common::Fail(options.output + ": is also an input");
   }
   return std::nullopt;
 }
@@ -51,7 +51,7 @@ int Run(const Options& options) {
   if (!failure) failure = media::WritePng(options.compare ? both : result.after, &output);
   if (!failure) failure = output.Complete();
   if (failure) return Say(failure, common::kExitFailure);
-  // Standard output may be the picture.
+  // Standard output may carry the picture.
   std::fprintf(stderr, "%s: %dx%d in %.3f ms\n", options.name.c_str(), input.width, input.height,
                result.milliseconds);
   return common::kExitOk;

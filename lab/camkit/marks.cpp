@@ -10,7 +10,7 @@ namespace {
 
 constexpr uint8_t kMarked = 255;
 
-// A frame's luma of black and of white.
+// Luma of black and of white in a frame.
 constexpr int kBlack = 16;
 constexpr int kWhite = 235;
 
@@ -45,8 +45,8 @@ common::Failure MarkByMask(const media::Picture& mask, int threshold, const medi
   } else if (mask.width == map->width && mask.height == map->height) {
     *map = LumaOf(marks);
   } else {
-    return common::Fail("the mask is " + SizeText(mask.width, mask.height) + ", a picture of " +
-                        SizeText(frame.width, frame.height) + " takes that size or " +
+    return common::Fail("the mask is " + SizeText(mask.width, mask.height) + "; a picture of " +
+                        SizeText(frame.width, frame.height) + " needs that size or " +
                         SizeText(map->width, map->height));
   }
   for (uint8_t& luma : map->bytes) {

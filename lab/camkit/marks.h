@@ -9,16 +9,16 @@
 
 namespace camkit {
 
-// Maps of a picture's 2x2 blocks, half its size rounded down: 255 where a block is marked, else 0.
+// Maps of a picture's 2x2 blocks, half its size rounded down: 255 for a marked block, else 0.
 
 Plane MarkAll(const media::Nv12Frame& frame);
 
-// Marks the blocks whose colour is in the range that skin of all tones tends to have: Cb from 77 to
-// 127 and Cr from 133 to 173. Wood and sand have it too; it is a demonstration.
+// Marks the blocks whose colour is in the range of most skin tones: Cb from 77 to 127 and Cr from
+// 133 to 173. Wood and sand match too; this is a demonstration.
 Plane MarkSkin(const media::Nv12Frame& frame);
 
-// Marks where a mask, a picture of the frame's size or of half of it, is at least as bright as
-// `threshold` of 255. Other sizes are a failure.
+// Marks blocks where a mask, a picture of the frame's size or half of it, is at least as bright as
+// `threshold` of 255. Fails on other sizes.
 common::Failure MarkByMask(const media::Picture& mask, int threshold, const media::Nv12Frame& frame,
                            Plane* map);
 

@@ -20,7 +20,8 @@
 namespace camkit {
 namespace {
 
-// Copies a part of a picture into another one, its upper left corner to (x, y). Both hold it.
+// Copies a part of a picture into another one, its upper left corner to (x, y). Both must contain
+// it.
 void Paste(const media::Picture& from, common::Rect part, int x, int y, media::Picture* to) {
   for (int row = 0; row < part.h; ++row) {
     std::copy_n(from.Pixel(part.x, part.y + row), std::ptrdiff_t{part.w} * 3,
@@ -59,7 +60,7 @@ int MinimumSide(Operation operation, bool has_map) {
 
 // ---- Luma ---------------------------------------------------------------------------------------
 
-// What the kit does not write of `luma` stays as it was. `map` is null without one.
+// Runs a luma operation. Pixels that the kit does not write keep their luma. `map` may be null.
 void ChangeLuma(const Options& options, const media::Nv12Frame& frame, const Plane* map,
                 Plane* luma) {
   const int w = frame.width, h = frame.height;
@@ -109,7 +110,7 @@ void SmoothMap(const media::Nv12Frame& frame, BeforeAndAfter* result) {
 
 // ---- Size ---------------------------------------------------------------------------------------
 
-// Hands over whole blocks only: at other widths the block downscaler's picture would drift.
+// Passes whole blocks only: at other widths the block downscaler's picture would drift.
 Plane Shrink(const Plane& plane, int factor, decltype(resize_half)* shrink) {
   Plane small(plane.width / factor, plane.height / factor);
   shrink(plane.bytes.data(), small.bytes.data(), small.width * factor, small.height * factor,
@@ -133,7 +134,7 @@ common::Failure ApplyShrink(Operation operation, const media::Nv12Frame& frame,
 
 // ---- Rotation -----------------------------------------------------------------------------------
 
-// An even size, with the last row and column repeated: the kit drops an odd one's last chroma.
+// Repeats the last row and column of an odd size: the kit drops the last chroma of an odd size.
 media::Picture PadToEven(const media::Picture& picture) {
   const int w = picture.width, h = picture.height;
   media::Picture even = media::MakePicture(2 * common::HalfUp(w), 2 * common::HalfUp(h));
@@ -158,7 +159,7 @@ common::Failure RotateFrame(media::Nv12Frame* frame, int degrees, double* millis
   return is_done ? std::nullopt : common::Fail("the kit rejects the rotation");
 }
 
-// Where a picture without its padding lies after it was turned with the padding.
+// Returns the rectangle of the unpadded picture after a rotation with padding.
 common::Rect TurnedPart(const media::Picture& picture, int degrees) {
   const int pad_x = picture.width % 2, pad_y = picture.height % 2;
   if (degrees == 180) return {pad_x, pad_y, picture.width, picture.height};
@@ -179,7 +180,7 @@ common::Failure Rotate(int degrees, const media::Picture& input, BeforeAndAfter*
   return std::nullopt;
 }
 
-// The picture with every pixel repeated up to a size; pictures of other shapes are left alone.
+// Repeats every pixel up to the given size; leaves pictures of other shapes unchanged.
 media::Picture Enlarge(const media::Picture& picture, int width, int height) {
   const int factor = std::min(width / picture.width, height / picture.height);
   if (factor < 2) return picture;
@@ -199,7 +200,7 @@ common::Failure Apply(const Options& options, const media::Picture& input,
   const int side = MinimumSide(options.operation, options.skin || mask != nullptr);
   if (input.width < side || input.height < side) {
     return common::Fail(SizeText(input.width, input.height) + " is too small: " + options.name +
-                        " takes pictures from " + SizeText(side, side) + " on");
+                        " needs at least " + SizeText(side, side));
   }
   if (options.operation == Operation::kRotate) return Rotate(options.degrees, input, result);
   media::Nv12Frame frame;

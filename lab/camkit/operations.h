@@ -14,12 +14,12 @@ struct BeforeAndAfter {
   double milliseconds = 0;  // of the kit's call
 };
 
-// Runs the operation that the options name. `mask` is null without one. A picture that is too small
-// for the operation, or a mask of another size, is a failure.
+// Runs the operation that the options name. `mask` may be null. Fails when a picture is too small
+// for the operation or a mask has another size.
 common::Failure Apply(const Options& options, const media::Picture& input,
                       const media::Picture* mask, BeforeAndAfter* result);
 
-// Both pictures, the second enlarged to the first one's size where it is smaller, under labels.
+// Returns both pictures under labels; a smaller second one is enlarged to the size of the first.
 common::Failure SideBySide(const BeforeAndAfter& pictures, const std::string& name,
                            media::Picture* both);
 

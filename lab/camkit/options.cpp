@@ -9,8 +9,8 @@ namespace camkit {
 namespace {
 
 constexpr char kAbout[] =
-    "camkit shows what the image and sharpening kits do to a picture, and how long the call took.\n"
-    "All but rotate and the downscalers change the luma alone; the colours stay.";
+    "camkit runs a function of the image and sharpening kits on a picture, and prints its time.\n"
+    "All functions but rotate and the downscalers change only the luma.";
 
 constexpr char kExample[] =
     "Examples:\n"
@@ -18,11 +18,11 @@ constexpr char kExample[] =
     "  camkit sharpen-skin photo.jpg skin.png --skin\n"
     "  camkit smooth photo.jpg map.png --skin --compare\n"
     "  camkit rotate --degrees 90 photo.jpg turned.png\n"
-    "--skin marks 2x2 blocks with Cb from 77 to 127 and Cr from 133 to 173: a rule of thumb for\n"
-    "trying the kit on any photograph, no finder of skin.\n"
-    "Left out are resize_halfUseNeon and resize_quarterUseNeon, which give what half and quarter\n"
-    "do at widths that are multiples of 8, and the array helpers and the allocation of buffers,\n"
-    "which show nothing on a picture.\n"
+    "--skin marks 2x2 blocks with Cb from 77 to 127 and Cr from 133 to 173. This is a rule of\n"
+    "thumb for trying the kit on any photograph, not a skin detector.\n"
+    "camkit has no operation for resize_halfUseNeon and resize_quarterUseNeon, which equal half\n"
+    "and quarter at widths that are multiples of 8, nor for the array helpers and the allocation\n"
+    "of buffers, which have no visible effect.\n"
     "Exit status: 0 ok, 1 failure, 2 usage, 3 unreadable input.";
 
 struct OperationText {
@@ -32,24 +32,26 @@ struct OperationText {
 };
 
 constexpr OperationText kOperations[] = {
-    {Operation::kSharpen, "sharpen", "sharpenY: sharpen everything"},
-    {Operation::kSharpenSkin, "sharpen-skin", "sharpenYWithSkinMap: sharpen what is marked"},
+    {Operation::kSharpen, "sharpen", "sharpenY: sharpen the whole picture"},
+    {Operation::kSharpenSkin, "sharpen-skin", "sharpenYWithSkinMap: sharpen marked blocks"},
     {Operation::kFilter, "filter", "filterCorr3x3s8_v2, also ...WithskinMap: any 3x3 weights"},
-    {Operation::kSmooth, "smooth", "smoothSkinMapGaussian: smooth the luma, or a map of skin"},
+    {Operation::kSmooth, "smooth", "smoothSkinMapGaussian: smooth the luma, or a skin map"},
     {Operation::kHalf, "half", "resize_half: half the width and height"},
     {Operation::kQuarter, "quarter", "resize_quarter: a quarter of the width and height"},
     {Operation::kEighth, "eighth", "resize_eighthUseNeon: an eighth of the width and height"},
-    {Operation::kRotate, "rotate", "ZyCopyBuffer: turn the picture clockwise"},
+    {Operation::kRotate, "rotate", "ZyCopyBuffer: rotate the picture clockwise"},
 };
 
 void AddMask(common::Command command, Options* options) {
   const common::CommandOption mask =
       command
           .Add("--mask", &options->mask,
-               "picture of the same size, or half of it, that marks what is bright")
+               "picture of the same size, or half of it; its bright pixels are marks")
           .Shows("FILE")
           .Checks(common::NotEmpty);
-  command.Add("--threshold", &options->threshold, "how bright, of 255, a marked pixel is (128)")
+  command
+      .Add("--threshold", &options->threshold,
+           "lowest brightness of a marked pixel, up to 255 (128)")
       .Within(1, 255)
       .Needs(mask);
   command.AddFlag("--skin", &options->skin, "mark skin by its chroma").Excludes(mask);
@@ -72,11 +74,13 @@ bool ParseWeights(const std::string& text, Options* options) {
 
 void AddWeights(common::Command command, Options* options) {
   const auto take = [options](const std::string& text) {
-    return ParseWeights(text, options) ? "" : text + " are no weights such as -3,76,-12";
+    return ParseWeights(text, options) ? "" : text + " is not a list of weights such as -3,76,-12";
   };
   command
-      .AddText("--weights", take,
-               "of corners, centre and edges, -128 to 127 each; 16 in all keep the brightness")
+      .AddText(
+          "--weights", take,
+          "of corners, centre and edges, -128 to 127 each; four corners, four edges and the centre "
+          "must sum to 16 to keep the brightness")
       .Shows("CORNER,CENTRE,EDGE")
       .IsRequired();
 }
@@ -97,7 +101,7 @@ void AddOperation(const OperationText& text, common::Command* program, Options* 
       .Shows("IN")
       .IsRequired();
   const auto check = [](const std::string& path) {
-    return path == "-" ? "for standard output say /dev/stdout" : common::PngName(path);
+    return path == "-" ? "for standard output use /dev/stdout" : common::PngName(path);
   };
   command.Add("output", &options->output, "PNG").Shows("OUT.png").IsRequired().Checks(check);
   command.AddFlag("--compare", &options->compare,
@@ -109,7 +113,7 @@ void AddOperation(const OperationText& text, common::Command* program, Options* 
   if (operation == Operation::kFilter) AddWeights(command, options);
   if (operation == Operation::kRotate) AddDegrees(command, options);
   if (operation == Operation::kSmooth) {
-    command.AddFlag("--skin", &options->skin, "make a map of skin and smooth that");
+    command.AddFlag("--skin", &options->skin, "make a skin map and smooth it");
   }
 }
 

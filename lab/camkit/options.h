@@ -17,7 +17,7 @@ enum class Operation {
   kRotate
 };
 
-// What camkit's command line says.
+// The parsed command line of camkit.
 struct Options {
   Operation operation = Operation::kSharpen;
   std::string name;  // of the operation, as typed
@@ -31,8 +31,8 @@ struct Options {
   bool compare = false;
 };
 
-// Reads the command line. Returns true to go on; otherwise everything is said, and `exit_code` is
-// what the program ends with.
+// Parses the command line. Returns true to go on; otherwise it has printed the message, and
+// `exit_code` is the program's exit code.
 bool ParseOptions(int argc, char** argv, Options* options, int* exit_code);
 
 }  // namespace camkit

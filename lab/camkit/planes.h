@@ -25,13 +25,13 @@ struct Plane {
   std::vector<uint8_t> bytes;
 };
 
-// A picture as luma, U and V of one size, so that a function for planes serves each of them.
+// A picture as luma, U and V of one size, so that a function for planes serves each.
 using Planes = std::array<Plane, 3>;
 
 Plane LumaOf(const media::Nv12Frame& frame);
 Planes PlanesOf(const media::Nv12Frame& frame);
 common::Failure PictureOf(const Planes& planes, media::Picture* picture);
-// A plane of brightness, 0 to 255, as a gray picture.
+// Converts a plane of brightness, 0 to 255, to a gray picture.
 media::Picture GrayPicture(const Plane& plane);
 
 std::string SizeText(int width, int height);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Fake of libQVFD_AgeGender. Its figures follow from the pixels and are no estimates of a person.
+// Fake of libQVFD_AgeGender. Its figures are functions of the pixels, not estimates of a person.
 #include "platform/age_gender_model.h"
 
 #include "device/face_measure.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Controls of the fake device: its properties, its clock, and how its two models answer, fail and
-// wait. Each fake library exports its own part of this header. All functions may be called from any
-// thread. Programs open a device's libraries without linking them, and look the C functions at the
-// end up by name; the others are for tests that link the fakes.
+// wait. Each fake library exports its own part of this header. Any thread may call the functions.
+// Programs open a device's libraries without linking them, and find the C functions at the end by
+// name; the others are for tests that link the fakes.
 #ifndef ZY_DEVICE_CONTROL_H_
 #define ZY_DEVICE_CONTROL_H_
 
@@ -16,9 +16,9 @@
 
 extern "C" {
 
-// One call of a model library. The pointers are valid during the call of the listener only.
+// One call of a model library. The pointers are valid only while the listener runs.
 struct ZyModelCall {
-  const uint8_t* gray;  // width x height bytes; null for a model that does not get them
+  const uint8_t* gray;  // width x height bytes; null for a model that does not receive them
   const uint8_t* rgb;   // width x height pixels of blue, green, red
   int width, height;
   int left, top, right, bottom;  // of the face
@@ -31,14 +31,14 @@ void zy_set_property(const char* key, const char* value);
 
 // libQVFD_AgeGender: sets the time of each analysis.
 void zy_set_age_gender_delay(int milliseconds);
-// Lets so many set-ups fail from now on; -1 fails all.
+// Lets the next `attempts` set-ups fail; -1 fails all.
 void zy_fail_age_gender_inits(int attempts);
-// Calls the listener at the end of each analysis, on the thread that asked for it; null for none.
+// Calls the listener at the end of each analysis, on the analysing thread; null for none.
 void zy_tell_age_gender_calls(ZyModelListener listener, void* context);
-// Returns how many calls of the library began while another one ran.
+// Returns the number of calls that began while another one ran.
 uint64_t zy_overlapping_age_gender_calls();
 
-// libFaceGrade: likewise.
+// libFaceGrade: as for libQVFD_AgeGender.
 void zy_tell_face_grade_calls(ZyModelListener listener, void* context);
 uint64_t zy_overlapping_face_grade_calls();
 
@@ -49,10 +49,10 @@ namespace device {
 // libcutils: removes all properties.
 void ClearProperties();
 
-// libutils: makes systemTime() answer `nanoseconds`, or the machine's monotonic clock again.
+// libutils: lets systemTime() return `nanoseconds`, or the machine's monotonic clock again.
 void SetClock(int64_t nanoseconds);
 void UseRealClock();
-// Returns how often systemTime() was called. A worker calls it once, at the end of each pass.
+// Returns the number of systemTime() calls. A worker makes one at the end of each pass.
 uint64_t ClockReads();
 
 // libchinodeutils: returns how often buffers were negotiated, and sets the result of that.
@@ -61,7 +61,7 @@ void SetBufferNegotiationResult(int32_t result);
 
 // ---- The two models -----------------------------------------------------------------------------
 
-// How a model behaves from now on.
+// Behaviour of a model from the next call on.
 struct ModelSettings {
   struct Listener {
     ZyModelListener function = nullptr;
@@ -69,28 +69,28 @@ struct ModelSettings {
   };
 
   std::chrono::milliseconds delay{0};  // of each analysis
-  int failing_inits = 0;               // how many of the next set-ups fail; negative: all
-  bool failing_inits_throw = false;    // as those of the face grade always do
-  bool is_mute = false;                // an analysis ends at once, without a result
-  bool records = false;                // keeps its calls
+  int failing_inits = 0;               // number of set-ups that fail next; negative: all
+  bool failing_inits_throw = false;    // as a set-up of the face grade always does
+  bool is_mute = false;                // an analysis returns at once, without a result
+  bool records = false;                // stores its calls
   Listener listener;
-  std::string version = "host-1.0";  // of age and gender; cut or filled with NULs to its 56 bytes
+  std::string version = "host-1.0";  // of age and gender; cut or padded with NULs to 56 bytes
 };
 
 struct ModelCounts {
   uint64_t attempts;  // to set a model up
-  uint64_t inits;     // that succeeded
+  uint64_t inits;     // successful ones
   uint64_t analyses;
   uint64_t clears;
 };
 
-// Controls one model. Call and Answer are those below.
+// Controls one model. Call and Answer are declared below.
 template <typename Call, typename Answer>
 class ModelControl {
  public:
   using Script = std::function<Answer(const Call&)>;
 
-  // Returns to the built-in answer and the default settings; forgets calls and counts.
+  // Restores the built-in answer and the default settings; drops calls and counts.
   void Reset() {
     std::lock_guard<std::mutex> lock(mutex_);
     state_ = State();
@@ -100,12 +100,12 @@ class ModelControl {
     std::lock_guard<std::mutex> lock(mutex_);
     state_.settings.*setting = value;
   }
-  // Answers in the built-in answer's place, on the thread that asks; empty for the built-in one.
+  // Sets a function that answers on the calling thread; empty for the built-in answer.
   void SetScript(Script script) {
     std::lock_guard<std::mutex> lock(mutex_);
     state_.script = std::move(script);
   }
-  // Returns the calls that were kept.
+  // Returns the stored calls.
   std::vector<Call> Calls() {
     std::lock_guard<std::mutex> lock(mutex_);
     return state_.calls;
@@ -123,14 +123,14 @@ class ModelControl {
     ModelCounts counts = {};
   };
 
-  std::mutex mutex_;  // of the state
+  std::mutex mutex_;  // guards state_
   State state_;
 };
 
-// What both models get: digests of the pixels, and the face's edges.
+// Arguments common to both models: digests of the pixels, and the face's edges.
 struct ModelCall {
   int width, height, left, top, right, bottom;
-  uint64_t gray_digest;  // 0 for a model that does not get gray pixels
+  uint64_t gray_digest;  // 0 for a model that does not receive gray pixels
   uint64_t rgb_digest;
 };
 
@@ -155,7 +155,7 @@ struct FaceGradeAnswer {
 
 // libQVFD_AgeGender.
 ModelControl<AgeGenderCall, AgeGenderAnswer>& AgeGender();
-// libFaceGrade. A set-up is the construction of a FaceGradeInterface.
+// libFaceGrade. Its set-up is the construction of a FaceGradeInterface.
 ModelControl<FaceGradeCall, FaceGradeAnswer>& FaceGrade();
 
 }  // namespace device

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Fake of libFaceGrade. Its figures follow from the pixels and are no judgement of a person.
+// Fake of libFaceGrade. Its figures are functions of the pixels, not judgements of a person.
 #include "platform/face_grade.h"
 
 #include "common/geometry.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Figures of the fake models: weighted sums of the pixels inside the face's rectangle. Every place
-// and every channel has a weight of its own, and no figure has an end at which it stays, so that a
-// wrong crop, exchanged channels or a stale rectangle show in each of them, on a photograph as well
-// as on a drawing. They mean nothing about a person.
+// and channel has its own weight, and no figure saturates. So a wrong crop, exchanged channels or a
+// stale rectangle change each of them, on photographs and drawings. They mean nothing about a
+// person.
 #ifndef ZY_DEVICE_FACE_MEASURE_H_
 #define ZY_DEVICE_FACE_MEASURE_H_
 
@@ -15,15 +15,15 @@ namespace device {
 
 inline constexpr int kGrid = 8;
 
-// Sums of a rectangle's samples by place, on a grid of kGrid x kGrid cells, and by channel.
+// Sums of a rectangle's samples per cell, on a grid of kGrid x kGrid cells, and per channel.
 struct CellSums {
   int64_t sums[kGrid * kGrid][3] = {};
   int64_t pixels = 0;
   int channels = 0;
 };
 
-// Sums the part of the face that lies inside the image. `samples` has rows of call.width pixels of
-// `channels` bytes, 1 to 3, without padding.
+// Sums the part of the face inside the image. `samples` has rows of call.width pixels of `channels`
+// bytes, 1 to 3, without padding.
 inline CellSums SumCells(const uint8_t* samples, int channels, const ModelCall& call) {
   const int x0 = std::clamp(call.left, 0, call.width), x1 = std::clamp(call.right, x0, call.width);
   const int y0 = std::clamp(call.top, 0, call.height),
@@ -48,15 +48,15 @@ inline CellSums SumCells(const uint8_t* samples, int channels, const ModelCall& 
   return cells;
 }
 
-// Returns -15 to 15, without an order that a turn or a mirror would keep.
+// Returns -15 to 15, without a symmetry under rotation or mirroring.
 inline int WeightOf(uint32_t pattern, int cell, int channel) {
   uint32_t mixed = (pattern * 192 + static_cast<uint32_t>(cell * 3 + channel) + 1) * 2654435761u;
   mixed = (mixed ^ mixed >> 15) * 2246822519u;
   return 2 * static_cast<int>(mixed >> 28) - 15;
 }
 
-// Returns how the samples lie around their mean, each by its weight in a pattern, and a part of the
-// mean itself; some tens up or down in photographs.
+// Returns the deviation of the samples from their mean, weighted by a pattern, plus a part of the
+// mean; within some tens of 0 for photographs.
 inline float WeightedMean(const CellSums& cells, uint32_t pattern) {
   if (cells.pixels == 0) return 0.0f;
   int64_t total = 0, weighted = 0, weights = 0;
@@ -74,7 +74,7 @@ inline float WeightedMean(const CellSums& cells, uint32_t pattern) {
   return static_cast<float>(around / 16.0 + (mean - 128.0) / 8.0);
 }
 
-// Returns any mean as a figure between `low` and `high`; it comes near them and never reaches them.
+// Maps any mean to a figure between `low` and `high`, exclusive.
 inline float Between(float low, float high, float mean) {
   constexpr float kHalfWay = 16.0f;
   const float share = mean / ((mean < 0 ? -mean : mean) + kHalfWay);

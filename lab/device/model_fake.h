@@ -15,16 +15,16 @@
 
 namespace device {
 
-// Counts, delays, fails, records and answers a library's calls as its control says. Any thread.
+// Counts, delays, fails, records and answers a library's calls, as its control sets. Any thread.
 template <typename Call, typename Answer>
 class ModelFake : public ModelControl<Call, Answer> {
  public:
-  // Returns the built-in answer. `gray` is null for a model that does not get it.
+  // Returns the built-in answer. `gray` is null for a model that does not receive it.
   using Measure = Answer (*)(const uint8_t* gray, const uint8_t* rgb, const Call& call);
 
   explicit ModelFake(Measure measure) : measure_(measure) {}
 
-  // Returns whether the set-up succeeds; throws in place of false if the settings say so.
+  // Sets the model up; returns false on failure, or throws if the settings ask for that.
   bool Init() {
     const Entry entry(this);
     std::lock_guard<std::mutex> lock(this->mutex_);
@@ -51,7 +51,7 @@ class ModelFake : public ModelControl<Call, Answer> {
     return this->state_.settings.version;
   }
 
-  // Returns the answer to a call, whose digests it fills in; none if the settings say so.
+  // Returns the answer to a call and fills in its digests; nullopt if the settings ask for that.
   std::optional<Answer> Analyse(const uint8_t* gray, const uint8_t* rgb, Call call) {
     const Entry entry(this);
     const auto state = Note(gray, rgb, &call);
@@ -71,7 +71,7 @@ class ModelFake : public ModelControl<Call, Answer> {
   uint64_t OverlappingCalls() const { return overlaps_; }
 
  private:
-  // Stands at the head of each function of the library.
+  // Constructed first in each function of the library.
   class Entry {
    public:
     explicit Entry(ModelFake* fake) : fake_(fake) {
@@ -85,7 +85,7 @@ class ModelFake : public ModelControl<Call, Answer> {
     ModelFake* const fake_;
   };
 
-  // Counts and keeps a call; returns what it is to be answered by.
+  // Counts and stores a call; returns the state that answers it.
   typename ModelControl<Call, Answer>::State Note(const uint8_t* gray, const uint8_t* rgb,
                                                   Call* call) {
     std::lock_guard<std::mutex> lock(this->mutex_);

@@ -12,7 +12,7 @@
 namespace framework {
 namespace {
 
-// In the order in which they are opened: the models may need the others.
+// In loading order: the models may need the others.
 constexpr const char* kLibraries[] = {
     "liblog.so",          "libcutils.so",         "libutils.so",
     "libchinodeutils.so", "libQVFD_AgeGender.so", "libFaceGrade.so"};
@@ -25,7 +25,7 @@ bool Has(const std::string& folder, const std::string& name) {
   return access(PathIn(folder, name).c_str(), F_OK) == 0;
 }
 
-// Where this program was built, else where it was installed.
+// Returns the fakes' folder: where this program was built, else where it was installed.
 std::string StandInFolder() {
   char path[4096];
   const ssize_t length = readlink("/proc/self/exe", path, sizeof(path));
@@ -34,7 +34,7 @@ std::string StandInFolder() {
   return folder + (Has(folder + "device", kLibraries[0]) ? "device" : ZY_INSTALLED_DEVICE_FOLDER);
 }
 
-// What an open library says that it is called; nothing when it does not.
+// Returns the soname of an open library; empty without one.
 std::string SonameOf(void* library) {
   link_map* map = nullptr;
   if (dlinfo(library, RTLD_DI_LINKMAP, &map) != 0) return "";
@@ -73,7 +73,7 @@ common::Failure Device::OpenLibrary(const std::string& name, const std::string& 
     return common::Fail(names_file ? message : path + ": " + message);
   }
   libraries_.push_back({name, path, handle});
-  // By that name the node will ask for it; and a library of that name that came first would win.
+  // The node will ask for that name; an earlier library of that name would be used instead.
   if (SonameOf(handle) == name && dlopen(name.c_str(), RTLD_NOW | RTLD_NOLOAD) == handle) {
     return std::nullopt;
   }
@@ -91,7 +91,7 @@ common::Failure Device::FindSymbol(const std::string& library, const char* name,
 }
 
 std::string BuildIdOf(const std::string& path) {
-  std::string bytes(4096, '\0');  // it stands among the first of the file
+  std::string bytes(4096, '\0');  // the note lies near the file's start
   std::ifstream file(path, std::ios::binary);
   file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   bytes.resize(static_cast<std::size_t>(file.gcount()));

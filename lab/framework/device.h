@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The libraries that a device offers to a node, by the names under which a node needs them.
+// The libraries that a device offers to a node, by the names that a node needs.
 #ifndef ZY_FRAMEWORK_DEVICE_H_
 #define ZY_FRAMEWORK_DEVICE_H_
 
@@ -10,17 +10,17 @@
 
 namespace framework {
 
-// A device is a folder of libraries. They stay loaded to the end of the process, for all to see:
-// what a node needs is found among them. One device in a process; one thread at a time.
+// A folder of libraries. They stay loaded, with global symbols, until the process ends, and the
+// node's dependencies resolve to them. One device per process; one thread at a time.
 class Device {
  public:
-  // Opens each library from the first of the folders that has it, at last from the stand-ins that
-  // came with this program. Fails on a folder that has none of them, and on a library that cannot
-  // be loaded or goes by another name inside.
+  // Opens each library from the first folder that has it, or else the fake that came with this
+  // program. Fails on a folder that has none of them, and on a library that cannot be loaded or has
+  // another soname.
   common::Failure Open(const std::vector<std::string>& folders);
 
-  // Finds a function that a stand-in offers beyond the device's interface. Fails (usage) when the
-  // library in use has none of that name.
+  // Finds a function that a fake offers beyond the device's interface. Fails (usage) when the
+  // loaded library lacks that name.
   template <typename Function>
   common::Failure FindKnob(const std::string& library, const char* name, Function** knob) const {
     void* found = nullptr;
@@ -34,7 +34,7 @@ class Device {
     std::string path;
     void* handle;
   };
-  // Those that were opened, in order.
+  // Returns the opened libraries in order.
   const std::vector<Library>& Libraries() const { return libraries_; }
 
  private:

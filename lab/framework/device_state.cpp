@@ -12,14 +12,14 @@
 namespace framework {
 namespace {
 
-// The identifier of a tag by its full name. The platform's own tag belongs to no vendor.
+// Returns the identifier of a tag by its full name. The platform's own tag has no vendor.
 uint32_t IdOf(const std::string& name) {
   const std::size_t dot = name.rfind('.');
   const uint32_t id = Framework::Get().Tags().Id(name.substr(0, dot), name.substr(dot + 1));
   return id != 0 ? id : kChiFaceRectanglesTag;
 }
 
-// Where the elements of a tag's value lie, and their number.
+// Returns the elements of a tag's value and their number.
 template <typename T>
 auto ElementsOf(T& value) {
   if constexpr (std::is_integral_v<std::remove_const_t<T>>) {

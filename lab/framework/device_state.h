@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a request carries besides its frame.
+// The metadata of a request.
 #ifndef ZY_FRAMEWORK_DEVICE_STATE_H_
 #define ZY_FRAMEWORK_DEVICE_STATE_H_
 
@@ -12,7 +12,7 @@
 
 namespace framework {
 
-// A Field for each tag that a request may carry.
+// One Field for each tag that a request may carry.
 template <template <typename> class Field>
 struct InputTags {
   Field<std::array<int32_t, 3>> camera_role{};  // its second word is the role, the third the camera
@@ -25,7 +25,7 @@ struct InputTags {
 };
 
 // Calls visit(name, field...) for each tag with its full name and its field of each of `tags`. This
-// is the one list of the tags, in the order of a recording. The platform's own tag is the last.
+// is the only list of the tags, in the order of a recording. The platform's own tag is the last.
 template <typename Visit, typename... Tags>
 void ForEachTag(const Visit& visit, Tags&&... tags) {
   visit("com.qti.chi.multicamerainfo.MultiCameraIdRole", tags.camera_role...);
@@ -40,7 +40,7 @@ void ForEachTag(const Visit& visit, Tags&&... tags) {
 // The tags of one request; nothing for an absent one.
 using DeviceState = InputTags<std::optional>;
 
-// Makes metadata hold these tags and no others.
+// Sets these tags and removes all others.
 void SetInput(const DeviceState& state, Metadata* metadata);
 // Returns the tags that metadata holds.
 DeviceState ReadInput(Metadata& metadata);

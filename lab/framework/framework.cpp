@@ -22,7 +22,7 @@ struct PlatformTag {
   uint32_t count;
 };
 
-// The tags that other parts of the platform bring along.
+// The tags that other parts of the platform register.
 constexpr PlatformTag kPlatformTags[] = {
     {"brodax.faceScore", "enabled", ChiTagType::kInt32, 1},
     {"brodax.faceGenderAndAge", "enabled", ChiTagType::kInt32, 1},
@@ -56,7 +56,7 @@ ChiResult GetVendorTagBase(ChiVendorTagBase* query) {
 
 common::Failure Check(const std::string& call, ChiResult result) {
   if (result == kChiSuccess) return std::nullopt;
-  return common::Fail(call + " answered " + std::to_string(result));
+  return common::Fail(call + " returned " + std::to_string(result));
 }
 
 }  // namespace
@@ -171,7 +171,7 @@ Framework& Framework::Get() {
 }
 
 common::Failure OpenNode(const std::string& path, NodeEntry* entry) {
-  // Without a slash the loader would look for another library of that name, in its own folders.
+  // Without a slash the loader would search its own folders for that name.
   const std::string file = path.find('/') == std::string::npos ? "./" + path : path;
   void* library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) return common::Fail(dlerror());
@@ -431,8 +431,8 @@ ChiResult Session::SetMetadata(ChiMetadataSet* set) {
   return kChiSuccess;
 }
 
-// Takes only what a framework could take: known tags of the request, with the count that they
-// declare. Returns what is wrong.
+// Accepts only known tags of the request with their declared count. Returns the complaint, or "" if
+// the tag is accepted.
 std::string Session::Take(uint32_t tag, const ChiTagData& data) {
   std::size_t element_bytes = 0;
   uint32_t count = 0;
@@ -443,7 +443,7 @@ std::string Session::Take(uint32_t tag, const ChiTagData& data) {
     std::snprintf(text, sizeof(text), "tag 0x%08" PRIx32 " has %" PRIu64 " elements instead of %u",
                   tag, data.count, count);
   } else if (data.size < sizeof(data) || data.pData == nullptr) {
-    std::snprintf(text, sizeof(text), "tag 0x%08" PRIx32 " comes without its value", tag);
+    std::snprintf(text, sizeof(text), "tag 0x%08" PRIx32 " has no value", tag);
   } else if (data.requestId != request_id_) {
     std::snprintf(text, sizeof(text),
                   "tag 0x%08" PRIx32 " is for request %" PRIu64 ", not %" PRIu64, tag,

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The camera framework's side of the node interface: vendor tags, metadata, buffers, and the calls
-// in the order in which a pipeline makes them. It knows the node by its callback table alone.
+// The camera framework's side of the node interface: vendor tags, metadata, buffers, and a
+// pipeline's calls in order. It knows only the node's callback table.
 #ifndef ZY_FRAMEWORK_FRAMEWORK_H_
 #define ZY_FRAMEWORK_FRAMEWORK_H_
 
@@ -22,7 +22,7 @@ namespace framework {
 
 // ---- Metadata -----------------------------------------------------------------------------------
 
-// Values by tag identifier. Memory is kept from request to request. One thread at a time.
+// Values by tag identifier. Memory is reused from request to request. One thread at a time.
 class Metadata {
  public:
   struct Value {
@@ -36,9 +36,9 @@ class Metadata {
   void Set(uint32_t tag, const void* data, std::size_t bytes, std::size_t count);
   // Makes the tag absent.
   void Remove(uint32_t tag);
-  // Null when the tag is absent.
+  // Returns null when the tag is absent.
   Value* Find(uint32_t tag);
-  // In the order in which the tags were first set, absent ones among them.
+  // Returns the tags in the order in which they were first set, absent ones included.
   const std::vector<Value>& Values() const { return values_; }
 
   // Sets a tag of 32-bit elements.
@@ -52,25 +52,26 @@ class Metadata {
   std::vector<Value> values_;
 };
 
-// The vendor tags of the process: every section gets a block of identifiers, tags count up in it.
+// The vendor tags of the process: every section gets a block of identifiers, and its tags count up
+// in it.
 class VendorTags {
  public:
   // Adds a tag to a section. Its identifier is never 0.
   void Add(const std::string& section, const std::string& name, ChiTagType type, uint32_t count);
   void Clear() { sections_.clear(); }
-  // The identifier of a tag, of the section's first one for an empty name; 0 when it is unknown.
+  // Returns the identifier of a tag, of the section's first one for an empty name; 0 when it is
+  // unknown.
   uint32_t Id(const std::string& section, const std::string& name) const;
   // Says which tag has no identifier of its own, no known type or no count; "" for none.
   std::string Fault() const;
   // The name of a tag behind that of its section; its number when it has none.
   std::string NameOf(uint32_t id) const;
-  // The identifiers of all tags.
   std::vector<uint32_t> Ids() const;
-  // The name of a tag behind that of its section, its type and its declared count; false when the
+  // Returns a tag's name without its section, its type and its declared count; false when the
   // identifier is unknown.
   bool Name(uint32_t id, std::string* name, ChiTagType* type, uint32_t* count) const;
-  // Bytes of one element of the tag (0 for an unknown type) and its declared count; false when the
-  // identifier is unknown.
+  // Returns the bytes of one element of the tag (0 for an unknown type) and its declared count;
+  // false when the identifier is unknown.
   bool Describe(uint32_t id, std::size_t* element_bytes, uint32_t* count) const;
 
  private:
@@ -83,7 +84,7 @@ class VendorTags {
     std::string name;
     std::vector<Tag> tags;
   };
-  // Null when the identifier is unknown.
+  // Returns null when the identifier is unknown.
   const Tag* Find(uint32_t id) const;
   std::vector<Section> sections_;
 };
@@ -92,14 +93,14 @@ class VendorTags {
 
 using NodeEntry = void (*)(ChiNodeCallbacks*);
 
-// Opens a node library, for good, and finds its entry. Any thread.
+// Opens a node library until the process ends, and finds its entry. Any thread.
 common::Failure OpenNode(const std::string& path, NodeEntry* entry);
 
-// The names of the callbacks that a table lacks, with commas between them.
+// Returns the names of the callbacks that a table lacks, separated by commas.
 std::string MissingCallbacks(const ChiNodeCallbacks& callbacks);
 
-// The one framework of the process: the platform's interface carries no context with which there
-// could be two. One thread at a time, except that sessions run side by side.
+// The only framework of the process: the platform's interface has no context to distinguish two.
+// One thread at a time, but sessions may run in parallel.
 class Framework {
  public:
   static Framework& Get();
@@ -107,13 +108,13 @@ class Framework {
   // Loads the node library in this file and starts it.
   common::Failure Load(const std::string& path);
   // Starts a node by its entry: fetches its callbacks, registers the platform's and the node's
-  // vendor tags, and hands over the framework's interface. Fails when a callback is missing or
-  // refuses, and on tags that cannot be registered.
+  // vendor tags, and passes the framework's interface. Fails when a callback is missing or refuses,
+  // and on tags that cannot be registered.
   common::Failure Start(NodeEntry entry);
 
   const ChiNodeCallbacks& Callbacks() const { return callbacks_; }
   VendorTags& Tags() { return tags_; }
-  // The interface as nodes receive it.
+  // Returns the interface that nodes receive.
   static ChiNodeInterface Interface();
 
  private:
@@ -123,8 +124,8 @@ class Framework {
   VendorTags tags_;
 };
 
-// Sets what a request usually carries: the main camera with both analyses on, an upright device, a
-// sensor of the size, and faces in its pixels (left, top, right, bottom).
+// Sets the usual tags of a request: the main camera with both analyses on, an upright device, a
+// sensor of this size, and faces in its pixels (left, top, right, bottom).
 void SetUsualMetadata(uint32_t sensor_width, uint32_t sensor_height,
                       const std::vector<int32_t>& faces, Metadata* metadata);
 
@@ -132,7 +133,7 @@ void SetUsualMetadata(uint32_t sensor_width, uint32_t sensor_height,
 // number of words. In half of the requests the node is the main camera's.
 void SetRandomMetadata(std::mt19937* random, Metadata* metadata);
 
-// The value of the result tag: the record that the camera application reads.
+// The value of the result tag, as the camera application reads it.
 struct ResultRecord {
   int32_t face_count;
   float gender[3];
@@ -142,7 +143,7 @@ struct ResultRecord {
 };
 static_assert(sizeof(ResultRecord) == 52);
 
-// A camera buffer around the planes of a frame, which the caller keeps alive.
+// A camera buffer around the planes of a frame. The caller keeps them alive.
 class CameraBuffer {
  public:
   explicit CameraBuffer(media::Nv12Frame* frame);
@@ -157,8 +158,8 @@ class CameraBuffer {
   ChiNodeBuffer buffer_ = {};
 };
 
-// One pipeline with one node. Its address is the session handle that the node gets. Requests of one
-// session come from one thread at a time; several sessions may run at once.
+// One pipeline with one node. Its address is the session handle that the node receives. Requests of
+// one session come from one thread at a time; several sessions may run in parallel.
 class Session {
  public:
   Session() = default;
@@ -169,9 +170,9 @@ class Session {
 
   // Creates the node, negotiates its buffers and announces their size.
   common::Failure Create(uint32_t node_caps, uint32_t buffer_width, uint32_t buffer_height);
-  // Tells the node that the pipeline stands.
+  // Calls the node's post-pipeline-create.
   void PostPipelineCreate();
-  // The metadata that the next request carries.
+  // Returns the metadata of the next request.
   Metadata& Input() { return input_; }
   // Sends one request with one input buffer and one output buffer.
   common::Failure Process(uint64_t frame_number, CameraBuffer* input, CameraBuffer* output);
@@ -181,19 +182,19 @@ class Session {
   // it says what the node changed of the request's record and of the input, "" for nothing.
   ChiResult Process(uint64_t frame_number, LentFrame* frame, uint32_t buffers,
                     std::string* changed);
-  // What the node published for the last request.
+  // Returns the metadata that the node published for the last request.
   Metadata& Output() { return output_; }
-  // The published result record; all zero when there is none.
+  // Returns the published result record; all zero without one.
   ResultRecord Result();
   common::Failure Destroy();
 
   ChiHandle node() const { return node_; }
 
-  // How often the node published for the last request.
+  // Returns the number of publications for the last request.
   int Publications() const { return publications_; }
-  // What was wrong with what it published, "" when nothing was.
+  // Returns the error in what the node published, "" without one.
   const std::string& Complaint() const { return complaint_; }
-  // Answers the node's publications with a failure, whatever they hold.
+  // Fails the node's publications, whatever they contain.
   void RefusePublications(bool refuse) { refuses_ = refuse; }
   bool RefusesPublications() const { return refuses_; }
   // Lends tag values out in memory with that margin; at first, and with nothing, it hands out its

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Memory that meets a page which nobody may touch: one byte read or written past that end stops the
-// program, without a sanitizer and on every machine.
+// Memory that ends at an inaccessible page. One byte read or written past that end stops the
+// program, on every machine and without a sanitizer.
 #ifndef ZY_FRAMEWORK_GUARDED_BYTES_H_
 #define ZY_FRAMEWORK_GUARDED_BYTES_H_
 
@@ -13,7 +13,7 @@
 
 namespace framework {
 
-// `size` bytes, zero at first. Without memory the process ends.
+// `size` bytes, initially zero. Without memory the process ends.
 class GuardedBytes {
  public:
   enum class Edge { kFront, kBack };  // the end that meets the page
@@ -35,7 +35,7 @@ class GuardedBytes {
 
   uint8_t* data() { return data_; }
   std::size_t size() const { return size_; }
-  // The whole pages that hold the bytes, to see what is written beside them.
+  // Returns the start of the whole pages that hold the bytes, to find writes beside them.
   uint8_t* begin() { return begin_; }
   uint8_t* end() { return begin_ + room_; }
 

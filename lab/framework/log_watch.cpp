@@ -13,7 +13,7 @@
 
 namespace {
 
-// As long as a line of the device's log.
+// The limit of a log line on the device.
 constexpr int kMaxLine = 1024;
 
 std::mutex g_mutex;
@@ -39,7 +39,7 @@ extern "C" int __android_log_print(int priority, const char* tag, const char* fo
     std::lock_guard<std::mutex> lock(g_mutex);
     if (!g_listener || !g_listener({priority, tag, text})) return length;
   }
-  // Looked for with each line: the device's libraries may be loaded at any time.
+  // Searched for each line: the device's libraries may be loaded at any time.
   const auto liblog =
       reinterpret_cast<decltype(&__android_log_print)>(dlsym(RTLD_NEXT, "__android_log_print"));
   return liblog != nullptr ? liblog(priority, tag, "%s", text) : length;

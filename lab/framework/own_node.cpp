@@ -11,7 +11,7 @@
 namespace framework {
 namespace {
 
-// Begins each line that the node logs about a request; the line's number follows.
+// Prefix of each line that the node logs about a request; the line's number follows.
 constexpr char kRequestLine[] = "ProcessRequest():";
 
 bool BeginsWith(const char* line, const char* begin) {
@@ -27,7 +27,7 @@ Why WithoutHandOver(const SentRequest& request, const ResultRecord& record, int 
   const bool works = (*request.device.camera_role)[1] == kWorkingRole &&
                      (*request.device.gender_and_age != 0 || *request.device.score != 0);
   if (HoldsDefaults(record, slot, kNoFaceProp)) return Why::kNoFace;
-  // A node that works gives a request without faces the defaults.
+  // A working node publishes the defaults for a request without faces.
   if (!works || request.faces.empty()) return Why::kOff;
   return static_cast<std::size_t>(slot) < request.faces.size() ? Why::kNotHandedOver : Why::kNoFace;
 }
@@ -40,7 +40,7 @@ SlotWhy WhyOf(const SentRequest& request, const ResultRecord& record, int slot) 
   if (HoldsDefaults(record, slot, 0.0f)) {
     return both(request.follows_a_pass ? Why::kNoMatch : Why::kNotAnalysed);
   }
-  // The figures belong to the last pass, whose face was about as large as this request's.
+  // The figures belong to the last pass, whose face had about the size of this request's.
   const DeviceState& device = request.device;
   const bool is_analysed = IsAnalysed(request.faces[face], request.size, *device.orientation);
   const Why missing = is_analysed ? Why::kNotAnalysed : Why::kTooSmall;

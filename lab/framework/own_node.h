@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// All that the lab assumes of this project's node beyond the interface: which log lines tell of a
-// frame, which values stand for something, which faces are analysed. Of any other node the
-// assumptions may be wrong, but then they are wrong in words alone.
+// All assumptions of the lab about this project's node beyond the interface: which log lines are
+// about a frame, which values have a special meaning, which faces are analysed. For another node
+// they may be wrong, but then only displayed reasons are.
 #ifndef ZY_FRAMEWORK_OWN_NODE_H_
 #define ZY_FRAMEWORK_OWN_NODE_H_
 
@@ -17,37 +17,37 @@
 
 namespace framework {
 
-// The node works for this role of a camera alone.
+// The only role of a camera in which the node works.
 inline constexpr int32_t kWorkingRole = 1;
-// With this camera the node halves rectangles even while the quad sensor is on.
+// With this camera the node halves rectangles even if the quad sensor is on.
 inline constexpr int32_t kAlwaysHalvedCamera = 7;
-// A frame with faces is offered to the worker once in so many requests.
+// One in this many requests with faces offers its frame to the worker.
 inline constexpr int kRequestsPerOffer = 6;
 
-// What the record holds where there is no figure.
+// The record's values where there is no figure.
 inline constexpr float kDefaultAge = 20.0f;
 inline constexpr float kDefaultScore = 80.0f;
 inline constexpr float kNoFaceProp = 0.7f;
 
-// ---- What became of a frame ---------------------------------------------------------------------
+// ---- Outcome of a frame -------------------------------------------------------------------------
 
 enum class Outcome { kNotOffered, kSkipped, kDropped, kTaken, kUnknown };
 inline constexpr const char* kOutcomeNames[] = {"not offered", "skipped", "dropped", "taken", "?"};
 inline const char* NameOf(Outcome outcome) { return kOutcomeNames[static_cast<int>(outcome)]; }
 
-// Reads the outcome of the request's frame from a log line; nothing of most lines. The node's line
-// about an offer means kSkipped; the worker's, for one offer in four, follows it and means kTaken
-// or kDropped. Both are logged on the request thread before the call returns. Any thread.
+// Parses a line of the node's log; nullopt if the line is not about a frame. The node's line about
+// an offer means kSkipped. The worker's line, for one offer in four, follows it and means kTaken or
+// kDropped. Both are logged on the request thread before the call returns. Any thread.
 std::optional<Outcome> OutcomeIn(const char* line);
 
-// Learns from the log what became of each frame. Any thread.
+// Reads the outcome of each frame from the log. Any thread.
 class OutcomeWatch {
  public:
   void See(const char* line);
-  // Whether the node's lines tell what becomes of frames.
+  // Returns whether the node logs outcomes.
   bool Tells() const { return tells_; }
-  // Returns the outcome since the last call. Of a node that does not tell, only a worker that was
-  // seen to wake says something.
+  // Returns the outcome since the last call. For a node that logs none, only a worker that woke up
+  // gives one.
   Outcome Take(bool has_woken);
 
  private:
@@ -67,22 +67,22 @@ struct OutcomeCounts {
   OutcomeCounts& operator+=(const OutcomeCounts& other);
 };
 
-// ---- Why a figure is zero or a default ----------------------------------------------------------
+// ---- Reasons for zeros and defaults -------------------------------------------------------------
 
 enum class Why {
-  kIsFigure,       // it is neither
+  kIsFigure,       // a figure, neither zero nor default
   kOff,            // the node, or this analysis, is switched off
-  kNoFace,         // the slot stands for no face
-  kNotHandedOver,  // the record of a request whose frame the node did not offer to its worker
+  kNoFace,         // the slot holds no face
+  kNotHandedOver,  // the node did not offer this request's frame to its worker
   kNotAnalysed,    // no pass has analysed this slot yet
-  kNoMatch,        // the last pass saw no face there
+  kNoMatch,        // the last pass had no face there
   kTooSmall,       // the face is too narrow to be analysed
 };
 inline constexpr const char* kWhyNames[] = {
     "", "off", "no face", "not handed over", "not analysed yet", "no match", "too small"};
 inline const char* NameOf(Why why) { return kWhyNames[static_cast<int>(why)]; }
 
-// Of one slot: the estimates (gender, age, prop) and the score have a switch each.
+// Reasons of one slot: the estimates (gender, age, prop) and the score have separate switches.
 struct SlotWhy {
   Why estimates = Why::kIsFigure;
   Why score = Why::kIsFigure;
@@ -90,25 +90,25 @@ struct SlotWhy {
   bool HasFigures() const { return estimates == Why::kIsFigure || score == Why::kIsFigure; }
 };
 
-// Formats the reasons of a slot in a few words; empty when all its figures are figures.
+// Formats the reasons of a slot in a few words; empty when all its values are figures.
 std::string TextOf(SlotWhy why);
 
 inline constexpr int kSlots = 3;
 using Reasons = std::array<SlotWhy, kSlots>;
 
-// What the sender of a request knows of it.
+// The sender's knowledge of a request.
 struct SentRequest {
-  const DeviceState& device;               // what holds
+  const DeviceState& device;               // the current state
   common::Size size;                       // of the frame
   const std::vector<common::Rect>& faces;  // in its pixels
-  bool follows_a_pass;                     // a pass had ended when the request was sent
+  bool follows_a_pass;                     // a pass had ended before the request was sent
 };
 
-// Whether a face is analysed: when it is wider, in the upright picture, than a sixth of the frame's
-// shorter side.
+// Returns whether the node analyses a face: in the upright picture it is wider than a sixth of the
+// frame's shorter side.
 bool IsAnalysed(const common::Rect& face, common::Size frame, int32_t orientation);
 
-// Tells the reasons from what the request carried and from the values that stand for something.
+// Derives the reasons from the request's tags and from values with a special meaning.
 Reasons ReasonsOf(const SentRequest& request, const ResultRecord& record);
 
 }  // namespace framework

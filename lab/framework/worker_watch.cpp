@@ -14,20 +14,20 @@ namespace {
 
 enum class Held { kNothing, kSignal, kBroadcast };
 
-// Signal and wait happen under the mutex that belongs to the condition variable, so a resting
-// worker has seen every signal. All of it is atomic, also what a lock guards, because the thread
-// sanitizer does not see locks that are taken inside calls that it passes on itself.
+// Signal and wait happen under the mutex of the condition variable, so a sleeping worker has
+// received every signal. All members are atomic, also those under a lock: the thread sanitizer does
+// not see locks inside the calls that it intercepts itself.
 struct Watched {
   std::atomic<pthread_cond_t*> condition{nullptr};
   std::atomic<uint64_t> untreated{0};      // signals since the last wait
   std::atomic<Held> held{Held::kNothing};  // changed under g_hold_mutex
   std::atomic<bool> resting{false};        // waited on since the last signal
-  std::atomic<int64_t> doubted{0};         // until when it may have no worker at all; else 0
+  std::atomic<int64_t> doubted{0};  // deadline until which it may have no worker at all; else 0
 };
 
 constexpr int kMaxWatched = 256;
 Watched g_watched[kMaxWatched];
-std::mutex g_table_mutex;  // for who is in the table
+std::mutex g_table_mutex;  // for changes of the table
 
 std::mutex g_hold_mutex;
 std::atomic<bool> g_holding{false};  // changed under g_hold_mutex
@@ -48,7 +48,7 @@ Watched* Find(const pthread_cond_t* condition) {
   return found != std::end(g_watched) ? found : nullptr;
 }
 
-// Puts `to` where `from` stands; null stands for a free place. Null when there is none.
+// Replaces `from` by `to`; null means a free entry. Returns null when the table is full.
 Watched* Replace(const pthread_cond_t* from, pthread_cond_t* to, int64_t doubted = 0) {
   std::lock_guard<std::mutex> lock(g_table_mutex);
   if (from == nullptr && Find(to) != nullptr) return Find(to);  // another thread was faster
@@ -74,15 +74,15 @@ void NoteWait(pthread_cond_t* condition) {
   watched->resting = true;
 }
 
-// Watches a condition variable from its first signal on: one that needs no initialisation may be
-// signalled before its worker first waits. A worker's own signals are answers, which nobody need
-// wait for; the doubt covers an answer that comes before the worker's first wait.
+// Watches a condition variable from its first signal on: one without initialisation may be
+// signalled before its worker first waits. A worker's own signals are replies, which nobody needs
+// to wait for. The deadline covers a reply before the worker's first wait.
 Watched* WatchSignalled(pthread_cond_t* condition) {
   if (t_has_waited) return nullptr;
   return Replace(nullptr, condition, Now() + std::chrono::nanoseconds(kDoubt).count());
 }
 
-// Whether a signal is to wait; then it is kept.
+// Returns whether a signal must wait, and keeps it.
 bool NoteSignal(pthread_cond_t* condition, Held kind) {
   Watched* watched = Find(condition);
   if (watched == nullptr) watched = WatchSignalled(condition);
@@ -109,8 +109,8 @@ using WaitFunction = int(pthread_cond_t*, pthread_mutex_t*);
 using TimedWaitFunction = int(pthread_cond_t*, pthread_mutex_t*, const timespec*);
 using ClockWaitFunction = int(pthread_cond_t*, pthread_mutex_t*, clockid_t, const timespec*);
 
-// The C library's function behind one of ours. Found again by each thread that asks first; an
-// atomic, because the thread sanitizer does not see what orders calls that it passes on itself.
+// Returns the C library's function behind one of ours. Each thread may look it up again; atomic,
+// because the thread sanitizer does not see the order of calls that it intercepts itself.
 template <typename Function>
 class Next {
  public:
@@ -180,7 +180,7 @@ extern "C" {
 
 int pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attributes) noexcept {
   const int result = g_init(condition, attributes);
-  // Memory may come again without the destruction of what was there before.
+  // The memory may be reused without a destruction of its former content.
   if (result == 0 && Replace(condition, condition) == nullptr) Replace(nullptr, condition);
   return result;
 }

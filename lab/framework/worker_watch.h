@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// Who waits for what. The shared library behind this header defines the condition-variable
-// functions of the C library, notes each event and passes it on; a program that needs it before the
-// C library sees the workers of every library that it loads. A condition variable is watched from
-// its initialisation, its first wait or its first signal to its destruction; it counts as resting
-// when nobody has waited on it two seconds after that first signal. Any thread.
+// Watches condition variables. The shared library behind this header defines the condition-variable
+// functions of the C library, records each event and forwards it. A program that links it before
+// the C library sees the workers of every library that it loads. A condition variable is watched
+// from its initialisation, its first wait or its first signal to its destruction. Without a wait,
+// it counts as idle two seconds after its first signal. Any thread.
 #ifndef ZY_FRAMEWORK_WORKER_WATCH_H_
 #define ZY_FRAMEWORK_WORKER_WATCH_H_
 
@@ -12,26 +12,26 @@
 
 namespace framework {
 
-// Waits until every worker rests: until each watched condition variable has been waited on since it
-// was last signalled. False after `timeout`.
+// Waits until every worker is idle: each watched condition variable has been waited on since its
+// last signal. Returns false after `timeout`.
 bool WaitForRestingWorkers(std::chrono::milliseconds timeout);
 
-// Whether every worker rests now.
+// Returns whether every worker is idle now.
 inline bool WorkersRest() { return WaitForRestingWorkers(std::chrono::milliseconds(0)); }
 
-// While on, signals to watched condition variables wait; switching it off passes them on. A request
-// that is sent meanwhile is over before the worker begins with its frame. Not to be left on while a
-// worker is destroyed: it would wait for its own end.
+// Holds signals to watched condition variables while on, and forwards them when switched off. A
+// request sent meanwhile ends before the worker begins with its frame. Must be off while a worker
+// is destroyed, which would otherwise wait for its own end.
 void HoldSignals(bool hold);
 
-// Wakes every waiting worker without a reason, as a system may.
+// Wakes every waiting worker spuriously, as a system may.
 void WakeWorkersSpuriously();
 
-// What workers did since the program began.
+// Counts of the workers since the program began.
 struct WorkerCounts {
   uint64_t waits = 0;    // that began
-  uint64_t signals = 0;  // to watched condition variables, broadcasts and held ones among them
-  uint64_t passes = 0;   // signals that a worker has treated: it has gone to rest since
+  uint64_t signals = 0;  // to watched condition variables, including broadcasts and held ones
+  uint64_t passes = 0;   // signals that a worker has handled: it waits again
 };
 WorkerCounts CountWorkers();
 

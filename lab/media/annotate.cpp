@@ -17,7 +17,7 @@ constexpr int kMaxScale = 64;
 constexpr std::size_t kMaxText = 256;
 constexpr Colour kLabelGround = {16, 18, 22};
 
-// The dots of each character from the upper left to the lower right, five a row, in bits 34..0.
+// The dots of each character from the upper left to the lower right, five per row, in bits 34..0.
 constexpr uint64_t kNoGlyph = 0x7e318c63f;
 // clang-format off
 constexpr uint64_t kGlyphs[] = {
@@ -50,7 +50,7 @@ int Clamp(int64_t value, int64_t low, int64_t high) {
   return static_cast<int>(std::clamp(value, low, high));
 }
 
-// Corners in 64 bits, so that the sums of any two ints hold.
+// Takes corners in 64 bits, because sums of two ints may not fit an int.
 void FillSpan(int64_t left, int64_t top, int64_t right, int64_t bottom, Colour colour,
               Picture* picture) {
   const int x_begin = Clamp(left, 0, picture->width);
@@ -92,7 +92,7 @@ common::Rect VisiblePart(common::Rect rect, const Picture& picture) {
           Clamp(int64_t{rect.y} + rect.h, top, picture.height) - top};
 }
 
-// All rectangles lie in the picture, so that no sum overflows.
+// Returns the place of a label. All rectangles lie in the picture, so no sum overflows.
 common::Rect PlaceLabel(common::Rect face, common::Rect label,
                         const std::vector<common::Rect>& taken, const Picture& picture) {
   const int right = face.x + face.w, bottom = face.y + face.h;

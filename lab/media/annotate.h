@@ -11,26 +11,26 @@
 
 namespace media {
 
-// Drawing into a picture. Coordinates and sizes are pixels and may be any integers: what lies
-// outside the picture is left out. Any thread.
+// Draws into a picture. Coordinates and sizes are pixels and may be any integers; parts outside the
+// picture are skipped. Any thread.
 
-// Draws a rectangle's outline, `thickness` pixels wide, inwards from its border. A rectangle
-// without area or a thickness below 1 draws nothing.
+// Draws a rectangle's outline, `thickness` pixels wide, inwards from its border. Draws nothing for
+// a rectangle without area or a thickness below 1.
 void DrawRectangle(common::Rect rect, Colour colour, int thickness, Picture* picture);
 
 // Fills a rectangle.
 void FillRectangle(common::Rect rect, Colour colour, Picture* picture);
 
-// The scale at which a label is easily read on a picture of this size, upright or not.
+// Returns the scale at which a label is readable on a picture of this size, upright or not.
 int LabelScale(int width, int height);
 
-// The box that DrawLabel fills for this text: characters of 5x7 dots in cells of 6x8, with a border
-// of one dot, each dot `scale` pixels wide and high. A line break begins a new line. `scale` is
-// held to 1..64, the text to its first 256 characters.
+// Returns the box that DrawLabel fills for this text: characters of 5x7 dots in cells of 6x8, with
+// a border of one dot, each dot `scale` pixels wide and high. A line break begins a new line.
+// `scale` is limited to 1..64, the text to its first 256 characters.
 common::Rect LabelBox(int x, int y, std::string_view text, int scale);
 
-// Writes text on a dark box whose upper left corner is (x, y). The font has digits,
-// Latin letters and . , : - + = % / # [ ] ( ); a hollow box stands for any other character.
+// Draws text on a dark box whose upper left corner is (x, y). The font has digits, Latin letters
+// and . , : - + = % / # [ ] ( ); a hollow box replaces any other character.
 void DrawLabel(int x, int y, std::string_view text, Colour colour, int scale, Picture* picture);
 
 struct LabelledFace {
@@ -39,9 +39,9 @@ struct LabelledFace {
   Colour colour;
 };
 
-// Outlines faces and labels each beside it: where the label covers least of the faces, of the other
-// labels and of the boxes that are `taken`; above the face where that makes no difference. Labels
-// lie inside the picture unless they are larger.
+// Outlines faces and draws a label beside each, where it covers least of the faces, of other labels
+// and of the boxes in `taken`; above the face in case of a tie. Labels lie inside the picture
+// unless they are larger.
 void DrawLabelledFaces(const std::vector<LabelledFace>& faces, int scale,
                        std::vector<common::Rect> taken, Picture* picture);
 

@@ -13,8 +13,8 @@
 
 namespace media {
 
-// A stream of bytes with a short look-ahead: what the parsers read from, so that they work alike on
-// files, pipes and memory. One thread at a time.
+// A stream of bytes with a short look-ahead. Parsers read from it, so they treat files, pipes and
+// memory alike. One thread at a time.
 class ByteReader {
  public:
   static constexpr std::size_t kMaxPeek = 16;
@@ -24,18 +24,18 @@ class ByteReader {
   ByteReader(const ByteReader&) = delete;
   ByteReader& operator=(const ByteReader&) = delete;
 
-  // Takes up to `count` bytes. Returns how many came; fewer only at the end or after a failure,
-  // which ReadFailure() tells apart.
+  // Reads up to `count` bytes and returns their number; fewer only at the end or after a failure.
+  // ReadFailure() distinguishes the two.
   std::size_t Read(uint8_t* to, std::size_t count);
 
-  // Shows up to min(count, kMaxPeek) coming bytes without taking them. Returns how many there are.
+  // Copies up to min(count, kMaxPeek) next bytes without consuming them. Returns their number.
   std::size_t Peek(uint8_t* to, std::size_t count);
 
-  // Set once the medium, rather than the stream's end, has cut a read short.
+  // Returns the failure of the medium that ended a read early, if any.
   virtual common::Failure ReadFailure() const = 0;
 
  protected:
-  // As Read, from the medium itself.
+  // Reads from the medium like Read.
   virtual std::size_t Fetch(uint8_t* to, std::size_t count) = 0;
 
  private:
@@ -47,7 +47,7 @@ class ByteReader {
 // Bytes of an open stdio stream.
 class FileReader final : public ByteReader {
  public:
-  // Takes `file` and closes it at destruction, except standard input.
+  // Owns `file` and closes it at destruction, except standard input.
   explicit FileReader(std::FILE* file) : file_(file) {}
   ~FileReader() override;
   common::Failure ReadFailure() const override;
@@ -74,16 +74,15 @@ class MemoryReader final : public ByteReader {
   std::size_t left_;
 };
 
-// Opens `path`, or standard input when it is "-". A directory is a failure. The message names no
-// path.
+// Opens `path`, or standard input when it is "-". Fails on a directory. The message names no path.
 common::Failure OpenFile(const std::string& path, std::unique_ptr<ByteReader>* reader);
 
-// Reads exactly `count` bytes into `bytes`. Memory grows with what has arrived, not with what a
-// header promised. `what` names the missing thing in the failure: "frame 3 is cut short".
+// Reads exactly `count` bytes into `bytes`. Memory grows with the bytes received, not with a
+// header's claim. `what` begins the failure's message: "frame 3 is cut short".
 common::Failure ReadExactly(ByteReader& reader, std::size_t count, const std::string& what,
                             std::vector<uint8_t>* bytes);
 
-// Reads to the end of the stream; more than `limit` bytes is a failure.
+// Reads to the end of the stream; fails on more than `limit` bytes.
 common::Failure ReadToEnd(ByteReader& reader, std::size_t limit, std::vector<uint8_t>* bytes);
 
 }  // namespace media

@@ -14,27 +14,27 @@
 
 namespace media {
 
-// Where preview frames come from. All frames of a source have one shape. One thread at a time.
+// A source of preview frames, all of one shape. One thread at a time.
 class FrameSource {
  public:
   virtual ~FrameSource() = default;
 
-  // Puts the next frame into `frame`, reusing its memory. When the source has no more, sets
-  // `at_end` (false otherwise) and leaves the frame alone. A failure ends the source: what later
-  // calls give is of no use.
+  // Reads the next frame into `frame`, reusing its memory. At the end it sets `at_end` (false
+  // otherwise) and leaves the frame unchanged. A failure ends the source; later calls return
+  // nothing useful.
   virtual common::Failure Next(Nv12Frame* frame, bool* at_end) = 0;
 
-  // Passes over so many frames; at the source's end over those that are left.
+  // Skips `count` frames, or the remaining ones if there are fewer.
   virtual common::Failure Skip(int64_t count);
 
-  // The faces known to be in the latest frame, in its pixels: those of the built-in scene. Other
-  // sources know of none.
+  // Returns the known faces of the latest frame, in its pixels: those of the built-in scene. Other
+  // sources return none.
   virtual std::vector<common::Rect> Faces() const { return {}; }
 
-  // Whether frames come without end, as those of a picture and of the scene do.
+  // Returns whether frames repeat without end, as for a picture and the scene.
   virtual bool IsEndless() const { return false; }
 
-  // Frames a second, as a ratio.
+  // Returns frames per second, as a ratio.
   virtual std::string Rate() const { return "30:1"; }
 
   // Size of every frame in pixels.
@@ -45,8 +45,8 @@ class FrameSource {
 struct FrameSourceOptions {
   // A path; "-" for standard input; empty for the built-in scene.
   std::string input;
-  // Size of raw NV12 input, or of the scene, where 0x0 stands for 1280x720. Other inputs carry
-  // their size, and a size given for them is a failure.
+  // Size of raw NV12 input, or of the scene, where 0x0 means 1280x720. Other inputs carry their
+  // size; giving one for them is a failure.
   int width = 0;
   int height = 0;
   // Row pitch of the frames in bytes; 0 for DefaultStride.
@@ -55,14 +55,14 @@ struct FrameSourceOptions {
   int scene_faces = 3;
 };
 
-// Opens the source that the options name. A file's format is told by its first bytes: PNG and JPEG
+// Opens the source that the options name. A file's first bytes give its format: PNG and JPEG
 // pictures repeat without end, Y4M gives its frames. With a size given, bytes of no known format
 // are dense NV12 frames (DenseNv12Size bytes each). Sizes, strides, headers and pictures are
-// checked here, frames of streams as they come; every message begins with the input's name.
+// checked here, frames of streams as they arrive. Every message begins with the input's name.
 common::Failure OpenFrameSource(const FrameSourceOptions& options,
                                 std::unique_ptr<FrameSource>* source);
 
-// As above for bytes that are already at hand; `options.input` serves as their name only.
+// Does the same for an open reader; `options.input` serves as its name only.
 common::Failure OpenFrameSource(std::unique_ptr<ByteReader> reader,
                                 const FrameSourceOptions& options,
                                 std::unique_ptr<FrameSource>* source);

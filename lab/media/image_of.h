@@ -7,7 +7,7 @@
 
 namespace media {
 
-// The frame's planes as the node describes a camera buffer. They stay the frame's.
+// Describes the frame's planes as the node describes a camera buffer. They stay the frame's.
 inline ZyImageBuffer ImageOf(Nv12Frame& frame) {
   return {kZyFormatYuv420SemiPlanar,
           frame.width,

@@ -18,8 +18,8 @@ bool IsArithmeticFrame(uint8_t marker) {
   return marker >= 0xc9 && marker <= 0xcf && marker != 0xcc;
 }
 
-// The body of an Exif segment: a header, then directories of 12-byte entries, in the byte order
-// that its first letter names. Offsets count from that letter. What lies outside reads as 0.
+// The body of an Exif segment: a header, then directories of 12-byte entries, in the byte order of
+// its first letter. Offsets count from that letter. Bytes outside read as 0.
 class ExifBlock {
  public:
   ExifBlock(const uint8_t* bytes, std::size_t size) : bytes_(bytes), size_(size) {}
@@ -81,8 +81,8 @@ JpegHeader ReadJpegHeader(const uint8_t* bytes, std::size_t size) {
   return header;
 }
 
-// 2 to 4 are mirrored left to right, turned by half a turn, and mirrored top to bottom; 5 to 8 the
-// same after columns and rows have changed places.
+// Applies 2 (mirrored left to right), 3 (rotated by 180 degrees), 4 (mirrored top to bottom), or 5
+// to 8 (the same after columns and rows are exchanged).
 Picture TurnUpright(Picture stored, int orientation) {
   if (orientation <= 1 || orientation > 8) return stored;
   const bool swaps = orientation >= 5;

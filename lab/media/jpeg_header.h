@@ -9,20 +9,18 @@
 
 namespace media {
 
-// What stands before a JPEG's pixels and the decoder does not tell.
+// Facts from a JPEG's header that its decoder does not report.
 struct JpegHeader {
-  // Arithmetic coding, whose decoder fills in what is missing without a warning.
+  // Arithmetic coding, whose decoder fills missing parts without a warning.
   bool is_arithmetic = false;
-  // How the camera was held, by the Exif tag of that name: 1 (upright) to 8. 1 also stands for no
-  // Exif data and for damaged ones.
+  // The Exif orientation, 1 (upright) to 8; 1 without valid Exif data.
   int orientation = 1;
 };
 
-// Reads the segments of a JPEG file up to its pixels, in bounds whatever they claim. Any thread.
+// Reads the segments of a JPEG file up to its pixels, within bounds for any input. Any thread.
 JpegHeader ReadJpegHeader(const uint8_t* bytes, std::size_t size);
 
-// The picture as it is to be looked at, of one stored with an Exif orientation of 1 to 8. Any
-// thread.
+// Returns a picture with Exif orientation 1 to 8 turned upright. Any thread.
 Picture TurnUpright(Picture stored, int orientation);
 
 }  // namespace media

@@ -15,14 +15,14 @@ std::size_t ToSize(int length) { return static_cast<std::size_t>(length); }
 
 int ToByteRange(int value) { return std::clamp(value, 0, 255); }
 
-// The BT.601 matrix scaled to 219 luma and 224 chroma steps, in 1/65536.
+// Applies the BT.601 matrix scaled to 219 luma and 224 chroma steps, in 1/65536.
 uint8_t LumaOf(const uint8_t* rgb) {
   constexpr int kOffset = (16 << 16) + (1 << 15);
   return static_cast<uint8_t>((16829 * rgb[0] + 33039 * rgb[1] + 6416 * rgb[2] + kOffset) >> 16);
 }
 
-// Chroma of colour sums over four pixels: each sum is at most 1020, so the products stay below 2^25
-// and the offset keeps the total positive.
+// Computes chroma from colour sums over four pixels. Each sum is at most 1020, so the products stay
+// below 2^25 and the offset keeps the total positive.
 void ChromaOf(const int sum[3], uint8_t pair[2]) {
   constexpr int kOffset = (128 << 18) + (1 << 17);
   const int u = -9714 * sum[0] - 19070 * sum[1] + 28784 * sum[2] + kOffset;
@@ -83,7 +83,7 @@ void CopyRows(const uint8_t* from, int from_stride, int row_bytes, int rows, uin
   }
 }
 
-// Fills one member of every pair of the frame from a dense plane that has one or two samples a pair
+// Fills one member of every pair of the frame from a dense plane with one or two samples per pair
 // in each direction.
 void ReducePlane(const uint8_t* plane, ChromaShape shape, Nv12Frame* frame, uint8_t* first) {
   const int step_x = shape.width == common::HalfUp(frame->width) ? 1 : 2;
@@ -109,7 +109,7 @@ void FillNeutral(Nv12Frame* frame) {
   }
 }
 
-// Brings rows of full range into 16 and the given number of steps above it.
+// Maps rows of full range to 16 and the given number of steps above it.
 void LimitRows(uint8_t* rows, int stride, int row_bytes, int count, int steps) {
   for (int y = 0; y < count; ++y) {
     uint8_t* row = rows + ToSize(y) * ToSize(stride);

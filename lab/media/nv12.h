@@ -14,8 +14,8 @@
 namespace media {
 
 // A camera frame: `height` luma rows, then HalfUp(height) chroma rows of HalfUp(width) byte pairs
-// (U, V), every row `stride` bytes from the next. Bytes between a row's end and the next row hold
-// kPaddingByte, so that code that reads them by mistake gives numbers that stand out.
+// (U, V), rows `stride` bytes apart. Bytes between a row's end and the next row hold kPaddingByte,
+// so that code that reads them by mistake produces conspicuous numbers.
 struct Nv12Frame {
   int width = 0;
   int height = 0;
@@ -40,18 +40,18 @@ struct Nv12Frame {
 inline constexpr uint8_t kPaddingByte = 0xa5;
 inline constexpr int kMaxStride = 4 * common::kMaxSide;
 
-// The row pitch used when none is asked for: the next multiple of 64 above the width.
+// Returns the default row pitch: the next multiple of 64 above the width.
 constexpr int DefaultStride(int width) { return (width / 64 + 1) * 64; }
 
-// Fails on a size that is not usable, and on a stride (bytes; 0 asks for DefaultStride) below the
-// width rounded up to even or above kMaxStride. Any thread, as all functions here.
+// Fails on an unusable size, and on a stride (bytes; 0 means DefaultStride) below the width rounded
+// up to even or above kMaxStride. Any thread, as all functions here.
 common::Failure CheckFrameShape(int width, int height, int stride);
 
-// Gives the frame this shape, with every byte kPaddingByte, in the memory that it has if that is
-// enough. Fails as CheckFrameShape does, and leaves the frame as it was.
+// Gives the frame this shape, with every byte kPaddingByte, and reuses its memory if that suffices.
+// Fails like CheckFrameShape, and then leaves the frame unchanged.
 common::Failure ShapeFrame(int width, int height, int stride, Nv12Frame* frame);
 
-// A digest of a frame's pixels, whatever lies between its rows: 16 hexadecimal digits.
+// Returns a digest of the frame's pixels without its padding: 16 hexadecimal digits.
 std::string PixelDigest(const Nv12Frame& frame);
 
 // A colour by the BT.601 matrix in limited range (luma 16..235, chroma 16..240).
@@ -62,34 +62,35 @@ struct YuvCode {
 };
 YuvCode CodeOf(Colour colour);
 
-// The frame of a picture, by the BT.601 matrix to limited range (luma 16..235, chroma 16..240). A
-// chroma pair is that of the mean colour of its 2x2 pixels; at an odd edge the last pixels count
-// twice. Fails as CheckFrameShape does.
+// Converts a picture by the BT.601 matrix to limited range (luma 16..235, chroma 16..240). A chroma
+// pair is that of the mean colour of its 2x2 pixels; at an odd edge the last pixels count twice.
+// Fails like CheckFrameShape.
 common::Failure PictureToNv12(const Picture& picture, int stride, Nv12Frame* frame);
 
-// The picture of a frame by the inverse matrix. A pair colours all of its pixels.
+// Converts a frame by the inverse matrix. A pair colours all of its pixels.
 Picture Nv12ToPicture(const Nv12Frame& frame);
 
 enum class ChromaLayout { kMono, k420, k422, k444 };
 
-// What samples range over: luma 16..235 and chroma 16..240, or both 0..255.
+// The range of samples: luma 16..235 and chroma 16..240, or both 0..255.
 enum class ColourRange { kLimited, kFull };
 
-// Bytes of the dense planes of one picture: luma, U, V, each without gaps; mono has luma alone.
-// Chroma rows and columns are rounded up. The size must be usable.
+// Returns the bytes of the dense planes of one picture: luma, U, V, each without gaps; mono has
+// luma only. Chroma rows and columns are rounded up. The size must be usable.
 std::size_t PlanarSize(ChromaLayout layout, int width, int height);
 
-// The frame of dense planes, PlanarSize bytes. Samples of limited range are taken as they are,
-// those of full range brought into the limited one; where there is more chroma than a frame holds,
-// the mean of each group is kept (the last samples of an odd edge count twice), rounded half up.
-// Mono gets the neutral pair (128, 128). Fails as CheckFrameShape does.
+// Converts dense planes of PlanarSize bytes. Samples of limited range are copied, those of full
+// range mapped to limited range. Of denser chroma it keeps the mean of each group (the last samples
+// of an odd edge count twice), rounded half up. Mono gets the neutral pair (128, 128). Fails like
+// CheckFrameShape.
 common::Failure PlanarToNv12(const uint8_t* planes, ChromaLayout layout, ColourRange range,
                              int width, int height, int stride, Nv12Frame* frame);
 
-// Bytes of a dense NV12 picture: rows of `width` luma bytes, then rows of HalfUp(width) pairs.
+// Returns the bytes of a dense NV12 picture: rows of `width` luma bytes, then rows of HalfUp(width)
+// pairs.
 std::size_t DenseNv12Size(int width, int height);
 
-// The frame of a dense NV12 picture, DenseNv12Size bytes. Fails as CheckFrameShape does.
+// Converts a dense NV12 picture of DenseNv12Size bytes. Fails like CheckFrameShape.
 common::Failure DenseToNv12(const uint8_t* dense, int width, int height, int stride,
                             Nv12Frame* frame);
 

@@ -27,8 +27,8 @@ uint32_t BigEndian32(const uint8_t* at) {
   return uint32_t{at[0]} << 24 | uint32_t{at[1]} << 16 | uint32_t{at[2]} << 8 | uint32_t{at[3]};
 }
 
-// Follows the chunks from the signature to the end chunk. The decoder stops after the last row and
-// would not notice that the rest is missing.
+// Returns whether the chunks from the signature to the end chunk are complete. The decoder stops
+// after the last row and does not notice a missing rest.
 bool HasEveryPngChunk(const uint8_t* bytes, std::size_t size) {
   constexpr std::size_t kChunkFrame = 12;
   std::size_t at = sizeof kPngSignature;
@@ -41,14 +41,14 @@ bool HasEveryPngChunk(const uint8_t* bytes, std::size_t size) {
   return false;
 }
 
-// Deflate yields at most 1032 bytes from one, and a byte holds at most 8 pixels.
+// Deflate expands a byte to at most 1032, and a byte holds at most 8 pixels.
 constexpr int64_t kPngPixelsPerByte = int64_t{1032} * 8;
 
-// Huffman coding takes a bit at least for each block of 64 pixels.
+// Huffman coding needs at least one bit for each block of 64 pixels.
 constexpr int64_t kJpegPixelsPerByte = int64_t{64} * 8;
 
-// What promises more pixels than its bytes can hold is damaged, and the check keeps a tiny file
-// from claiming a large allocation.
+// Returns whether a file can hold its claimed pixels. This keeps a tiny file from claiming a large
+// allocation.
 bool CanHoldPixels(std::size_t file_size, int64_t pixels_per_byte, int64_t pixels) {
   return static_cast<int64_t>(file_size) * pixels_per_byte >= pixels;
 }
@@ -101,7 +101,7 @@ common::Failure DecodeJpeg(const uint8_t* bytes, std::size_t size, Picture* pict
                           &colour_space) != 0) {
     return damaged();
   }
-  // The decoder gives 0x0 for a file that ends before its frame header.
+  // The decoder reports 0x0 for a file that ends before its frame header.
   const bool has_size = width != 0 && height != 0;
   if (has_size && !common::IsUsableSize(width, height)) return common::UnusableSize(width, height);
   if (!has_size || !CanHoldPixels(size, kJpegPixelsPerByte, int64_t{width} * height)) {

@@ -12,7 +12,7 @@
 
 namespace media {
 
-// An RGB picture: rows from the top without gaps, three bytes R, G, B a pixel.
+// An RGB picture: rows from the top without gaps, three bytes R, G, B per pixel.
 struct Picture {
   int width = 0;
   int height = 0;
@@ -37,31 +37,30 @@ struct Colour {
 
 enum class PictureFormat { kUnknown, kPng, kJpeg };
 
-// Tells the format from a file's first bytes; 8 are enough.
+// Returns the format by a file's first bytes; 8 are enough.
 PictureFormat DetectPictureFormat(const uint8_t* bytes, std::size_t size);
 
-// The largest picture file that is read, in bytes.
+// The largest picture file to read, in bytes.
 inline constexpr std::size_t kMaxPictureFile = std::size_t{1} << 28;
 
-// A black picture of the given size, which must be usable (common/geometry.h).
+// Returns a black picture of a usable size (common/geometry.h).
 Picture MakePicture(int width, int height);
 
-// Decodes a whole PNG or JPEG file held in memory. PNGs of every kind come out as 8-bit sRGB, with
-// transparent parts over black; JPEGs are turned upright by their Exif orientation. Cut or damaged
-// data is a failure, even where a decoder would fill in the rest; so is a JPEG with arithmetic
-// coding, whose decoder does so unseen, and one in CMYK. Any thread.
+// Decodes a whole PNG or JPEG file held in memory. PNGs of every kind become 8-bit sRGB, with
+// transparent parts over black; JPEGs are turned upright by their Exif orientation. Fails on cut or
+// damaged data, even where a decoder would fill in the rest, and on JPEGs with arithmetic coding or
+// in CMYK. Any thread.
 common::Failure DecodePicture(const uint8_t* bytes, std::size_t size, Picture* picture);
 
 // Reads a PNG or JPEG file; the message begins with the path. Any thread.
 common::Failure ReadPicture(const std::string& path, Picture* picture);
 
-// Writes a picture of usable size as an 8-bit RGB PNG, in haste rather than small. Completing the
-// file stays with the caller. Any thread.
+// Writes a picture of usable size as an 8-bit RGB PNG, optimised for speed rather than size. The
+// caller completes the file. Any thread.
 common::Failure WritePng(const Picture& picture, common::ReplacedFile* file);
 
-// The picture with every block of n x n pixels made into their mean, for the smallest n that makes
-// neither side longer than `side`; what is left of a block at the right and lower edge is cut off.
-// Any thread.
+// Replaces every block of n x n pixels by its mean, for the smallest n that makes neither side
+// longer than `side`. Cuts off the rest of a block at the right and lower edge. Any thread.
 Picture Shrink(const Picture& picture, int side);
 
 // Encodes a picture as a JPEG file in memory. Any thread.

@@ -67,8 +67,8 @@ Colour Mix(Colour from, Colour to, int weight) {
           static_cast<uint8_t>(Mix(from.b, to.b, weight))};
 }
 
-// A smooth swing between -kOne and kOne in steps of 1/1024 of a period: two parabolas in place of a
-// sine, which would not be the same everywhere.
+// Returns a smooth swing between -kOne and kOne in steps of 1/1024 of a period. Two parabolas
+// replace a sine, whose value may differ between machines.
 int Swing(int64_t phase) {
   const int p = static_cast<int>(phase & 1023);
   const int half = p & 511;
@@ -109,19 +109,19 @@ Nv12Frame DrawBackground(int width, int height, int stride) {
   return frame;
 }
 
-// The codes of an ellipse's colours by the distance from its centre, 0 to kOne.
+// The codes of an ellipse's colours by distance from its centre, 0 to kOne.
 struct Codes {
   std::array<uint8_t, kOne + 1> luma;
   std::array<std::array<uint8_t, 2>, kOne + 1> chroma;
 };
 
-// Where a pixel's middle lies in a box, squared: 0 in the box's middle, kOne * kOne at its sides.
+// Returns the squared distance of a pixel from a box's middle: 0 there, kOne * kOne at its sides.
 int SquaredPlace(int position, int begin, int length) {
   const int place = (2 * (position - begin) + 1 - length) * kOne / length;
   return place * place;
 }
 
-// Fills the ellipse that touches the box's sides in one plane, whose samples stand for every
+// Fills an ellipse that touches the box's sides in one plane, whose samples represent every
 // `step`-th pixel of every `step`-th row. The box may lie outside the frame.
 template <typename Sample, std::size_t kBytes = sizeof(Sample)>
 void FillEllipse(common::Rect box, const std::array<Sample, kOne + 1>& codes, int step,

@@ -11,21 +11,20 @@
 namespace media {
 
 // The built-in scene: drawn faces of different tones and sizes that drift before a soft background.
-// It is drawn in integers and depends on nothing but the arguments: a size of at least
-// kMinSceneSide in both directions that is usable, 1..kMaxSceneFaces faces, a frame index from 0.
-// Any thread.
+// It uses integers only, so the arguments alone determine it: a usable size of at least
+// kMinSceneSide in both directions, 1..kMaxSceneFaces faces, a frame index from 0. Any thread.
 inline constexpr int kMinSceneSide = 16;
 inline constexpr int kMaxSceneFaces = 3;
 
-// The faces of frame `index`, from left to right, each wholly inside the picture and apart from the
-// others.
+// Returns the faces of frame `index`, from left to right, each wholly inside the picture and
+// without overlaps.
 std::vector<common::Rect> SceneFaces(int width, int height, int faces, int64_t index);
 
-// Draws frames of one size, straight into luma and chroma: at 4K a camera's rate leaves no time to
-// draw colours first and convert them.
+// Draws frames of one size, directly into luma and chroma: at 4K, drawing in RGB and converting
+// would be too slow for a camera's rate.
 class Scene {
  public:
-  // As SceneFaces; `stride` fits the width (CheckFrameShape).
+  // Takes the arguments of SceneFaces; `stride` fits the width (CheckFrameShape).
   Scene(int width, int height, int stride, int faces);
 
   // Draws frame `index` into `frame`, reusing its memory.

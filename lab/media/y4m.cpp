@@ -52,7 +52,7 @@ std::optional<ChromaLayout> ParseLayout(std::string_view text) {
   return std::nullopt;
 }
 
-// The tags of a header that may appear once.
+// The tags that may appear once in a header.
 struct Tags {
   std::optional<int> width;
   std::optional<int> height;
@@ -78,7 +78,7 @@ bool TakeTag(std::string_view tag, Tags* tags) {
     case 'C':
       return SetOnce(&tags->layout, ParseLayout(value));
     case 'F':
-      if (value != "0:0") tags->rate = value;  // which stands for an unknown one
+      if (value != "0:0") tags->rate = value;  // 0:0 means unknown
       return IsRatio(value);
     case 'A':
       return IsRatio(value);
@@ -92,7 +92,7 @@ bool TakeTag(std::string_view tag, Tags* tags) {
   }
 }
 
-// The tag as it can be shown in a one-line message.
+// Returns the tag for a one-line message.
 std::string Printable(std::string_view text) {
   std::string shown(text.substr(0, 32));
   for (char& c : shown) {

@@ -10,11 +10,11 @@
 
 namespace media {
 
-// Begins a Y4M stream of frames of this size. `rate` is frames a second as a ratio, "30:1". Fails
-// when the stream takes no more, as WriteY4mFrame does.
+// Writes the header of a Y4M stream of frames of this size. `rate` is frames per second as a ratio,
+// "30:1". Fails when the stream accepts no more, like WriteY4mFrame.
 common::Failure WriteY4mHeader(int width, int height, const std::string& rate, std::FILE* to);
 
-// Adds a frame, which has the size that the header says.
+// Writes a frame of the header's size.
 common::Failure WriteY4mFrame(const Nv12Frame& frame, std::FILE* to);
 
 }  // namespace media

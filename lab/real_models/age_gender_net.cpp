@@ -29,8 +29,8 @@ size_t CountOf(const std::vector<int>& shape, size_t most) {
 }
 
 // Takes one weight from the front of `bytes`: float32, or bytes with a scale and a minimum. A
-// filter of height, width, inputs, outputs becomes the outputs, inputs, height, width that the
-// inference library takes; a matrix becomes its transpose. False when too few bytes are left.
+// filter of height, width, inputs, outputs is reordered to outputs, inputs, height, width, as the
+// inference library expects; a matrix is transposed. Returns false when too few bytes are left.
 bool TakeWeight(const json& entry, std::string_view* bytes, cv::Mat* weight) {
   const std::vector<int> shape = entry.at("shape");
   const json scaling = entry.value("quantization", json::object());
@@ -46,7 +46,7 @@ bool TakeWeight(const json& entry, std::string_view* bytes, cv::Mat* weight) {
   return true;
 }
 
-// The settings of a layer, each a name and a value.
+// Collects the settings of a layer, each a name and a value.
 LayerParams With() { return {}; }
 
 template <typename Value, typename... Rest>
@@ -56,7 +56,7 @@ LayerParams With(const char* name, Value value, Rest... rest) {
   return params;
 }
 
-// Puts the layers together as the weights' names tell; x, a and b are numbers of layers.
+// Builds the network from the weights' names; x, a and b are layer numbers.
 class Builder {
  public:
   Builder(const Weights& weights, cv::dnn::Net* net) : weights_(weights), net_(net) {}
@@ -91,8 +91,8 @@ class Builder {
   int Relu(int x) { return Layer("ReLU", {x}); }
   int Add(int a, int b) { return Layer("Eltwise", {a, b}); }
 
-  // The filters come first in `blobs`, then, where there is one, the bias. With as many groups as
-  // inputs each channel has a filter of its own.
+  // Adds a convolution. The filters come first in `blobs`, then an optional bias. With as many
+  // groups as inputs, each channel has its own filter.
   int Filter(int x, const std::vector<cv::Mat>& blobs, int stride, int groups) {
     LayerParams params = With("num_output", blobs[0].size[0], "kernel_size", blobs[0].size[2],
                               "stride", stride, "group", groups, "pad_mode", "SAME",  //
@@ -101,12 +101,12 @@ class Builder {
     return Layer("Convolution", {x}, params);
   }
 
-  // Halves the picture.
+  // Adds a convolution that halves the picture.
   int Convolution(int x, const std::string& name) {
     return Filter(x, {weights_.at(name + "/filters"), weights_.at(name + "/bias")}, 2, 1);
   }
 
-  // A filter for each channel, then one across the channels.
+  // Adds one filter per channel, then one across the channels.
   int Separable(int x, const std::string& name) {
     const cv::Mat& deep = weights_.at(name + "/depthwise_filter");  // 1, channels, 3, 3
     const int channels = deep.size[1];
@@ -144,9 +144,9 @@ std::string AgeGenderNet::Load(const std::string& manifest, const std::string& w
       if (!TakeWeight(entry, &rest, &by_name[entry.at("name")])) return "the weights are cut short";
     }
   }
-  if (!rest.empty()) return "the weights are more than their manifest says";
+  if (!rest.empty()) return "the weights have more bytes than their manifest";
   Builder(by_name, &net_).Build();
-  // Shapes that do not fit each other come to light when the network runs.
+  // A run reveals shapes that do not fit each other.
   Run(cv::Mat::zeros(kAgeGenderInput, kAgeGenderInput, CV_8UC3));
   return "";
 }

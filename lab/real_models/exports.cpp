@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the model libraries of a device with real networks export: the functions of
-// libQVFD_AgeGender and of libFaceGrade, and a finder of faces.
+// The exports of a device's model libraries with real networks: the functions of libQVFD_AgeGender
+// and libFaceGrade, and a face detector.
 #include <dlfcn.h>
 
 #include <algorithm>
@@ -19,8 +19,8 @@
 
 namespace {
 
-// The squares that a face's figures are the mean of, in sides of the face's box. Each is looked at
-// as it is and mirrored: four views vary much less than one when the box moves.
+// Squares around a face, in sides of its box. Figures are the mean over each square and its mirror
+// image: four views vary much less than one when the box moves.
 constexpr float kCrops[] = {0.9f, 1.0f};
 constexpr float kViews = 2 * std::size(kCrops);
 
@@ -34,13 +34,13 @@ struct Listener {
 };
 Listener g_age_gender_listener, g_face_grade_listener;
 
-// The networks of the process. Whoever asks first loads them; a node asks from its request thread
-// or its worker, the simulator from a thread of its own.
+// The networks of the process. The first caller loads them: a node's request thread or worker, or a
+// thread of the simulator.
 struct Networks {
   real_models::FaceFinder frame_finder;  // of zy_find_faces, whose caller may run beside a worker
   real_models::FaceFinder finder;
   real_models::AgeGenderNet age_gender;
-  std::string error = Load();  // why they cannot be used; empty when they can
+  std::string error = Load();  // why they cannot be used, else empty
 
   std::string Load() {
     Dl_info library = {};
@@ -49,7 +49,8 @@ struct Networks {
     real_models::ModelFiles files;
     std::string wrong = real_models::ReadModelFiles(folder, &files);
     if (!wrong.empty()) return wrong;
-    // A program's lines on standard error and a node's threads are counted.
+    // The inference library must add neither lines on standard error nor threads, which are
+    // counted.
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
     cv::setNumThreads(1);
     try {
@@ -111,7 +112,7 @@ QVAG_FaceResult QVAG_OneFaceAnalyze(const uint8_t* gray, const uint8_t* rgb, int
   return result;
 }
 
-// The networks stay for the next worker.
+// Keeps the networks for the next worker.
 void QVAG_Model_Clear() {}
 
 void zy_tell_age_gender_calls(ZyModelListener listener, void* context) {
@@ -165,7 +166,7 @@ const char* zy_open_face_finder() {
 
 int32_t zy_find_faces(const uint8_t* luma, const uint8_t* chroma, int32_t width, int32_t height,
                       int32_t stride, float threshold, ZyFoundRect* faces, int32_t capacity) {
-  // Whole pairs only: an odd last row or column stays out, and a frame without a pair is empty.
+  // Whole pairs only: an odd last row or column is dropped, and a frame without a pair is empty.
   const cv::Size pairs(width / 2, height / 2);
   if (pairs.empty()) return 0;
   const auto pitch = static_cast<size_t>(stride);

@@ -9,11 +9,11 @@ namespace real_models {
 namespace {
 
 constexpr float kOverlap = 0.4f;
-// Near a rectangle that somebody drew; in a whole picture it would find too much.
+// For the surroundings of a given rectangle; in a whole picture it would find too much.
 constexpr float kNearThreshold = 0.4f;
 constexpr float kSurroundings = 2.0f;
 
-// Two anchors in each of 16 x 16 cells, then six in each of 8 x 8; 16 values for each of them.
+// Two anchors in each of 16 x 16 cells, then six in each of 8 x 8; 16 values per anchor.
 struct AnchorLayer {
   int cells, anchors;
 };
@@ -44,7 +44,7 @@ void DecodeLayer(const AnchorLayer& layer, const float* scores, const float* val
   }
 }
 
-// A face is found by several anchors, in boxes of several sizes.
+// Drops overlapping boxes: several anchors find the same face, in boxes of several sizes.
 std::vector<FoundFace> DropOverlaps(std::vector<FoundFace> faces) {
   std::stable_sort(faces.begin(), faces.end(),
                    [](const FoundFace& a, const FoundFace& b) { return a.score > b.score; });

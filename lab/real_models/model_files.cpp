@@ -11,7 +11,7 @@
 namespace real_models {
 namespace {
 
-// A line for each file: its digest, two spaces, its name.
+// One line for each file: its digest, two spaces, its name.
 constexpr std::string_view kSums =
 #include "real_models/SHA256SUMS.inc"
     ;

@@ -12,8 +12,8 @@ struct ModelFiles {
   std::string finder;
 };
 
-// Reads the files from a folder and compares their digests with those of SHA256SUMS. Returns what
-// is wrong with them, beginning with the file's path, or nothing. Any thread.
+// Reads the files from a folder and compares their digests with those of SHA256SUMS. Returns the
+// error, beginning with the file's path, or "". Any thread.
 std::string ReadModelFiles(const std::string& folder, ModelFiles* files);
 
 }  // namespace real_models

@@ -8,15 +8,15 @@
 namespace real_models {
 namespace {
 
-// The side at which faces of all sizes are judged.
+// The side at which faces of all sizes are graded.
 constexpr int kSide = 64;
 
-// 0 at and below `low`, 1 at and above `high`.
+// Returns 0 up to `low`, 1 from `high` on, and a linear ramp between.
 float Ramp(float value, float low, float high) {
   return std::clamp((value - low) / (high - low), 0.0f, 1.0f);
 }
 
-// Between the eyes of a face that looks ahead stands the nose, and they are level.
+// Grades the pose: the nose of a face that looks ahead lies between level eyes.
 float Pose(const FoundFace& face) {
   if (face.score <= 0) return 0;
   const cv::Point2f eyes = face.points[1] - face.points[0];

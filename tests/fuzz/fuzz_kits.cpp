@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The kernels of image, sharpen and analysis give what the plain formula gives, at all sizes and
-// pitches, and touch nothing else.
+// Compares the kernels of image, sharpen and analysis with their plain formulas, at all sizes and
+// pitches, and checks that no other byte is read or written.
 #include "tests/kernel_calls.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, std::size_t size) {

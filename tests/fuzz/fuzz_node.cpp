@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The bytes of a script become the calls of a hostile framework: two nodes behind ChiNodeEntry
-// get records, buffers and metadata of all shapes, yet in memory that ends where they promise to.
-// Everything that leaves the library is compared with the model.
+// Turns the bytes of a script into the calls of a hostile framework: two nodes behind ChiNodeEntry
+// receive records, buffers and metadata of all shapes, in memory of exactly the promised size. The
+// model predicts everything that leaves the library.
 #include <mutex>
 
 #include "framework/guarded_bytes.h"
@@ -18,7 +18,7 @@ using namespace node_model;
 namespace {
 
 World g_world;
-std::mutex g_turns;  // shows a thread what the other one wrote in its turn
+std::mutex g_turns;  // makes one thread's writes visible to the next
 
 template <typename Answered, typename Call>
 Answered Answer(const Call& call) {
@@ -35,7 +35,7 @@ ChiNodeInterface Interface() {
   return interface;
 }
 
-// A piece of memory that ends at a page that nobody may touch.
+// Memory that ends at an inaccessible page.
 class Memory {
  public:
   template <typename T>
@@ -49,7 +49,7 @@ class Memory {
   framework::GuardedBytes bytes_{1 << 14};
 };
 
-// A camera buffer; its planes hold every byte of their rows and none behind the last.
+// A camera buffer; its planes hold every byte of their rows and none beyond the last.
 struct Camera {
   void Change(fuzz::Script& script) {
     constexpr uint32_t kOdd[] = {0, 1, 0x7fffffff, 0x80000000, 0xffffffff};
@@ -69,7 +69,7 @@ struct Camera {
     buffer = {sizeof(buffer), !script.OneIn(32), {w, h, 3, 0}, count, pitch, nullptr};
     if (!script.OneIn(32)) buffer.pImages = memory.Put(&image, sizeof(image));
   }
-  // Nobody may look at the pixels of an earlier request.
+  // Changes the pixels, which nobody may read after their request.
   void ChangePixels() const {
     for (uint8_t* plane : image.pPlaneAddress) {
       if (plane != nullptr) *plane = static_cast<uint8_t>(*plane * 5 + 1);
@@ -87,10 +87,10 @@ class Play {
     device::ClearProperties();
     device::AgeGender().Reset();
     device::FaceGrade().Reset();
-    framework::SetLogListener([](auto&) { return false; });  // lines are formatted
+    framework::SetLogListener([](auto&) { return false; });  // formats the lines
     device::AgeGender().SetScript(Answer<device::AgeGenderAnswer, device::AgeGenderCall>);
     device::FaceGrade().SetScript(Answer<device::FaceGradeAnswer, device::FaceGradeCall>);
-    framework::HoldSignals(true);  // a pass runs when the script says so
+    framework::HoldSignals(true);  // a pass runs when the script decides
     g_world = World();
     g_world.trace = &seen_;
     g_world.negotiations = device::BufferNegotiations();
@@ -126,8 +126,8 @@ class Play {
   }
 
  private:
-  // A record in memory that ends where its size says (rounded up to its alignment), but not before
-  // the node session in it. At times it is smaller than the node needs, and at times there is none.
+  // Makes a record in memory that ends with its size (rounded up to its alignment), but not before
+  // its node session. Sometimes it is smaller than the node needs, sometimes null.
   template <typename T>
   T* Record(T record, uint32_t least) {
     record.size = !script_.OneIn(16) ? least : script_.OneIn(2) ? least - 1 : script_.Byte();
@@ -171,11 +171,11 @@ class Play {
     { std::lock_guard<std::mutex> lock(g_turns); }
     framework::HoldSignals(false);
     fuzz::Require(framework::WaitForRestingWorkers(std::chrono::seconds(60)),
-                  "workers come to rest");
+                  "workers become idle");
     framework::HoldSignals(true);
     { std::lock_guard<std::mutex> lock(g_turns); }
   }
-  // Before another actor's turn, so that what the models are asked has an order.
+  // Runs before another actor acts, so that calls to the models have an order.
   void LetWorkersWork() {
     Model([this] {
       for (const auto& node : nodes_) {
@@ -207,7 +207,7 @@ class Play {
   }
 
   void ChangeDevice() {
-    // 91 characters are the longest value.
+    // The longest value has 91 characters.
     static const std::pair<std::string, bool> kMasks[] = {
         {"4", true},   {"0xFFFFFB", false}, {" 0x4", true},
         {"fB", false}, {"-1", true},        {"", false},
@@ -281,7 +281,7 @@ class Play {
     fuzz::Require(handles_[actor_] == nullptr, "a node that is gone has no handle");
   }
 
-  // A value of its tag's length, at any address. Most have a meaning to a camera.
+  // Returns a value of its tag's length, at any address. Most are realistic.
   void ChangeValue(int tag) {
     const ChiImageFormat& full = cameras_[0].buffer.format;
     std::vector<uint32_t> words = {script_.Pick(std::array{1u, 1u, 0u, 0x100u, 0x80000000u})};

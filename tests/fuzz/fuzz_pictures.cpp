@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Whatever camsim reads (Y4M, NV12, PNG, JPEG, recordings) gives something of use or a message.
+// Feeds camsim's readers (Y4M, NV12, PNG, JPEG, recordings); each returns a usable result or a
+// message.
 #include "media/frame_source.h"
 #include "media/picture.h"
 #include "record/recording.h"
@@ -18,7 +19,7 @@ static void ReadFrames(fuzz::Script& script) {
   options.stride = script.OneIn(4) ? script.Between(-1, 300) : 0;
   std::vector<uint8_t> bytes = script.Rest();
   if (media::DetectPictureFormat(bytes.data(), bytes.size()) == media::PictureFormat::kPng) {
-    fuzz::MendChecksums(&bytes);
+    fuzz::CorrectChecksums(&bytes);
   }
   std::unique_ptr<media::FrameSource> source;
   auto reader = std::make_unique<media::MemoryReader>(bytes.data(), bytes.size());
@@ -38,7 +39,7 @@ static void ReadFrames(fuzz::Script& script) {
   Require(is_line, "a failure is told in a line");
 }
 
-// A recording is refused in a line, or all of it is of use.
+// Parses a recording: it fails with one line, or every value is usable.
 static void ReadRecording(fuzz::Script& script) {
   const std::vector<uint8_t> bytes = script.Rest();
   record::Recording recording;

@@ -8,11 +8,11 @@
 
 namespace fuzz {
 
-// Puts right the checksums of a changed PNG's chunks, without which the decoder reads nothing.
-inline void MendChecksums(std::vector<uint8_t>* png) {
+// Corrects the checksums of a changed PNG's chunks, without which the decoder reads nothing.
+inline void CorrectChecksums(std::vector<uint8_t>* png) {
   for (std::size_t at = 8; at + 12 <= png->size();) {
     const uint8_t* chunk = png->data() + at;
-    const std::size_t body = chunk[2] * 256u + chunk[3];  // longer ones are left alone
+    const std::size_t body = chunk[2] * 256u + chunk[3];  // longer ones stay unchanged
     if (body > png->size() - at - 12) return;
     uint32_t sum = ~0u;
     for (std::size_t i = 4; i < 8 + body; ++i) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Stands in for the fuzzer where there is none: gives the files of a directory to the target, once
+// Replaces the fuzzer where there is none: passes the files of a directory to the target, once
 // each, in the order of their names.
 // usage: fuzz_TARGET_replay DIRECTORY
 #include <cstddef>

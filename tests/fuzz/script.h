@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// How a fuzz target reads its bytes: as a script of small decisions.
+// Reads the bytes of a fuzz target as a script of small decisions.
 #ifndef ZY_TESTS_FUZZ_SCRIPT_H_
 #define ZY_TESTS_FUZZ_SCRIPT_H_
 
@@ -15,23 +15,23 @@
 
 namespace fuzz {
 
-// Stops the program: what the target promises did not hold.
+// Stops the program when a promise of the target does not hold.
 inline void Require(bool holds, const char* promise) {
   if (holds) return;
   std::fprintf(stderr, "broken promise: %s\n", promise);
   std::abort();
 }
 
-// Bytes that are read from front to back. Behind the end all are 0.
+// Bytes read from front to back; beyond the end all are 0.
 class Script {
  public:
   Script(const uint8_t* bytes, std::size_t size) : at_(bytes), end_(bytes + size) {}
 
   bool AtEnd() const { return at_ == end_; }
   uint8_t Byte() { return AtEnd() ? uint8_t{0} : *at_++; }
-  // True once in `n` bytes, and never behind the end.
+  // Returns true once in `n` bytes, and never beyond the end.
   bool OneIn(int n) { return Byte() % n == n - 1; }
-  // `low` to `high`, both included; one byte decides among up to 256 values, two among more.
+  // Returns `low` to `high`, inclusive; one byte decides among up to 256 values, two among more.
   int Between(int low, int high) {
     const int values = high - low + 1;
     const int drawn = values <= 256 ? Byte() : Byte() * 256 + Byte();
@@ -41,7 +41,7 @@ class Script {
   const auto& Pick(const Choices& choices) {
     return *(std::begin(choices) + Byte() % std::size(choices));
   }
-  // Mostly words of meaning to a camera, at times anything.
+  // Returns mostly realistic words, sometimes any.
   uint32_t Word() {
     constexpr uint32_t kWords[] = {0, 1, 1, 2, 7, 90, 180, 270, 0x7fffffff, 0x80000000};
     return OneIn(16) ? Raw<uint32_t>() : OneIn(2) ? Pick(kWords) : Byte();
@@ -52,7 +52,7 @@ class Script {
     Take(&value, sizeof(value));
     return value;
   }
-  // `count` bytes that follow from two of the script, in a block of exactly that size.
+  // Returns `count` bytes derived from two of the script, in a block of exactly that size.
   std::vector<uint8_t> Noise(std::size_t count) {
     uint32_t state = Raw<uint16_t>();
     const uint8_t mask = state % 3 == 0 ? 0xff : 0x07, flip = state % 3 == 1 ? 0xff : 0;
@@ -63,7 +63,7 @@ class Script {
     }
     return bytes;
   }
-  // What is left, in a block of exactly that size.
+  // Returns the remaining bytes, in a block of exactly that size.
   std::vector<uint8_t> Rest() { return std::vector<uint8_t>(at_, end_); }
 
  private:

@@ -1,4 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-// The genuine header is in no package; the one of properties needs this much of it.
+// No package has the genuine header; the one of properties needs this part of it.
 #pragma once
 #define PROP_VALUE_MAX 92
