@@ -14,14 +14,14 @@ dev_test() {
   fi
 }
 
-# The names of CMake's tests that a function of tests/ adds, by the sources alone.
+# Prints the names of the CMake tests that a function of tests/ adds, from the sources alone.
 test_names() { # regular expression of the function's name
   cat tests/CMakeLists.txt tests/fuzz/CMakeLists.txt |
     sed -nE "s/^ *($1)\((NAME )?([a-z]\w+).*/\1 \3/p" |
     sed -nE 's/^zy_fuzz (.*)/\1_replay/p; s/^(zy_test|zy_python_test|add_test) //p'
 }
 
-# Builds everything only for a test that is more than one program.
+# Builds everything only for a test of several programs.
 run_named() { # text
   local named programs
   named=$(test_names '\w+' | grep -F -e "$1")
@@ -37,7 +37,7 @@ has_networks() { # programs
   ! grep -qx models_test <<<"$1" || grep -q '^ZY_MODELS:BOOL=ON' build/host/CMakeCache.txt 2>/dev/null
 }
 
-# The GoogleTest cases whose name, as "Suite.Case", contains the text. A program is called like its source.
+# Runs the GoogleTest cases whose name, as "Suite.Case", contains the text. A program has its source's name.
 run_cases() { # text
   local file program programs=() failed=0
   for file in tests/*_test.cpp; do

@@ -35,7 +35,7 @@ ChiNodeInterface g_interface = {};
 void* volatile g_lost = nullptr;
 std::mutex g_model;  // the library is process-wide
 
-// What belongs to the process.
+// Changes the state of the process.
 void DisturbProcess() {
   if (Has("closes_descriptors")) {
     for (int descriptor = 3; descriptor < 9; ++descriptor) close(descriptor);

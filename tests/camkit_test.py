@@ -125,4 +125,4 @@ for command in ("", "sharpen edge.png", "blur edge.png out.png", "rotate edge.pn
                 "filter --weights 1,200,3 edge.png out.png", "sharpen-skin --skin --mask white.png edge.png out.png"):
     camkit.bad(2, command)
 
-finish("camkit does what it says")
+finish("camkit works as documented")

@@ -34,4 +34,4 @@ check(len(shown) >= 6, "the README shows no demo")
 for line in shown:
     check(line == "..." or line in printed, f"the demo does not print: {line}")
 
-finish("docs/camsim.md names what camsim has")
+finish("docs/camsim.md and camsim agree")

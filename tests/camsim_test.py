@@ -60,7 +60,7 @@ expect("^annotated picture: annotated.png$", first.out)
 scene = read("annotated.png")
 check(scene.startswith(b"\x89PNG"), "the annotated picture is no PNG")
 write("first.png", scene)
-check(run(0).out == first.out and read("annotated.png") == scene, "two runs differ")
+check(run(0, "--models fake").out == first.out and read("annotated.png") == scene, "two runs differ")
 same("unasked lines on standard error", "", first.err)
 
 
@@ -211,8 +211,8 @@ check(all(line.startswith(b"{") for line in read("apart.jsonl").splitlines()), "
 expect("^8 requests sent, 8 handed over: 8 taken, .* 8 analysed$",
        run(0, "--requests 8 --node", other_node).out)
 done = run(0, "--input clip.y4m --node", other_node)
-same("requests of which a node tells nothing", 12, len(re.findall(r"\| \?$", done.out, re.M)))
-expect("^12 requests sent, 0 seen taken; the node does not tell of the others; 0 analysed$", done.out)
+same("requests without an outcome", 12, len(re.findall(r"\| \?$", done.out, re.M)))
+expect("^12 requests sent, 0 seen taken; the node does not log the others; 0 analysed$", done.out)
 bad(1, "--node", other_node, says="callbacks empty: pGetCapabilities, ", ZY_DEFECT="fills_create_only")
 done = run(0, "--requests 4 --log info --device", plain)
 expect(f"^camsim: libQVFD_AgeGender.so is {re.escape(str(plain))}/libQVFD_AgeGender.so$", done.err)
@@ -222,7 +222,7 @@ bad(1, "--device .")
 
 # ---- A node that hangs, crashes or ends the process ----------------------------------------------------
 def broken(statuses, lines, defect, says, *options, term=False):
-    """Expects a line about the call, and so many requests before it; an older picture stays as it was."""
+    """Expects a line about the call and the number of requests before it; an older picture stays unchanged."""
     write("kept.png", scene)
     pathlib.Path("lines").unlink(missing_ok=True)
     process = subprocess.Popen(
@@ -265,4 +265,4 @@ for options in ("--nonsense", "--face 1,2,3", "--face 1,2,0,4", "--size 0x5", "-
 bad(2, "--size 16385x16", says="1 to 16384 a side")
 bad(2, "--log loud", says="error, info, none")
 
-finish("camsim does what it says")
+finish("camsim works as documented")

@@ -83,7 +83,7 @@ class DeviceTest : public testing::Test {
   }
 
   static void AwaitWorkers() {
-    ASSERT_TRUE(framework::WaitForRestingWorkers(std::chrono::seconds(60)));
+    ASSERT_TRUE(framework::WaitForIdleWorkers(std::chrono::seconds(60)));
   }
 
   LogCapture log_;

@@ -39,7 +39,7 @@ for name, low, high in ("astronaut.png", 22, 45), ("grace_hopper.jpg", 60, 100):
 write("dark.y4m", b"YUV4MPEG2 W320 H240 F30:1 Cmono\n" + 4 * (b"FRAME\n" + bytes(76800)))
 table = camsim.run(0, "--input dark.y4m --annotated none --all").out
 check(table.count("no face") >= 4, f"a picture without faces: {table}")
-check("estimates by a small network" in table.lower(), "the table does not say what the figures are")
+check("estimates by a small network" in table.lower(), "the table does not explain the figures")
 
 # Missing networks: a program without them, and one that lacks a file.
 for name in "camsim", "libframework_watch.so":
@@ -52,4 +52,4 @@ shutil.copytree(build / "device-real", work / "device-real", ignore=lambda _, na
     name for name in names if name.endswith(".bin")])
 elsewhere.bad(1, says="./dev models")
 
-finish("the networks say what a person would")
+finish("the networks agree with a person")

@@ -82,4 +82,4 @@ __cxa_begin_catch __cxa_end_catch __cxa_pure_virtual __gxx_personality_v0"""
         same("imported symbols", set(imports.split()),
              set(re.findall(r"^ *U ([^@\n]*)", output("nm -D -u", library), re.M)))
 
-finish("the library is as it should be")
+finish("the library's exports, imports and mapping are right")

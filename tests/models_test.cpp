@@ -84,8 +84,8 @@ cv::Mat RandomPicture(int width, int height, uint64_t seed) {
   return picture;
 }
 
-// The figures of three pictures as plain loops over the layers gave them.
-TEST(AgeGenderNet, GivesWhatPlainLoopsGave) {
+// Expects the figures of plain loops over the layers, for three pictures.
+TEST(AgeGenderNet, MatchesPlainLoops) {
   SeededNet plain;
   real_models::AgeGenderNet net;
   ASSERT_EQ(net.Load(plain.Manifest(), plain.bytes), "");

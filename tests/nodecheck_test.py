@@ -20,7 +20,7 @@ PLAIN = os.path.dirname(MODEL)
 CRASH = r'crashed \(\w.*\) at 0x\w+, in the guard page \d+ bytes '
 REQUEST = r' during process-request of request \d+ \(\d+x\d+, pitch \d+\)\n(       in .*\n)*'
 
-# The defect, the check that finds it, how its line goes on.
+# The defect, the check that finds it, the rest of its line.
 DEFECTS = [
     ('trusts_table', 'entry.null', 'crashed .* during the entry with a null table'),
     ('fills_smaller_table', 'entry.refused', '.*(expected byte 0 and later|during the entry)'),
@@ -68,7 +68,7 @@ DEFECTS = [
 
 
 def expect(status, pattern, *options, defect=''):
-    # The limit is one that a busy machine keeps, too.
+    # A limit that a busy machine can meet.
     out = NODECHECK.run(status, '--limit 400', *options, ZY_DEFECT=defect).out
     check(re.search(pattern, out, re.MULTILINE), f'{defect} {options}: no {pattern!r} in\n{out[-3000:]}')
     return out

@@ -106,7 +106,7 @@ page = (source / "docs/own_node.md").read_text()
 example = (source / "lab/examples/mean_luma/mean_luma.cpp").read_text()
 check(len(page.encode()) <= 4096 and example.count("\n") <= 60, "the page or the example grew")
 for excerpt in re.findall(r"^```cpp\n(.*?)^```", page, re.M | re.S):
-    check(excerpt in example, "the page shows what the example does not say")
+    check(excerpt in example, "the page shows code that the example lacks")
 script = "".join(re.findall(r"^```sh\n(.*?)^```", page, re.M | re.S))
 if not is_host:  # the packages are this machine's
     script = re.sub(r"^dpkg-deb .*\n", "", script, flags=re.M)
@@ -125,8 +125,8 @@ if emulator:
 done = subprocess.run(["bash", "-ec", script], stdin=subprocess.DEVNULL, capture_output=True, text=True,
                       env=environment)
 check(done.returncode == 0, f"docs/own_node.md: {done.stdout[-2000:]}{done.stderr[-2000:]}")
-for told in re.findall(r"`(the node's own tags: [^`]*)`", page) + [", 0 failed, "]:
-    check(told in done.stdout, f"docs/own_node.md: no {told!r} in {done.stdout}")
+for quoted in re.findall(r"`(the node's own tags: [^`]*)`", page) + [", 0 failed, "]:
+    check(quoted in done.stdout, f"docs/own_node.md: no {quoted!r} in {done.stdout}")
 check(not has_gdb or re.search(r"\bBreakpoint 1, .*mean_luma\.cpp:", done.stdout, re.M | re.S), "gdb: no breakpoint")
 
 # The programs find this project's node and the fakes where they were put.

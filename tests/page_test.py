@@ -20,7 +20,7 @@ camsim = Program("build/camsim")
 
 
 class Browser:
-    """Talks to a browser through its pipe, whose messages are JSON and end in a NUL."""
+    """Controls a browser through its pipe, with JSON messages that end in a NUL."""
 
     def __init__(self, program):
         theirs, ours = os.pipe(), os.pipe()
@@ -56,7 +56,7 @@ class Browser:
         return self.call("Runtime.evaluate", expression=expression, returnByValue=by_value, userGesture=True)["result"]
 
     def ask(self, expression):
-        """The value of an expression of the page's script."""
+        """Returns the value of an expression of the page's script."""
         return self.evaluate(expression, True).get("value")
 
     def wait(self, expression, seconds=10):
@@ -87,7 +87,7 @@ class Browser:
         return int(self.ask("document.querySelector('#plot').ariaValueNow"))
 
     def load(self, button, path):
-        """Opens a file as the file dialog behind the button would."""
+        """Opens a file like the button's file dialog."""
         self.ask(f"document.querySelector('#{button}').click()")
         file = self.evaluate("document.querySelector('#file')", False)["objectId"]
         self.call("DOM.setFileInputFiles", objectId=file, files=[str(work / path)])

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A model library as a device's is: without a knob.
+// A model library without controls, like a device's.
 #include "platform/age_gender_model.h"
 
 extern "C" {

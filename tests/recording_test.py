@@ -91,7 +91,7 @@ same("other pixels", "82 requests with other pixels than recorded, the first is 
 line = '{"request":1}\n{"request":2,"in":{"brodax.quadcfa.enabled":300}}\n'
 for options in "--script bad", "--replay bad":
     bad_line("line 2: in.brodax.quadcfa.enabled: must be 0..255", line, options)
-bad_line("line 1: is no header of a recording", '{"request":1}\n', "--replay bad")
+bad_line("line 1: is not the header of a recording", '{"request":1}\n', "--replay bad")
 bad_line("line 2: is cut short", '{"request":1}\n{"reque')
 bad_line("line 1: device.colour: is unknown", '{"device":{"colour":1}}\n{"request":1}\n')
 bad_line("line 1: is longer than 1048576 bytes", bytes(20000000))

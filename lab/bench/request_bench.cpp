@@ -25,7 +25,7 @@
 
 namespace {
 
-constexpr std::chrono::minutes kRestTimeout{5};
+constexpr std::chrono::minutes kIdleTimeout{5};
 
 // ---- The node's callback and the framework's functions, measured --------------------------------
 
@@ -112,7 +112,7 @@ void Require(const common::Failure& failure) {
 }
 
 void AwaitWorker() {
-  if (!framework::WaitForRestingWorkers(kRestTimeout)) Die("the worker did not become idle");
+  if (!framework::WaitForIdleWorkers(kIdleTimeout)) Die("the worker did not become idle");
 }
 
 // Evicts the caches. The worker holds the lines that the node's copy overwrites in another core's

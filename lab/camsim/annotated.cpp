@@ -17,7 +17,7 @@ using record::RequestRecord;
 constexpr media::Colour kFaceColours[kSlots] = {{80, 220, 100}, {90, 170, 255}, {255, 190, 60}};
 constexpr media::Colour kCaptionColour = {200, 200, 200};
 
-// Two lines: figures, and where there are none the reason.
+// Returns two lines: the figures, or else the reason.
 std::string Label(const RequestRecord& request, std::size_t slot) {
   const framework::ResultRecord& result = request.out.result;
   const SlotWhy why = request.why ? (*request.why)[slot] : SlotWhy();
@@ -33,7 +33,7 @@ std::string Label(const RequestRecord& request, std::size_t slot) {
   return estimates + ("\n" + std::string(score)) + " " + prop;
 }
 
-// The largest scale up to `scale` at which every text fits into the width.
+// Returns the largest scale up to `scale` at which every text fits into the width.
 int ScaleThatFits(const std::vector<std::string>& texts, int scale, int width) {
   for (const std::string& text : texts) {
     while (scale > 1 && media::LabelBox(0, 0, text, scale).w > width) --scale;
@@ -41,7 +41,7 @@ int ScaleThatFits(const std::vector<std::string>& texts, int scale, int width) {
   return scale;
 }
 
-// The frame with its faces outlined and labelled with their results, and a caption.
+// Draws a caption, and the frame's faces with outlines and results.
 media::Picture Annotate(const media::Nv12Frame& frame, const RequestRecord& request,
                         const std::string& caption) {
   media::Picture picture = media::Nv12ToPicture(frame);
@@ -61,7 +61,7 @@ media::Picture Annotate(const media::Nv12Frame& frame, const RequestRecord& requ
   return picture;
 }
 
-// How well a frame shows what the node found: the largest rank is the one that is drawn.
+// Returns how well a frame shows the node's results; the picture is the frame of the largest rank.
 int RankOf(const RequestRecord& request) {
   if (request.HasFigures()) return 3;
   if (request.out.result.face_count > 0) return 2;

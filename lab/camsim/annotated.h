@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What is drawn of a run: frames with their faces and figures, as one picture and as a clip.
+// Draws frames with their faces and figures, as one picture and as a clip.
 #ifndef ZY_CAMSIM_ANNOTATED_H_
 #define ZY_CAMSIM_ANNOTATED_H_
 
@@ -15,19 +15,19 @@
 
 namespace camsim {
 
-// The frame with its faces outlined and numbered by slot.
+// Draws the frame with its faces outlined and numbered by slot.
 media::Picture DrawFaces(const media::Nv12Frame& frame, const std::vector<common::Rect>& faces);
 
-// What is shown of a frame of a clip: its own faces with the figures that were published last, each
-// with those of the face that it overlaps most. `published` has figures, or no faces. A frame
-// without reasons is shown as it is.
+// Returns a clip's frame with the figures published last: each of its faces gets those of the face
+// that it overlaps most. `published` has figures, or no faces. A frame without reasons is returned
+// unchanged.
 record::RequestRecord WithFigures(const record::RequestRecord& frame,
                                   const record::RequestRecord& published);
 
-// Writes the frame that shows best what the node found, the last of its kind.
+// Writes the last frame that best shows the node's results.
 class AnnotatedPicture : public record::RunListener {
  public:
-  // `to_text` is told of the picture.
+  // Prints the picture's path to `to_text`.
   AnnotatedPicture(std::string path, std::string caption, std::FILE* to_text)
       : path_(std::move(path)), caption_(std::move(caption)), to_text_(to_text) {}
   common::Failure OnRequest(const record::RequestRecord& request,
@@ -42,10 +42,10 @@ class AnnotatedPicture : public record::RunListener {
   media::Nv12Frame picture_;
 };
 
-// Writes all frames, with the figures that were published last and how many frames ago that was.
+// Writes all frames with the figures published last and their age in frames.
 class AnnotatedClip : public record::RunListener {
  public:
-  // `rate` as for media::WriteY4mHeader.
+  // Takes `rate` like media::WriteY4mHeader.
   AnnotatedClip(std::string path, std::string caption, std::string rate, std::FILE* to)
       : path_(std::move(path)), caption_(std::move(caption)), rate_(std::move(rate)), to_(to) {}
   common::Failure OnRequest(const record::RequestRecord& request,

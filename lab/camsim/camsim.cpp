@@ -23,11 +23,10 @@ int Say(const common::Failure& failure, int exit_code) {
   return exit_code;
 }
 
-// Writes the page of two recordings, which are none of the files that it is written to.
+// Writes the page of two recordings, to a file that is neither of them.
 common::Failure WriteReport(const camsim::Options& options, const std::vector<std::string>& texts) {
   for (const std::string& path : options.compared) {
-    if (common::IsSameFile(path, options.report))
-      return common::Fail(path + ": is the input as well");
+    if (common::IsSameFile(path, options.report)) return common::Fail(path + ": is also the input");
   }
   common::ReplacedFile file;
   if (common::Failure failure = file.Create(options.report)) return failure;
@@ -35,7 +34,7 @@ common::Failure WriteReport(const camsim::Options& options, const std::vector<st
   return file.Complete();
 }
 
-// Compares the two recordings that the options name, prints what differs and writes the page.
+// Compares the two recordings that the options name, prints the differences and writes the page.
 int Diff(const camsim::Options& options) {
   record::Recording recordings[2];
   std::vector<std::string> texts(2);
@@ -55,7 +54,7 @@ int Diff(const camsim::Options& options) {
   return comparison.Count() == 0 ? common::kExitOk : common::kExitDifferences;
 }
 
-// Runs the node as the command line and the script say, which are complete before anything begins.
+// Runs the node. The command line, script and header are complete before anything starts.
 int Play(camsim::Options options) {
   record::Recording script;
   if (!options.ScriptPath().empty()) {
@@ -63,7 +62,7 @@ int Play(camsim::Options options) {
       return Say(failure, common::kExitUnreadableInput);
     }
     if (!options.replay.empty() && !script.header) {
-      return Say(common::Fail(options.replay + ": line 1: is no header of a recording"),
+      return Say(common::Fail(options.replay + ": line 1: is not the header of a recording"),
                  common::kExitUnreadableInput);
     }
     if (script.header) UseHeader(*script.header, &options);

@@ -41,7 +41,7 @@ LogFilter::LogFilter(LogLevel level, framework::OutcomeWatch* outcomes, Progress
     outcomes->See(line.text);
     const bool is_printed =
         level == LogLevel::kInfo || (level == LogLevel::kError && line.priority >= kLogError);
-    if (is_printed) progress->End();  // the log prints where the progress stands
+    if (is_printed) progress->End();  // the log overwrites the line of progress
     return is_printed;
   });
 }

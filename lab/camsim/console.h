@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The person at the terminal: what is said on standard error, and the wish to end.
+// The terminal: output on standard error, and interrupts.
 #ifndef ZY_CAMSIM_CONSOLE_H_
 #define ZY_CAMSIM_CONSOLE_H_
 
@@ -13,17 +13,16 @@
 
 namespace camsim {
 
-// Standard error: whole lines, and on a terminal one line of progress that gives way to them. Any
-// thread.
+// Standard error: whole lines, and on a terminal one line of progress below them. Any thread.
 class Progress {
  public:
   Progress();
 
-  // Replaces the line of progress. Nothing is shown where the table scrolls past anyway.
+  // Replaces the line of progress. Shows nothing where the table scrolls by.
   void Show(const std::string& text);
-  // Takes it away.
+  // Removes it.
   void End();
-  // Prints a line; a line break is added where there is none.
+  // Prints a line, with a line break if it has none.
   void Print(const std::string& line);
 
  private:
@@ -34,7 +33,7 @@ class Progress {
   bool is_there_ = false;
 };
 
-// Chooses the log lines that the device's log gets, and lets `outcomes` see all.
+// Selects the log lines that the device's log prints, and passes all of them to `outcomes`.
 class LogFilter {
  public:
   LogFilter(LogLevel level, framework::OutcomeWatch* outcomes, Progress* progress);
@@ -48,7 +47,7 @@ class LogFilter {
 inline std::atomic<bool> g_interrupted{false};
 static_assert(std::atomic<bool>::is_always_lock_free);  // a signal handler sets it
 
-// From now on SIGINT and SIGTERM only set a flag and end a waiting read or sleep; the second of a
+// Lets SIGINT and SIGTERM only set a flag and end a waiting read or sleep; the second signal of a
 // kind ends the program at once.
 inline void CatchInterrupts() {
   struct sigaction action = {};

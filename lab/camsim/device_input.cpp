@@ -18,21 +18,21 @@ Size SensorSize(const framework::DeviceState& state, Size frame) {
   return {std::max(4000, frame.width), std::max(3000, frame.height)};
 }
 
-// The platform's statistics speak of twice the sensor's size unless the quad sensor is on.
+// Returns 2 unless the quad sensor is on: the platform's statistics use twice the sensor's size.
 int FactorOf(const framework::DeviceState& state) {
   return *state.quad_cfa != 0 && (*state.camera_role)[2] != framework::kAlwaysHalvedCamera ? 1 : 2;
 }
 
-// The smallest sensor coordinate that scales down to `position`. Of a face that reaches far out of
-// the picture it is cut to half of what an element of the tag holds: it may have to be doubled.
+// Returns the smallest sensor coordinate that scales down to `position`. Far outside the picture it
+// is limited to half the range of a tag's element, because it may be doubled.
 int32_t ToSensor(int64_t position, int frame, int sensor) {
   constexpr int64_t kFarthest = std::numeric_limits<int32_t>::max() / 2;
   const int64_t coordinate = (position * sensor + frame - 1) / frame;
   return static_cast<int32_t>(std::clamp(coordinate, -kFarthest, kFarthest));
 }
 
-// The faces as the platform's statistics give them: the node turns them back into the same pixels
-// when the sensor is at least as large as the frame.
+// Returns the faces in the coordinates of the platform's statistics. The node converts them back to
+// the same pixels if the sensor is at least as large as the frame.
 std::vector<int32_t> SensorRects(const framework::DeviceState& state, Size frame,
                                  const std::vector<common::Rect>& faces) {
   const Size sensor = SensorSize(state, frame);

@@ -13,22 +13,22 @@
 
 namespace camsim {
 
-// The state of the device, as the options begin it and a script goes on, and what requests tell of
-// it: a tag that is absent leaves the state as it was. One thread.
+// The state of the device, initially from the options, then changed by a script, and the tags of
+// each request. An absent tag leaves the state unchanged. One thread.
 class DeviceInput {
  public:
   explicit DeviceInput(const Options& options);
-  // What a line of a script changes from here on. Of faces and raw rectangles the later counts, of
-  // one line the rectangles. In a replay the tags of the options stay as they are, and rectangles
+  // Applies the changes of a script's line. Of faces and raw rectangles the later ones count, in
+  // one line the rectangles. In a replay the tags of the options stay unchanged, and rectangles
   // follow from the faces.
   void Change(const record::RequestStep& step);
 
-  // The state itself. Without a sensor size one is chosen that holds the frame.
+  // Returns the state. Without a sensor size it contains one that is large enough for the frame.
   const framework::DeviceState& Holds() const { return holds_; }
-  // The faces of a script: in picture pixels, or in those of a frame that is sent in this size.
+  // Returns a script's faces in picture pixels, or in those of a frame sent in this size.
   const std::optional<std::vector<common::Rect>>& Faces() const { return faces_; }
   std::optional<std::vector<common::Rect>> RawFaces(Size sent) const;
-  // The tags of a request with these faces, which are in the sent frame's pixels.
+  // Returns the tags of a request with these faces, which are in the sent frame's pixels.
   framework::DeviceState Carried(Size sent, const std::vector<common::Rect>& faces) const;
 
  private:

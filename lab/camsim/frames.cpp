@@ -39,7 +39,7 @@ common::Failure Frames::OpenFinder() {
   const auto open =
       reinterpret_cast<decltype(&zy_open_face_finder)>(dlsym(library, "zy_open_face_finder"));
   find_ = reinterpret_cast<decltype(&zy_find_faces)>(dlsym(library, "zy_find_faces"));
-  if (open == nullptr || find_ == nullptr) return NoNetworks(folder + ": has no finder of faces");
+  if (open == nullptr || find_ == nullptr) return NoNetworks(folder + ": has no face detector");
   const char* const error = open();
   return error != nullptr ? NoNetworks(error) : std::nullopt;
 }
@@ -52,7 +52,7 @@ common::Failure Frames::GoTo(int64_t index) {
   if (index == next_) return std::nullopt;
   if (index < next_) {
     if (options_.source.input == "-") {
-      return common::Fail("frame.index: standard input does not go back");
+      return common::Fail("frame.index: standard input cannot be rewound");
     }
     if (common::Failure failure = media::OpenFrameSource(options_.source, &source_)) {
       return failure;

@@ -16,35 +16,35 @@
 
 namespace camsim {
 
-// The frames of a run: each as a picture and as a sensor delivers it, and the faces in it. One
-// thread.
+// The frames of a run: each as an upright picture and as a sensor delivers it, and the faces in it.
+// One thread.
 class Frames {
  public:
   explicit Frames(const Options& options) : options_(options) {}
 
-  // Opens the input. Fails (usage) on a face of the options that lies outside.
+  // Opens the input. Fails (usage) if a face of the options lies outside.
   common::Failure Open();
-  // Opens what finds faces, where the options ask for it. Fails unless every network can be used.
+  // Opens the face detector if the options ask for it. Fails unless every network is usable.
   common::Failure OpenFinder();
 
   const media::FrameSource& Source() const { return *source_; }
-  // The size of a picture, and that in which its frame is sent.
+  // Returns the size of a picture; SentSize returns that of the frame as sent.
   Size PictureSize() const { return {source_->Width(), source_->Height()}; }
   Size SentSize(int orientation) const;
 
-  // Lets the frame of this index be the next one.
+  // Makes the frame of this index the next one.
   common::Failure GoTo(int64_t index);
-  // Takes the next frame. At the input's end sets `at_end` and leaves the last one.
+  // Reads the next frame. At the input's end it sets `at_end` and keeps the last one.
   common::Failure Next(bool* at_end);
   int64_t Index() const { return next_ - 1; }
   const media::Nv12Frame& Picture() const { return picture_; }
-  // The faces that the options, a finder or the input itself know in the picture.
+  // Returns the picture's faces from the options, the detector or the input.
   std::vector<common::Rect> Faces() const;
 
-  // The frame as the sensor at this orientation delivers it; valid until the next call.
+  // Returns the frame as the sensor delivers it at this orientation; valid until the next call.
   common::Failure Turn(int orientation, media::Nv12Frame** sent);
-  // Rectangles of a frame of this size where it is turned for the sensor, or back: a turn undoes
-  // itself.
+  // Maps rectangles of a frame of this size to the sensor's frame or back; the mapping is its own
+  // inverse.
   std::vector<common::Rect> Turned(std::vector<common::Rect> faces, int orientation,
                                    Size size) const;
 

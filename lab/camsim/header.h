@@ -11,17 +11,17 @@
 
 namespace camsim {
 
-// What holds for the whole run; `frame` is the size of a picture.
+// Returns the facts about the whole run; `frame` is the size of a picture.
 record::RunHeader HeaderOf(const Options& options, Size frame, Size buffer,
                            const framework::Device& device);
 
-// Takes from a recording's header what the command line leaves open: whether frames are turned, the
-// input with its size and stride, the negotiated buffer, the node's capabilities. For another input
-// only the turning. From here on the options stay as they are.
+// Fills options that the command line leaves open from a recording's header: whether frames are
+// turned, the input with its size and stride, the negotiated buffer, the node's capabilities. For
+// another input it takes only the turning. The options do not change afterwards.
 void UseHeader(const record::RunHeader& header, Options* options);
 
-// Says of each option about the device that a script or recording must give way to it, or begins
-// with it.
+// Returns a message for each option about the device that overrides, or initialises, the state of a
+// script or recording.
 std::vector<std::string> NoticesOf(const Options& options);
 
 }  // namespace camsim

@@ -17,9 +17,9 @@ namespace {
 constexpr char kAbout[] =
     "camsim plays the camera framework: it loads the node library, sends it preview requests with\n"
     "pictures and metadata, and prints the record that the node publishes with each request.\n"
-    "The two models are stand-ins. Their figures follow from the pixels of the face's rectangle,\n"
-    "place by place and colour by colour, and are no estimates of a person. With --models real\n"
-    "they are estimates by a small network, and no basis for decisions about people.";
+    "The two models are fakes. Their figures are sums over the pixels in the face's rectangle,\n"
+    "and no estimates of a person. With --models real they are estimates by a small network, and\n"
+    "no basis for decisions about people.";
 
 constexpr char kExample[] =
     "Examples:\n"
@@ -40,7 +40,7 @@ std::string ProgramFolder() {
   return program.substr(0, program.rfind('/') + 1);
 }
 
-// The node library that was built or installed with this program.
+// Returns the node library that was built or installed with this program.
 std::string NodeOfProgram() {
   const std::string folder = ProgramFolder();
   const std::string name = "com.qti.node.brodaxgenderage.so";
@@ -48,7 +48,7 @@ std::string NodeOfProgram() {
                                                     : folder + ZY_INSTALLED_NODE_FOLDER + name;
 }
 
-// The words of the command line as a shell takes them.
+// Returns the command line with a shell's quotes.
 std::string CommandOf(int argc, char** argv) {
   std::string command = "camsim";
   for (int i = 1; i < argc; ++i) {
@@ -65,12 +65,13 @@ std::string CommandOf(int argc, char** argv) {
   return command;
 }
 
-// What the faces of a picture reach.
+// Default score of `--faces auto`.
 constexpr float kFaceThreshold = 0.75f;
 
-// Not a number and infinity would pass a range.
+// Refuses values that are not plain numbers: a range accepts NaN and infinity.
 std::string PlainNumber(const std::string& text) {
-  return text.find_first_not_of("0123456789.") == std::string::npos ? "" : text + " is no number";
+  return text.find_first_not_of("0123456789.") == std::string::npos ? ""
+                                                                    : text + " is not a number";
 }
 
 std::string QuarterTurn(const std::string& text) {
@@ -85,12 +86,12 @@ std::string Hexadecimal(const std::string& text) {
   return is_one ? "" : text + " is no hexadecimal number of up to 8 digits";
 }
 
-// The parsers below return the reason why a text is refused, or nothing.
+// The parsers below return the reason for refusing a text, or "".
 
 std::string ParseSize(const std::string& text, Size* size) {
   char rest = 0;
   if (std::sscanf(text.c_str(), "%6dx%6d%c", &size->width, &size->height, &rest) != 2) {
-    return text + " is no size such as 1280x720";
+    return text + " is not a size such as 1280x720";
   }
   const common::Failure unusable = common::UnusableSize(size->width, size->height);
   return common::IsUsableSize(size->width, size->height) ? "" : unusable->message;
@@ -101,7 +102,7 @@ std::string ParseRect(const std::string& text, common::Rect* rect) {
   const bool is_right = std::sscanf(text.c_str(), "%6d,%6d,%6d,%6d%c", &rect->x, &rect->y, &rect->w,
                                     &rect->h, &rest) == 4 &&
                         rect->x >= 0 && rect->y >= 0 && rect->w > 0 && rect->h > 0;
-  return is_right ? "" : text + " is no rectangle such as 420,180,300,300";
+  return is_right ? "" : text + " is not a rectangle such as 420,180,300,300";
 }
 
 std::string ParseFoundFaces(const std::string& text, std::optional<float>* found_faces) {
@@ -118,7 +119,8 @@ std::string ParseFoundFaces(const std::string& text, std::optional<float>* found
 
 std::string ParseModels(const std::string& text, bool* real_models) {
   *real_models = text == "real";
-  return text == "real" || text == "stand-in" ? "" : text + " is neither real nor stand-in";
+  const bool is_known = text == "real" || text == "fake" || text == "stand-in";
+  return is_known ? "" : text + " is neither fake nor real";
 }
 
 std::string ParseLogLevel(const std::string& text, LogLevel* level) {
@@ -127,10 +129,10 @@ std::string ParseLogLevel(const std::string& text, LogLevel* level) {
     *level = named;
     if (text == names[static_cast<int>(named)]) return "";
   }
-  return text + " is none of error, info, none";
+  return text + " is not one of error, info, none";
 }
 
-// Adds an option whose text one of them parses into `to`.
+// Adds an option whose text a parser converts into `to`.
 template <typename Value>
 common::CommandOption AddParsed(common::Command* command, const std::string& name,
                                 std::string (*parse)(const std::string&, Value*), Value* to,
@@ -163,7 +165,7 @@ void AddInput(common::Command* command, Options* options, Size* size,
           .Repeats()
           .Checks(check_face);
   AddParsed(command, "--faces", ParseFoundFaces, &options->found_faces,
-            "auto finds the faces of each frame, those of a score from 0.75 or the one named")
+            "auto detects the faces of each frame whose score is at least SCORE (0.75)")
       .Shows("auto[:SCORE]")
       .Excludes(given);
   command->AddFlag(
@@ -176,7 +178,7 @@ void AddDeviceState(common::Command* command, Options* options) {
       .Within(1, 100'000'000);
   command
       ->Add("--orientation", &options->orientation,
-            "device orientation in degrees (270, at which a frame is analysed as it is)")
+            "device orientation in degrees (270, at which frames are analysed without rotation)")
       .Checks(QuarterTurn);
   AddParsed(command, "--sensor", ParseSize, &options->sensor,
             "sensor size (4000x3000, or the frame's if larger)")
@@ -203,34 +205,34 @@ void AddDeviceState(common::Command* command, Options* options) {
 
 void AddRun(common::Command* command, Options* options) {
   AddParsed(command, "--models", ParseModels, &options->real_models,
-            "stand-in, or real: estimates by a small network (stand-in)")
+            "fake, or real: estimates by a small network (fake)")
       .Shows("WHICH");
   command->Add("--model-delay", &options->model_delay_ms, "time of one model call in ms (0)")
       .Within(0, 60'000);
   command->Add("--failing-inits", &options->failing_inits,
-               "model set-ups that fail at first (0); -1 fails all");
+               "number of model set-ups that fail first (0); -1 fails all");
   command
       ->Add("--timeout", &options->timeout_s,
             "seconds after which a call of the node, or a worker's pass, hangs (10); 0 for none")
       .Within(0, 1'000'000);
   command->AddFlag(
       "--realtime", &options->realtime,
-      "pace requests at --fps and let frames drop; by default each hand-over is awaited");
+      "pace requests at --fps and let frames drop; by default camsim waits for each pass");
   command
       ->Add("--fps", &options->fps,
-            "requests a second with --realtime, else in the times of --trace (30)")
+            "requests per second with --realtime, else in the timestamps of --trace (30)")
       .Checks(PlainNumber)
       .Within(0.1, 1000.0);
   command->AddFlag("--all", &options->all, "print every request, not only those handed over");
   command
       ->Add("--jsonl", &options->jsonl,
-            "JSON lines, a header and one for each request, to a file or -")
+            "JSON lines: a header and one for each request; - is standard output")
       .Shows("FILE|-")
       .Checks(common::NotEmpty);
   command->AddFlag("--passes", &options->passes, "the worker's passes among the JSON lines");
   command
       ->Add("--annotated", &options->annotated,
-            "PNG of the last frame that came with figures (camsim.png); none for no picture")
+            "PNG of the last frame with figures (camsim.png); none writes no picture")
       .Shows("FILE|none")
       .Checks([](const std::string& path) {
         return path == kNoPicture ? std::string() : common::PngName(path);
@@ -247,8 +249,8 @@ void AddRun(common::Command* command, Options* options) {
       .Checks(common::NotEmpty);
   command
       ->Add("--device", &options->devices,
-            "a folder with libraries of the device; may be repeated, the first that has one "
-            "wins; at last come the stand-ins of this program")
+            "a folder with libraries of the device; may be repeated; the first that has a library "
+            "wins, this program's fakes come last")
       .Shows("DIR")
       .Repeats()
       .Checks(common::NotEmpty);
@@ -262,22 +264,24 @@ void AddReport(common::Command* command, const std::string& about, Options* opti
   command->Add("--report", &options->report, about).Shows("FILE").Checks(NamedFile);
 }
 
-// For replays and for comparisons without a run.
+// Adds the options for replays and for comparisons without a run.
 std::array<common::CommandOption, 2> AddComparison(common::Command* command, Options* options) {
-  return {command->Add("--tolerance", &options->tolerance, "by which figures may differ (0)")
+  return {command
+              ->Add("--tolerance", &options->tolerance,
+                    "largest accepted difference of two figures (0)")
               .Checks(PlainNumber),
           command->Add("--differences", &options->differences, "differences to print (20)")};
 }
 
 void AddRecordings(common::Command* command, Options* options) {
   const common::CommandOption script =
-      command->Add("--script", &options->script, "send what a script or a recording says")
+      command->Add("--script", &options->script, "send the requests of a script or a recording")
           .Shows("FILE|-")
           .Checks(common::NotEmpty);
   const common::CommandOption replay =
       command
           ->Add("--replay", &options->replay,
-                "send what a recording (--jsonl) says, and compare what comes back")
+                "send the requests of a recording (--jsonl), and compare the results")
           .Shows("FILE|-")
           .Checks(common::NotEmpty)
           .Excludes(script);
@@ -294,7 +298,7 @@ void AddDiff(common::Command* command, Options* options) {
       .IsRequired()
       .Takes(2, 2);
   AddComparison(&diff, options);
-  AddReport(&diff, "both, as a page of HTML that shows what differs", options);
+  AddReport(&diff, "both, as a page of HTML that shows the differences", options);
 }
 
 }  // namespace

@@ -20,12 +20,12 @@
 namespace camsim {
 namespace {
 
-// What figures of the stand-ins, and of real networks, are.
-constexpr char kStandInCaption[] = "stand-in figures,\nno estimates of a person";
+// Describes the figures of fakes and of real networks.
+constexpr char kFakeCaption[] = "figures of fake models,\nno estimates of a person";
 constexpr char kRealCaption[] = "estimates by a small network,\nno basis for decisions";
 
-// Whether an open file is what standard output is, under whatever name: text must not share a file
-// with anything else. A device that takes everything is not meant.
+// Returns whether an open file is standard output, under any name: text must not share a file with
+// other output. Devices that accept everything are allowed.
 bool IsStandardOutput(int descriptor) {
   struct stat file = {}, out = {};
   if (fstat(descriptor, &file) != 0 || fstat(STDOUT_FILENO, &out) != 0) return false;
@@ -41,7 +41,7 @@ bool IsInput(const std::string& path, const std::string& input) {
   return has_input && common::IsSameFile(output, in);
 }
 
-// What a regular file held before goes when all outputs are known to be apart.
+// Empties a regular file, after all outputs are known to be different files.
 common::Failure Empty(std::FILE* file, const std::string& path) {
   struct stat status = {};
   if (file == nullptr || file == stdout || fstat(fileno(file), &status) != 0 ||
@@ -104,18 +104,18 @@ common::Failure Outputs::Open(Output* output) {
 
 common::Failure Outputs::CheckApart() const {
   if (FileOf(kJsonLines) == stdout && FileOf(kClip) == stdout) {
-    return common::Fail("standard output: is to hold both the JSON lines and the clip");
+    return common::Fail("standard output: cannot hold both the JSON lines and the clip");
   }
   for (const Output& output : outputs_) {
     for (const std::string& input : {options_.source.input, options_.script, options_.replay}) {
       if (IsInput(output.path, input)) {
-        return common::Fail(output.path + ": is the input as well");
+        return common::Fail(output.path + ": is also the input");
       }
     }
     for (const Output& other : outputs_) {
       if (&other == &output) break;
       if (!common::IsSameFile(output.path, other.path)) continue;
-      return common::Fail(other.path + ": is to hold both " + other.what + " and " + output.what);
+      return common::Fail(other.path + ": cannot hold both " + other.what + " and " + output.what);
     }
   }
   return std::nullopt;
@@ -125,7 +125,7 @@ std::vector<std::unique_ptr<record::RunListener>> Outputs::Listeners(
     const std::string& rate, const record::Recording& recorded, record::Comparison* comparison) {
   std::FILE* const text = Text();
   const bool is_replay = !options_.replay.empty();
-  const std::string caption = options_.real_models ? kRealCaption : kStandInCaption;
+  const std::string caption = options_.real_models ? kRealCaption : kFakeCaption;
   std::vector<std::unique_ptr<record::RunListener>> listeners;
   const auto add = [&listeners](auto listener) { listeners.push_back(std::move(listener)); };
   if (std::FILE* const file = FileOf(kJsonLines))
@@ -136,7 +136,7 @@ std::vector<std::unique_ptr<record::RunListener>> Outputs::Listeners(
     const int64_t last = options_.requests != 0 ? options_.requests : INT64_MAX;
     add(std::make_unique<record::ReplayCheck>(recorded, last, comparison, text));
   }
-  // A replay prints what is different instead of rows.
+  // A replay prints differences instead of rows.
   const TableOptions table = {text == stdout && !is_replay, options_.all, options_.real_models};
   add(std::make_unique<Table>(table, text));
   if (std::FILE* const file = FileOf(kClip)) {
@@ -148,7 +148,7 @@ std::vector<std::unique_ptr<record::RunListener>> Outputs::Listeners(
   return listeners;
 }
 
-// A stream that lost bytes once stays marked, even when later writes succeed.
+// Reports a stream that ever lost bytes, even if later writes succeed.
 common::Failure Outputs::Check() const {
   if (std::ferror(stdout) != 0) return common::Fail("standard output: write failed");
   for (const Output& output : outputs_) {

@@ -15,34 +15,34 @@
 
 namespace camsim {
 
-// The files of a run, and who writes them. Text goes to standard output, or what sums the run up to
-// standard error where JSON lines or a clip take standard output. One thread.
+// The files of a run and their writers. Text goes to standard output; with JSON lines or a clip on
+// standard output, only the summary is printed, to standard error. One thread.
 class Outputs {
  public:
   explicit Outputs(const Options& options);
-  // Takes away an empty picture file that Open() made and nobody filled.
+  // Deletes an empty picture file that Open() created.
   ~Outputs();
   Outputs(const Outputs&) = delete;
   Outputs& operator=(const Outputs&) = delete;
 
-  // Tries every output before anything is run. One that cannot be written, that is another one as
-  // well or that is the input is a failure, and nothing that was there is lost.
+  // Opens every output before the run. Fails on one that cannot be written or is also another
+  // output or the input; no older file is lost.
   common::Failure Open();
 
-  // Where text goes; after Open().
+  // Returns the stream for text; call after Open().
   std::FILE* Text() const {
     return FileOf(kJsonLines) != stdout && FileOf(kClip) != stdout ? stdout : stderr;
   }
 
-  // Who shows, stores and compares the run; to be destroyed first. `rate` is that of a clip. A
-  // replay is compared with `recorded`.
+  // Returns the listeners that show, store and compare the run; destroy them first. `rate` is that
+  // of a clip. A replay is compared with `recorded`.
   std::vector<std::unique_ptr<record::RunListener>> Listeners(const std::string& rate,
                                                               const record::Recording& recorded,
                                                               record::Comparison* comparison);
 
-  // Sends what still waits on its way; Check() then says whether it arrived.
+  // Flushes all outputs; Check() then reports write errors.
   void Flush() const;
-  // Whether everything written so far has arrived.
+  // Returns the first write error so far.
   common::Failure Check() const;
 
  private:
@@ -54,10 +54,10 @@ class Outputs {
     }
   };
   struct Output {
-    std::string path;  // empty for none
+    std::string path;  // empty: not wanted
     const char* what;
     Opened opened;
-    std::unique_ptr<std::FILE, Close> file;  // none of one that was only tried
+    std::unique_ptr<std::FILE, Close> file;  // null if it was only tried
     bool was_made = false;
   };
   static common::Failure Open(Output* output);

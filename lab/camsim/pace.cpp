@@ -23,7 +23,7 @@ void Pace::AwaitNext() {
   while (!Interrupted() &&
          clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
   }
-  // The request on whose time nobody waited is sent, but tells nothing of the rate.
+  // After an interrupt the request is sent but does not count for the rate.
   if (Interrupted()) return;
   last_ = std::chrono::steady_clock::now();
   late_ += last_ > due + period_ / 2;

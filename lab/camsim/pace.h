@@ -9,16 +9,16 @@
 
 namespace camsim {
 
-// Sends requests at a rate and measures how well that went. One thread.
+// Sends requests at a rate and measures the result. One thread.
 class Pace {
  public:
   explicit Pace(double requests_a_second);
 
   // Sleeps until the next request is due; an interrupt of the program ends the sleep.
   void AwaitNext();
-  // Notes how many microseconds the node took for a request.
+  // Records the microseconds that the node took for a request.
   void Note(int64_t took) { took_us_.push_back(took); }
-  // In a line; empty where nothing was noted.
+  // Formats the result as a line; empty without requests.
   std::string Text();
 
  private:

@@ -14,7 +14,7 @@ namespace camsim {
 namespace {
 
 constexpr int kPictureSide = 640;
-constexpr std::size_t kMaxPlainText = std::size_t{1} << 20;  // a larger one is compressed
+constexpr std::size_t kMaxPlainText = std::size_t{1} << 20;  // larger ones are compressed
 
 constexpr char kHtml[] =
 #include "camsim/report/report.html.inc"
@@ -25,7 +25,7 @@ constexpr char kStyle[] =
 constexpr char kScript[] =
 #include "camsim/report/report.js.inc"
     ;
-// What report.html says of the other two.
+// Elements of report.html that are replaced by the two other files.
 constexpr std::string_view kStyleLink = "<link rel=\"stylesheet\" href=\"report.css\">";
 constexpr std::string_view kScriptLink = "<script src=\"report.js\"></script>";
 
@@ -44,7 +44,7 @@ std::string Base64(std::vector<uint8_t> bytes) {
   return text;
 }
 
-// Escapes JSON for a script element: nothing in it ends the element or begins a comment.
+// Escapes JSON for a script element, so that it neither ends the element nor begins a comment.
 std::string Escape(const std::string& json) {
   std::string text;
   for (const char c : json) text += c == '<' ? std::string("\\u003c") : std::string(1, c);
@@ -124,7 +124,7 @@ Page::Shrunk Page::ShrinkPicture(const media::Picture& picture) {
   return {std::move(shrunk), size};
 }
 
-// `scale` is the side of one of its pixels, in pixels of the frame.
+// Writes an image element; `scale` is the side of its pixels in pixels of the frame.
 std::string Page::Image(int64_t request, const Shrunk& shrunk, int scale, const char* name) {
   std::vector<uint8_t> jpeg;
   if (shrunk.picture.width == 0 || media::EncodeJpeg(shrunk.picture, &jpeg)) return "";

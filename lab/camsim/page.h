@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A run, or two recordings, as one page of HTML that needs nothing else: the files of report/ with
-// the lines of the recordings in them. The page draws; this only embeds.
+// A run, or two recordings, as one self-contained page of HTML: the files of report/ with the
+// recordings' lines embedded. The page's script draws it.
 #ifndef ZY_CAMSIM_PAGE_H_
 #define ZY_CAMSIM_PAGE_H_
 
@@ -17,16 +17,16 @@
 
 namespace camsim {
 
-// Writes the page of a recording, or of two that it compares, each as its text. `pictures` is HTML.
-// Whether the bytes arrived is for the owner of the file to ask.
+// Writes the page of one recording, or of two to compare, each as text. `pictures` is HTML. The
+// owner of the file checks for write errors.
 void WritePage(const std::vector<std::string>& recordings, const std::string& pictures,
                std::FILE* to);
 
-// Collects the lines of a run and the pictures of its newest passes, and writes the page at the
-// end. Of a run that is longer than the longest recording it keeps the newest requests.
+// Collects a run's lines and the pictures of its latest passes, and writes the page at the end. Of
+// a run longer than the longest recording it keeps the latest requests.
 class Page : public record::RunListener {
  public:
-  static constexpr std::size_t kPasses = 12;  // that keep their pictures
+  static constexpr std::size_t kPasses = 12;  // with pictures
 
   explicit Page(std::FILE* to) : to_(to) {}
   void Begin(const record::RunHeader& header) override;
@@ -37,7 +37,7 @@ class Page : public record::RunListener {
   common::Failure Finish(const record::Summary& summary) override;
 
  private:
-  // A picture, shrunk, and the size of what is left of the whole one.
+  // A shrunk picture, and the size of the part of the original that it covers.
   struct Shrunk {
     media::Picture picture;
     common::Size size;
@@ -54,7 +54,7 @@ class Page : public record::RunListener {
   std::string lines_;
   std::size_t header_size_ = 0;
   bool is_timed_ = false;
-  Shrunk handed_over_;  // the frame of the pass that comes next
+  Shrunk handed_over_;  // the frame of the next pass
   std::deque<Pictures> pictures_;
 };
 

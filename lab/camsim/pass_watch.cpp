@@ -13,7 +13,7 @@ using record::Span;
 
 namespace {
 
-// Each model sees the faces of the slots in their order.
+// Assigns slots to calls: each model gets the faces of the slots in order.
 void SetSlots(PassRecord* pass) {
   std::map<record::Model, std::size_t> seen;
   for (ModelCall& call : pass->calls) {
@@ -24,9 +24,9 @@ void SetSlots(PassRecord* pass) {
 
 }  // namespace
 
-void PassWatch::Told(record::Model model, const ZyModelCall& call) {
+void PassWatch::OnCall(record::Model model, const ZyModelCall& call) {
   const int64_t now = clock_.Now();
-  ++told_;
+  ++call_count_;
   std::lock_guard<std::mutex> lock(mutex_);
   const common::Rect face = {call.left, call.top, call.right - call.left, call.bottom - call.top};
   const float* const answer = call.answer;

@@ -15,7 +15,7 @@
 
 namespace camsim {
 
-// The clock of a run. Any thread; not to be started while another one asks.
+// The clock of a run. Any thread; starting it excludes other calls.
 class Clock {
  public:
   void Start() { start_ = std::chrono::steady_clock::now(); }
@@ -28,29 +28,29 @@ class Clock {
   std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
-// Follows the frames that workers take: when their pass ends, and which calls of the model
-// libraries it makes, where these tell. Request thread, but for Told.
+// Follows the frames that workers take: the end of their pass, and its calls of model libraries
+// that report them. Request thread, except for OnCall.
 class PassWatch {
  public:
-  // Without `is_timed`, passes get their times from SetEvenTimes.
+  // Uses synthetic times (EvenTime) unless `is_timed`.
   PassWatch(const Clock& clock, bool is_timed, bool keeps_pictures)
       : clock_(clock), is_timed_(is_timed), keeps_pictures_(keeps_pictures) {}
 
-  // What a model library calls at the end of each analysis, on the worker's thread.
-  void Told(record::Model model, const ZyModelCall& call);
+  // Receives each analysis of a model library when it ends, on the worker's thread.
+  void OnCall(record::Model model, const ZyModelCall& call);
 
-  // How often that was, so far.
-  uint64_t Calls() const { return told_; }
+  // Returns the number of calls so far.
+  uint64_t Calls() const { return call_count_; }
 
-  // A worker has taken the frame of a request, whose faces in these slots it analyses.
+  // Begins the pass over a request's frame, whose faces are in these slots.
   void HandOver(const record::RequestRecord& request, std::vector<int> slots);
-  // Returns the pass of the frame that was handed over, now that its worker rests or takes another;
-  // nothing when it was returned before. A call begins with the end of the one before it, a pass
-  // ends with its last call or, without any, now.
+  // Returns the pass of the last frame, once its worker is idle or took another; nothing if it was
+  // returned before. A call begins when the previous one ends; a pass ends with its last call, or
+  // now without any.
   std::optional<record::PassRecord> TakeEnded();
-  // The request whose pass gave the worker its results; 0 for none.
+  // Returns the request whose pass produced the worker's results; 0 for none.
   int64_t Analysed() const { return analysed_; }
-  // The node goes, whatever its worker did; the next pass is another worker's.
+  // Ends the node's passes; the next pass belongs to another worker.
   void EndPipeline();
 
  private:
@@ -59,14 +59,14 @@ class PassWatch {
   std::optional<record::PassRecord> pending_;
   int64_t analysed_ = 0;
   int worker_ = 1;
-  std::atomic<uint64_t> told_{0};
-  std::mutex mutex_;  // of the calls and the picture
+  std::atomic<uint64_t> call_count_{0};
+  std::mutex mutex_;  // guards the calls and the picture
   std::vector<record::ModelCall> calls_;
   media::Picture seen_;
 };
 
-// Gives a request the place that it has at an even rate, and a pass one between two requests, its
-// calls side by side: what a run that waits for its workers looks like.
+// Returns synthetic timestamps for runs that are not paced: requests at `fps`, each pass between
+// two requests.
 record::Span EvenTime(int64_t request, double fps);
 void SetEvenTimes(record::PassRecord* pass);
 

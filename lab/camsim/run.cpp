@@ -6,8 +6,8 @@
 #include <utility>
 #include <variant>
 
+#include "camsim/device_controls.h"
 #include "camsim/header.h"
-#include "camsim/knobs.h"
 #include "common/exit_code.h"
 #include "framework/node_watch.h"
 #include "framework/worker_watch.h"
@@ -15,7 +15,7 @@
 namespace camsim {
 namespace {
 
-// What an input without an end is asked for.
+// Requests for an endless input.
 constexpr int kDefaultRequests = 60;
 
 // Returns the slots whose faces a pass over such a frame analyses.
@@ -56,7 +56,7 @@ int Run::Go() {
   if (common::Failure failure = framework::NodeWatch::Load(options_.node)) {
     return Say(failure, common::kExitFailure);
   }
-  // From here on nothing but the run itself can fail, and outputs of an earlier run are emptied.
+  // From here on only the run itself can fail, so outputs of an earlier run may be emptied.
   if (common::Failure failure = outputs_.Open()) return Say(failure, common::kExitFailure);
   Begin();
   if (common::Failure failure = PlayScript(1)) return Say(failure, common::kExitUnreadableInput);
@@ -64,7 +64,7 @@ int Run::Go() {
   const int exit_code = SendRequests();
   if (common::Failure failure = StopPipeline()) return Say(failure, common::kExitFailure);
   const common::Failure failure = Finish();
-  // What failed the run is said already.
+  // The run already printed its own failure.
   if (failure && exit_code != common::kExitFailure) return Say(failure, common::kExitFailure);
   const bool differs = exit_code == common::kExitOk && comparison_.Count() != 0;
   return differs ? common::kExitDifferences : exit_code;
@@ -75,11 +75,11 @@ int Run::Say(const common::Failure& failure, int exit_code) {
   return failure->is_usage ? common::kExitUsage : exit_code;
 }
 
-// ---- The beginning ------------------------------------------------------------------------------
+// ---- Start --------------------------------------------------------------------------------------
 
 common::Failure Run::OpenInput() {
   if (common::Failure failure = frames_.Open()) return failure;
-  // What the first request changes holds from the beginning: the buffers' size depends on it.
+  // Changes of the first request hold from the start: the buffers' size depends on them.
   for (const record::Step& step : script_.Steps()) {
     const auto* const request = std::get_if<record::RequestStep>(&step.what);
     if (request != nullptr && step.request == 1) input_.Change(*request);
@@ -96,9 +96,9 @@ common::Failure Run::OpenDevice() {
       progress_.Print("camsim: " + library.name + " is " + library.path);
     }
   }
-  TellCalls(device_, &passes_);
+  ReportCalls(device_, &passes_);
   for (const record::Event& event : DeviceEvents(options_)) {
-    if (common::Failure failure = SetKnobs(device_, event, false)) return failure;
+    if (common::Failure failure = ApplyEvent(device_, event, false)) return failure;
   }
   return std::nullopt;
 }
@@ -107,7 +107,7 @@ common::Failure Run::TryScript() const {
   for (const record::Step& step : script_.Steps()) {
     const auto* const event = std::get_if<record::Event>(&step.what);
     if (event == nullptr) continue;
-    const common::Failure failure = SetKnobs(device_, *event, true);
+    const common::Failure failure = ApplyEvent(device_, *event, true);
     if (failure) return script_.FailAt(step, failure);
   }
   return std::nullopt;
@@ -146,7 +146,7 @@ common::Failure Run::Apply(record::Event event) {
   if (options_.IsReplay()) RemoveGiven(options_, &event);
   if (event.kind != record::Event::kPipeline && event.settings.empty()) return std::nullopt;
   for (const auto& listener : listeners_) listener->OnEvent(event);
-  if (event.kind != record::Event::kPipeline) return SetKnobs(device_, event, false);
+  if (event.kind != record::Event::kPipeline) return ApplyEvent(device_, event, false);
   if (!sender_.HasStarted()) return std::nullopt;
   if (common::Failure failure = StopPipeline()) return failure;
   return sender_.Start(buffer_);
@@ -195,19 +195,19 @@ common::Failure Run::SendRequest() {
   const std::vector<common::Rect> faces =
       frames_.Turned(request.faces, orientation, frames_.PictureSize());
   sender_.AwaitTurn();
-  NotePass(framework::WorkersRest());
+  NotePass(framework::WorkersAreIdle());
   if (common::Failure failure = sender_.Send(input_.Carried(sent, faces), frame, &request)) {
     return failure;
   }
-  // The worker takes a frame when it is done with the one before.
+  // A worker that takes a frame has ended the pass before.
   NotePass(request.outcome == framework::Outcome::kTaken);
   const int64_t analysed = passes_.Analysed();
-  if (outcomes_.Tells()) {
+  if (outcomes_.LogsOutcomes()) {
     request.why = ReasonsOf({device, sent, faces, analysed != 0}, request.out.result);
     if (request.HasFigures() && analysed != 0) request.figures_age = request.number - analysed;
   }
-  return Report(request,
-                outcomes_.Tells() ? AnalysedSlots(faces, sent, orientation) : std::vector<int>());
+  return Report(request, outcomes_.LogsOutcomes() ? AnalysedSlots(faces, sent, orientation)
+                                                  : std::vector<int>());
 }
 
 common::Failure Run::Report(const record::RequestRecord& request, std::vector<int> slots) {
@@ -218,7 +218,7 @@ common::Failure Run::Report(const record::RequestRecord& request, std::vector<in
     }
   }
   if (request.outcome == framework::Outcome::kTaken) passes_.HandOver(request, std::move(slots));
-  NotePass(framework::WorkersRest());
+  NotePass(framework::WorkersAreIdle());
   progress_.Show("request " + std::to_string(request.number) +
                  (requests_ != 0 ? " of " + std::to_string(requests_) : ""));
   outputs_.Flush();  // the node may end the program at any time

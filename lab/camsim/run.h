@@ -22,14 +22,14 @@
 
 namespace camsim {
 
-// One run: opens the input and the outputs, starts the node, sends requests until the input, the
-// number asked for or an interrupt ends them, and tells what came back. One thread.
+// One run: opens the input and the outputs, starts the node, sends requests until the input, their
+// number or an interrupt ends them, and reports the results. One thread.
 class Run {
  public:
-  // Both stay the caller's.
+  // Both must outlive the run.
   Run(const Options& options, const record::Recording& script);
 
-  // Returns what the program ends with; a failure has been said.
+  // Returns the program's exit code and prints failures.
   int Go();
 
  private:
@@ -37,11 +37,11 @@ class Run {
 
   common::Failure OpenInput();
   common::Failure OpenDevice();
-  // Whether the device can do what the script asks of it.
+  // Checks that the device supports the script's settings.
   common::Failure TryScript() const;
   void Begin();
 
-  // Does what the script says up to the request of this number.
+  // Executes the script up to the request of this number.
   common::Failure PlayScript(int64_t number);
   common::Failure Apply(record::Event event);
 
@@ -50,7 +50,7 @@ class Run {
   common::Failure Report(const record::RequestRecord& request, std::vector<int> slots);
   // Ends the pipeline. Its destruction ends a pass that still runs.
   common::Failure StopPipeline();
-  // Reports the pass over the frame that was taken last, when it has ended and was not reported.
+  // Reports the pass over the last taken frame when it has ended, once.
   void NotePass(bool has_ended);
   common::Failure Finish();
 
@@ -69,10 +69,10 @@ class Run {
   Outputs outputs_;
   record::Comparison comparison_;
   std::vector<std::unique_ptr<record::RunListener>> listeners_;
-  Size buffer_;  // that is negotiated
+  Size buffer_;  // negotiated size
   record::Summary summary_;
   uint64_t passes_seen_ = 0;
-  int64_t requests_ = 0;  // to be sent; 0 is until the input ends
+  int64_t requests_ = 0;  // number to send; 0: until the input ends
 };
 
 }  // namespace camsim

@@ -31,11 +31,11 @@ common::Failure Sender::Start(Size buffer) {
 }
 
 void Sender::AwaitWorker() const {
-  if (!options_.realtime) framework::WaitForRestingWorkers(kEver);
+  if (!options_.realtime) framework::WaitForIdleWorkers(kEver);
 }
 
-// What is seen of any node's workers: signals that wake them, and, where each pass is awaited, the
-// calls that they make.
+// Counts signs of work of any node: signals that wake workers and, if each pass is awaited, model
+// calls.
 uint64_t Sender::CountWakes() const {
   return framework::CountWorkers().signals + (options_.realtime ? 0 : passes_.Calls());
 }
@@ -50,8 +50,8 @@ common::Failure Sender::Send(const framework::DeviceState& tags, media::Nv12Fram
   framework::CameraBuffer input(frame);
   framework::CameraBuffer output(&output_frame_);
   request->time = EvenTime(request->number, options_.fps);
-  // The worker could be done before the node collects the results; which it is must not depend on
-  // the machine.
+  // The worker might finish before the node collects the results. Holding its signals makes the
+  // order independent of the machine.
   const uint64_t wakes = CountWakes();
   framework::HoldSignals(!options_.realtime);
   const int64_t at = clock_.Now();

@@ -16,8 +16,9 @@
 
 namespace camsim {
 
-// Sends requests to the node, in one pipeline after the other, and sees what comes back. Unless in
-// real time it awaits the worker each time, so that results depend on the input alone. One thread.
+// Sends requests to the node, through one pipeline after another, and collects the results. Unless
+// in real time it awaits the worker each time, so that results depend on the input alone. One
+// thread.
 class Sender {
  public:
   Sender(const Options& options, const Clock& clock, const PassWatch& passes,
@@ -30,10 +31,10 @@ class Sender {
 
   // Waits until the next request is due.
   void AwaitTurn();
-  // Sends a request by its number, with these tags. Adds to it what it carried and what came back.
+  // Sends a request by its number, with these tags. Adds its input and results to the record.
   common::Failure Send(const framework::DeviceState& tags, media::Nv12Frame* frame,
                        record::RequestRecord* request);
-  // How well the rate was kept; empty unless in real time.
+  // Returns how well the rate was kept; empty unless in real time.
   std::string Pacing() { return options_.realtime ? pace_.Text() : ""; }
 
  private:

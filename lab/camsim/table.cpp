@@ -12,7 +12,7 @@ using framework::kSlots;
 using framework::Outcome;
 using record::RequestRecord;
 
-// The reasons of all slots: said once when they agree, by the slots' numbers otherwise.
+// Returns the reasons of all slots: once if they agree, else by slot number.
 std::string ReasonsOf(const RequestRecord& request) {
   if (request.outcome == Outcome::kUnknown) return NameOf(request.outcome);
   std::string reasons, first = request.WhyText(0);
@@ -27,7 +27,7 @@ std::string ReasonsOf(const RequestRecord& request) {
   return agree ? first : reasons;
 }
 
-// The tags that are not the record's.
+// Formats the tags besides the record's.
 std::string OwnTagsLine(const std::vector<record::NamedValues>& values) {
   std::string tags;
   for (const record::NamedValues& tag : values) {

@@ -11,12 +11,12 @@
 namespace camsim {
 
 struct TableOptions {
-  bool has_rows = true;      // else it only sums up
-  bool all = false;          // a row for every request, not only for those handed over
+  bool has_rows = true;      // else only the summary
+  bool all = false;          // print every request, not only those handed over
   bool real_models = false;  // the figures are estimates
 };
 
-// Prints a run as text: a row for a request, and what sums the run up.
+// Prints a run as text: a row for each request, and a summary.
 class Table : public record::RunListener {
  public:
   Table(TableOptions options, std::FILE* to) : options_(options), to_(to) {}

@@ -9,13 +9,13 @@
 namespace camsim {
 namespace {
 
-// A clockwise turn, after a mirroring from left to right where there is one.
+// A clockwise rotation after an optional mirroring from left to right.
 struct Turn {
   bool mirrored;
   int degrees;
 };
 
-// As for the node, any other orientation is 180.
+// Treats any other orientation as 180, like the node.
 Turn TurnOf(int orientation) {
   switch (orientation) {
     case 270:

@@ -23,7 +23,7 @@ using Clock = std::chrono::steady_clock;
 void Pause() { std::this_thread::sleep_for(std::chrono::milliseconds(2)); }
 
 [[noreturn]] void BeChild(const std::function<void()>& run, int output) {
-  prctl(PR_SET_PDEATHSIG, SIGKILL);  // it has no time limit of its own
+  prctl(PR_SET_PDEATHSIG, SIGKILL);  // it has no own time limit
   dup2(output, STDOUT_FILENO);
   dup2(output, STDERR_FILENO);
   close(output);
@@ -32,7 +32,7 @@ void Pause() { std::this_thread::sleep_for(std::chrono::milliseconds(2)); }
   _exit(0);
 }
 
-// Waits for a child; one without progress is ended.
+// Waits for a child, and ends one without progress.
 void Await(pid_t child, const std::atomic<uint64_t>& progress, int seconds,
            const std::function<void()>& step, ChildEnd* end) {
   uint64_t seen = 0;
@@ -50,14 +50,15 @@ void Await(pid_t child, const std::atomic<uint64_t>& progress, int seconds,
   step();
 }
 
-// Whether a process is the program that names a sanitizer's frames, which outlives its reports.
+// Returns whether a process is the program that names a sanitizer's frames, which outlives its
+// reports.
 bool IsSymbolizer(pid_t process) {
   std::string name;
   std::ifstream("/proc/" + std::to_string(process) + "/comm") >> name;
   return name.rfind("llvm-symbolizer", 0) == 0 || name == "addr2line";
 }
 
-// Ends the children that this process has inherited; returns how many.
+// Ends the children that this process inherited; returns their number.
 int EndOrphans() {
   int count = 0;
   const std::string path = "/proc/self/task/" + std::to_string(getpid()) + "/children";

@@ -136,7 +136,7 @@ std::string PngName(const std::string& path) {
   if (dot == std::string::npos || dot == 0) return NotEmpty(path);
   std::string ending = name.substr(dot);
   for (char& c : ending) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return ending == ".png" ? "" : path + " is written as PNG; let its name end in .png";
+  return ending == ".png" ? "" : path + " must end in .png, because the picture is a PNG";
 }
 
 }  // namespace common

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The command line of a program. The library that parses it is slow to compile; command_line.cpp
-// alone includes it.
+// The command line of a program. Only command_line.cpp includes the library that parses it, because
+// that library is slow to compile.
 #ifndef ZY_COMMON_COMMAND_LINE_H_
 #define ZY_COMMON_COMMAND_LINE_H_
 
@@ -16,27 +16,27 @@ class Option;
 
 namespace common {
 
-// Takes the text of an argument. Returns the reason why it is refused; an empty one accepts it.
+// Receives the text of an argument; returns the reason for refusing it, or "".
 using TakeText = std::function<std::string(const std::string& text)>;
 
-// An option of a command, to say more about it. Valid as long as the command line.
+// An option of a command, for further settings. Valid as long as the command line.
 class CommandOption {
  public:
   explicit CommandOption(CLI::Option* option) : option_(option) {}
 
-  // Names the value in the help, such as FILE.
+  // Sets the name of the value in the help, such as FILE.
   CommandOption& Shows(const std::string& value);
-  // Refuses texts before the value is set.
+  // Checks texts before the value is set.
   CommandOption& Checks(TakeText check);
-  // Refuses values outside of the range; of int, uint64_t or double.
+  // Refuses values outside the range; for int, uint64_t or double.
   template <typename Value>
   CommandOption& Within(Value lowest, Value highest);
   CommandOption& IsRequired();
-  // Takes so many values at once.
+  // Accepts this number of values at once.
   CommandOption& Takes(int fewest, int most);
-  // Takes one value each time that it is given.
+  // Accepts one value at each occurrence.
   CommandOption& Repeats();
-  // Refuses the two together; refuses this one without the other.
+  // Excludes the combination of two options; Needs requires it.
   CommandOption& Excludes(const CommandOption& other);
   CommandOption& Needs(const CommandOption& other);
 
@@ -44,7 +44,8 @@ class CommandOption {
   CLI::Option* option_;
 };
 
-// What a program, or one of its subcommands, takes. A name without dashes is a positional argument.
+// The arguments of a program or one of its subcommands. A name without dashes is a positional
+// argument.
 class Command {
  public:
   explicit Command(CLI::App* app) : app_(app) {}
@@ -53,13 +54,13 @@ class Command {
   // double, or a vector of strings or of uint64_t. The value must outlive the parsing.
   template <typename Value>
   CommandOption Add(const std::string& name, Value* value, const std::string& about);
-  // Adds an option whose text goes to a function.
+  // Adds an option whose text is passed to a function.
   CommandOption AddText(const std::string& name, TakeText take, const std::string& about);
-  // Adds a flag; "--x,!--no-x" are one that sets and one that clears.
+  // Adds a flag; "--x,!--no-x" sets and clears.
   CommandOption AddFlag(const std::string& names, bool* value, const std::string& about);
   CommandOption AddFlag(const std::string& names, std::optional<bool>* value,
                         const std::string& about);
-  // Adds a subcommand, and calls a function when it was chosen.
+  // Adds a subcommand; calls the function if it is chosen.
   Command AddCommand(const std::string& name, const std::string& about,
                      std::function<void()> chosen = {});
   void RequireCommand();
@@ -70,24 +71,24 @@ class Command {
 
 class CommandLine : public Command {
  public:
-  // The help shows `about` before the options and `examples` behind them.
+  // Shows `about` before the options in the help, and `examples` after them.
   CommandLine(const std::string& program, const std::string& about, const std::string& examples);
   ~CommandLine();
   CommandLine(const CommandLine&) = delete;
   CommandLine& operator=(const CommandLine&) = delete;
 
-  // Reads the command line. Returns true to go on; otherwise help, version or the error is printed,
-  // an error as one line that begins with the program's name, and `exit_code` is the program's.
+  // Parses the command line. Returns true to go on. Otherwise it has printed help, version or a
+  // one-line error that begins with the program's name, and `exit_code` is the program's exit code.
   bool Parse(int argc, char** argv, int* exit_code);
 
  private:
   std::unique_ptr<CLI::App> owned_;
 };
 
-// Refuses what an unset shell variable leaves of a file's name.
+// Refuses an empty file name, such as from an unset shell variable.
 std::string NotEmpty(const std::string& text);
 
-// Accepts a name under which a PNG may be written: one that ends in .png or has no ending.
+// Accepts a name for a PNG: one that ends in .png or has no extension.
 std::string PngName(const std::string& path);
 
 }  // namespace common

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// 64-bit FNV-1a: tells two contents apart, on every machine alike. Resists no attack.
+// 64-bit FNV-1a: distinguishes contents, equally on every machine. Does not resist attacks.
 #ifndef ZY_COMMON_DIGEST_H_
 #define ZY_COMMON_DIGEST_H_
 
@@ -10,7 +10,7 @@ namespace common {
 
 inline constexpr uint64_t kEmptyDigest = 0xcbf29ce484222325;
 
-// Returns the digest of what `digest` stands for and, behind it, `value`: a byte, or a whole word.
+// Returns the digest of the content of `digest` followed by `value`, a byte or a whole word.
 constexpr uint64_t Extend(uint64_t digest, uint64_t value) {
   return (digest ^ value) * 0x100000001b3;
 }

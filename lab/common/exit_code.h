@@ -7,7 +7,6 @@
 
 namespace common {
 
-// What a program ends with.
 enum ExitCode {
   kExitOk = 0,
   kExitFailure = 1,
@@ -17,7 +16,7 @@ enum ExitCode {
   kExitInterrupted = 130,
 };
 
-// Runs a program, which returns an exit code; without memory it ends with a line and a failure.
+// Runs a program that returns an exit code; without memory it prints a line and fails.
 template <typename Program>
 int RunWithinMemory(const char* name, Program program) {
   try {

@@ -10,25 +10,25 @@
 
 namespace common {
 
-// How the simulator's functions report trouble: everything that can fail returns a `Failure`. An
-// empty one is success; otherwise `message` is one line for a person, without a closing period or
-// line break. On failure the outputs hold nothing of use but may be assigned or destroyed.
+// The result of every function of the lab that can fail. Empty means success; otherwise `message`
+// is one line for the user, without a final period or line break. On failure the outputs are
+// unspecified but may be assigned or destroyed.
 struct Error {
   std::string message;
-  bool is_usage = false;  // the command line is at fault, not the input
+  bool is_usage = false;  // an error of the command line, not of the input
 };
 using Failure = std::optional<Error>;
 
 inline Failure Fail(std::string message) { return Error{std::move(message), false}; }
 inline Failure FailUsage(std::string message) { return Error{std::move(message), true}; }
 
-// The same failure with what it is about in front: "photo.png: the file is empty".
+// Prefixes a failure with its subject: "photo.png: the file is empty".
 inline Failure FailAbout(const std::string& subject, const Failure& failure) {
   return Error{subject + ": " + failure->message, failure->is_usage};
 }
 
-// What the system says: "cannot open: No such file or directory". Evaluated at once, because the
-// next call may change errno.
+// Formats the system's error: "cannot open: No such file or directory". Takes errno immediately,
+// because the next call may change it.
 inline Failure SystemFailure(const std::string& doing, int error_number = errno) {
   return Fail(doing + ": " + std::strerror(error_number));
 }

@@ -10,7 +10,7 @@
 
 namespace common {
 
-// A rectangle in picture pixels; its right and lower borders x + w and y + h lie outside it.
+// A rectangle in picture pixels; the edges x + w and y + h are exclusive.
 struct Rect {
   int x;
   int y;
@@ -30,8 +30,8 @@ struct Size {
 inline constexpr int kMaxSide = 16384;
 inline constexpr int64_t kMaxPixels = int64_t{1} << 27;
 
-// Whether the simulator takes a picture of this size: 1..kMaxSide in either direction and at most
-// kMaxPixels. Asked before anything is allocated for sizes that come from a file or an option.
+// Returns whether the lab accepts pictures of this size: 1..kMaxSide in either direction and at
+// most kMaxPixels. Checked before allocating for a size from a file or an option.
 constexpr bool IsUsableSize(int64_t width, int64_t height) {
   return width >= 1 && height >= 1 && width <= kMaxSide && height <= kMaxSide &&
          width * height <= kMaxPixels;
@@ -43,14 +43,14 @@ inline Failure UnusableSize(int64_t width, int64_t height) {
               std::to_string(kMaxPixels >> 20) + " Mi pixels");
 }
 
-// Pixels that lie in both.
+// Returns the number of pixels in both.
 inline int64_t Overlap(const Rect& a, const Rect& b) {
   const int64_t width = std::min(int64_t{a.x} + a.w, int64_t{b.x} + b.w) - std::max(a.x, b.x);
   const int64_t height = std::min(int64_t{a.y} + a.h, int64_t{b.y} + b.h) - std::max(a.y, b.y);
   return std::max<int64_t>(width, 0) * std::max<int64_t>(height, 0);
 }
 
-// Half of a length in pixels, rounded up: the number of chroma samples along it.
+// Returns half of a length in pixels, rounded up: the number of chroma samples.
 constexpr int HalfUp(int length) { return length / 2 + length % 2; }
 
 }  // namespace common

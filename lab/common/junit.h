@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Results of tests in the form that CI systems read.
+// Writes test results in JUnit's format, which CI systems read.
 #ifndef ZY_COMMON_JUNIT_H_
 #define ZY_COMMON_JUNIT_H_
 
@@ -12,16 +12,15 @@ namespace common {
 
 struct JunitCase {
   std::string name;
-  std::string element;  // "failure", "skipped" or "error"; empty when it passed
+  std::string element;  // "failure", "skipped" or "error"; empty for a pass
   std::string message;
   std::string output;
   double seconds;
 };
 
-// Returns the text with a question mark for each byte that is neither printable ASCII nor a line
-// break.
+// Replaces each byte that is neither printable ASCII nor a line break by a question mark.
 std::string Printable(std::string text);
-// Writes the file, which is replaced when it is complete. Texts may hold any bytes.
+// Writes the file and replaces an older one when complete. Texts may hold any bytes.
 Failure WriteJunit(const std::string& path, const std::string& suite,
                    const std::vector<JunitCase>& cases);
 

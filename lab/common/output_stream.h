@@ -9,11 +9,11 @@
 
 namespace common {
 
-// A stdio stream that keeps the reason of its first failed write. One thread at a time.
+// A stdio stream that stores the reason of its first failed write. One thread at a time.
 class OutputStream {
  public:
-  // Takes an open descriptor and closes it at destruction, except standard output. `name` begins
-  // the failures. Throws std::bad_alloc.
+  // Owns an open descriptor and closes it at destruction, except standard output. `name` begins the
+  // failures. Throws std::bad_alloc.
   OutputStream(std::string name, int descriptor);
   ~OutputStream();
   OutputStream(const OutputStream&) = delete;
@@ -21,7 +21,7 @@ class OutputStream {
 
   std::FILE* File() const { return file_; }
 
-  // Sends what waits. Fails if this or an earlier write did, and says why.
+  // Writes the buffered bytes. Fails with the reason if this or an earlier write failed.
   Failure Flush();
 
  private:

@@ -40,7 +40,7 @@ std::string TreatmentOf(int signal) {
 
 }  // namespace
 
-// An emulator answers the first of the two questions itself, the kernel the second.
+// Detects both: an emulator translates the first question, the kernel answers the second.
 bool IsSlowMachine() {
   return kIsSanitized || std::filesystem::read_symlink("/proc/self/exe") !=
                              std::filesystem::read_symlink("/proc/thread-self/exe");

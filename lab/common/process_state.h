@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What this process holds, so that it can be compared with what it held before.
+// The state of this process, for a comparison with an earlier one.
 #ifndef ZY_COMMON_PROCESS_STATE_H_
 #define ZY_COMMON_PROCESS_STATE_H_
 
@@ -16,14 +16,14 @@ bool IsSlowMachine();
 struct Footprint {
   int64_t resident_kib, threads, descriptors;
 };
-// Counts the threads. One comes and goes first: with it a sanitizer starts a thread of its own.
+// Counts the threads. It starts and joins one first, because a sanitizer then starts its own.
 int64_t CountThreads();
-// Waits until as many threads are left, for so long at most, and measures. A thread that was joined
-// counts until the kernel, or an emulator, has cleared it away.
+// Waits until only `threads` are left, at most for `timeout`, and measures. A joined thread counts
+// until the kernel, or an emulator, removes it.
 Footprint MeasureFootprint(int64_t threads, std::chrono::milliseconds timeout);
 
-// Returns what belongs to all parts of a process, by name: open descriptors, the treatment of
-// signals, the working directory, the variables of the environment.
+// Returns the process-wide state by name: open descriptors, signal dispositions, working directory,
+// environment variables.
 std::map<std::string, std::string> SurveyProcess();
 // Describes a difference between two surveys, "" without one. More descriptors are none.
 std::string FirstDifference(const std::map<std::string, std::string>& before,

@@ -16,8 +16,8 @@ namespace fs = std::filesystem;
 
 constexpr int kMaxLinks = 40;
 
-// Returns the file that a path names when all links are followed; empty for a name of an open
-// descriptor and for a missing folder.
+// Returns the file behind a path with all links followed; empty for the name of an open descriptor
+// and for a missing folder.
 fs::path Resolve(fs::path path) {
   std::error_code error;
   for (int links = 0; links < kMaxLinks; ++links) {

@@ -11,43 +11,43 @@
 
 namespace common {
 
-// A file that takes its place when it is complete: until then its bytes go to a temporary file of
-// the same folder, and an older file of the name stays as it was. The temporary file has no name,
-// so that a killed program leaves none behind; where the file system wants one, it is
-// ".zy_PROCESS_NUMBER". One thread at a time.
+// A file that replaces an older one when it is complete. Until then its bytes go to a temporary
+// file in the same folder, and the older file stays unchanged. The temporary file has no name, so a
+// killed program leaves none behind; on file systems that require one it is ".zy_PROCESS_NUMBER".
+// One thread at a time.
 class ReplacedFile {
  public:
   ReplacedFile() = default;
-  // Removes a file that is not complete.
+  // Deletes an incomplete file.
   ~ReplacedFile();
   ReplacedFile(const ReplacedFile&) = delete;
   ReplacedFile& operator=(const ReplacedFile&) = delete;
 
-  // Makes the temporary file, once. Symbolic links are followed, and an older file's mode is kept.
-  // Devices, pipes and open descriptors (/dev/stdout) are written directly. Every failure begins
-  // with `path`.
+  // Creates the temporary file, once. Symbolic links are followed, and an older file's mode is
+  // kept. Devices, pipes and open descriptors (/dev/stdout) are written directly. Every failure
+  // begins with `path`.
   Failure Create(const std::string& path);
 
-  // The file's absolute path without links; empty where it is written directly.
+  // Returns the file's absolute path without links; empty if it is written directly.
   const std::string& Target() const { return target_; }
-  // Null before Create.
+  // Returns null before Create.
   std::FILE* File() const { return stream_ != nullptr ? stream_->File() : nullptr; }
-  // As OutputStream::Flush.
+  // Flushes like OutputStream::Flush.
   Failure Flush() { return stream_->Flush(); }
 
-  // Writes what waits and gives the file its name. Nothing is written afterwards.
+  // Writes the buffered bytes and gives the file its name. Nothing may be written afterwards.
   Failure Complete();
 
  private:
   // Returns the temporary file's descriptor, or -1.
   int CreateTemporary();
-  // Calls make(name) until a name is free, and notes it. Returns the last result.
+  // Calls make(name) until a name is free, and stores it. Returns the last result.
   template <typename Make>
   int MakeName(const Make& make);
 
   std::string path_, target_;
-  std::string temporary_;  // its name; empty without one
-  int descriptor_ = -1;    // the stream's
+  std::string temporary_;  // empty without one
+  int descriptor_ = -1;    // of the stream
   std::unique_ptr<OutputStream> stream_;
 };
 

@@ -8,7 +8,7 @@
 
 namespace common {
 
-// Whether both name one regular file, whatever the names.
+// Returns whether both are the same regular file, whatever their names.
 inline bool IsSameFile(const struct stat& a, const struct stat& b) {
   return S_ISREG(a.st_mode) && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }

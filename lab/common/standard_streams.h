@@ -7,12 +7,12 @@
 
 namespace common {
 
-// Gives a standard stream that the caller of the program has closed to /dev/null, in the wrong
-// direction, so that no file opened later takes its place and its use still fails.
+// Opens /dev/null in the wrong direction for standard streams that the caller closed. So no later
+// file takes their number, and their use still fails.
 inline void KeepStandardStreamsApart() {
   for (int stream = 0; stream <= 2; ++stream) {
     if (fcntl(stream, F_GETFD) != -1) continue;
-    // The lowest free number, which is this one.
+    // open() returns the lowest free number, which is this one.
     if (open("/dev/null", stream == 0 ? O_WRONLY : O_RDONLY) != stream) return;
   }
 }

@@ -4,7 +4,7 @@
 
 namespace common {
 
-// The project's one version number, which stands in CMakeLists.txt.
+// The project's version number, from CMakeLists.txt.
 inline constexpr char kVersion[] = ZY_VERSION;
 
 }  // namespace common

@@ -37,7 +37,7 @@ void zy_fail_age_gender_inits(int attempts) {
   g_fake.Set(&device::ModelSettings::failing_inits, attempts);
 }
 
-void zy_tell_age_gender_calls(ZyModelListener listener, void* context) {
+void zy_report_age_gender_calls(ZyModelListener listener, void* context) {
   g_fake.Set(&device::ModelSettings::listener, device::ModelSettings::Listener{listener, context});
 }
 

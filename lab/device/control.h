@@ -34,12 +34,12 @@ void zy_set_age_gender_delay(int milliseconds);
 // Lets the next `attempts` set-ups fail; -1 fails all.
 void zy_fail_age_gender_inits(int attempts);
 // Calls the listener at the end of each analysis, on the analysing thread; null for none.
-void zy_tell_age_gender_calls(ZyModelListener listener, void* context);
+void zy_report_age_gender_calls(ZyModelListener listener, void* context);
 // Returns the number of calls that began while another one ran.
 uint64_t zy_overlapping_age_gender_calls();
 
 // libFaceGrade: as for libQVFD_AgeGender.
-void zy_tell_face_grade_calls(ZyModelListener listener, void* context);
+void zy_report_face_grade_calls(ZyModelListener listener, void* context);
 uint64_t zy_overlapping_face_grade_calls();
 
 }  // extern "C"

@@ -27,7 +27,7 @@ device::ModelControl<device::FaceGradeCall, device::FaceGradeAnswer>& device::Fa
 
 extern "C" {
 
-void zy_tell_face_grade_calls(ZyModelListener listener, void* context) {
+void zy_report_face_grade_calls(ZyModelListener listener, void* context) {
   g_fake.Set(&device::ModelSettings::listener, device::ModelSettings::Listener{listener, context});
 }
 

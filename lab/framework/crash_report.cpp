@@ -34,12 +34,12 @@ void* ProgramCounter(const void* context) {
 #endif
 }
 
-// The frames below the handler's own, the crashed one first.
+// Stores the frames below the handler's own, the crashed one first.
 void NoteFrames(void* crashed) {
   void* frames[32] = {};
   void** const end = frames + backtrace(frames, static_cast<int>(std::size(frames)));
   void** frame = std::find(frames, end, crashed);
-  if (frame == end) *(frame = frames) = crashed;  // it could not be unwound
+  if (frame == end) *(frame = frames) = crashed;  // the stack could not be unwound
   CrashReport& report = *g_report;
   for (; frame != end && report.frame_count < std::size(report.frames); ++frame) {
     Dl_info info = {};
@@ -52,10 +52,10 @@ void NoteFrames(void* crashed) {
   }
 }
 
-// Runs once; the signal comes again, or its sender goes on, and then it ends the process.
+// Runs once. The signal then recurs, or its sender continues, and it ends the process.
 void OnCrash(int signal, siginfo_t* info, void* context) {
   ::signal(SIGALRM, SIG_DFL);
-  alarm(2);  // should the process be too broken for the rest
+  alarm(2);  // in case the process is too damaged for the rest
   char where[256] = "";
   if (signal == SIGSEGV || signal == SIGBUS) {
     const int length = std::snprintf(where, sizeof(where), " at %p", info->si_addr);
@@ -66,7 +66,7 @@ void OnCrash(int signal, siginfo_t* info, void* context) {
   NoteFrames(ProgramCounter(context));
 }
 
-// A record of a library's file; zero behind its end.
+// Returns a record of a library's file; zero beyond its end.
 template <typename Record>
 Record At(const std::string& bytes, uint64_t offset) {
   Record record = {};
@@ -111,7 +111,7 @@ std::string FindSymbol(const std::string& file, uint32_t table_type, uint64_t of
 void InstallCrashReport(CrashReport* report) {
   g_report = report;
   void* frame = nullptr;
-  backtrace(&frame, 1);  // loads what it needs now
+  backtrace(&frame, 1);  // loads its library now
   static char stack[1 << 16];
   const stack_t own = {stack, 0, sizeof(stack)};
   sigaltstack(&own, nullptr);
@@ -130,7 +130,7 @@ std::string DescribeFrames(const CrashReport& report) {
     const uint64_t offset = report.frames[i].offset;
     std::ifstream stream(library, std::ios::binary);
     const std::string file{std::istreambuf_iterator<char>(stream), {}};
-    const uint64_t call = offset - (i == 0 ? 0 : 1);  // a return address may begin what follows
+    const uint64_t call = offset - (i == 0 ? 0 : 1);  // a return address may begin the next symbol
     std::string symbol = FindSymbol(file, SHT_SYMTAB, call);
     if (symbol.empty()) symbol = FindSymbol(file, SHT_DYNSYM, call);
     char text[32];

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A crash of this process, or of a child, in words.
+// Describes a crash of this process, or of a child.
 #ifndef ZY_FRAMEWORK_CRASH_REPORT_H_
 #define ZY_FRAMEWORK_CRASH_REPORT_H_
 
@@ -9,7 +9,7 @@
 
 namespace framework {
 
-// May lie in memory that processes share.
+// May lie in shared memory.
 struct CrashReport {
   struct Place {
     char library[256];
@@ -18,13 +18,14 @@ struct CrashReport {
 
   std::atomic<bool> has_crashed;
   std::atomic<uint32_t> frame_count;
-  char text[512];   // the signal, the address, and what is lent to the node there
+  char text[512];   // the signal, the address, and the lent memory there
   Place frames[6];  // the crashed one first
 };
 
-// Has a deadly signal described in `report`, which stays, before it ends the process.
+// Installs handlers that describe a deadly signal in `report` before it ends the process. `report`
+// must outlive the process.
 void InstallCrashReport(CrashReport* report);
-// Describes the frames: library, offset and the symbol where the library has one, a line for each.
+// Describes the frames, one per line: library, offset and the symbol, if the library has one.
 std::string DescribeFrames(const CrashReport& report);
 
 }  // namespace framework

@@ -26,7 +26,7 @@ bool Has(const std::string& folder, const std::string& name) {
 }
 
 // Returns the fakes' folder: where this program was built, else where it was installed.
-std::string StandInFolder() {
+std::string FakesFolder() {
   char path[4096];
   const ssize_t length = readlink("/proc/self/exe", path, sizeof(path));
   const std::string program(path, length > 0 ? static_cast<size_t>(length) : 0);
@@ -59,7 +59,7 @@ common::Failure Device::Open(const std::vector<std::string>& folders) {
   for (const char* name : kLibraries) {
     const auto folder = std::find_if(folders.begin(), folders.end(),
                                      [&](const std::string& f) { return Has(f, name); });
-    const std::string path = PathIn(folder != folders.end() ? *folder : StandInFolder(), name);
+    const std::string path = PathIn(folder != folders.end() ? *folder : FakesFolder(), name);
     if (common::Failure failure = OpenLibrary(name, path)) return failure;
   }
   return std::nullopt;

@@ -22,10 +22,11 @@ class Device {
   // Finds a function that a fake offers beyond the device's interface. Fails (usage) when the
   // loaded library lacks that name.
   template <typename Function>
-  common::Failure FindKnob(const std::string& library, const char* name, Function** knob) const {
+  common::Failure FindControl(const std::string& library, const char* name,
+                              Function** control) const {
     void* found = nullptr;
     common::Failure failure = FindSymbol(library, name, &found);
-    *knob = reinterpret_cast<Function*>(found);
+    *control = reinterpret_cast<Function*>(found);
     return failure;
   }
 

@@ -64,7 +64,7 @@ class VendorTags {
   uint32_t Id(const std::string& section, const std::string& name) const;
   // Says which tag has no identifier of its own, no known type or no count; "" for none.
   std::string Fault() const;
-  // The name of a tag behind that of its section; its number when it has none.
+  // Returns a tag's name without its section, or its number if it has none.
   std::string NameOf(uint32_t id) const;
   std::vector<uint32_t> Ids() const;
   // Returns a tag's name without its section, its type and its declared count; false when the
@@ -178,8 +178,8 @@ class Session {
   common::Failure Process(uint64_t frame_number, CameraBuffer* input, CameraBuffer* output);
   // Sends a request with any buffers; size and node session are filled in.
   ChiResult Process(ChiNodeProcessRequestInfo* info);
-  // Sends a request with a frame, `buffers` times as input and as output. Where `changed` is given,
-  // it says what the node changed of the request's record and of the input, "" for nothing.
+  // Sends a request with a frame, `buffers` times as input and as output. A `changed` that is not
+  // null receives the node's changes of the request's record and of the input, "" without any.
   ChiResult Process(uint64_t frame_number, LentFrame* frame, uint32_t buffers,
                     std::string* changed);
   // Returns the metadata that the node published for the last request.
@@ -197,10 +197,10 @@ class Session {
   // Fails the node's publications, whatever they contain.
   void RefusePublications(bool refuse) { refuses_ = refuse; }
   bool RefusesPublications() const { return refuses_; }
-  // Lends tag values out in memory with that margin; at first, and with nothing, it hands out its
-  // own values.
+  // Lends tag values in memory with this margin; with nullopt, as initially, it passes its own
+  // values.
   void LendValues(std::optional<Margin> margin) { margin_ = margin; }
-  // Says which value of the last request the node changed, or the bytes beside it; "" for none.
+  // Describes a change by the node in a value of the last request or beside it; "" for none.
   std::string ChangedValue();
 
  private:

@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t kFillerBytes = 64;
 constexpr uint8_t kFiller = 0xa5;
 
-// Those that a crash report finds; a full table leaves some out.
+// For crash reports; a full table omits some.
 std::atomic<const LentBytes*> g_lent[512];
 
 void ReplaceInTable(const LentBytes* from, const LentBytes* to) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Memory that a node may use during a call: a plane of a frame, the value of a tag. What the node
-// does to it and around it is seen: a change by comparison, a touch of what lies beyond by a crash.
+// Memory that a node may use during a call: a plane of a frame, the value of a tag. A comparison
+// detects a changed byte, a crash detects an access beyond it.
 #ifndef ZY_FRAMEWORK_LENT_BYTES_H_
 #define ZY_FRAMEWORK_LENT_BYTES_H_
 
@@ -14,12 +14,12 @@
 
 namespace framework {
 
-// What lies beside the bytes: a filler on both sides, or an inaccessible page on one of them.
+// The neighbourhood of the bytes: a filler on both sides, or an inaccessible page on one.
 enum class Margin { kFiller, kGuardBehind, kGuardBefore };
 
 class LentBytes {
  public:
-  // `name` is what a crash report calls them.
+  // Takes the content; crash reports use `name`.
   LentBytes(std::string name, std::vector<uint8_t> content, Margin margin);
   ~LentBytes();
   LentBytes(const LentBytes&) = delete;
@@ -27,13 +27,13 @@ class LentBytes {
 
   const std::string& name() const { return name_; }
   uint8_t* data() { return data_; }
-  // Returns the offset of the first byte that has changed, below 0 and from the size on for one of
-  // the margin; nothing while all is as it was.
+  // Returns the offset of the first changed byte, negative or from the size on for one of the
+  // margin; nullopt if all are unchanged.
   std::optional<std::ptrdiff_t> FirstChange();
-  // Makes the bytes inaccessible, for good.
+  // Makes the bytes permanently inaccessible.
   void Close();
-  // Describes an address in or beside bytes that are lent in this process: "in the guard page 2
-  // bytes behind tag x". Writes nothing for another address. For a signal handler; any thread.
+  // Describes an address in or beside lent bytes of this process: "in the guard page 2 bytes behind
+  // tag x". Writes nothing for another address. For a signal handler; any thread.
   static void Describe(const void* address, char* text, std::size_t size);
 
  private:

@@ -11,12 +11,12 @@
 
 namespace framework {
 
-// An input and an output of one shape, each with two planes that share the pitch (bytes), and the
-// records by which a node gets them. One thread at a time.
+// An input and an output of one shape, each with two planes that share the pitch (bytes), and their
+// records for a node. One thread at a time.
 class LentFrame {
  public:
   struct Records {
-    ChiImage images[2];  // of the input, of the output
+    ChiImage images[2];  // input, output
     ChiNodeBuffer buffers[2];
   };
 
@@ -24,13 +24,13 @@ class LentFrame {
   LentFrame(const LentFrame&) = delete;
   LentFrame& operator=(const LentFrame&) = delete;
 
-  // May be broken on purpose.
+  // Returns the records, which may be broken on purpose.
   Records& records() { return records_; }
   // Formats size and pitch: "640x480, pitch 640".
   std::string Shape() const;
-  // Says which byte of the input has changed; "" while all are as they were.
+  // Names the first changed byte of the input; "" if none changed.
   std::string ChangedInput();
-  // Makes all planes inaccessible, for good.
+  // Makes all planes permanently inaccessible.
   void Close();
 
  private:

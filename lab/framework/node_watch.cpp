@@ -26,13 +26,13 @@ constexpr Milliseconds kAfterInterrupt{600};
 constexpr char kProcessRequest[] = "process-request";
 
 NodeWatchOptions g_options = {};  // constant while the node is watched
-ChiNodeCallbacks g_node = {};     // likewise, from its loading on
+ChiNodeCallbacks g_node = {};     // constant after the node's loading
 NodeEntry g_entry = nullptr;
 
-std::atomic<const char*> g_call{nullptr};  // that is in progress
-std::atomic<uint64_t> g_calls{0};          // that began
-std::atomic<uint64_t> g_model_calls{0};    // that ended
-std::atomic<uint64_t> g_request{0};        // the last one
+std::atomic<const char*> g_call{nullptr};  // in progress
+std::atomic<uint64_t> g_calls{0};          // started
+std::atomic<uint64_t> g_model_calls{0};    // ended
+std::atomic<uint64_t> g_request{0};        // the latest
 std::atomic<int64_t> g_model_delay_ms{0};
 std::atomic<bool> g_has_ended{false};
 static_assert(std::atomic<const char*>::is_always_lock_free &&
@@ -40,12 +40,12 @@ static_assert(std::atomic<const char*>::is_always_lock_free &&
 
 thread_local bool t_calls_node = false;
 
-// ---- Lines, without the C library's buffers: a signal handler writes them, too ------------------
+// ---- Lines, written without the C library's buffers because a signal handler uses them ----------
 
 class Line {
  public:
   Line() {
-    if (isatty(STDERR_FILENO) != 0) Add("\r\033[K");  // over a line of progress
+    if (isatty(STDERR_FILENO) != 0) Add("\r\033[K");  // replaces a line of progress
     Add(g_options.program).Add(": ");
   }
 
@@ -66,7 +66,7 @@ class Line {
     return Add(digit);
   }
 
-  // Adds the call in progress, or the pass, and the request that it belongs to.
+  // Adds the call in progress, or the pass, and its request.
   Line& AddPlace(const char* call) {
     Add(call);
     const uint64_t request = g_request;
@@ -76,7 +76,7 @@ class Line {
 
   void Write() {
     text_[size_++] = '\n';
-    if (write(STDERR_FILENO, text_, size_) < 0) return;  // to nobody
+    if (write(STDERR_FILENO, text_, size_) < 0) return;  // nobody would read the error
   }
 
  private:
@@ -86,15 +86,15 @@ class Line {
 
 // ---- Crashes and exits --------------------------------------------------------------------------
 
-// Where a thread is that crashes or ends the process.
+// Returns the call of a thread that crashes or ends the process.
 const char* PlaceOfThread() {
   if (!t_calls_node) return "a thread of the node";
   const char* const call = g_call;
   return call != nullptr ? call : "no call of the node";
 }
 
-// The signal comes again and ends the process: a fault when its instruction runs again, so that a
-// core file shows it as it was, any other when it is sent again.
+// Prints the crash. The signal then ends the process: a fault recurs when its instruction runs
+// again, so a core file shows the original state; any other signal is sent again.
 void OnCrash(int signal, siginfo_t* info, void*) {
   const char* const name = sigdescr_np(signal);
   Line().Add(name != nullptr ? name : "crashed").Add(" in ").AddPlace(PlaceOfThread()).Write();
@@ -102,7 +102,7 @@ void OnCrash(int signal, siginfo_t* info, void*) {
 }
 
 void CatchCrashes() {
-  static char stack[1 << 16];  // for an overflow of the thread's own
+  static char stack[1 << 16];  // for an overflow of the thread's own stack
   const stack_t own = {stack, 0, sizeof(stack)};
   sigaltstack(&own, nullptr);
   struct sigaction action = {}, old = {};
@@ -141,7 +141,7 @@ void EndHang(const char* place, const char* what, Milliseconds limit) {
   _exit(common::kExitFailure);
 }
 
-// Adds up the time in which a count stays the same.
+// Adds up the time during which a count stays the same.
 class Standstill {
  public:
   Milliseconds Add(bool is_busy, uint64_t count) {
@@ -155,12 +155,12 @@ class Standstill {
   Milliseconds time_{0};
 };
 
-// Follows the node by ticks: time in which the program is stopped does not count.
+// Observes the node in ticks, so that the time in which the program is stopped does not count.
 class Ticks {
  public:
   void Count() {
     const char* const call = g_call;
-    const bool rests = WorkersRest();
+    const bool rests = WorkersAreIdle();
     const char* const place = call != nullptr ? call : "the worker's pass";
     if (*g_options.is_interrupted && (call != nullptr || !rests)) interrupted_ += kTick;
     if (interrupted_ > kAfterInterrupt) {
@@ -181,7 +181,7 @@ class Ticks {
   Milliseconds interrupted_{0};
 };
 
-// Signals are left to the other threads, whose reads and sleeps they end.
+// Blocks signals in this thread: they must end reads and sleeps of the others.
 void StartTicks() {
   sigset_t all, before;
   sigfillset(&all);
@@ -194,7 +194,7 @@ void StartTicks() {
 
 // ---- Calls --------------------------------------------------------------------------------------
 
-// Marks a call while it lives.
+// Marks a call during its lifetime.
 class InCall {
  public:
   explicit InCall(const char* name) {
@@ -210,7 +210,7 @@ void NoteRequest(ChiNodeProcessRequestInfo* info) { g_request = info->frameNum; 
 template <typename Argument>
 void NoteRequest(Argument) {}
 
-// A callback of the node, with a mark around it.
+// Wraps a callback of the node in a mark.
 template <auto callback>
 struct Watched;
 template <typename Result, typename Argument, Result (*ChiNodeCallbacks::*callback)(Argument)>
@@ -266,7 +266,7 @@ common::Failure NodeWatch::Load(const std::string& path) {
     const InCall call("loading the node");
     if (common::Failure failure = OpenNode(path, &g_entry)) return failure;
   }
-  std::atexit(OnExit);  // before the library's own functions
+  std::atexit(OnExit);  // registered before the library's own functions
   return Framework::Get().Start(WatchedEntry);
 }
 

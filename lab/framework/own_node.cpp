@@ -82,14 +82,14 @@ OutcomeCounts& OutcomeCounts::operator+=(const OutcomeCounts& other) {
 }
 
 void OutcomeWatch::See(const char* line) {
-  if (BeginsWith(line, kRequestLine)) tells_ = true;
+  if (BeginsWith(line, kRequestLine)) logs_outcomes_ = true;
   const std::optional<Outcome> outcome = OutcomeIn(line);
   if (!outcome) return;
   if (outcome != Outcome::kSkipped || outcome_ == Outcome::kNotOffered) outcome_ = *outcome;
 }
 
 Outcome OutcomeWatch::Take(bool has_woken) {
-  if (!tells_) return has_woken ? Outcome::kTaken : Outcome::kUnknown;
+  if (!logs_outcomes_) return has_woken ? Outcome::kTaken : Outcome::kUnknown;
   return outcome_.exchange(Outcome::kNotOffered);
 }
 

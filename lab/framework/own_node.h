@@ -45,24 +45,25 @@ class OutcomeWatch {
  public:
   void See(const char* line);
   // Returns whether the node logs outcomes.
-  bool Tells() const { return tells_; }
+  bool LogsOutcomes() const { return logs_outcomes_; }
   // Returns the outcome since the last call. For a node that logs none, only a worker that woke up
   // gives one.
   Outcome Take(bool has_woken);
 
  private:
   std::atomic<Outcome> outcome_{Outcome::kNotOffered};
-  std::atomic<bool> tells_{false};
+  std::atomic<bool> logs_outcomes_{false};
 };
 
-// What became of the frames of one node, or of several.
+// Counts of the frames of one node, or of several, by outcome.
 struct OutcomeCounts {
   uint64_t offered = 0, dropped = 0, taken = 0;
 
   void See(const char* line);
-  // One in four offered frames is considered, from the first on; the others are skipped.
+  // Returns the skipped frames: of every four offered, the first is considered and the others
+  // skipped.
   uint64_t Skipped() const { return offered - (offered + 3) / 4; }
-  // Whether each frame of one node, which has ended, was skipped, dropped or taken.
+  // Returns whether each frame of a node that has ended was skipped, dropped or taken.
   bool AddUp() const { return offered == Skipped() + dropped + taken; }
   OutcomeCounts& operator+=(const OutcomeCounts& other);
 };

@@ -21,7 +21,7 @@ struct Watched {
   std::atomic<pthread_cond_t*> condition{nullptr};
   std::atomic<uint64_t> untreated{0};      // signals since the last wait
   std::atomic<Held> held{Held::kNothing};  // changed under g_hold_mutex
-  std::atomic<bool> resting{false};        // waited on since the last signal
+  std::atomic<bool> idle{false};           // waited on since the last signal
   std::atomic<int64_t> doubted{0};  // deadline until which it may have no worker at all; else 0
 };
 
@@ -54,7 +54,7 @@ Watched* Replace(const pthread_cond_t* from, pthread_cond_t* to, int64_t doubted
   if (from == nullptr && Find(to) != nullptr) return Find(to);  // another thread was faster
   Watched* const watched = Find(from);
   if (watched == nullptr) return nullptr;
-  watched->resting = false;
+  watched->idle = false;
   watched->untreated = 0;
   watched->doubted = doubted;
   watched->condition = to;
@@ -71,7 +71,7 @@ void NoteWait(pthread_cond_t* condition) {
   if (watched == nullptr) return;
   g_passes += watched->untreated.exchange(0);
   watched->doubted = 0;
-  watched->resting = true;
+  watched->idle = true;
 }
 
 // Watches a condition variable from its first signal on: one without initialisation may be
@@ -89,7 +89,7 @@ bool NoteSignal(pthread_cond_t* condition, Held kind) {
   if (watched == nullptr) return false;
   ++g_signals;
   ++watched->untreated;
-  watched->resting = false;
+  watched->idle = false;
   std::lock_guard<std::mutex> lock(g_hold_mutex);
   if (g_holding) watched->held = std::max(watched->held.load(), kind);
   return g_holding;
@@ -98,7 +98,7 @@ bool NoteSignal(pthread_cond_t* condition, Held kind) {
 bool AllRest() {
   return std::all_of(std::begin(g_watched), std::end(g_watched), [](const Watched& watched) {
     const int64_t doubted = watched.doubted;
-    return watched.condition.load() == nullptr || watched.resting.load() ||
+    return watched.condition.load() == nullptr || watched.idle.load() ||
            (doubted != 0 && Now() > doubted);
   });
 }
@@ -143,7 +143,7 @@ Next<ClockWaitFunction> g_clock_wait("pthread_cond_clockwait");
 
 namespace framework {
 
-bool WaitForRestingWorkers(std::chrono::milliseconds timeout) {
+bool WaitForIdleWorkers(std::chrono::milliseconds timeout) {
   const auto deadline = std::chrono::steady_clock::now() + timeout;
   while (!AllRest()) {
     if (std::chrono::steady_clock::now() > deadline) return false;

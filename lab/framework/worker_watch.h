@@ -14,10 +14,10 @@ namespace framework {
 
 // Waits until every worker is idle: each watched condition variable has been waited on since its
 // last signal. Returns false after `timeout`.
-bool WaitForRestingWorkers(std::chrono::milliseconds timeout);
+bool WaitForIdleWorkers(std::chrono::milliseconds timeout);
 
 // Returns whether every worker is idle now.
-inline bool WorkersRest() { return WaitForRestingWorkers(std::chrono::milliseconds(0)); }
+inline bool WorkersAreIdle() { return WaitForIdleWorkers(std::chrono::milliseconds(0)); }
 
 // Holds signals to watched condition variables while on, and forwards them when switched off. A
 // request sent meanwhile ends before the worker begins with its frame. Must be off while a worker

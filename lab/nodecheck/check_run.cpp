@@ -19,10 +19,10 @@
 namespace nodecheck {
 namespace {
 
-// What a child ends with that has come to its own end: no node would choose it.
+// Exit status of a child that ran to its end; no node would choose it.
 constexpr int kFinalWord = 87;
 
-// What a check tells its parent, in memory that both share.
+// A check's report to its parent, in shared memory.
 struct Report {
   std::atomic<Verdict> verdict;
   std::atomic<uint64_t> progress;
@@ -35,11 +35,11 @@ struct Shared {
   Expectations expected;
 };
 Shared* g_shared = nullptr;
-const Check* g_check_here = nullptr;  // the one that runs in the first process
+const Check* g_check_here = nullptr;  // the check that runs in the first process
 
 [[noreturn]] void EndCheck(Verdict verdict, const std::string& note) {
   static std::mutex mutex;
-  mutex.lock();  // for good: the first thread that ends the check has the word
+  mutex.lock();  // never unlocked: only the first thread that ends the check reports
   Note(note);
   g_shared->report.verdict = verdict;
   if (g_check_here == nullptr) _exit(0);
@@ -63,7 +63,7 @@ void PrintNewRows(uint32_t* printed) {
   }
 }
 
-// Returns the first line that could be taken for one of nodecheck's.
+// Returns the first line that resembles one of nodecheck's.
 std::string FirstImitation(const std::string& output) {
   for (const char* word : {"ok ", "FAIL ", "skip ", "not run "}) {
     const std::size_t at = ("\n" + output).find(std::string("\n") + word);
@@ -72,7 +72,7 @@ std::string FirstImitation(const std::string& output) {
   return "";
 }
 
-// Returns what is wrong with how a child ended, which a check does not see; "" for nothing.
+// Returns the fault in a child's end, which its check cannot see; "" for none.
 std::string FaultOf(const common::ChildEnd& end, const Options& options) {
   const Report& report = g_shared->report;
   const std::string during = std::string(" during ") + report.doing;
@@ -102,7 +102,7 @@ Result RunCheck(const Options& options, const Check& check) {
   const auto run = [&] {
     framework::InstallCrashReport(&g_shared->report.crash);
     Run(options, check);
-    std::exit(kFinalWord);  // a sanitizer may have something to say, or a destructor of the node
+    std::exit(kFinalWord);  // runs a sanitizer's report and the node's destructors
   };
   const auto begin = std::chrono::steady_clock::now();
   Report& report = *new (&g_shared->report) Report();

@@ -7,10 +7,10 @@
 namespace nodecheck {
 namespace {
 
-// ---- The library's entry, and the callback table that it fills ----------------------------------
+// ---- The library's entry and its callback table -------------------------------------------------
 
-// Calls the entry with a table of so many bytes, all marks but for its header; those from `kept` on
-// must be the same after that.
+// Calls the entry with a table of `bytes` bytes, all set to a mark except its header; bytes from
+// `kept` on must stay unchanged.
 void CallEntry(Subject* subject, uint32_t bytes, uint32_t major, std::size_t kept) {
   const uint32_t header[4] = {bytes, major, 0, 0};
   framework::GuardedBytes table(std::max<std::size_t>(bytes, sizeof(header)));
@@ -50,9 +50,9 @@ void LongTable(Subject* subject) {
 const Check kLongTable("entry.table", "No member behind the callbacks is touched.", LongTable,
                        {&kEntryCallbacks});
 
-// ---- Records that a framework should not send: none, without a session, too short ---------------
+// ---- Invalid records: null, without a session, too short ----------------------------------------
 
-// What a node must be able to read of any record: its size and its session.
+// The part of a record that every node may read: its size and its session.
 constexpr uint32_t kLeast = 16;
 
 template <typename Visit>
@@ -69,7 +69,7 @@ constexpr uint32_t RecordSize(ChiResult (*)(Record*)) {
   return sizeof(Record);
 }
 
-// Calls with a record that holds as many bytes as it says, or up to seven more, for its alignment.
+// Calls with a record of exactly its stated size, or up to seven bytes more for its alignment.
 template <typename Record>
 void ExpectRefusal(const std::string& call, ChiResult (*callback)(Record*), uint32_t size,
                    ChiHandle session) {
@@ -122,7 +122,7 @@ void ShortRecords(Subject* subject) {
 const Check kShort("records.short", "Records below their size get an error and stay as they are.",
                    ShortRecords);
 
-// ---- Vendor tags, and what is published with each request ---------------------------------------
+// ---- Vendor tags and publications ---------------------------------------------------------------
 
 void Declared(Subject* subject) {
   subject->Node();
@@ -160,7 +160,7 @@ void Refused(Subject* subject) {
 const Check kRefusedTags("tags.refused",
                          "A framework that refuses what is published is asked once.", Refused);
 
-// Values that meet an inaccessible page at one end have room at the other, which is compared.
+// Values adjoin an inaccessible page at one end; the margin at the other end is compared.
 void Values(Subject* subject) {
   for (const auto margin : {framework::Margin::kGuardBehind, framework::Margin::kGuardBefore}) {
     Camera camera(subject, 640, 480);

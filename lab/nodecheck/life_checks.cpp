@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Lives of nodes: short ones, many, two at once; and what they do to their process.
+// Lives of nodes: short ones, many, two in parallel, and their effects on the process.
 #include <unistd.h>
 
 #include <algorithm>
@@ -24,19 +24,19 @@ void RequireNothingLeft(int64_t threads, const common::Footprint& warm,
     Require(seen <= most, what, "at most " + std::to_string(most), std::to_string(seen));
   };
   require("threads between two lives", threads, now.threads);
-  // A sanitizer talks through a pair of pipes to the program that names its frames, from the first
-  // report on, even of one that is suppressed.
+  // From its first report on, even a suppressed one, a sanitizer keeps a pair of pipes to the
+  // program that names its frames.
   const int64_t pipes = common::IsSlowMachine() ? 2 : 0;
   require("open descriptors between two lives", warm.descriptors + pipes, now.descriptors);
   if (common::IsSlowMachine()) return;
   require("KiB of resident memory", warm.resident_kib + 1024, now.resident_kib);
 }
 
-// Calls of a model that overlapped are the node's fault; the libraries are not thread-safe.
+// Fails on overlapping calls of a model: the libraries are not thread-safe.
 void RequireTurns(const Subject& subject) {
   const auto require = [&](const char* library, const char* name) {
     uint64_t (*count)() = nullptr;
-    if (subject.device.FindKnob(library, name, &count)) return;
+    if (subject.device.FindControl(library, name, &count)) return;
     Require(count() == 0, "calls of a model", "one at a time",
             std::to_string(count()) + " overlap");
   };
@@ -49,7 +49,7 @@ void AtOnce(Subject* subject) {
 }
 const Check kAtOnce("life.at_once", "Nodes that end before their first request.", AtOnce);
 
-// Without the control the model is as fast as it is.
+// Slows the model down, if the device has the control.
 void SlowDown(const Subject& subject, int call_ms) {
   auto* const delay =
       subject.FindControl<decltype(zy_set_age_gender_delay)>("zy_set_age_gender_delay");
@@ -88,7 +88,7 @@ void TwoNodes(Subject* subject) {
 const Check kTwoNodes("life.two_nodes",
                       "Two nodes in two threads; their calls of the models take turns.", TwoNodes);
 
-// Frames are small: what a memory allocator keeps of large ones depends on the threads' turns.
+// Uses small frames: an allocator keeps a varying amount of large ones.
 void ManyLives(Subject* subject) {
   subject->Node();
   const int64_t threads = common::CountThreads();
@@ -100,13 +100,13 @@ void ManyLives(Subject* subject) {
     RequireNothingLeft(threads, warm, warm);
   }
   RequireNothingLeft(threads, warm, common::MeasureFootprint(threads, subject->Patience()));
-  if (common::IsSlowMachine()) Note("resident memory says nothing here");
+  if (common::IsSlowMachine()) Note("resident memory means little here");
 }
 const Check kMany("life.many", "200 lives leave no thread, descriptor or memory behind.",
                   ManyLives);
 
 void Kept(Subject* subject) {
-  int pipes[2] = {};  // which a node may take for its own
+  int pipes[2] = {};  // which a node might close as its own
   Require(pipe(pipes) == 0, "pipe", "two descriptors", "none");
   const auto before = common::SurveyProcess();
   {
@@ -122,15 +122,15 @@ const Check kKept("process.kept",
 
 // ---- The soak: many requests, spread over many lives --------------------------------------------
 
-// Of the node that lives on this thread, where the log is that of our node.
+// Counts of this thread's node, if the log is that of our node.
 thread_local framework::OutcomeCounts t_life;
 
-// Sizes, faces and switches change on the way.
+// Runs one node with changing sizes, faces and switches.
 framework::OutcomeCounts LiveAlone(Subject* subject, uint64_t requests, bool is_hurried) {
   const framework::VendorTags& tags = framework::Framework::Get().Tags();
   LentFrame frames[] = {{64, 48, 64}, {48, 66, 48}};
   Camera camera(subject, 64, 48);
-  camera.session.LendValues(std::nullopt);  // which would take longer than all the rest
+  camera.session.LendValues(std::nullopt);  // it would take longer than everything else
   t_life = {};
   for (uint32_t i = 0; i < requests; ++i) {
     const uint32_t scene = i / 64;
@@ -155,10 +155,10 @@ framework::OutcomeCounts LiveAlone(Subject* subject, uint64_t requests, bool is_
   return t_life;
 }
 
-// A life of one of three kinds: the worker gets the time that it needs; requests come faster than
-// it takes them; two nodes live like that side by side. A frame that is taken is analysed. Only the
-// first kind is counted: a hurried worker may go from frame to frame without a rest, and which of
-// the last ones its node's end has cut off is not seen from outside.
+// Runs a life of one of three kinds: the worker gets the time it needs; requests come faster than
+// it takes them; two such nodes in parallel. Every taken frame is analysed. Only the first kind is
+// counted exactly: a hurried worker may take the next frame without a pause, and the end of its
+// node may cancel the last ones unseen.
 framework::OutcomeCounts Live(Subject* subject, uint64_t life, uint64_t requests) {
   const bool is_hurried = life % 3 != 0, is_shared = life % 3 == 2;
   const uint64_t before = framework::CountWorkers().passes;
@@ -208,7 +208,7 @@ void Soak(Subject* subject) {
     RequireNothingLeft(threads, warm, now);
   }
   RequireTurns(*subject);
-  if (all.offered == 0) Note("the node's log does not tell what became of frames");
+  if (all.offered == 0) Note("the node logs no outcomes of frames");
 }
 
 }  // namespace

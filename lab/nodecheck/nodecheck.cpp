@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// nodecheck: says whether a node behaves.
+// nodecheck: tests whether a camera node behaves.
 #include "nodecheck/nodecheck.h"
 
 #include <algorithm>
@@ -31,7 +31,7 @@ int EndOutput(int exit_code) {
   return Say("standard output: write failed", common::kExitFailure);
 }
 
-// Runs checks, each after those that it needs, and prints those that were chosen.
+// Runs checks, each after those that it needs, and prints the chosen ones.
 class Runner {
  public:
   Runner(const Options& options, std::vector<const Check*> chosen)
@@ -47,7 +47,7 @@ class Runner {
     PrintResult(result);
     results_.push_back(result);
   }
-  // Runs what a check needs. Returns the reason why it cannot be run, "" when it can.
+  // Runs the checks that a check needs. Returns the reason why it cannot run, "" if it can.
   std::string RunNeeded(const std::vector<const Check*>& needs) {
     for (const Check* needed : needs) {
       Run(*needed);
@@ -72,7 +72,7 @@ class Runner {
 
   const Options& options_;
   const std::vector<const Check*> chosen_;
-  std::map<const Check*, std::string> done_;  // "", or what was wrong
+  std::map<const Check*, std::string> done_;  // "" or the failure
   std::vector<Result> results_;
 };
 
@@ -95,7 +95,7 @@ std::vector<const Check*> Choose(const Options& options) {
   return chosen;
 }
 
-// This process opens no library and starts no thread: each of its children begins afresh.
+// Opens no library and starts no thread, so that each child process begins clean.
 int Main(const Options& options) {
   const std::vector<const Check*> chosen = Choose(options);
   if (chosen.empty()) {
@@ -147,8 +147,8 @@ const ChiNodeCallbacks& Subject::Node() {
 
 void Subject::AwaitWorkers() const {
   Doing("the workers' last passes");
-  Require(framework::WaitForRestingWorkers(Patience()), "after the requests",
-          "a worker at rest within " + std::to_string(Patience().count()) + " ms", "none");
+  Require(framework::WaitForIdleWorkers(Patience()), "after the requests",
+          "an idle worker within " + std::to_string(Patience().count()) + " ms", "none");
 }
 
 const Check kLoading("loading", "", [](Subject* subject) { subject->Entry(); }, {});

@@ -21,7 +21,7 @@ uint32_t Orientation() {
   return framework::Framework::Get().Tags().Id("brodax.device", "orientation");
 }
 
-// Sends frames of many shapes, with the device held in four ways.
+// Sends frames of many shapes at four orientations of the device.
 void SendShapes(Camera* camera, Margin margin) {
   constexpr struct {
     uint32_t width, height, pitch;
@@ -37,11 +37,11 @@ void SendShapes(Camera* camera, Margin margin) {
   }
 }
 
-// Notes whether the model is called, and which tags each request is answered with.
+// Records whether the node calls the model, and the tags of every answer.
 void Plain(Subject* subject) {
   Expectations& expected = Expected();
   auto* const tell =
-      subject->FindControl<decltype(zy_tell_age_gender_calls)>("zy_tell_age_gender_calls");
+      subject->FindControl<decltype(zy_report_age_gender_calls)>("zy_report_age_gender_calls");
   const auto note = [](void* calls, const ZyModelCall*) { *static_cast<bool*>(calls) = true; };
   if (tell != nullptr) tell(note, &expected.calls_model);
   Camera camera(subject, 640, 480);
@@ -73,7 +73,7 @@ void Kept(Subject* subject) {
 const Check kKept("requests.kept", "The input, its padding and the request's record stay the same.",
                   Kept);
 
-// Each frame is used once, so that none is opened again.
+// Uses each frame once: its planes become inaccessible afterwards.
 void Returned(Subject* subject) {
   Camera camera(subject, 320, 240);
   std::deque<LentFrame> frames;
@@ -87,7 +87,7 @@ void Returned(Subject* subject) {
 const Check kReturned("requests.returned",
                       "Planes are not touched after the return of process-request.", Returned);
 
-// Each part of a request that may be wrong, on its own.
+// Sends requests with one malformed part each.
 void Malformed(Subject* subject) {
   Camera camera(subject, 640, 480);
   for (const uint32_t pitch : {0u, 1u, 320u, 639u}) {
@@ -117,7 +117,7 @@ const Check kMalformed("requests.malformed",
 void FrameNumbers(Subject* subject) {
   Camera camera(subject, 320, 240);
   for (const uint64_t first : {UINT64_C(0), UINT64_MAX - 15}) {
-    for (uint64_t i = 0; i < 30; ++i) camera.Send(first + i);  // over the end, to 0 again
+    for (uint64_t i = 0; i < 30; ++i) camera.Send(first + i);  // past the maximum, to 0 again
   }
   for (uint64_t i = 30; i > 0; --i) camera.Send(i);
   for (int i = 0; i < 12; ++i) camera.Send(4);
@@ -144,11 +144,11 @@ void RandomMetadata(Subject* subject) {
 const Check kRandom("requests.random", "1,000 requests with random metadata; --seed has others.",
                     RandomMetadata, {&kRequestsSizes, &kTagsValues});
 
-// ---- Models that are slow or fail; all of it needs the controls of the fakes --------------------
+// ---- Slow and failing models; all checks need the controls of the fakes -------------------------
 
 std::atomic<int> g_calls{0};
 
-// The longest of so many requests that come over 0.6 seconds, or the first above the limit, in ms.
+// Returns the longest of the requests sent over 0.6 seconds, or the first above the limit, in ms.
 double LongestRequest(Camera* camera, int limit_ms) {
   std::chrono::duration<double, std::milli> longest(0);
   for (uint64_t number = 1; number <= 120 && longest.count() <= limit_ms; ++number) {
@@ -160,7 +160,7 @@ double LongestRequest(Camera* camera, int limit_ms) {
   return longest.count();
 }
 
-// The best of up to five series counts: in one, another program may have had the processor.
+// Takes the best of up to five series: in one, another program may have used the processor.
 void SlowModel(Subject* subject) {
   const int limit_ms = subject->options.limit_ms;
   const auto delay =
@@ -180,7 +180,7 @@ void SlowModel(Subject* subject) {
 }
 const Check kSlow("models.slow", "No request waits while a model call takes 500 ms.", SlowModel);
 
-// Sends requests until the model is called; false when it was not in time.
+// Sends requests until the model is called; returns false if it was not called in time.
 bool SendUntilCalled(const Subject& subject, Camera* camera) {
   g_calls = 0;
   const auto end = std::chrono::steady_clock::now() + subject.Patience();
@@ -196,7 +196,7 @@ bool SendUntilCalled(const Subject& subject, Camera* camera) {
 void FailingSetUp(Subject* subject) {
   const auto fail =
       subject->NeedControl<decltype(zy_fail_age_gender_inits)>("zy_fail_age_gender_inits");
-  subject->NeedControl<decltype(zy_tell_age_gender_calls)>("zy_tell_age_gender_calls")(
+  subject->NeedControl<decltype(zy_report_age_gender_calls)>("zy_report_age_gender_calls")(
       [](void*, const ZyModelCall*) { ++g_calls; }, nullptr);
   for (const int attempts : {1, 7, -1}) {
     fail(attempts);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A check is run in a process of its own, and gives a result.
+// Runs each check in its own process and returns its result.
 #ifndef ZY_NODECHECK_RESULT_H_
 #define ZY_NODECHECK_RESULT_H_
 
@@ -16,23 +16,23 @@ struct Result {
   const Check* check = nullptr;
   Verdict verdict = Verdict::kNone;
   std::string note;    // one line
-  std::string frames;  // of a crash, a line for each
+  std::string frames;  // of a crash, one per line
   std::string output;  // of the node
   double seconds = 0;
 };
 
-// Prepares the memory that this process shares with its checks. False without memory.
+// Prepares the memory that this process shares with its checks. Returns false without memory.
 bool PrepareRuns();
-// Runs a check in a child, which is ended when it makes no progress for the time of the options.
+// Runs a check in a child process, and ends it when it makes no progress for the options' time.
 Result RunCheck(const Options& options, const Check& check);
 // Runs a check in this process, for a debugger, prints the verdict, and ends the process.
 [[noreturn]] void RunHere(const Options& options, const Check& check);
 
-// Prints a check's line, a crash's frames, and the node's output behind a prefix.
+// Prints a check's line, a crash's frames, and the node's output with a prefix.
 void PrintResult(const Result& result);
-// Prints the counts. Returns whether no check has failed and all could be run.
+// Prints the counts. Returns whether all checks ran and none failed.
 bool PrintSummary(const std::vector<Result>& results);
-// Writes the results as JUnit does: skipped ones as skipped, those that were not run as errors.
+// Writes the results in JUnit's format: checks that did not run count as errors.
 common::Failure WriteJunit(const std::string& path, const std::vector<Result>& results);
 
 }  // namespace nodecheck

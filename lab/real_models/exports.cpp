@@ -115,7 +115,7 @@ QVAG_FaceResult QVAG_OneFaceAnalyze(const uint8_t* gray, const uint8_t* rgb, int
 // Keeps the networks for the next worker.
 void QVAG_Model_Clear() {}
 
-void zy_tell_age_gender_calls(ZyModelListener listener, void* context) {
+void zy_report_age_gender_calls(ZyModelListener listener, void* context) {
   g_age_gender_listener = {listener, context};
 }
 
@@ -155,7 +155,7 @@ int FaceGradeInterface::process(const uint8_t* rgb, int width, int height, FaceG
   return networks.error.empty() ? 0 : -1;
 }
 
-void zy_tell_face_grade_calls(ZyModelListener listener, void* context) {
+void zy_report_face_grade_calls(ZyModelListener listener, void* context) {
   g_face_grade_listener = {listener, context};
 }
 

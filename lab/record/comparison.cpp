@@ -11,7 +11,8 @@ namespace {
 
 using Flat = std::vector<std::pair<std::string, Value>>;
 
-// "slot 1 age": every list but those of tags other than the record's has a slot each.
+// Names single values, such as "slot 1 age". Every list has one value per slot, except tags other
+// than the record's.
 Flat Flatten(const std::vector<NamedValues>& values) {
   Flat flat;
   for (const NamedValues& named : values) {
@@ -33,7 +34,7 @@ const Value* Find(const Flat& values, const std::string& name) {
   return found != values.end() ? &found->second : nullptr;
 }
 
-// Figures are floats, however many digits the file has.
+// Compares figures as floats, however many digits the file has.
 bool AreEqual(const Value& a, const Value& b, double tolerance) {
   const double* const x = std::get_if<double>(&a);
   const double* const y = std::get_if<double>(&b);

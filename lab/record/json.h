@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Of this folder alone: the form of a recording's lines.
+// For this folder alone: the JSON of a recording's lines.
 #ifndef ZY_RECORD_JSON_H_
 #define ZY_RECORD_JSON_H_
 
@@ -10,18 +10,18 @@
 
 namespace record {
 
-// Keys keep their order, so that equal runs are equal texts.
+// Keeps the order of keys, so that equal runs give equal texts.
 using Json = nlohmann::ordered_json;
 
 inline std::string TextOf(const Json& json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-// The values of "out" and "why" of a request's line.
+// Returns the values of "out" and "why" of a request's line.
 Json OutOf(const RequestRecord& request);
 Json WhyOf(const RequestRecord& request);
 
-// Calls visit(key, member) for each key of a header but its version.
+// Calls visit(key, member) for each key of a header except its version.
 template <typename Header, typename Visit>
 void ForEachKey(Header& header, const Visit& visit) {
   visit("program", header.program);

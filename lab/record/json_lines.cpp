@@ -46,7 +46,7 @@ Json InOf(const RequestRecord& request) {
   return in;
 }
 
-// The figures in an answer of a model, by the names of a record's.
+// Returns a model's answer by the names of a record's figures.
 Json AnswerOf(const ModelCall& call) {
   const auto figure = [&call](std::size_t i) { return JsonOf(ValueOf(call.answer[i])); };
   if (call.model == Model::kFaceGrade) return {{"score", figure(0)}};

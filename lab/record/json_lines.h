@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What is written of a run as JSON. docs/camsim.md has the keys.
+// Writes a run as JSON. docs/camsim.md lists the keys.
 #ifndef ZY_RECORD_JSON_LINES_H_
 #define ZY_RECORD_JSON_LINES_H_
 
@@ -14,20 +14,20 @@ namespace record {
 
 inline constexpr int kRecordingVersion = 1;
 
-// The lines of a recording, each with its line break.
+// Returns a line of a recording with its line break.
 std::string LineOf(const RunHeader& header);
 std::string LineOf(const Event& event);
-// `is_timed` is for a run in real time.
+// Adds times if `is_timed`, for a run in real time.
 std::string LineOf(const RequestRecord& request, bool is_timed);
 std::string LineOf(const PassRecord& pass);
 
-// Parts of a line, for outputs that quote a recording.
+// Returns parts of a line, for outputs that quote a recording.
 std::string TextOf(const Value& value);
-// The keys of a header, each with its value or, of the device, with all of them.
+// Returns the keys of a header, each with its value or, for the device, all its values.
 std::vector<std::pair<std::string, std::vector<std::string>>> ItemsOf(const RunHeader& header);
 
-// Writes the run as a recording. Each line leaves at once, so that a reader is never behind and an
-// interrupt loses nothing; whether it arrived is for the owner of the file to ask.
+// Writes the run as a recording. Each line is flushed, so that readers are never behind and an
+// interrupt loses nothing. The owner of the file checks for write errors.
 class JsonLines : public RunListener {
  public:
   JsonLines(bool has_passes, std::FILE* to) : has_passes_(has_passes), to_(to) {}

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a node published with a request.
+// The values that a node published with a request.
 #ifndef ZY_RECORD_PUBLISHED_H_
 #define ZY_RECORD_PUBLISHED_H_
 
@@ -14,8 +14,8 @@ namespace record {
 
 using framework::kSlots;
 
-// An element of a tag as a recording has it, or nothing. A figure is the number with the fewest
-// digits that give the same float; "nan", "inf" and "-inf" are texts.
+// An element of a tag as in a recording, or nothing. A figure is the number with the fewest digits
+// that give the same float; "nan", "inf" and "-inf" are texts.
 using Value = std::variant<std::monostate, int64_t, double, std::string>;
 Value ValueOf(float figure);
 
@@ -26,7 +26,7 @@ struct NamedValues {
 };
 
 struct Published {
-  framework::ResultRecord result = {};  // all zero when none came
+  framework::ResultRecord result = {};  // all zero without a record
   std::vector<NamedValues> values;      // the record by its fields, then every other tag
 };
 

@@ -16,7 +16,7 @@ namespace {
 
 // ---- The form of a line -------------------------------------------------------------------------
 
-// What a tag of this type may be.
+// Returns the form of a tag of this type.
 template <typename T>
 Json FormOf() {
   const char* const integer = "-2147483648..2147483647";
@@ -26,10 +26,10 @@ Json FormOf() {
   if constexpr (std::is_class_v<T>) return {integer, sizeof(T) / sizeof(int32_t)};
 }
 
-// recording_form.json, with a form for each kind of line by its first key ("request" may stand
-// elsewhere). An object names its keys ("*" for any), a list its element and their number (0 for
-// any); LOWEST..HIGHEST is an integer, a text that begins with = lists what it may be. The tags and
-// the outcomes are those of the program.
+// Returns recording_form.json, with one form for each kind of line by its first key ("request" may
+// come later). An object lists its keys ("*" for any), a list its element and their number (0 for
+// any). LOWEST..HIGHEST is an integer; a text that begins with = lists the allowed values. Tags and
+// outcomes come from the program.
 Json MakeForm() {
   Json form = Json::parse(
 #include "record/recording_form.json.inc"
@@ -65,7 +65,7 @@ bool IsInteger(const Json& value, const std::string& range) {
   return value.get<int64_t>() >= lowest;
 }
 
-// What a tag may hold: a number, a text, or a list of such.
+// Returns whether a tag may have the value: a number, a text, or a list of them.
 bool IsTagValue(const Json& value) {
   const auto is_plain = [](const Json& v) { return v.is_number() || v.is_string(); };
   return is_plain(value) || (value.is_array() && std::all_of(value.begin(), value.end(), is_plain));
@@ -103,7 +103,7 @@ common::Failure Check(const std::string& key, const Json& value, const Json& for
     const std::string path = key.empty() ? name : key + "." + name;
     const char* const known = form.contains(name) ? name.c_str() : "*";
     if (!form.contains(known)) return Wrong(path, "is unknown");
-    // A tag that is absent.
+    // // absent tag
     if (key == "in" && member.is_null()) continue;
     if (common::Failure failure = Check(path, member, form[known])) return failure;
   }
@@ -111,11 +111,11 @@ common::Failure Check(const std::string& key, const Json& value, const Json& for
 }
 
 common::Failure CheckLine(const Json& json, bool is_first) {
-  if (!json.is_object() || json.empty()) return common::Fail("is no JSON object");
+  if (!json.is_object() || json.empty()) return common::Fail("is not a JSON object");
   const std::string kind = json.contains("request") ? "request" : json.begin().key();
   if (!Form().contains(kind)) return Wrong(kind, "is unknown");
   if (kind == "recording") {
-    if (!is_first) return Wrong(kind, "stands in the first line only");
+    if (!is_first) return Wrong(kind, "belongs in the first line only");
     if (json[kind] != kRecordingVersion) {
       return Wrong(kind, "is of version " + json[kind].dump() + ", this program reads version " +
                              std::to_string(kRecordingVersion));
@@ -124,7 +124,7 @@ common::Failure CheckLine(const Json& json, bool is_first) {
   return Check("", json, Form()[kind]);
 }
 
-// ---- What a checked line says -------------------------------------------------------------------
+// ---- The content of a checked line --------------------------------------------------------------
 
 Value ValueOf(const Json& json) {
   if (json.is_string()) return json.get<std::string>();
@@ -239,7 +239,7 @@ common::Failure ParseRecording(std::string_view text, Recording* recording) {
     }
     if (json.contains("request")) {
       const auto number = json["request"].get<int64_t>();
-      if (number <= last) return common::Fail(about + ": request: does not rise");
+      if (number <= last) return common::Fail(about + ": request: must increase");
       last = number;
       recording->steps.push_back({line, number, RequestOf(json)});
     } else if (json.contains("recording")) {

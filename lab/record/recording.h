@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// A run as a text file, one JSON object a line: a header, then what was sent with each request and
-// what came back, and between them what happened to the device. The same file, or one that a person
-// writes, is a script: it says what the next run sends. docs/camsim.md has the keys.
+// A run as a text file, one JSON object per line: a header, then the input and the results of each
+// request, and between them the device's events. The same file, or one written by hand, is a script
+// for the next run. docs/camsim.md lists the keys.
 #ifndef ZY_RECORD_RECORDING_H_
 #define ZY_RECORD_RECORDING_H_
 
@@ -20,17 +20,17 @@
 
 namespace record {
 
-// The longest line and the largest file that are read, in bytes.
+// Limits of a line and a file, in bytes.
 inline constexpr std::size_t kMaxLine = std::size_t{1} << 20;
 inline constexpr std::size_t kMaxRecording = std::size_t{1} << 28;
 
-// What a line of a script says of the tags: nothing of one that stays as it was, and of one that is
-// absent from here on that it has no value.
+// The change of a tag in a line of a script: nothing if the tag is unchanged, an empty value if it
+// is absent from here on.
 template <typename T>
 using Change = std::optional<std::optional<T>>;
 using StateChange = framework::InputTags<Change>;
 
-// What a line says of a request.
+// The input of one request.
 struct RequestStep {
   std::optional<int64_t> frame_index;
   StateChange change;
@@ -38,29 +38,29 @@ struct RequestStep {
   // line changes as well come first.
   std::optional<std::vector<common::Rect>> faces;
   Returned returned;
-  bool is_recorded = false;  // something came back
+  bool is_recorded = false;  // the line has results
 };
 
 struct Step {
   int line = 0;                 // in the file, from 1
-  int64_t request = INT64_MAX;  // its number, or that of the one before which the event happens
+  int64_t request = INT64_MAX;  // its number; of an event, the number of the next request
   std::variant<RequestStep, Event> what;
 };
 
 struct Recording {
-  std::optional<RunHeader> header;  // a script may have none
+  std::optional<RunHeader> header;  // optional in a script
   std::vector<Step> steps;
 };
 
-// Reads a recording or a script. What its form does not know is a failure, whose message begins
-// with the line's number and the key. Any thread.
+// Parses a recording or a script. Unknown parts are failures; the message begins with the line's
+// number and the key. Any thread.
 common::Failure ParseRecording(std::string_view text, Recording* recording);
-// As above, from a file or standard input ("-"); the message begins with its name. Keeps the text
-// too where it is asked for.
+// Does the same for a file or standard input ("-"); the message begins with its name. Optionally
+// returns the text.
 common::Failure ReadRecording(const std::string& path, Recording* recording,
                               std::string* text = nullptr);
 
-// Adds all requests of two recordings.
+// Compares all requests of two recordings.
 void CompareRecordings(const Recording& run, const Recording& other, Comparison* comparison);
 
 }  // namespace record

@@ -36,7 +36,7 @@ class ReplayCheck : public RunListener {
   }
 
  private:
-  // The next recorded request, up to this number.
+  // Returns the next recorded request, up to this number.
   const RequestStep* NextUpTo(int64_t number) {
     while (at_ < recorded_.steps.size() && recorded_.steps[at_].request <= number) {
       const auto* const step = std::get_if<RequestStep>(&recorded_.steps[at_++].what);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A run as data: what is known of each request, of each pass of a worker, and of the whole.
+// A run as data: each request, each pass of a worker, and the summary.
 #ifndef ZY_RECORD_REQUEST_RECORD_H_
 #define ZY_RECORD_REQUEST_RECORD_H_
 
@@ -26,13 +26,13 @@ using framework::Outcome;
 using framework::SlotWhy;
 using framework::Why;
 
-// Microseconds since the run began.
+// In microseconds since the run began.
 struct Span {
   int64_t at = 0;
   int64_t took = 0;
 };
 
-// One request with what it carried and what came back.
+// One request: its input and its results.
 struct RequestRecord {
   int64_t number = 0;
   int64_t frame_index = 0;  // in the input
@@ -41,14 +41,15 @@ struct RequestRecord {
   std::vector<common::Rect> faces;  // in picture pixels
   Published out;
   Outcome outcome = Outcome::kNotOffered;
-  std::optional<framework::Reasons> why;  // nothing of a node that does not tell
+  std::optional<framework::Reasons> why;  // nothing for a foreign node
   std::optional<int64_t> figures_age;     // requests since the one whose frame gave the figures
-  Span time;                              // measured in real time, else its place at an even rate
+  Span time;                              // measured in real time, else synthetic at an even rate
 
   bool HasFigures() const {
     return why && std::any_of(why->begin(), why->end(), std::mem_fn(&SlotWhy::HasFigures));
   }
-  // The reasons of a slot in a few words; empty where it has all figures, or nobody tells.
+  // Returns the reasons of a slot in a few words; empty if it has all figures or there are no
+  // reasons.
   std::string WhyText(std::size_t slot) const { return why ? TextOf((*why)[slot]) : ""; }
 };
 
@@ -57,28 +58,28 @@ enum class Model { kAgeAndGender, kFaceGrade };
 inline constexpr const char* kModelNames[] = {"age and gender", "face grade"};
 inline const char* NameOf(Model model) { return kModelNames[static_cast<int>(model)]; }
 
-// One call of a model library, as the library told it.
+// One call of a model library, as it reported it.
 struct ModelCall {
   Model model;
   Span time;
-  common::Rect face;            // in the picture that it saw
+  common::Rect face;            // in the model's picture
   std::array<float, 4> answer;  // age, prop and gender; or the score first
-  std::optional<int> slot;      // of the face; nothing of a node that is not known
+  std::optional<int> slot;      // of the face; nothing for a foreign node
 };
 
-// What a worker did with a frame that was handed over.
+// The pass of a worker over a frame.
 struct PassRecord {
   int64_t request = 0;
-  Span handed_over;  // the request's own time
+  Span handed_over;  // the time of the request
   int worker = 1;    // counts the pipelines of a run
   Span time;
-  std::vector<int> slots;  // whose faces each model sees, in this order
+  std::vector<int> slots;  // the slots of the faces, in the order of the models' calls
   std::vector<ModelCall> calls;
-  media::Picture seen;  // upright, as the models got it; empty where no library tells
+  media::Picture seen;  // upright, the models' input; empty if no library reports it
 };
 
-// What happens to the device between two requests: settings of its libraries or of its properties
-// (one without a value is unset), or the pipeline's restart, which has none.
+// An event between two requests: settings of the device's libraries or properties (one without a
+// value is unset), or the pipeline's restart, which has none.
 struct Event {
   enum Kind { kPipeline, kDevice, kProperty };
   Kind kind;
@@ -86,12 +87,12 @@ struct Event {
 };
 inline constexpr const char* kEventNames[] = {"pipeline", "device", "property"};
 
-// What holds for a whole run: the first line of its recording. A script may leave anything out.
+// Facts about a whole run: the first line of its recording. A script may omit any.
 struct RunHeader {
   std::string program, node, build_id;
   std::vector<std::pair<std::string, std::string>> device;  // libraries by name, with their paths
   std::string input;
-  common::Size size;  // 0x0 where it is left out, as for the buffer
+  common::Size size;  // 0x0 if omitted, like the buffer
   bool raw = false;
   int stride = 0;
   std::optional<bool> upright;
@@ -110,7 +111,7 @@ struct Summary {
   int64_t taken = 0;
   int64_t unknown = 0;
   uint64_t analysed = 0;
-  std::string pace;  // how well the rate was kept, of a run in real time
+  std::string pace;  // the achieved rate of a run in real time
 
   int64_t HandedOver() const { return skipped + dropped + taken; }
   void Count(Outcome outcome) {
@@ -127,7 +128,7 @@ inline std::string LineOf(const Summary& summary) {
   const auto count = [](auto number, const char* text) { return std::to_string(number) + text; };
   std::string line = count(summary.sent, " requests sent, ");
   if (summary.unknown != 0) {
-    line += count(summary.taken, " seen taken; the node does not tell of the others; ");
+    line += count(summary.taken, " seen taken; the node does not log the others; ");
   } else {
     line += count(summary.HandedOver(), " handed over: ") + count(summary.taken, " taken, ") +
             count(summary.dropped, " dropped, ") +

@@ -8,19 +8,19 @@
 
 namespace record {
 
-// Shows, stores or compares a run: each output is one of these. Called on the request thread, in
-// the order in which things happen. A failure ends the run.
+// Shows, stores or compares a run: each output is one. Called on the request thread, in the order
+// of events. A failure ends the run.
 class RunListener {
  public:
   virtual ~RunListener() = default;
   virtual void Begin(const RunHeader&) {}
   virtual void OnEvent(const Event&) {}
-  // `picture` is the frame as it is looked at, not turned for the sensor.
+  // `picture` is the upright frame, not turned for the sensor.
   virtual common::Failure OnRequest(const RequestRecord& request,
                                     const media::Nv12Frame& picture) = 0;
-  // Comes behind the request whose frame the pass is over.
+  // Follows the request whose frame the pass analysed.
   virtual void OnPass(const PassRecord&) {}
-  // The run is over; not called for one that sent nothing.
+  // Ends the run; not called for a run without requests.
   virtual common::Failure Finish(const Summary&) { return std::nullopt; }
 };
 

@@ -16,7 +16,7 @@ constexpr int kRequestThread = 1;
 
 int ThreadOf(int worker) { return kRequestThread + worker; }
 
-// The last microsecond inside a slice. None is without length: it would not be seen.
+// Returns the last microsecond of a slice, which has at least one to be visible.
 int64_t LastOf(Span time) { return time.at + std::max<int64_t>(time.took, 1) - 1; }
 
 const char* ReasonOf(Outcome outcome) {
@@ -25,7 +25,7 @@ const char* ReasonOf(Outcome outcome) {
   return nullptr;
 }
 
-// Writes events as they come.
+// Writes events immediately.
 class Trace : public RunListener {
  public:
   explicit Trace(std::FILE* to) : to_(to) {}

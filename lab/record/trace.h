@@ -9,7 +9,7 @@
 
 namespace record {
 
-// Writes a run over time, as trace events that a trace viewer opens. The file stays the caller's.
+// Writes a run over time, as events for a trace viewer. The file stays the caller's.
 std::unique_ptr<RunListener> MakeTrace(std::FILE* to);
 
 }  // namespace record

@@ -170,8 +170,7 @@ class Play {
   void Rest() {
     { std::lock_guard<std::mutex> lock(g_turns); }
     framework::HoldSignals(false);
-    fuzz::Require(framework::WaitForRestingWorkers(std::chrono::seconds(60)),
-                  "workers become idle");
+    fuzz::Require(framework::WaitForIdleWorkers(std::chrono::seconds(60)), "workers become idle");
     framework::HoldSignals(true);
     { std::lock_guard<std::mutex> lock(g_turns); }
   }

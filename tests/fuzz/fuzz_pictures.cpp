@@ -36,7 +36,7 @@ static void ReadFrames(fuzz::Script& script) {
     if (frame.bytes.size() < 50'000) Require(!media::Nv12ToPicture(frame).rgb.empty(), "a picture");
   }
   const bool is_line = !failure || failure->message.find('\n') == std::string::npos;
-  Require(is_line, "a failure is told in a line");
+  Require(is_line, "a failure has a one-line message");
 }
 
 // Parses a recording: it fails with one line, or every value is usable.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "camsim/knobs.h"
+#include "camsim/device_controls.h"
 
 #include <algorithm>
 #include <optional>
@@ -16,22 +16,22 @@ constexpr char kProperties[] = "libcutils.so";
 constexpr char kModel[] = "libQVFD_AgeGender.so";
 constexpr char kGrader[] = "libFaceGrade.so";
 
-template <typename Knob, typename... Values>
+template <typename Control, typename... Values>
 common::Failure Set(const framework::Device& device, const char* library, const char* name,
                     bool tries, Values... values) {
-  Knob* knob = nullptr;
-  common::Failure failure = device.FindKnob(library, name, &knob);
-  if (!failure && !tries) knob(values...);
+  Control* control = nullptr;
+  common::Failure failure = device.FindControl(library, name, &control);
+  if (!failure && !tries) control(values...);
   return failure;
 }
 
 template <record::Model model>
-void Told(void* passes, const ZyModelCall* call) {
-  static_cast<PassWatch*>(passes)->Told(model, *call);
+void OnCall(void* passes, const ZyModelCall* call) {
+  static_cast<PassWatch*>(passes)->OnCall(model, *call);
   framework::NodeWatch::NoteModelCall();
 }
 
-// Settings of a recording.
+// Settings in a recording.
 constexpr char kModelDelay[] = "model_delay_ms";
 constexpr char kFailingInits[] = "failing_inits";
 
@@ -65,7 +65,8 @@ void RemoveGiven(const Options& options, record::Event* event) {
   }
 }
 
-common::Failure SetKnobs(const framework::Device& device, const record::Event& event, bool tries) {
+common::Failure ApplyEvent(const framework::Device& device, const record::Event& event,
+                           bool tries) {
   for (const auto& [name, value] : event.settings) {
     const auto* const text = std::get_if<std::string>(&value);
     const auto* const number = std::get_if<int64_t>(&value);
@@ -88,11 +89,11 @@ common::Failure SetKnobs(const framework::Device& device, const record::Event& e
   return std::nullopt;
 }
 
-void TellCalls(const framework::Device& device, PassWatch* passes) {
-  Set<decltype(zy_tell_age_gender_calls)>(device, kModel, "zy_tell_age_gender_calls", false,
-                                          Told<record::Model::kAgeAndGender>, passes);
-  Set<decltype(zy_tell_face_grade_calls)>(device, kGrader, "zy_tell_face_grade_calls", false,
-                                          Told<record::Model::kFaceGrade>, passes);
+void ReportCalls(const framework::Device& device, PassWatch* passes) {
+  Set<decltype(zy_report_age_gender_calls)>(device, kModel, "zy_report_age_gender_calls", false,
+                                            OnCall<record::Model::kAgeAndGender>, passes);
+  Set<decltype(zy_report_face_grade_calls)>(device, kGrader, "zy_report_face_grade_calls", false,
+                                            OnCall<record::Model::kFaceGrade>, passes);
 }
 
 }  // namespace camsim
