@@ -6,6 +6,7 @@
 
 #include "camkit/operations.h"
 #include "camkit/options.h"
+#include "common/escape.h"
 #include "common/exit_code.h"
 #include "common/failure.h"
 #include "common/replaced_file.h"
@@ -16,7 +17,7 @@ namespace camkit {
 namespace {
 
 int Say(const common::Failure& failure, int exit_code) {
-  std::fprintf(stderr, "camkit: %s\n", failure->message.c_str());
+  std::fprintf(stderr, "camkit: %s\n", common::Escaped(failure->message).c_str());
   return exit_code;
 }
 

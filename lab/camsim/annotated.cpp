@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "common/escape.h"
 #include "media/annotate.h"
 #include "media/y4m_writer.h"
 
@@ -114,11 +115,9 @@ common::Failure AnnotatedPicture::OnRequest(const RequestRecord& request,
 }
 
 common::Failure AnnotatedPicture::Finish(const record::Summary&) {
-  common::ReplacedFile file;
-  common::Failure failure = file.Create(path_);
-  if (!failure) failure = media::WritePng(Annotate(picture_, request_, caption_), &file);
-  if (!failure) failure = file.Complete();
-  if (!failure) std::fprintf(to_text_, "annotated picture: %s\n", path_.c_str());
+  common::Failure failure = media::WritePng(Annotate(picture_, request_, caption_), file_);
+  const std::string name = common::Escaped(path_);
+  if (!failure) std::fprintf(to_text_, "annotated picture: %s\n", name.c_str());
   return failure;
 }
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "common/geometry.h"
+#include "common/replaced_file.h"
 #include "media/nv12.h"
 #include "media/picture.h"
 #include "record/run_listener.h"
@@ -27,15 +28,17 @@ record::RequestRecord WithFigures(const record::RequestRecord& frame,
 // Writes the last frame that best shows the node's results.
 class AnnotatedPicture : public record::RunListener {
  public:
-  // Prints the picture's path to `to_text`.
-  AnnotatedPicture(std::string path, std::string caption, std::FILE* to_text)
-      : path_(std::move(path)), caption_(std::move(caption)), to_text_(to_text) {}
+  // Names `path` in a line to `to_text`; completing the file stays with its owner.
+  AnnotatedPicture(std::string path, std::string caption, common::ReplacedFile* file,
+                   std::FILE* to_text)
+      : path_(std::move(path)), caption_(std::move(caption)), file_(file), to_text_(to_text) {}
   common::Failure OnRequest(const record::RequestRecord& request,
                             const media::Nv12Frame& picture) override;
   common::Failure Finish(const record::Summary& summary) override;
 
  private:
   const std::string path_, caption_;
+  common::ReplacedFile* const file_;
   std::FILE* const to_text_;
   int rank_ = -1;
   record::RequestRecord request_;

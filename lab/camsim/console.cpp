@@ -5,6 +5,7 @@
 
 #include <cstdio>
 
+#include "common/escape.h"
 #include "framework/log_watch.h"
 #include "platform/android_log.h"
 
@@ -27,8 +28,7 @@ void Progress::End() {
 void Progress::Print(const std::string& line) {
   std::lock_guard<std::mutex> lock(mutex_);
   Clear();
-  const bool ends = !line.empty() && line.back() == '\n';
-  std::fprintf(stderr, "%s%s", line.c_str(), ends ? "" : "\n");
+  std::fprintf(stderr, "%s\n", common::Escaped(line).c_str());
 }
 
 void Progress::Clear() {

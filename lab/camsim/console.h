@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// The terminal: output on standard error, and interrupts.
+// The terminal: output on standard error.
 #ifndef ZY_CAMSIM_CONSOLE_H_
 #define ZY_CAMSIM_CONSOLE_H_
 
-#include <atomic>
-#include <csignal>
 #include <mutex>
 #include <string>
 
@@ -22,7 +20,7 @@ class Progress {
   void Show(const std::string& text);
   // Removes it.
   void End();
-  // Prints a line, with a line break if it has none.
+  // Escapes and prints a line, with a line break.
   void Print(const std::string& line);
 
  private:
@@ -41,23 +39,6 @@ class LogFilter {
   LogFilter(const LogFilter&) = delete;
   LogFilter& operator=(const LogFilter&) = delete;
 };
-
-// ---- Interrupts ---------------------------------------------------------------------------------
-
-inline std::atomic<bool> g_interrupted{false};
-static_assert(std::atomic<bool>::is_always_lock_free);  // a signal handler sets it
-
-// Lets SIGINT and SIGTERM only set a flag and end a waiting read or sleep; the second signal of a
-// kind ends the program at once.
-inline void CatchInterrupts() {
-  struct sigaction action = {};
-  action.sa_handler = [](int) { g_interrupted = true; };
-  action.sa_flags = static_cast<int>(SA_RESETHAND);
-  sigaction(SIGINT, &action, nullptr);
-  sigaction(SIGTERM, &action, nullptr);
-}
-
-inline bool Interrupted() { return g_interrupted; }
 
 }  // namespace camsim
 

@@ -98,11 +98,11 @@ std::optional<std::vector<common::Rect>> DeviceInput::RawFaces(Size sent) const 
   std::vector<common::Rect> faces;
   for (std::size_t i = 0; i + 4 <= rects.size(); i += 4) {
     const auto edge = [&](std::size_t at, int size, int whole) {
-      return static_cast<int>(rects[i + at] / factor * size / std::max(1, whole));
+      return rects[i + at] / factor * size / std::max(1, whole);
     };
-    const int x = edge(0, sent.width, sensor.width), y = edge(1, sent.height, sensor.height);
-    faces.push_back({x, y, edge(2, sent.width, sensor.width) - x + 1,
-                     edge(3, sent.height, sensor.height) - y + 1});
+    const int64_t x = edge(0, sent.width, sensor.width), y = edge(1, sent.height, sensor.height);
+    faces.push_back(common::ClampedRect(x, y, edge(2, sent.width, sensor.width) - x + 1,
+                                        edge(3, sent.height, sensor.height) - y + 1));
   }
   return faces;
 }

@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 
 #include "camsim/upright.h"
+#include "record/recording.h"
 
 namespace camsim {
 namespace {
@@ -65,6 +66,9 @@ common::Failure Frames::GoTo(int64_t index) {
 }
 
 common::Failure Frames::Next(bool* at_end) {
+  // A recording has no larger index.
+  *at_end = next_ > record::kMaxFrameIndex;
+  if (*at_end) return std::nullopt;
   common::Failure failure = source_->Next(&picture_, at_end);
   if (!failure && !*at_end) ++next_;
   return failure;

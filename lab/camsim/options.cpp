@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "common/command_line.h"
+#include "record/recording.h"
 
 namespace camsim {
 namespace {
@@ -162,6 +163,7 @@ void AddInput(common::Command* command, Options* options, Size* size,
   const common::CommandOption given =
       command->Add("--face", faces, "a face in picture pixels; may be repeated")
           .Shows("X,Y,W,H")
+          .Takes(1, static_cast<int>(record::kMaxFaces))
           .Repeats()
           .Checks(check_face);
   AddParsed(command, "--faces", ParseFoundFaces, &options->found_faces,

@@ -5,8 +5,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
 #include <utility>
 
 #include "camsim/annotated.h"
@@ -24,11 +22,11 @@ namespace {
 constexpr char kFakeCaption[] = "figures of fake models,\nno estimates of a person";
 constexpr char kRealCaption[] = "estimates by a small network,\nno basis for decisions";
 
-// Returns whether an open file is standard output, under any name: text must not share a file with
-// other output. Devices that accept everything are allowed.
-bool IsStandardOutput(int descriptor) {
+// Returns whether a file is standard output, under any name: text must not share a file with other
+// output. Devices that accept everything are allowed.
+bool IsStandardOutput(const std::string& path) {
   struct stat file = {}, out = {};
-  if (fstat(descriptor, &file) != 0 || fstat(STDOUT_FILENO, &out) != 0) return false;
+  if (stat(path.c_str(), &file) != 0 || fstat(STDOUT_FILENO, &out) != 0) return false;
   const bool may_be = !S_ISCHR(out.st_mode) || isatty(STDOUT_FILENO) != 0;
   return may_be && file.st_dev == out.st_dev && file.st_ino == out.st_ino;
 }
@@ -41,129 +39,126 @@ bool IsInput(const std::string& path, const std::string& input) {
   return has_input && common::IsSameFile(output, in);
 }
 
-// Empties a regular file, after all outputs are known to be different files.
-common::Failure Empty(std::FILE* file, const std::string& path) {
-  struct stat status = {};
-  if (file == nullptr || file == stdout || fstat(fileno(file), &status) != 0 ||
-      !S_ISREG(status.st_mode)) {
-    return std::nullopt;
-  }
-  return ftruncate(fileno(file), 0) == 0 ? std::nullopt : common::SystemFailure(path);
-}
-
 }  // namespace
 
 Outputs::Outputs(const Options& options)
     : options_(options),
-      outputs_{{{options.annotated == kNoPicture ? "" : options.annotated, "the picture",
-                 Opened::kToTry, nullptr},
-                {options.jsonl, "the JSON lines", Opened::kAsStream, nullptr},
-                {options.annotated_clip, "the clip", Opened::kAsStream, nullptr},
-                {options.trace, "the trace", Opened::kAsFile, nullptr},
-                {options.report, "the report", Opened::kAsFile, nullptr}}} {}
-
-Outputs::~Outputs() {
-  const Output& picture = outputs_[kPicture];
-  struct stat status = {};
-  if (picture.was_made && stat(picture.path.c_str(), &status) == 0 && status.st_size == 0) {
-    unlink(picture.path.c_str());
-  }
-}
+      text_("standard output", STDOUT_FILENO),
+      files_{{{options.annotated == kNoPicture ? "" : options.annotated, "the picture", {}},
+              {options.trace, "the trace", {}},
+              {options.report, "the report", {}}}},
+      streams_{{{options.jsonl, "the JSON lines", nullptr, nullptr, false},
+                {options.annotated_clip, "the clip", nullptr, nullptr, false}}} {}
 
 common::Failure Outputs::Open() {
-  for (Output& output : outputs_) {
-    if (common::Failure failure = Open(&output)) return failure;
+  common::Failure failure = OpenAll();
+  for (const Stream& stream : streams_) {
+    if (failure && stream.was_made) unlink(stream.path.c_str());
+  }
+  return failure;
+}
+
+common::Failure Outputs::OpenAll() {
+  for (Stream& stream : streams_) {
+    if (common::Failure failure = Open(&stream)) return failure;
+  }
+  for (File& file : files_) {
+    if (file.path.empty()) continue;
+    if (IsStandardOutput(file.path)) return common::Fail(file.path + ": is standard output");
+    if (common::Failure failure = file.file.Create(file.path)) return failure;
   }
   if (common::Failure failure = CheckApart()) return failure;
-  for (const Output& output : outputs_) {
-    if (common::Failure failure = Empty(output.file.get(), output.path)) return failure;
+  for (const Stream& stream : streams_) {
+    if (stream.own == nullptr) continue;
+    // Fails for what is no regular file, which holds nothing.
+    [[maybe_unused]] const int status = truncate(stream.path.c_str(), 0);
   }
   return std::nullopt;
 }
 
-common::Failure Outputs::Open(Output* output) {
-  if (output->path.empty()) return std::nullopt;
-  const bool is_stream = output->opened == Opened::kAsStream;
-  if (is_stream && output->path == "-") {
-    output->file.reset(stdout);
-    return std::nullopt;
-  }
-  const char* const path = output->path.c_str();
-  output->was_made = access(path, F_OK) != 0;
-  const int descriptor = open(path, O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-  if (descriptor < 0) return common::SystemFailure(output->path);
-  const bool is_standard_output = IsStandardOutput(descriptor);
-  if (is_standard_output || output->opened == Opened::kToTry) close(descriptor);
-  if (is_standard_output && !is_stream) {
-    return common::Fail(output->path + ": is standard output");
-  }
-  if (output->opened == Opened::kToTry) return std::nullopt;
-  output->file.reset(is_standard_output ? stdout : fdopen(descriptor, "w"));
-  return output->file != nullptr ? std::nullopt : common::SystemFailure(output->path);
+common::Failure Outputs::Open(Stream* stream) {
+  const std::string& path = stream->path;
+  if (path.empty()) return std::nullopt;
+  stream->to = &text_;
+  if (path == "-" || IsStandardOutput(path)) return std::nullopt;
+  stream->was_made = access(path.c_str(), F_OK) != 0;
+  const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+  if (descriptor < 0) return common::SystemFailure(path);
+  stream->own = std::make_unique<common::OutputStream>(path, descriptor);
+  stream->to = stream->own.get();
+  return std::nullopt;
 }
 
 common::Failure Outputs::CheckApart() const {
-  if (FileOf(kJsonLines) == stdout && FileOf(kClip) == stdout) {
+  if (streams_[kJsonLines].to == &text_ && streams_[kClip].to == &text_) {
     return common::Fail("standard output: cannot hold both the JSON lines and the clip");
   }
-  for (const Output& output : outputs_) {
+  // A name, the file that it stands for, and the use of it.
+  std::vector<std::array<std::string, 3>> outputs;
+  for (const Stream& stream : streams_) {
+    if (stream.own != nullptr) outputs.push_back({stream.path, stream.path, stream.what});
+  }
+  for (const File& file : files_) {
+    if (!file.path.empty()) outputs.push_back({file.path, file.file.Target(), file.what});
+  }
+  for (const auto& [path, target, what] : outputs) {
     for (const std::string& input : {options_.source.input, options_.script, options_.replay}) {
-      if (IsInput(output.path, input)) {
-        return common::Fail(output.path + ": is also the input");
-      }
+      if (IsInput(path, input)) return common::Fail(path + ": is also the input");
     }
-    for (const Output& other : outputs_) {
-      if (&other == &output) break;
-      if (!common::IsSameFile(output.path, other.path)) continue;
-      return common::Fail(other.path + ": cannot hold both " + other.what + " and " + output.what);
+    for (const auto& [other, other_target, other_what] : outputs) {
+      if (other_what == what) break;
+      if (!common::IsSameFile(path, other) && (target.empty() || target != other_target)) continue;
+      return common::Fail(other + ": cannot hold both " + other_what + " and " + what);
     }
   }
   return std::nullopt;
 }
 
 std::vector<std::unique_ptr<record::RunListener>> Outputs::Listeners(
-    const std::string& rate, const record::Recording& recorded, record::Comparison* comparison) {
+    const std::string& rate, const record::RecordingFile& recorded,
+    record::Comparison* comparison) {
+  common::OutputStream *const lines = streams_[kJsonLines].to, *const clip = streams_[kClip].to;
   std::FILE* const text = Text();
   const bool is_replay = !options_.replay.empty();
   const std::string caption = options_.real_models ? kRealCaption : kFakeCaption;
   std::vector<std::unique_ptr<record::RunListener>> listeners;
   const auto add = [&listeners](auto listener) { listeners.push_back(std::move(listener)); };
-  if (std::FILE* const file = FileOf(kJsonLines))
-    add(std::make_unique<record::JsonLines>(options_.passes, file));
-  if (std::FILE* const file = FileOf(kTrace)) add(record::MakeTrace(file));
-  if (std::FILE* const file = FileOf(kReport)) add(std::make_unique<Page>(file));
+  if (lines != nullptr) add(std::make_unique<record::JsonLines>(options_.passes, lines->File()));
+  if (std::FILE* const file = files_[kTrace].file.File()) add(record::MakeTrace(file));
+  if (std::FILE* const file = files_[kReport].file.File()) add(std::make_unique<Page>(file));
   if (is_replay) {
     const int64_t last = options_.requests != 0 ? options_.requests : INT64_MAX;
     add(std::make_unique<record::ReplayCheck>(recorded, last, comparison, text));
   }
   // A replay prints differences instead of rows.
-  const TableOptions table = {text == stdout && !is_replay, options_.all, options_.real_models};
+  const TableOptions table = {text != stderr && !is_replay, options_.all, options_.real_models};
   add(std::make_unique<Table>(table, text));
-  if (std::FILE* const file = FileOf(kClip)) {
-    add(std::make_unique<AnnotatedClip>(outputs_[kClip].path, caption, rate, file));
+  if (clip != nullptr) {
+    add(std::make_unique<AnnotatedClip>(streams_[kClip].path, caption, rate, clip->File()));
   }
-  if (const std::string& path = outputs_[kPicture].path; !path.empty()) {
-    add(std::make_unique<AnnotatedPicture>(path, caption, text));
+  if (File& picture = files_[kPicture]; !picture.path.empty()) {
+    add(std::make_unique<AnnotatedPicture>(picture.path, caption, &picture.file, text));
   }
   return listeners;
 }
 
-// Reports a stream that ever lost bytes, even if later writes succeed.
-common::Failure Outputs::Check() const {
-  if (std::ferror(stdout) != 0) return common::Fail("standard output: write failed");
-  for (const Output& output : outputs_) {
-    if (output.file != nullptr && std::ferror(output.file.get()) != 0) {
-      return common::Fail(output.path + ": write failed");
-    }
+common::Failure Outputs::Flush() {
+  common::Failure failure = text_.Flush();
+  for (const Stream& stream : streams_) {
+    if (!failure && stream.to != nullptr) failure = stream.to->Flush();
   }
-  return std::nullopt;
+  for (File& file : files_) {
+    if (!failure && !file.path.empty()) failure = file.file.Flush();
+  }
+  return failure;
 }
 
-void Outputs::Flush() const {
-  std::fflush(stdout);
-  for (const Output& output : outputs_) {
-    if (output.file != nullptr) std::fflush(output.file.get());
+common::Failure Outputs::Complete() {
+  common::Failure failure = Flush();
+  for (File& file : files_) {
+    if (!failure && !file.path.empty()) failure = file.file.Complete();
   }
+  return failure;
 }
 
 }  // namespace camsim

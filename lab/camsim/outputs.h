@@ -3,14 +3,15 @@
 #define ZY_CAMSIM_OUTPUTS_H_
 
 #include <array>
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "camsim/options.h"
 #include "common/failure.h"
-#include "record/recording.h"
+#include "common/output_stream.h"
+#include "common/replaced_file.h"
+#include "record/recording_file.h"
 #include "record/run_listener.h"
 
 namespace camsim {
@@ -20,52 +21,53 @@ namespace camsim {
 class Outputs {
  public:
   explicit Outputs(const Options& options);
-  // Deletes an empty picture file that Open() created.
-  ~Outputs();
-  Outputs(const Outputs&) = delete;
-  Outputs& operator=(const Outputs&) = delete;
 
   // Opens every output before the run. Fails on one that cannot be written or is also another
-  // output or the input; no older file is lost.
+  // output or the input; no older file is lost. JSON lines and a clip grow in their files; the
+  // other files are replaced in Complete().
   common::Failure Open();
 
   // Returns the stream for text; call after Open().
   std::FILE* Text() const {
-    return FileOf(kJsonLines) != stdout && FileOf(kClip) != stdout ? stdout : stderr;
+    const bool has_stdout = streams_[kJsonLines].to != &text_ && streams_[kClip].to != &text_;
+    return has_stdout ? text_.File() : stderr;
   }
 
   // Returns the listeners that show, store and compare the run; destroy them first. `rate` is that
   // of a clip. A replay is compared with `recorded`.
   std::vector<std::unique_ptr<record::RunListener>> Listeners(const std::string& rate,
-                                                              const record::Recording& recorded,
+                                                              const record::RecordingFile& recorded,
                                                               record::Comparison* comparison);
 
-  // Flushes all outputs; Check() then reports write errors.
-  void Flush() const;
-  // Returns the first write error so far.
-  common::Failure Check() const;
+  // Sends what waits. Fails if anything that was written has not arrived.
+  common::Failure Flush();
+  // As Flush, and gives complete files their names. Called once, at the end of a run.
+  common::Failure Complete();
 
  private:
-  enum Role { kPicture, kJsonLines, kClip, kTrace, kReport, kRoles };
-  enum class Opened { kToTry, kAsFile, kAsStream };  // a stream may be standard output
-  struct Close {
-    void operator()(std::FILE* file) const {
-      if (file != stdout) std::fclose(file);
-    }
-  };
-  struct Output {
-    std::string path;  // empty: not wanted
+  enum FileRole { kPicture, kTrace, kReport, kFiles };
+  enum StreamRole { kJsonLines, kClip, kStreams };
+  // The path is empty for none.
+  struct File {
+    std::string path;
     const char* what;
-    Opened opened;
-    std::unique_ptr<std::FILE, Close> file;  // null if it was only tried
-    bool was_made = false;
+    common::ReplacedFile file;
   };
-  static common::Failure Open(Output* output);
+  struct Stream {
+    std::string path;
+    const char* what;
+    common::OutputStream* to;  // `own`, or that of standard output
+    std::unique_ptr<common::OutputStream> own;
+    bool was_made;  // there was no file of this name
+  };
+  common::Failure OpenAll();
+  common::Failure Open(Stream* stream);
   common::Failure CheckApart() const;
-  std::FILE* FileOf(Role role) const { return outputs_[role].file.get(); }
 
   const Options& options_;
-  std::array<Output, kRoles> outputs_;
+  common::OutputStream text_;
+  std::array<File, kFiles> files_;
+  std::array<Stream, kStreams> streams_;
 };
 
 }  // namespace camsim

@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "camsim/console.h"
+#include "common/interrupts.h"
 
 namespace camsim {
 
@@ -20,11 +20,11 @@ void Pace::AwaitNext() {
   const int64_t at = due.time_since_epoch() / std::chrono::nanoseconds(1);
   const timespec until = {static_cast<time_t>(at / 1'000'000'000),
                           static_cast<long>(at % 1'000'000'000)};
-  while (!Interrupted() &&
+  while (!common::Interrupted() &&
          clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
   }
   // After an interrupt the request is sent but does not count for the rate.
-  if (Interrupted()) return;
+  if (common::Interrupted()) return;
   last_ = std::chrono::steady_clock::now();
   late_ += last_ > due + period_ / 2;
   ++sent_;

@@ -136,8 +136,8 @@ std::string Page::Image(int64_t request, const Shrunk& shrunk, int scale, const 
 
 void Page::Add(const std::string& line) {
   lines_ += line;
-  if (lines_.size() <= record::kMaxRecording) return;
-  const std::size_t half = lines_.find('\n', record::kMaxRecording / 2) + 1;
+  if (lines_.size() <= kMaxText) return;
+  const std::size_t half = lines_.find('\n', kMaxText / 2) + 1;
   lines_.erase(header_size_, half - header_size_);
 }
 

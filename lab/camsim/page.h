@@ -23,10 +23,11 @@ void WritePage(const std::vector<std::string>& recordings, const std::string& pi
                std::FILE* to);
 
 // Collects a run's lines and the pictures of its latest passes, and writes the page at the end. Of
-// a run longer than the longest recording it keeps the latest requests.
+// a run whose recording is longer than kMaxText it keeps the latest requests.
 class Page : public record::RunListener {
  public:
-  static constexpr std::size_t kPasses = 12;  // with pictures
+  static constexpr std::size_t kPasses = 12;                     // with pictures
+  static constexpr std::size_t kMaxText = std::size_t{1} << 28;  // bytes
 
   explicit Page(std::FILE* to) : to_(to) {}
   void Begin(const record::RunHeader& header) override;

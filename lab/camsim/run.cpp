@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "camsim/run.h"
 
-#include <chrono>
+#include <optional>
 #include <string>
 #include <utility>
 #include <variant>
 
 #include "camsim/device_controls.h"
 #include "camsim/header.h"
+#include "common/escape.h"
 #include "common/exit_code.h"
+#include "common/interrupts.h"
 #include "framework/node_watch.h"
 #include "framework/worker_watch.h"
 
@@ -33,11 +35,11 @@ std::vector<int> AnalysedSlots(const std::vector<common::Rect>& faces, Size fram
 
 }  // namespace
 
-Run::Run(const Options& options, const record::Recording& script)
+Run::Run(const Options& options, const record::RecordingFile& script)
     : options_(options),
       recording_(script),
       log_(options.log, &outcomes_, &progress_),
-      script_(options.ScriptPath(), script),
+      script_(script),
       input_(options),
       frames_(options),
       passes_(clock_, options.realtime, !options.report.empty()),
@@ -47,19 +49,25 @@ Run::Run(const Options& options, const record::Recording& script)
 
 int Run::Go() {
   if (common::Failure failure = OpenInput()) {
-    if (Interrupted()) return common::kExitInterrupted;  // it ended the read
+    if (common::Interrupted()) return common::kExitInterrupted;  // it ended the read
     return Say(failure, common::kExitUnreadableInput);
   }
   if (common::Failure failure = frames_.OpenFinder()) return Say(failure, common::kExitFailure);
   if (common::Failure failure = OpenDevice()) return Say(failure, common::kExitFailure);
-  if (common::Failure failure = TryScript()) return Say(failure, common::kExitUnreadableInput);
+  if (common::Failure failure = TryScript()) {
+    if (common::Interrupted()) return common::kExitInterrupted;
+    return Say(failure, common::kExitUnreadableInput);
+  }
   if (common::Failure failure = framework::NodeWatch::Load(options_.node)) {
     return Say(failure, common::kExitFailure);
   }
   // From here on only the run itself can fail, so outputs of an earlier run may be emptied.
   if (common::Failure failure = outputs_.Open()) return Say(failure, common::kExitFailure);
   Begin();
-  if (common::Failure failure = PlayScript(1)) return Say(failure, common::kExitUnreadableInput);
+  if (common::Failure failure = PlayScript(1)) {
+    if (common::Interrupted()) return common::kExitInterrupted;
+    return Say(failure, common::kExitUnreadableInput);
+  }
   if (common::Failure failure = sender_.Start(buffer_)) return Say(failure, common::kExitFailure);
   const int exit_code = SendRequests();
   if (common::Failure failure = StopPipeline()) return Say(failure, common::kExitFailure);
@@ -80,9 +88,12 @@ int Run::Say(const common::Failure& failure, int exit_code) {
 common::Failure Run::OpenInput() {
   if (common::Failure failure = frames_.Open()) return failure;
   // Changes of the first request hold from the start: the buffers' size depends on them.
-  for (const record::Step& step : script_.Steps()) {
-    const auto* const request = std::get_if<record::RequestStep>(&step.what);
-    if (request != nullptr && step.request == 1) input_.Change(*request);
+  record::Script script(recording_);
+  for (std::optional<record::Step> step;;) {
+    if (common::Failure failure = script.Next(1, &step)) return failure;
+    if (!step) break;
+    const auto* const request = std::get_if<record::RequestStep>(&step->what);
+    if (request != nullptr) input_.Change(*request);
   }
   const Size sent = frames_.SentSize(*input_.Holds().orientation);
   buffer_ = options_.buffer.width != 0 ? options_.buffer : sent;
@@ -104,19 +115,21 @@ common::Failure Run::OpenDevice() {
 }
 
 common::Failure Run::TryScript() const {
-  for (const record::Step& step : script_.Steps()) {
-    const auto* const event = std::get_if<record::Event>(&step.what);
+  record::StepReader steps(recording_);
+  for (std::optional<record::Step> step;;) {
+    common::Failure failure = steps.Next(&step);
+    if (failure || !step) return failure;
+    const auto* const event = std::get_if<record::Event>(&step->what);
     if (event == nullptr) continue;
-    const common::Failure failure = ApplyEvent(device_, *event, true);
-    if (failure) return script_.FailAt(step, failure);
+    failure = ApplyEvent(device_, *event, true);
+    if (failure) return script_.FailAt(*step, failure);
   }
-  return std::nullopt;
 }
 
 void Run::Begin() {
   clock_.Start();
   for (const std::string& notice : NoticesOf(options_)) {
-    std::fprintf(outputs_.Text(), "%s\n", notice.c_str());
+    std::fprintf(outputs_.Text(), "%s\n", common::Escaped(notice).c_str());
   }
   listeners_ = outputs_.Listeners(frames_.Source().Rate(), recording_, &comparison_);
   const record::RunHeader header = HeaderOf(options_, frames_.PictureSize(), buffer_, device_);
@@ -129,8 +142,9 @@ void Run::Begin() {
 // ---- Scripts ------------------------------------------------------------------------------------
 
 common::Failure Run::PlayScript(int64_t number) {
-  while (const record::Step* step = script_.Next(number)) {
-    common::Failure failure;
+  for (std::optional<record::Step> step;;) {
+    common::Failure failure = script_.Next(number, &step);
+    if (failure || !step) return failure;
     if (const auto* request = std::get_if<record::RequestStep>(&step->what)) {
       input_.Change(*request);
       if (request->frame_index) failure = frames_.GoTo(*request->frame_index);
@@ -139,7 +153,6 @@ common::Failure Run::PlayScript(int64_t number) {
     }
     if (failure) return script_.FailAt(*step, failure);
   }
-  return std::nullopt;
 }
 
 common::Failure Run::Apply(record::Event event) {
@@ -155,13 +168,13 @@ common::Failure Run::Apply(record::Event event) {
 // ---- Requests -----------------------------------------------------------------------------------
 
 int Run::SendRequests() {
-  requests_ = options_.requests != 0 ? options_.requests : script_.LastRequest();
+  requests_ = options_.requests != 0 ? options_.requests : recording_.LastRequest();
   if (requests_ == 0 && frames_.Source().IsEndless()) requests_ = kDefaultRequests;
-  while (!Interrupted() && (requests_ == 0 || summary_.sent < requests_)) {
+  while (!common::Interrupted() && (requests_ == 0 || summary_.sent < requests_)) {
     bool at_end = false;
     common::Failure failure = PlayScript(summary_.sent + 1);
     if (!failure) failure = frames_.Next(&at_end);
-    if (failure && Interrupted()) break;
+    if (failure && common::Interrupted()) break;
     if (failure) return Say(failure, common::kExitUnreadableInput);
     if (at_end && options_.requests != 0) {
       progress_.Print("camsim: the input ends after " + std::to_string(summary_.sent) +
@@ -171,7 +184,7 @@ int Run::SendRequests() {
     failure = SendRequest();
     if (failure) return Say(failure, common::kExitFailure);
   }
-  if (Interrupted()) return common::kExitInterrupted;
+  if (common::Interrupted()) return common::kExitInterrupted;
   if (summary_.sent != 0) return common::kExitOk;
   const std::string& input = options_.source.input;
   return Say(common::Fail((input.empty() ? "the built-in scene" : input) + ": has no frames"),
@@ -221,8 +234,7 @@ common::Failure Run::Report(const record::RequestRecord& request, std::vector<in
   NotePass(framework::WorkersAreIdle());
   progress_.Show("request " + std::to_string(request.number) +
                  (requests_ != 0 ? " of " + std::to_string(requests_) : ""));
-  outputs_.Flush();  // the node may end the program at any time
-  return outputs_.Check();
+  return outputs_.Flush();  // the node may end the program at any time
 }
 
 common::Failure Run::StopPipeline() {
@@ -247,8 +259,7 @@ common::Failure Run::Finish() {
   for (const auto& listener : listeners_) {
     if (common::Failure failure = listener->Finish(summary_)) return failure;
   }
-  outputs_.Flush();
-  return outputs_.Check();
+  return outputs_.Complete();
 }
 
 }  // namespace camsim

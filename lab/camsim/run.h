@@ -16,7 +16,7 @@
 #include "common/failure.h"
 #include "framework/device.h"
 #include "framework/own_node.h"
-#include "record/recording.h"
+#include "record/recording_file.h"
 #include "record/run_listener.h"
 #include "record/script.h"
 
@@ -27,7 +27,7 @@ namespace camsim {
 class Run {
  public:
   // Both must outlive the run.
-  Run(const Options& options, const record::Recording& script);
+  Run(const Options& options, const record::RecordingFile& script);
 
   // Returns the program's exit code and prints failures.
   int Go();
@@ -55,7 +55,7 @@ class Run {
   common::Failure Finish();
 
   const Options& options_;
-  const record::Recording& recording_;
+  const record::RecordingFile& recording_;
   Clock clock_;
   Progress progress_;
   framework::OutcomeWatch outcomes_;

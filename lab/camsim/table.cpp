@@ -3,6 +3,7 @@
 
 #include <cinttypes>
 
+#include "common/escape.h"
 #include "record/json_lines.h"
 
 namespace camsim {
@@ -38,7 +39,7 @@ std::string OwnTagsLine(const std::vector<record::NamedValues>& values) {
       tags += (i == 0 ? "" : "x") + record::TextOf(tag.values[i]);
     }
   }
-  return tags.empty() ? "" : "the node's own tags: " + tags.substr(2) + "\n";
+  return tags.empty() ? "" : "the node's own tags: " + common::Escaped(tags.substr(2)) + "\n";
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "common/escape.h"
 #include "common/exit_code.h"
 #include "common/version.h"
 
@@ -120,6 +121,7 @@ bool CommandLine::Parse(int argc, char** argv, int* exit_code) {
   } catch (const CLI::ParseError& error) {
     std::string message = error.what();
     for (char& c : message) c = c == '\n' ? ' ' : c;
+    message = Escaped(message);
     const std::string name = app_->get_name();
     std::fprintf(stderr, "%s: %s (see %s --help)\n", name.c_str(), message.c_str(), name.c_str());
     *exit_code = kExitUsage;

@@ -18,6 +18,15 @@ struct Rect {
   int h;
 };
 
+// Returns a rectangle that came from outside, cut where its numbers would not add up in an int. No
+// picture reaches as far.
+constexpr Rect ClampedRect(int64_t x, int64_t y, int64_t w, int64_t h) {
+  const auto clamp = [](int64_t number) {
+    return static_cast<int>(std::clamp<int64_t>(number, -(1 << 24), 1 << 24));
+  };
+  return {clamp(x), clamp(y), clamp(w), clamp(h)};
+}
+
 constexpr bool operator==(const Rect& a, const Rect& b) {
   return a.x == b.x && a.y == b.y && a.w == b.w && a.h == b.h;
 }

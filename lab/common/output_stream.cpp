@@ -15,6 +15,7 @@ OutputStream::OutputStream(std::string name, int descriptor)
       descriptor_(descriptor),
       file_(fopencookie(this, "w", {nullptr, &OutputStream::Write, nullptr, nullptr})) {
   if (file_ == nullptr) throw std::bad_alloc();
+  if (isatty(descriptor_) != 0) std::setvbuf(file_, nullptr, _IOLBF, BUFSIZ);
 }
 
 OutputStream::~OutputStream() {

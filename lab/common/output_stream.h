@@ -12,8 +12,8 @@ namespace common {
 // A stdio stream that stores the reason of its first failed write. One thread at a time.
 class OutputStream {
  public:
-  // Owns an open descriptor and closes it at destruction, except standard output. `name` begins the
-  // failures. Throws std::bad_alloc.
+  // Owns an open descriptor and closes it at destruction, except standard output. `name` begins
+  // the failures. A terminal gets each line at once. Throws std::bad_alloc.
   OutputStream(std::string name, int descriptor);
   ~OutputStream();
   OutputStream(const OutputStream&) = delete;

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// Fake of liblog: prints lines on standard error as logcat does.
+// Fake of liblog: prints lines on standard error as logcat does, escaped.
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
+#include <string_view>
 
+#include "common/escape.h"
 #include "platform/android_log.h"
 
 extern "C" int __android_log_print(int priority, const char* tag, const char* format, ...) {
@@ -12,9 +13,9 @@ extern "C" int __android_log_print(int priority, const char* tag, const char* fo
   va_start(arguments, format);
   const int length = std::vsnprintf(text, sizeof(text), format, arguments);
   va_end(arguments);
-  const size_t size = std::strlen(text);
-  const bool ends = size > 0 && text[size - 1] == '\n';
-  std::fprintf(stderr, "%c/%s: %s%s", priority >= kLogError ? 'E' : 'I', tag != nullptr ? tag : "",
-               text, ends ? "" : "\n");
+  std::string_view line = text;
+  if (!line.empty() && line.back() == '\n') line.remove_suffix(1);
+  std::fprintf(stderr, "%c/%s: %s\n", priority >= kLogError ? 'E' : 'I', tag != nullptr ? tag : "",
+               common::Escaped(line).c_str());
   return length;
 }

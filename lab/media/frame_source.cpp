@@ -5,6 +5,7 @@
 #include <cstring>
 #include <utility>
 
+#include "common/interrupts.h"
 #include "media/picture.h"
 #include "media/scene.h"
 #include "media/y4m.h"
@@ -197,6 +198,7 @@ common::Failure FrameSource::Skip(int64_t count) {
   bool at_end = false;
   for (Nv12Frame passed_over; count > 0 && !at_end && !failure; --count) {
     failure = Next(&passed_over, &at_end);
+    if (common::Interrupted()) return common::Fail("interrupted");
   }
   return failure;
 }

@@ -24,7 +24,8 @@ class FrameSource {
   // nothing useful.
   virtual common::Failure Next(Nv12Frame* frame, bool* at_end) = 0;
 
-  // Skips `count` frames, or the remaining ones if there are fewer.
+  // Skips `count` frames, or the remaining ones if there are fewer. Fails when the program is
+  // interrupted.
   virtual common::Failure Skip(int64_t count);
 
   // Returns the known faces of the latest frame, in its pixels: those of the built-in scene. Other

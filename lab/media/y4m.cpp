@@ -92,15 +92,6 @@ bool TakeTag(std::string_view tag, Tags* tags) {
   }
 }
 
-// Returns the tag for a one-line message.
-std::string Printable(std::string_view text) {
-  std::string shown(text.substr(0, 32));
-  for (char& c : shown) {
-    if (c < ' ' || c > '~') c = '?';
-  }
-  return shown;
-}
-
 }  // namespace
 
 common::Failure ReadY4mHeader(ByteReader& reader, Y4mHeader* header) {
@@ -112,7 +103,8 @@ common::Failure ReadY4mHeader(ByteReader& reader, Y4mHeader* header) {
   while (!rest.empty()) {
     const std::string_view tag = NextToken(&rest);
     if (!tag.empty() && !TakeTag(tag, &tags)) {
-      return common::Fail("Y4M header: bad, repeated or unsupported tag '" + Printable(tag) + "'");
+      return common::Fail("Y4M header: bad, repeated or unsupported tag '" +
+                          std::string(tag.substr(0, 32)) + "'");
     }
   }
   if (!tags.width || !tags.height) return common::Fail("Y4M header: width or height is missing");

@@ -8,6 +8,7 @@
 #include <map>
 #include <utility>
 
+#include "common/escape.h"
 #include "common/exit_code.h"
 #include "common/standard_streams.h"
 #include "framework/worker_watch.h"
@@ -22,7 +23,7 @@ std::vector<const Check*>& Registered() {
 }
 
 int Say(const std::string& message, int exit_code) {
-  std::fprintf(stderr, "nodecheck: %s\n", message.c_str());
+  std::fprintf(stderr, "nodecheck: %s\n", common::Escaped(message).c_str());
   return exit_code;
 }
 

@@ -3,7 +3,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
+#include <string_view>
 
+#include "common/escape.h"
 #include "record/json_lines.h"
 
 namespace record {
@@ -28,10 +31,12 @@ Flat Flatten(const std::vector<NamedValues>& values) {
   return flat;
 }
 
-const Value* Find(const Flat& values, const std::string& name) {
-  const auto found = std::find_if(values.begin(), values.end(),
-                                  [&name](const auto& value) { return value.first == name; });
-  return found != values.end() ? &found->second : nullptr;
+// The values by their names; of equal names the first.
+using ByName = std::map<std::string_view, const Value*>;
+ByName IndexOf(const Flat& values) {
+  ByName index;
+  for (const auto& [name, value] : values) index.emplace(name, &value);
+  return index;
 }
 
 // Compares figures as floats, however many digits the file has.
@@ -78,18 +83,19 @@ void Comparison::Add(const Returned* run, const Returned* other) {
     AddDifference(number,
                   name + " " + TextOrNone(a) + ", " + options_.other_name + " " + TextOrNone(b));
   };
+  const ByName my_index = IndexOf(mine), their_index = IndexOf(others);
   for (const auto& [name, value] : mine) {
-    const Value* const theirs = Find(others, name);
-    compare(name, value, theirs != nullptr ? *theirs : Value());
+    const auto theirs = their_index.find(name);
+    compare(name, value, theirs != their_index.end() ? *theirs->second : Value());
   }
   for (const auto& [name, value] : others) {
-    if (Find(mine, name) == nullptr) compare(name, Value(), value);
+    if (my_index.count(name) == 0) compare(name, Value(), value);
   }
 }
 
 void Comparison::AddDifference(int64_t number, const std::string& text) {
   if (++count_ > options_.limit) return;
-  lines_ += "request " + std::to_string(number) + ": " + text + "\n";
+  lines_ += "request " + std::to_string(number) + ": " + common::Escaped(text) + "\n";
 }
 
 std::string Comparison::Text() const {

@@ -2,6 +2,7 @@
 #include "record/json_lines.h"
 
 #include "record/json.h"
+#include "record/recording.h"
 
 namespace record {
 namespace {
@@ -146,7 +147,13 @@ void JsonLines::Begin(const RunHeader& header) {
 }
 
 common::Failure JsonLines::OnRequest(const RequestRecord& request, const media::Nv12Frame&) {
-  Write(LineOf(request, is_timed_));
+  const std::string line = LineOf(request, is_timed_);
+  if (line.size() > kMaxLine) {
+    return common::Fail("request " + std::to_string(request.number) +
+                        ": its line of the recording" + " is longer than " +
+                        std::to_string(kMaxLine) + " bytes");
+  }
+  Write(line);
   return std::nullopt;
 }
 

@@ -3,11 +3,9 @@
 
 #include <algorithm>
 #include <array>
-#include <memory>
 #include <type_traits>
 #include <utility>
 
-#include "media/byte_reader.h"
 #include "record/json.h"
 #include "record/json_lines.h"
 
@@ -22,14 +20,15 @@ Json FormOf() {
   const char* const integer = "-2147483648..2147483647";
   if constexpr (std::is_same_v<T, uint8_t>) return "0..255";
   if constexpr (std::is_same_v<T, int32_t>) return integer;
-  if constexpr (std::is_same_v<T, std::vector<int32_t>>) return {integer, 0};
+  if constexpr (std::is_same_v<T, std::vector<int32_t>>)
+    return {integer, "0.." + std::to_string(4 * kMaxFaces)};
   if constexpr (std::is_class_v<T>) return {integer, sizeof(T) / sizeof(int32_t)};
 }
 
 // Returns recording_form.json, with one form for each kind of line by its first key ("request" may
-// come later). An object lists its keys ("*" for any), a list its element and their number (0 for
-// any). LOWEST..HIGHEST is an integer; a text that begins with = lists the allowed values. Tags and
-// outcomes come from the program.
+// come later). An object lists its keys ("*" for any), a list its element and their number, which
+// may be a range. LOWEST..HIGHEST is an integer; a text that begins with = lists the allowed
+// values. Tags and outcomes come from the program.
 Json MakeForm() {
   Json form = Json::parse(
 #include "record/recording_form.json.inc"
@@ -89,9 +88,10 @@ common::Failure Check(const std::string& key, const Json& value, const Json& for
     return Wrong(key, "must be " + text.substr(text[0] == '=' ? 1 : 0));
   }
   if (form.is_array()) {
-    const auto count = form[1].get<std::size_t>();
-    if (!value.is_array() || (count != 0 && value.size() != count)) {
-      return Wrong(key, "must be a list" + (count == 0 ? "" : " of " + std::to_string(count)));
+    const std::string count = form[1].is_string() ? form[1].get<std::string>() : form[1].dump();
+    const std::string range = form[1].is_string() ? count : count + ".." + count;
+    if (!value.is_array() || !IsInteger(value.size(), range)) {
+      return Wrong(key, "must be a list of " + count);
     }
     for (const Json& element : value) {
       if (common::Failure failure = Check(key, element, form[0])) return failure;
@@ -176,7 +176,9 @@ RequestStep RequestOf(const Json& json) {
     return step;
   }
   step.faces.emplace();
-  for (const Json& face : *faces) step.faces->push_back({face[0], face[1], face[2], face[3]});
+  for (const Json& face : *faces) {
+    step.faces->push_back(common::ClampedRect(face[0], face[1], face[2], face[3]));
+  }
   return step;
 }
 
@@ -213,72 +215,41 @@ RunHeader HeaderOf(const Json& json) {
   return header;
 }
 
-const RequestStep* NextRequest(const Recording& recording, std::size_t* at) {
-  for (; *at < recording.steps.size(); ++*at) {
-    if (const auto* step = std::get_if<RequestStep>(&recording.steps[*at].what)) return step;
+// Parses a text that is no deeper and has no more keys than a line can.
+common::Failure ParseJson(std::string_view text, Json* json) {
+  constexpr int kMaxDepth = 8, kMaxKeys = 1000;
+  int keys = 0;
+  const auto check = [&keys](int depth, Json::parse_event_t event, const Json&) {
+    if (depth > kMaxDepth) throw common::Fail("is nested deeper than 8 levels");
+    keys += event == Json::parse_event_t::key;
+    if (keys > kMaxKeys) throw common::Fail("has more than 1000 keys");
+    return true;
+  };
+  try {
+    *json = Json::parse(text, check, false);
+    return std::nullopt;
+  } catch (const common::Failure& failure) {
+    return failure;
   }
-  return nullptr;
 }
 
 }  // namespace
 
-common::Failure ParseRecording(std::string_view text, Recording* recording) {
-  *recording = {};
-  int64_t last = 0;
-  for (int line = 1; !text.empty(); ++line) {
-    const std::string about = "line " + std::to_string(line);
-    const std::size_t length = text.find('\n');
-    if (std::min(length, text.size()) > kMaxLine) {
-      return common::Fail(about + ": is longer than " + std::to_string(kMaxLine) + " bytes");
-    }
-    if (length == text.npos) return common::Fail(about + ": is cut short");
-    const Json json = Json::parse(text.substr(0, length), nullptr, false);
-    text.remove_prefix(length + 1);
-    if (common::Failure failure = CheckLine(json, line == 1)) {
-      return common::FailAbout(about, failure);
-    }
-    if (json.contains("request")) {
-      const auto number = json["request"].get<int64_t>();
-      if (number <= last) return common::Fail(about + ": request: must increase");
-      last = number;
-      recording->steps.push_back({line, number, RequestOf(json)});
-    } else if (json.contains("recording")) {
-      recording->header = HeaderOf(json);
-    } else if (!json.contains("pass")) {  // what a pass did, no run can be asked to do again
-      recording->steps.push_back({line, INT64_MAX, EventOf(json)});
-    }
-  }
-  for (std::size_t i = recording->steps.size(); i-- > 1;) {
-    Step& before = recording->steps[i - 1];
-    if (std::holds_alternative<Event>(before.what)) before.request = recording->steps[i].request;
+common::Failure ParseLine(std::string_view text, bool is_first, Line* line) {
+  Json json;
+  common::Failure failure = ParseJson(text, &json);
+  if (!failure) failure = CheckLine(json, is_first);
+  if (failure) return failure;
+  if (json.contains("request")) {
+    *line = RequestOf(json);
+  } else if (json.contains("recording")) {
+    *line = HeaderOf(json);
+  } else if (json.contains("pass")) {
+    *line = std::monostate();  // no run can repeat a pass
+  } else {
+    *line = EventOf(json);
   }
   return std::nullopt;
-}
-
-common::Failure ReadRecording(const std::string& path, Recording* recording, std::string* kept) {
-  std::unique_ptr<media::ByteReader> reader;
-  std::vector<uint8_t> bytes;
-  common::Failure failure = media::OpenFile(path, &reader);
-  if (!failure) failure = media::ReadToEnd(*reader, kMaxRecording, &bytes);
-  const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-  if (!failure) failure = ParseRecording(text, recording);
-  if (failure) return common::FailAbout(path == "-" ? "standard input" : path, failure);
-  if (kept != nullptr) *kept = text;
-  return std::nullopt;
-}
-
-void CompareRecordings(const Recording& run, const Recording& other, Comparison* comparison) {
-  for (std::size_t i = 0, j = 0;; ++i, ++j) {
-    const RequestStep* a = NextRequest(run, &i);
-    const RequestStep* b = NextRequest(other, &j);
-    if (a == nullptr && b == nullptr) return;
-    if (a != nullptr && b != nullptr && a->returned.number != b->returned.number) {
-      (a->returned.number < b->returned.number ? b : a) = nullptr;
-    }
-    comparison->Add(a != nullptr ? &a->returned : nullptr, b != nullptr ? &b->returned : nullptr);
-    if (a == nullptr) --i;
-    if (b == nullptr) --j;
-  }
 }
 
 }  // namespace record

@@ -20,9 +20,11 @@
 
 namespace record {
 
-// Limits of a line and a file, in bytes.
+// The longest line that is read, in bytes.
 inline constexpr std::size_t kMaxLine = std::size_t{1} << 20;
-inline constexpr std::size_t kMaxRecording = std::size_t{1} << 28;
+// The largest index of a frame, and the number of faces that a request may have.
+inline constexpr int64_t kMaxFrameIndex = int64_t{1} << 53;
+inline constexpr std::size_t kMaxFaces = 1000;
 
 // The change of a tag in a line of a script: nothing if the tag is unchanged, an empty value if it
 // is absent from here on.
@@ -47,21 +49,12 @@ struct Step {
   std::variant<RequestStep, Event> what;
 };
 
-struct Recording {
-  std::optional<RunHeader> header;  // optional in a script
-  std::vector<Step> steps;
-};
+// Empty for a line that changes nothing in a run.
+using Line = std::variant<std::monostate, RunHeader, RequestStep, Event>;
 
-// Parses a recording or a script. Unknown parts are failures; the message begins with the line's
-// number and the key. Any thread.
-common::Failure ParseRecording(std::string_view text, Recording* recording);
-// Does the same for a file or standard input ("-"); the message begins with its name. Optionally
-// returns the text.
-common::Failure ReadRecording(const std::string& path, Recording* recording,
-                              std::string* text = nullptr);
-
-// Compares all requests of two recordings.
-void CompareRecordings(const Recording& run, const Recording& other, Comparison* comparison);
+// Parses a line, without its line break. What its form does not know is a failure, whose message
+// begins with the key. A header stands in the first line only. Any thread.
+common::Failure ParseLine(std::string_view text, bool is_first, Line* line);
 
 }  // namespace record
 

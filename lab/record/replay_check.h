@@ -2,11 +2,11 @@
 #ifndef ZY_RECORD_REPLAY_CHECK_H_
 #define ZY_RECORD_REPLAY_CHECK_H_
 
-#include <cstddef>
 #include <cstdio>
+#include <optional>
 #include <variant>
 
-#include "record/recording.h"
+#include "record/recording_file.h"
 #include "record/run_listener.h"
 
 namespace record {
@@ -16,40 +16,46 @@ namespace record {
 class ReplayCheck : public RunListener {
  public:
   // Requests beyond `last` are not compared.
-  ReplayCheck(const Recording& recorded, int64_t last, Comparison* comparison, std::FILE* to)
-      : recorded_(recorded), last_(last), comparison_(comparison), to_(to) {}
+  ReplayCheck(const RecordingFile& recorded, int64_t last, Comparison* comparison, std::FILE* to)
+      : steps_(recorded), last_(last), comparison_(comparison), to_(to) {}
 
   common::Failure OnRequest(const RequestRecord& request, const media::Nv12Frame&) override {
-    if (const RequestStep* recorded = NextUpTo(request.number)) {
-      const Returned returned = ReturnedWith(request);
-      comparison_->Add(&returned, &recorded->returned);
-    }
+    if (common::Failure failure = FindRecorded()) return failure;
+    if (!step_ || step_->request > request.number) return std::nullopt;
+    const Returned returned = ReturnedWith(request);
+    comparison_->Add(&returned, &std::get<RequestStep>(step_->what).returned);
+    step_.reset();
     return std::nullopt;
   }
 
   common::Failure Finish(const Summary&) override {
-    while (const RequestStep* missing = NextUpTo(last_)) {
-      comparison_->Add(nullptr, &missing->returned);
+    for (;; step_.reset()) {
+      if (common::Failure failure = FindRecorded()) return failure;
+      if (!step_ || step_->request > last_) break;
+      comparison_->Add(nullptr, &std::get<RequestStep>(step_->what).returned);
     }
     std::fputs(comparison_->Text().c_str(), to_);
     return std::nullopt;
   }
 
  private:
-  // Returns the next recorded request, up to this number.
-  const RequestStep* NextUpTo(int64_t number) {
-    while (at_ < recorded_.steps.size() && recorded_.steps[at_].request <= number) {
-      const auto* const step = std::get_if<RequestStep>(&recorded_.steps[at_++].what);
-      if (step != nullptr && step->is_recorded) return step;
+  // Reads on to the next recorded request, unless it is there.
+  common::Failure FindRecorded() {
+    common::Failure failure;
+    while (!step_ && !failure) {
+      failure = steps_.Next(&step_);
+      if (!step_) break;
+      const auto* const request = std::get_if<RequestStep>(&step_->what);
+      if (request == nullptr || !request->is_recorded) step_.reset();
     }
-    return nullptr;
+    return failure;
   }
 
-  const Recording& recorded_;
+  StepReader steps_;
   const int64_t last_;
+  std::optional<Step> step_;  // the next one that is compared
   Comparison* const comparison_;
   std::FILE* const to_;
-  std::size_t at_ = 0;
 };
 
 }  // namespace record

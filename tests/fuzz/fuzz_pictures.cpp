@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // Feeds camsim's readers (Y4M, NV12, PNG, JPEG, recordings); each returns a usable result or a
 // message.
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include "media/frame_source.h"
 #include "media/picture.h"
-#include "record/recording.h"
+#include "record/recording_file.h"
 #include "tests/fuzz/png_checksums.h"
 #include "tests/fuzz/script.h"
 
@@ -42,22 +45,25 @@ static void ReadFrames(fuzz::Script& script) {
 // Parses a recording: it fails with one line, or every value is usable.
 static void ReadRecording(fuzz::Script& script) {
   const std::vector<uint8_t> bytes = script.Rest();
-  record::Recording recording;
-  const common::Failure failure = record::ParseRecording(
-      {reinterpret_cast<const char*>(bytes.data()), bytes.size()}, &recording);
-  if (failure) return Require(failure->message.rfind("line ", 0) == 0, "a failure names the line");
+  const int descriptor = memfd_create("recording", 0);
+  Require(write(descriptor, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()),
+          "memory is there");
+  record::RecordingFile file;
+  const common::Failure failure = file.Take(descriptor, "file");
+  if (failure) return Require(failure->message.rfind("file: line ", 0) == 0, "a line is named");
   framework::Metadata metadata;
-  for (const record::Step& step : recording.steps) {
-    const auto* const request = std::get_if<record::RequestStep>(&step.what);
+  record::StepReader steps(file);
+  for (std::optional<record::Step> step; !steps.Next(&step) && step;) {
+    const auto* const request = std::get_if<record::RequestStep>(&step->what);
     if (request == nullptr || !request->change.face_rectangles) continue;
-    record::DeviceState state;
+    framework::DeviceState state;
     state.face_rectangles = *request->change.face_rectangles;
     SetInput(state, &metadata);
     Require(framework::ReadInput(metadata).face_rectangles == state.face_rectangles,
             "what was set is read");
   }
   record::Comparison comparison({});
-  CompareRecordings(recording, recording, &comparison);
+  Require(!CompareRecordings(file, file, &comparison), "what was checked is read");
   Require(comparison.Count() == 0, "a recording is as itself");
 }
 

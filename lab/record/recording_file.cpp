@@ -1,0 +1,202 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "record/recording_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+
+#include "common/interrupts.h"
+
+namespace record {
+namespace {
+
+constexpr std::size_t kChunk = std::size_t{1} << 16;
+constexpr int64_t kMaxCopied = int64_t{1} << 30;
+
+// Copies what comes to a nameless temporary file.
+common::Failure Copy(int from, int* to) {
+  char name[] = "/tmp/camsim_XXXXXX";
+  *to = mkostemp(name, O_CLOEXEC);
+  if (*to < 0) return common::SystemFailure("cannot copy to /tmp");
+  unlink(name);
+  std::array<char, kChunk> bytes;
+  for (int64_t copied = 0; copied <= kMaxCopied;) {
+    const ssize_t got = read(from, bytes.data(), bytes.size());
+    if (got == 0) return std::nullopt;
+    if (got < 0) return common::SystemFailure("cannot read");
+    if (write(*to, bytes.data(), static_cast<std::size_t>(got)) != got) {
+      return common::SystemFailure("cannot copy to /tmp");
+    }
+    copied += got;
+  }
+  return common::Fail("larger than the limit of " + std::to_string(kMaxCopied >> 20) + " MiB");
+}
+
+}  // namespace
+
+RecordingFile::~RecordingFile() {
+  if (descriptor_ >= 0) close(descriptor_);
+}
+
+common::Failure RecordingFile::Open(const std::string& path) {
+  const std::string name = path == "-" ? "standard input" : path;
+  int descriptor = path == "-" ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) return common::FailAbout(name, common::SystemFailure("cannot open"));
+  struct stat status = {};
+  if (fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
+    close(descriptor);
+    return common::Fail(name + ": this is a directory");
+  }
+  if (path == "-" || !S_ISREG(status.st_mode)) {
+    int copy = -1;
+    const common::Failure failure = Copy(descriptor, &copy);
+    close(descriptor);
+    descriptor = copy;
+    descriptor_ = copy;
+    if (failure) return common::FailAbout(name, failure);
+  }
+  return Take(descriptor, name);
+}
+
+common::Failure RecordingFile::Take(int descriptor, const std::string& name) {
+  descriptor_ = descriptor;
+  name_ = name;
+  return Check();
+}
+
+common::Failure RecordingFile::Check() {
+  LineReader lines(*this);
+  for (std::optional<Line> line;;) {
+    common::Failure failure = lines.Next(&line);
+    if (failure || !line) return failure;
+    if (const auto* request = std::get_if<RequestStep>(&*line)) {
+      if (request->returned.number <= last_request_) {
+        return lines.FailHere(common::Fail("request: must increase"));
+      }
+      last_request_ = request->returned.number;
+    }
+    if (auto* header = std::get_if<RunHeader>(&*line)) header_ = std::move(*header);
+  }
+}
+
+common::Failure RecordingFile::ReadText(std::string* text) const {
+  text->clear();
+  std::array<char, kChunk> bytes;
+  for (ssize_t got = 1; got > 0; text->append(bytes.data(), static_cast<std::size_t>(got))) {
+    got = pread(descriptor_, bytes.data(), bytes.size(), static_cast<off_t>(text->size()));
+    if (got < 0) return common::FailAbout(name_, common::SystemFailure("cannot read"));
+  }
+  return std::nullopt;
+}
+
+common::Failure LineReader::FailHere(const common::Failure& failure) const {
+  return common::FailAbout(file_->Name() + ": line " + std::to_string(number_), failure);
+}
+
+bool LineReader::ReadText(common::Failure* failure) {
+  text_.clear();
+  ++number_;
+  while (file_->descriptor_ >= 0 && !common::Interrupted()) {
+    const std::size_t end = std::min(buffer_.find('\n', at_), buffer_.size());
+    text_.append(buffer_, at_, end - at_);
+    at_ = end + 1;
+    if (text_.size() > kMaxLine) {
+      *failure = common::Fail("is longer than " + std::to_string(kMaxLine) + " bytes");
+      return false;
+    }
+    if (end < buffer_.size()) return true;
+    at_ = 0;
+    buffer_.resize(kChunk);
+    const ssize_t got = pread(file_->descriptor_, buffer_.data(), kChunk, offset_);
+    buffer_.resize(static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+    offset_ += static_cast<int64_t>(buffer_.size());
+    if (got < 0) *failure = common::SystemFailure("cannot read");
+    if (got == 0 && !text_.empty()) *failure = common::Fail("is cut short");
+    if (got <= 0) return false;
+  }
+  if (common::Interrupted()) *failure = common::Fail("interrupted");
+  return false;
+}
+
+common::Failure LineReader::Next(std::optional<Line>* line) {
+  line->reset();
+  common::Failure failure;
+  if (ReadText(&failure)) failure = ParseLine(text_, number_ == 1, &line->emplace());
+  return failure ? FailHere(failure) : failure;
+}
+
+common::Failure StepReader::FindRequest(int64_t* number) const {
+  LineReader ahead = lines_;
+  *number = INT64_MAX;
+  for (std::optional<Line> line;;) {
+    common::Failure failure = ahead.Next(&line);
+    if (failure || !line) return failure;
+    const auto* const request = std::get_if<RequestStep>(&*line);
+    if (request == nullptr) continue;
+    *number = request->returned.number;
+    return std::nullopt;
+  }
+}
+
+common::Failure StepReader::Next(std::optional<Step>* step) {
+  step->reset();
+  std::optional<Line> line;
+  do {
+    common::Failure failure = lines_.Next(&line);
+    if (failure || !line) return failure;
+  } while (!std::holds_alternative<RequestStep>(*line) && !std::holds_alternative<Event>(*line));
+  step->emplace().line = lines_.Number();
+  if (auto* request = std::get_if<RequestStep>(&*line)) {
+    next_request_ = 0;
+    (*step)->request = request->returned.number;
+    (*step)->what = std::move(*request);
+    return std::nullopt;
+  }
+  (*step)->what = std::move(std::get<Event>(*line));
+  common::Failure failure;
+  if (next_request_ == 0) failure = FindRequest(&next_request_);
+  (*step)->request = next_request_;
+  return failure;
+}
+
+namespace {
+
+// The requests of a file, one at a time.
+struct Requests {
+  explicit Requests(const RecordingFile& file) : steps(file) {}
+  common::Failure Advance() {
+    common::Failure failure;
+    do {
+      failure = steps.Next(&step);
+    } while (!failure && step && std::holds_alternative<Event>(step->what));
+    return failure;
+  }
+  const Returned* IfUpTo(int64_t number) const {
+    return step && step->request <= number ? &std::get<RequestStep>(step->what).returned : nullptr;
+  }
+  int64_t Number() const { return step ? step->request : INT64_MAX; }
+
+  StepReader steps;
+  std::optional<Step> step;
+};
+
+}  // namespace
+
+common::Failure CompareRecordings(const RecordingFile& run, const RecordingFile& other,
+                                  Comparison* comparison) {
+  Requests a(run), b(other);
+  common::Failure failure = a.Advance();
+  if (!failure) failure = b.Advance();
+  while (!failure && (a.step || b.step)) {
+    const int64_t number = std::min(a.Number(), b.Number());
+    const Returned *const mine = a.IfUpTo(number), *const theirs = b.IfUpTo(number);
+    comparison->Add(mine, theirs);
+    if (mine != nullptr) failure = a.Advance();
+    if (!failure && theirs != nullptr) failure = b.Advance();
+  }
+  return failure;
+}
+
+}  // namespace record

@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: Apache-2.0
+#ifndef ZY_RECORD_RECORDING_FILE_H_
+#define ZY_RECORD_RECORDING_FILE_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "common/failure.h"
+#include "record/recording.h"
+
+namespace record {
+
+// A recording or a script as a file, which is read in memory of its longest line alone. Failures
+// begin with the file's name and the line's number. One thread at a time.
+class RecordingFile {
+ public:
+  RecordingFile() = default;
+  ~RecordingFile();
+  RecordingFile(const RecordingFile&) = delete;
+  RecordingFile& operator=(const RecordingFile&) = delete;
+
+  // Opens a file and checks all of its lines, once. Standard input ("-") and what else cannot be
+  // read twice is copied to a temporary file. Fails as well when the program is interrupted.
+  common::Failure Open(const std::string& path);
+  // As above for an open regular file, which it takes and `name` stands for.
+  common::Failure Take(int descriptor, const std::string& name);
+
+  // Reads the whole file, which was opened.
+  common::Failure ReadText(std::string* text) const;
+
+  const std::string& Name() const { return name_; }
+  // What the first line says; nothing where it is no header.
+  const std::optional<RunHeader>& Header() const { return header_; }
+  // The number of the last request; 0 without one.
+  int64_t LastRequest() const { return last_request_; }
+
+ private:
+  friend class LineReader;
+
+  common::Failure Check();
+
+  std::string name_;
+  int descriptor_ = -1;  // none of a file that was not opened, which has no lines
+  std::optional<RunHeader> header_;
+  int64_t last_request_ = 0;
+};
+
+// Reads the lines of a file. A copy goes on where the original stands.
+class LineReader {
+ public:
+  explicit LineReader(const RecordingFile& file) : file_(&file) {}
+
+  // Reads and parses the next line; leaves nothing at the end.
+  common::Failure Next(std::optional<Line>* line);
+  // The number of the latest line, from 1.
+  int Number() const { return number_; }
+  // The failure with the file's name and the latest line's number in front.
+  common::Failure FailHere(const common::Failure& failure) const;
+
+ private:
+  // Reads up to the next line break; false at the end of the file.
+  bool ReadText(common::Failure* failure);
+
+  const RecordingFile* file_;
+  int number_ = 0;
+  int64_t offset_ = 0;  // of what comes behind the buffer
+  std::string buffer_;
+  std::size_t at_ = 0;  // in the buffer
+  std::string text_;
+};
+
+// Reads the steps of a file.
+class StepReader {
+ public:
+  explicit StepReader(const RecordingFile& file) : lines_(file) {}
+
+  // Reads the next step; leaves nothing at the end.
+  common::Failure Next(std::optional<Step>* step);
+
+ private:
+  // Looks for the number of the request before which an event happens.
+  common::Failure FindRequest(int64_t* number) const;
+
+  LineReader lines_;
+  int64_t next_request_ = 0;  // of the events that come now; 0 is unknown
+};
+
+// Adds all requests of two recordings.
+common::Failure CompareRecordings(const RecordingFile& run, const RecordingFile& other,
+                                  Comparison* comparison);
+
+}  // namespace record
+
+#endif  // ZY_RECORD_RECORDING_FILE_H_
