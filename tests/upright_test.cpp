@@ -16,6 +16,7 @@
 #include "analysis/upright_images.h"
 #include "camsim/annotated.h"
 #include "camsim/device_input.h"
+#include "camsim/frames.h"
 #include "camsim/pass_watch.h"
 
 namespace {
@@ -172,6 +173,26 @@ TEST(Clip, HasNoAgeOfFiguresBeforeTheFirst) {
   std::fclose(file);
   const std::size_t first = text.find("FRAME"), second = text.rfind("FRAME");
   EXPECT_EQ(text.substr(first, second - first), text.substr(second));
+}
+
+TEST(Crop, HoldsAsManyOfTheLargestFacesAsAreAnalysedInIt) {
+  const struct {
+    std::vector<Rect> faces;
+    Rect crop;
+  } cases[] = {
+      {{}, {0, 0, 1200, 900}},
+      {{{600, 400, 61, 80}}, {550, 380, 160, 120}},
+      // All three; the smallest of them is wider than a sixth.
+      {{{300, 300, 60, 60}, {500, 300, 70, 70}, {400, 320, 64, 64}, {0, 0, 9, 9}},
+       {284, 226, 304, 228}},
+      // The second is too far away, so that neither it nor the third is held.
+      {{{300, 300, 70, 70}, {1100, 800, 60, 60}, {320, 320, 20, 20}}, {264, 282, 142, 106}},
+      {{{0, 0, 1200, 900}}, {0, 0, 1200, 900}},
+      {{{1199, 899, 1, 1}}, {1178, 884, 22, 16}},
+  };
+  for (const auto& [faces, crop] : cases) {
+    EXPECT_EQ(camsim::ChooseCrop(faces, {1200, 900}), crop) << faces.size();
+  }
 }
 
 TEST(PassWatch, HasTheRunsClockAndTheLatestPass) {

@@ -58,6 +58,9 @@ media::Picture Annotate(const media::Nv12Frame& frame, const RequestRecord& requ
   const common::Rect size = media::LabelBox(0, 0, texts[0], scale);
   const int caption_y = picture.height - size.h;
   media::DrawLabelledFaces(labelled, scale, {{0, caption_y, size.w, size.h}}, &picture);
+  for (std::size_t i = kSlots; i < request.faces.size(); ++i) {
+    media::DrawRectangle(request.faces[i], kCaptionColour, 1, &picture);
+  }
   media::DrawLabel(0, caption_y, texts[0], kCaptionColour, scale, &picture);
   return picture;
 }

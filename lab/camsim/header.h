@@ -5,14 +5,15 @@
 #include <string>
 #include <vector>
 
+#include "camsim/frames.h"
 #include "camsim/options.h"
 #include "framework/device.h"
 #include "record/request_record.h"
 
 namespace camsim {
 
-// Returns the facts about the whole run; `frame` is the size of a picture.
-record::RunHeader HeaderOf(const Options& options, Size frame, Size buffer,
+// Returns the facts about the whole run.
+record::RunHeader HeaderOf(const Options& options, const Frames& frames, Size buffer,
                            const framework::Device& device);
 
 // Fills options that the command line leaves open from a recording's header: whether frames are

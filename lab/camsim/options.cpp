@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "common/command_line.h"
+#include "common/exit_code.h"
 #include "record/recording.h"
 
 namespace camsim {
@@ -106,6 +107,16 @@ std::string ParseRect(const std::string& text, common::Rect* rect) {
   return is_right ? "" : text + " is not a rectangle such as 420,180,300,300";
 }
 
+std::string ParseCrop(const std::string& text, Options* options) {
+  options->chooses_crop = text == "auto";
+  if (options->chooses_crop) return "";
+  const common::Rect& crop = options->crop.emplace();
+  const std::string wrong = ParseRect(text, &*options->crop);
+  const bool is_even = (crop.x | crop.y | crop.w | crop.h) % 2 == 0;
+  if (!wrong.empty() || (is_even && crop.w >= 16 && crop.h >= 16)) return wrong;
+  return text + " has odd numbers, or fewer than 16 pixels a side";
+}
+
 std::string ParseFoundFaces(const std::string& text, std::optional<float>* found_faces) {
   float threshold = kFaceThreshold;
   char rest = 0;
@@ -170,6 +181,9 @@ void AddInput(common::Command* command, Options* options, Size* size,
             "auto detects the faces of each frame whose score is at least SCORE (0.75)")
       .Shows("auto[:SCORE]")
       .Excludes(given);
+  AddParsed(command, "--crop", ParseCrop, options,
+            "send this part of each frame, as a camera that zooms; auto follows --faces auto")
+      .Shows("X,Y,W,H|auto");
   command->AddFlag(
       "--upright,!--no-upright", &options->upright,
       "turn each frame into what a sensor at --orientation delivers (on with --faces)");
@@ -318,6 +332,11 @@ bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
   AddRecordings(&line, options);
   AddDiff(&line, options);
   if (!line.Parse(argc, argv, exit_code)) return false;
+  if (options->chooses_crop && !options->found_faces) {
+    std::fputs("camsim: --crop auto requires --faces auto (see camsim --help)\n", stderr);
+    *exit_code = common::kExitUsage;
+    return false;
+  }
   options->faces.resize(faces.size());
   for (std::size_t i = 0; i < faces.size(); ++i) ParseRect(faces[i], &options->faces[i]);
   if (options->real_models) {

@@ -28,6 +28,8 @@ struct Options {
   media::FrameSourceOptions source;  // of the frames
   std::vector<common::Rect> faces;   // in picture pixels; empty means those of the source
   std::optional<float> found_faces;  // detect faces in each frame, from this score on
+  std::optional<common::Rect> crop;  // the part of each frame that is sent; even
+  bool chooses_crop = false;         // by the faces that are detected in the first frame
   std::optional<bool> upright;       // turn frames into a sensor's; unset: only with detection
   int requests = 0;                  // 0: 60 for an endless input, else all
   // Only the state that the command line gives. It holds for a whole replay, and in a script until

@@ -132,7 +132,7 @@ void Run::Begin() {
     std::fprintf(outputs_.Text(), "%s\n", common::Escaped(notice).c_str());
   }
   listeners_ = outputs_.Listeners(frames_.Source().Rate(), recording_, &comparison_);
-  const record::RunHeader header = HeaderOf(options_, frames_.PictureSize(), buffer_, device_);
+  const record::RunHeader header = HeaderOf(options_, frames_, buffer_, device_);
   for (const auto& listener : listeners_) {
     listener->Begin(header);
     for (const record::Event& event : DeviceEvents(options_)) listener->OnEvent(event);

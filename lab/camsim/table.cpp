@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "camsim/table.h"
 
+#include <algorithm>
 #include <cinttypes>
 
 #include "common/escape.h"
@@ -13,13 +14,18 @@ using framework::kSlots;
 using framework::Outcome;
 using record::RequestRecord;
 
-// Returns the reasons of all slots: once if they agree, else by slot number.
+// Returns how many slots a row shows: those of a face.
+int SlotsOf(const RequestRecord& request) {
+  return static_cast<int>(std::min<std::size_t>(request.faces.size(), kSlots));
+}
+
+// Returns the reasons of these slots: once if they agree, else by slot number.
 std::string ReasonsOf(const RequestRecord& request) {
   if (request.outcome == Outcome::kUnknown) return NameOf(request.outcome);
   std::string reasons, first = request.WhyText(0);
   bool agree = true;
-  for (std::size_t slot = 0; slot < kSlots; ++slot) {
-    const std::string text = request.WhyText(slot);
+  for (int slot = 0; slot < SlotsOf(request); ++slot) {
+    const std::string text = request.WhyText(static_cast<std::size_t>(slot));
     agree &= text == first;
     if (text.empty()) continue;
     if (!reasons.empty()) reasons += ", ";
@@ -44,31 +50,49 @@ std::string OwnTagsLine(const std::vector<record::NamedValues>& values) {
 
 }  // namespace
 
-void Table::Begin(const record::RunHeader&) {
-  if (!options_.has_rows) return;
-  if (options_.real_models) {
+void Table::Begin(const record::RunHeader& header) {
+  is_upright_ = header.upright.value_or(false);
+  has_input_ = !header.input.empty();
+  if (options_.has_rows && options_.real_models) {
     std::fputs("Estimates by a small network, no basis for decisions about people.\n", to_);
   }
-  std::fprintf(to_, "%7s %5s", "", "");
-  for (int slot = 0; slot < kSlots; ++slot) std::fprintf(to_, " | ------- slot %d -------", slot);
-  std::fprintf(to_, " |\n%7s %5s", "request", "faces");
-  for (int slot = 0; slot < kSlots; ++slot) std::fprintf(to_, " | gender   age score prop");
-  std::fprintf(to_, " | why zero or default\n");
 }
 
-common::Failure Table::OnRequest(const RequestRecord& request, const media::Nv12Frame&) {
+common::Failure Table::OnRequest(const RequestRecord& request, const media::Nv12Frame& picture) {
   if (options_.has_rows && (options_.all || request.outcome != Outcome::kNotOffered)) {
     PrintRow(request);
   }
+  NoteFaces(request, {picture.width, picture.height});
   last_why_ = request.why ? (*request.why)[0] : framework::SlotWhy();
   last_values_ = request.out.values;
   return std::nullopt;
 }
 
-void Table::PrintRow(const RequestRecord& request) const {
+void Table::NoteFaces(const RequestRecord& request, common::Size picture) {
+  const int orientation = is_upright_ ? 270 : request.in.orientation.value_or(270);
+  for (const common::Rect& face : request.faces) {
+    has_analysed_ |= framework::IsAnalysed(face, picture, orientation);
+    if (face.w <= largest_.w) continue;
+    largest_ = face;
+    shorter_side_ = std::min(picture.width, picture.height);
+  }
+}
+
+// The rows before had fewer slots, or there were none.
+void Table::PrintHead(int slots) {
+  slots_ = slots;
+  std::fprintf(to_, "%7s %5s", "", "");
+  for (int slot = 0; slot < slots; ++slot) std::fprintf(to_, " | ------- slot %d -------", slot);
+  std::fprintf(to_, " |\n%7s %5s", "request", "faces");
+  for (int slot = 0; slot < slots; ++slot) std::fprintf(to_, " | gender   age score prop");
+  std::fprintf(to_, " | why zero or default\n");
+}
+
+void Table::PrintRow(const RequestRecord& request) {
   const framework::ResultRecord& result = request.out.result;
+  if (SlotsOf(request) > slots_) PrintHead(SlotsOf(request));
   std::fprintf(to_, "%7" PRId64 " %5d", request.number, result.face_count);
-  for (int slot = 0; slot < kSlots; ++slot) {
+  for (int slot = 0; slot < SlotsOf(request); ++slot) {
     std::fprintf(to_, " | %6.3f %5.1f %5.1f %4.2f", result.gender[slot], result.age[slot],
                  result.score[slot], result.prop[slot]);
   }
@@ -76,9 +100,17 @@ void Table::PrintRow(const RequestRecord& request) const {
   std::fprintf(to_, " |%s%s\n", reasons.empty() ? "" : " ", reasons.c_str());
 }
 
+std::string Table::FacesLine() const {
+  if (has_analysed_ || !has_input_) return "";
+  if (largest_.w == 0) return "no faces: give --face X,Y,W,H or --faces auto\n";
+  return "largest face " + std::to_string(largest_.w) + " pixels wide, analysed above " +
+         std::to_string(shorter_side_ / 6) + ": try --crop auto\n";
+}
+
 common::Failure Table::Finish(const record::Summary& summary) {
   PrintNotHandedOver(summary);
-  std::fprintf(to_, "%s\n%s", LineOf(summary).c_str(), OwnTagsLine(last_values_).c_str());
+  std::fprintf(to_, "%s%s\n%s", FacesLine().c_str(), LineOf(summary).c_str(),
+               OwnTagsLine(last_values_).c_str());
   if (!summary.pace.empty()) std::fprintf(to_, "%s\n", summary.pace.c_str());
   return std::nullopt;
 }

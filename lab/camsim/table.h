@@ -26,11 +26,19 @@ class Table : public record::RunListener {
   common::Failure Finish(const record::Summary& summary) override;
 
  private:
-  void PrintRow(const record::RequestRecord& request) const;
+  void PrintHead(int slots);
+  void PrintRow(const record::RequestRecord& request);
+  void NoteFaces(const record::RequestRecord& request, common::Size picture);
+  std::string FacesLine() const;
   void PrintNotHandedOver(const record::Summary& summary) const;
 
   const TableOptions options_;
   std::FILE* const to_;
+  bool is_upright_ = false, has_input_ = false;
+  int slots_ = -1;             // that the head shows
+  bool has_analysed_ = false;  // a face was large enough
+  common::Rect largest_ = {};  // face, and the shorter side of its frame
+  int shorter_side_ = 0;
   framework::SlotWhy last_why_;  // of slot 0
   std::vector<record::NamedValues> last_values_;
 };

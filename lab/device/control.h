@@ -121,6 +121,7 @@ class ModelControl {
     Script script;
     std::vector<Call> calls;
     ModelCounts counts = {};
+    bool has_failed = false;  // the latest set-up
   };
 
   std::mutex mutex_;  // guards state_

@@ -30,6 +30,7 @@ class ModelFake : public ModelControl<Call, Answer> {
     std::lock_guard<std::mutex> lock(this->mutex_);
     ModelSettings& settings = this->state_.settings;
     ++this->state_.counts.attempts;
+    this->state_.has_failed = settings.failing_inits != 0;
     if (settings.failing_inits == 0) {
       ++this->state_.counts.inits;
       return true;
@@ -51,11 +52,12 @@ class ModelFake : public ModelControl<Call, Answer> {
     return this->state_.settings.version;
   }
 
-  // Returns the answer to a call and fills in its digests; nullopt if the settings ask for that.
+  // Returns the answer to a call and fills in its digests; nullopt if the settings ask for that, or
+  // after a failed set-up. A script answers in any case.
   std::optional<Answer> Analyse(const uint8_t* gray, const uint8_t* rgb, Call call) {
     const Entry entry(this);
     const auto state = Note(gray, rgb, &call);
-    if (state.settings.is_mute) return std::nullopt;
+    if (state.settings.is_mute || (state.has_failed && !state.script)) return std::nullopt;
     if (state.settings.delay.count() > 0) std::this_thread::sleep_for(state.settings.delay);
     const Answer answer = state.script ? state.script(call) : measure_(gray, rgb, call);
     const ModelSettings::Listener listener = state.settings.listener;
@@ -97,7 +99,7 @@ class ModelFake : public ModelControl<Call, Answer> {
       call->rgb_digest = common::Digest(rgb, 3 * pixels);
     }
     if (state.settings.records) state.calls.push_back(*call);
-    return {state.settings, state.script, {}, {}};
+    return {state.settings, state.script, {}, {}, state.has_failed};
   }
 
   const Measure measure_;

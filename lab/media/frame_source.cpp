@@ -166,7 +166,10 @@ common::Failure OpenByContent(std::unique_ptr<ByteReader> reader, const FrameSou
   if (format == Format::kEmpty) return common::Fail("the file is empty");
   if (format == Format::kUnknown) {
     if (has_size) return OpenRaw(std::move(reader), options, source);
-    return common::Fail("neither PNG, JPEG nor Y4M; raw NV12 needs a size");
+    uint8_t begin[8] = {};
+    const bool is_mp4 = reader->Peek(begin, 8) == 8 && std::memcmp(begin + 4, "ftyp", 4) == 0;
+    return common::Fail(is_mp4 ? "is MP4: ffmpeg -i FILE -f yuv4mpegpipe - | camsim --input -"
+                               : "neither PNG, JPEG nor Y4M; raw NV12 needs a size");
   }
   if (has_size) return common::FailUsage("carries its own size; a size goes with raw NV12 only");
   if (format == Format::kY4m) return OpenY4m(std::move(reader), options, source);

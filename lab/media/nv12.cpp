@@ -152,6 +152,22 @@ common::Failure ShapeFrame(int width, int height, int stride, Nv12Frame* frame) 
   return std::nullopt;
 }
 
+common::Failure CropFrame(const Nv12Frame& frame, const common::Rect& crop, int stride,
+                          Nv12Frame* cropped) {
+  if (common::Failure failure = ShapeFrame(crop.w, crop.h, stride, cropped)) return failure;
+  for (int y = 0; y < crop.h; ++y) {
+    const uint8_t* const row = frame.Luma() + std::ptrdiff_t{crop.y + y} * frame.stride + crop.x;
+    std::copy_n(row, crop.w, cropped->Luma() + std::ptrdiff_t{y} * cropped->stride);
+  }
+  for (int y = 0; y < common::HalfUp(crop.h); ++y) {
+    const uint8_t* const row =
+        frame.Chroma() + std::ptrdiff_t{crop.y / 2 + y} * frame.stride + crop.x;
+    std::copy_n(row, 2 * common::HalfUp(crop.w),
+                cropped->Chroma() + std::ptrdiff_t{y} * cropped->stride);
+  }
+  return std::nullopt;
+}
+
 std::string PixelDigest(const Nv12Frame& frame) {
   uint64_t digest = common::kEmptyDigest;
   const auto add = [&digest](uint64_t word) {

@@ -51,6 +51,11 @@ common::Failure CheckFrameShape(int width, int height, int stride);
 // Fails like CheckFrameShape, and then leaves the frame unchanged.
 common::Failure ShapeFrame(int width, int height, int stride, Nv12Frame* frame);
 
+// Copies the part of a frame that a rectangle covers, which lies inside and has an even corner.
+// Fails like ShapeFrame.
+common::Failure CropFrame(const Nv12Frame& frame, const common::Rect& crop, int stride,
+                          Nv12Frame* cropped);
+
 // Returns a digest of the frame's pixels without its padding: 16 hexadecimal digits.
 std::string PixelDigest(const Nv12Frame& frame);
 

@@ -39,6 +39,7 @@ void ForEachKey(Header& header, const Visit& visit) {
   visit("fps", header.fps);
   visit("models", header.models);
   visit("command", header.command);
+  visit("crop", header.crop);
 }
 
 }  // namespace record

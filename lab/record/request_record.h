@@ -99,9 +99,10 @@ struct RunHeader {
   common::Size buffer;
   uint32_t node_caps = 0;
   bool realtime = false;
-  double fps = 0;       // the rate asked for
-  std::string models;   // real or fake; empty in a script
-  std::string command;  // as for a shell
+  double fps = 0;         // the rate asked for
+  std::string models;     // real or fake; empty in a script
+  std::string command;    // as for a shell
+  std::vector<int> crop;  // x, y, width and height of what was sent; empty for whole frames
 };
 
 struct Summary {
