@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-# Compares docs/camsim.md with the program's options and the keys of its JSON lines, and the README with the
-# demo's output.
+# Finds every option that docs/camsim.md and the README name in the program; compares the keys of the JSON lines, and
+# the README with the demo's output.
 # usage: camsim_doc_test.py SOURCE_DIRECTORY CAMSIM...   (an emulator, if any, precedes the program)
 import json
 import pathlib
@@ -22,13 +22,15 @@ def names(section, column, pattern):
 
 usage = camsim.run(0, "--help").out
 options = {name for line in re.findall(r"^  (?:-h,)?--.*", usage, re.M) for name in re.findall(r"--[a-z-]+", line)}
-same("options on the page", sorted(options), names("Options", None, "`(--[a-z-]+)"))
+readme = (source / "README.md").read_text()
+for option in sorted(set(re.findall(r"(?<![\w-])--[a-z][a-z-]+", page + readme))):
+    check(option in options, f"camsim has no option {option}")
 
 lines = camsim.run(0, "--requests 1 --size 64x64 --realtime --annotated none --jsonl -").out.splitlines()
 keys = {key for line in lines for key in json.loads(line)}
-same("keys of the JSON lines on the page", sorted(keys), names("JSON lines", 1, "`([a-z_]+)[^`]*`"))
+same("keys of the JSON lines on the page", sorted(keys), names("Recordings", 1, "`([a-z_]+)[^`]*`"))
 
-shown = re.search(r"^[^\n]*slot 0.*?(?=^annotated)", (source / "README.md").read_text(), re.M | re.S)[0].splitlines()
+shown = re.search(r"^[^\n]*slot 0.*?(?=^annotated)", readme, re.M | re.S)[0].splitlines()
 printed = camsim.run(0, "--annotated none").out.splitlines()
 check(len(shown) >= 6, "the README shows no demo")
 for line in shown:
