@@ -10,8 +10,8 @@
 
 namespace common {
 
-// Returns the length of the UTF-8 character at the front of a text; 0 where none stands there or a
-// control character does.
+// Returns the length of the UTF-8 character at the front of a text; 0 without one and for a control
+// character.
 inline std::size_t PrintableLength(std::string_view text) {
   const auto byte = [text](std::size_t at) {
     return at < text.size() ? static_cast<uint8_t>(text[at]) : uint8_t{0};
@@ -19,7 +19,7 @@ inline std::size_t PrintableLength(std::string_view text) {
   const uint8_t first = byte(0), second = byte(1);
   if (first < 0x80) return first >= 0x20 && first != 0x7f ? 1 : 0;
   if (first < 0xc2 || first > 0xf4) return 0;
-  // The second byte tells controls (0x80 to 0x9f) and forms that are longer than need be.
+  // The second byte excludes controls (0x80 to 0x9f) and overlong forms.
   const uint8_t least = first == 0xc2 || first == 0xe0 ? 0xa0 : first == 0xf0 ? 0x90 : 0x80;
   const std::size_t length = first >= 0xf0 ? 4 : first >= 0xe0 ? 3 : 2;
   for (std::size_t at = 1; at < length; ++at) {
@@ -28,8 +28,8 @@ inline std::size_t PrintableLength(std::string_view text) {
   return second >= least ? length : 0;
 }
 
-// Returns a text that came from outside as a terminal may get it: a byte of a control character, or
-// of no character, becomes \xNN. A message is a line, so a line break is one of them.
+// Makes text from outside safe for a terminal: a byte of a control character, or of no character,
+// becomes \xNN. Line breaks too, because a message is one line.
 inline std::string Escaped(std::string_view text) {
   std::string escaped;
   while (!text.empty()) {

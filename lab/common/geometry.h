@@ -18,8 +18,7 @@ struct Rect {
   int h;
 };
 
-// Returns a rectangle that came from outside, cut where its numbers would not add up in an int. No
-// picture reaches as far.
+// Returns a rectangle from outside, limited so that its sums fit an int. No picture is that large.
 constexpr Rect ClampedRect(int64_t x, int64_t y, int64_t w, int64_t h) {
   const auto clamp = [](int64_t number) {
     return static_cast<int>(std::clamp<int64_t>(number, -(1 << 24), 1 << 24));

@@ -10,7 +10,7 @@ namespace common {
 inline std::atomic<bool> g_interrupted{false};
 static_assert(std::atomic<bool>::is_always_lock_free);  // a signal handler sets it
 
-// From now on SIGINT and SIGTERM only set a flag and end a waiting read or sleep; the second of a
+// Lets SIGINT and SIGTERM only set a flag and end a waiting read or sleep; the second signal of a
 // kind ends the program at once.
 inline void CatchInterrupts() {
   struct sigaction action = {};
@@ -20,7 +20,8 @@ inline void CatchInterrupts() {
   sigaction(SIGTERM, &action, nullptr);
 }
 
-// Returns whether the program is to end. Loops whose length a file decides ask. Any thread.
+// Returns whether the program should end. Checked in loops whose length a file determines. Any
+// thread.
 inline bool Interrupted() { return g_interrupted; }
 
 }  // namespace common

@@ -31,7 +31,7 @@ Flat Flatten(const std::vector<NamedValues>& values) {
   return flat;
 }
 
-// The values by their names; of equal names the first.
+// The values by their names; the first of equal names.
 using ByName = std::map<std::string_view, const Value*>;
 ByName IndexOf(const Flat& values) {
   ByName index;

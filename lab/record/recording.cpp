@@ -215,7 +215,7 @@ RunHeader HeaderOf(const Json& json) {
   return header;
 }
 
-// Parses a text that is no deeper and has no more keys than a line can.
+// Parses a text, with the limits of a line for depth and number of keys.
 common::Failure ParseJson(std::string_view text, Json* json) {
   constexpr int kMaxDepth = 8, kMaxKeys = 1000;
   int keys = 0;

@@ -20,9 +20,9 @@
 
 namespace record {
 
-// The longest line that is read, in bytes.
+// Limit of a line, in bytes.
 inline constexpr std::size_t kMaxLine = std::size_t{1} << 20;
-// The largest index of a frame, and the number of faces that a request may have.
+// Limits of a frame's index and of the faces of a request.
 inline constexpr int64_t kMaxFrameIndex = int64_t{1} << 53;
 inline constexpr std::size_t kMaxFaces = 1000;
 
@@ -52,8 +52,8 @@ struct Step {
 // Empty for a line that changes nothing in a run.
 using Line = std::variant<std::monostate, RunHeader, RequestStep, Event>;
 
-// Parses a line, without its line break. What its form does not know is a failure, whose message
-// begins with the key. A header stands in the first line only. Any thread.
+// Parses a line, without its line break. Unknown parts are failures; the message begins with the
+// key. Only the first line may be a header. Any thread.
 common::Failure ParseLine(std::string_view text, bool is_first, Line* line);
 
 }  // namespace record

@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t kChunk = std::size_t{1} << 16;
 constexpr int64_t kMaxCopied = int64_t{1} << 30;
 
-// Copies what comes to a nameless temporary file.
+// Copies all input to a nameless temporary file.
 common::Failure Copy(int from, int* to) {
   char name[] = "/tmp/camsim_XXXXXX";
   *to = mkostemp(name, O_CLOEXEC);
@@ -163,7 +163,7 @@ common::Failure StepReader::Next(std::optional<Step>* step) {
 
 namespace {
 
-// The requests of a file, one at a time.
+// Iterates over the requests of a file.
 struct Requests {
   explicit Requests(const RecordingFile& file) : steps(file) {}
   common::Failure Advance() {

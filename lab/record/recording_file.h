@@ -11,8 +11,8 @@
 
 namespace record {
 
-// A recording or a script as a file, which is read in memory of its longest line alone. Failures
-// begin with the file's name and the line's number. One thread at a time.
+// A recording or a script in a file. Memory holds only its longest line. Failures begin with the
+// file's name and the line's number. One thread at a time.
 class RecordingFile {
  public:
   RecordingFile() = default;
@@ -20,19 +20,19 @@ class RecordingFile {
   RecordingFile(const RecordingFile&) = delete;
   RecordingFile& operator=(const RecordingFile&) = delete;
 
-  // Opens a file and checks all of its lines, once. Standard input ("-") and what else cannot be
-  // read twice is copied to a temporary file. Fails as well when the program is interrupted.
+  // Opens a file and checks all of its lines once. Standard input ("-") and other inputs that
+  // cannot be read twice are copied to a temporary file. Also fails on an interrupt of the program.
   common::Failure Open(const std::string& path);
-  // As above for an open regular file, which it takes and `name` stands for.
+  // Does the same for an open regular file, which it then owns; `name` is its name in messages.
   common::Failure Take(int descriptor, const std::string& name);
 
-  // Reads the whole file, which was opened.
+  // Reads the whole opened file.
   common::Failure ReadText(std::string* text) const;
 
   const std::string& Name() const { return name_; }
-  // What the first line says; nothing where it is no header.
+  // Returns the header; nothing if the first line is none.
   const std::optional<RunHeader>& Header() const { return header_; }
-  // The number of the last request; 0 without one.
+  // Returns the number of the last request; 0 without one.
   int64_t LastRequest() const { return last_request_; }
 
  private:
@@ -41,30 +41,30 @@ class RecordingFile {
   common::Failure Check();
 
   std::string name_;
-  int descriptor_ = -1;  // none of a file that was not opened, which has no lines
+  int descriptor_ = -1;  // -1 for a file that was not opened, which has no lines
   std::optional<RunHeader> header_;
   int64_t last_request_ = 0;
 };
 
-// Reads the lines of a file. A copy goes on where the original stands.
+// Reads the lines of a file. A copy continues at the original's position.
 class LineReader {
  public:
   explicit LineReader(const RecordingFile& file) : file_(&file) {}
 
-  // Reads and parses the next line; leaves nothing at the end.
+  // Reads and parses the next line; nothing at the end.
   common::Failure Next(std::optional<Line>* line);
-  // The number of the latest line, from 1.
+  // Returns the number of the latest line, from 1.
   int Number() const { return number_; }
-  // The failure with the file's name and the latest line's number in front.
+  // Prefixes a failure with the file's name and the latest line's number.
   common::Failure FailHere(const common::Failure& failure) const;
 
  private:
-  // Reads up to the next line break; false at the end of the file.
+  // Reads up to the next line break; returns false at the end of the file.
   bool ReadText(common::Failure* failure);
 
   const RecordingFile* file_;
   int number_ = 0;
-  int64_t offset_ = 0;  // of what comes behind the buffer
+  int64_t offset_ = 0;  // of the bytes after the buffer
   std::string buffer_;
   std::size_t at_ = 0;  // in the buffer
   std::string text_;
@@ -75,18 +75,18 @@ class StepReader {
  public:
   explicit StepReader(const RecordingFile& file) : lines_(file) {}
 
-  // Reads the next step; leaves nothing at the end.
+  // Reads the next step; nothing at the end.
   common::Failure Next(std::optional<Step>* step);
 
  private:
-  // Looks for the number of the request before which an event happens.
+  // Finds the number of the request that follows an event.
   common::Failure FindRequest(int64_t* number) const;
 
   LineReader lines_;
-  int64_t next_request_ = 0;  // of the events that come now; 0 is unknown
+  int64_t next_request_ = 0;  // of the current events; 0 is unknown
 };
 
-// Adds all requests of two recordings.
+// Compares all requests of two recordings.
 common::Failure CompareRecordings(const RecordingFile& run, const RecordingFile& other,
                                   Comparison* comparison);
 

@@ -53,7 +53,7 @@ class ReplayCheck : public RunListener {
 
   StepReader steps_;
   const int64_t last_;
-  std::optional<Step> step_;  // the next one that is compared
+  std::optional<Step> step_;  // to compare next
   Comparison* const comparison_;
   std::FILE* const to_;
 };
