@@ -74,10 +74,11 @@ dev_fuzz() {
   local seconds=${1:-60} failed=0
   need_build
   need clang libclang-rt-14-dev
-  build fuzz fuzz_node_fuzzer fuzz_kits_fuzzer fuzz_pictures_fuzzer
+  build fuzz fuzz_node_fuzzer fuzz_kits_fuzzer fuzz_pictures_fuzzer fuzz_run_fuzzer
   fuzz_one fuzz_node "$seconds" -max_len=600 || failed=1
   fuzz_one fuzz_kits "$seconds" -max_len=64 || failed=1
   fuzz_one fuzz_pictures "$seconds" -max_len=4096 -dict=tests/fuzz/fuzz_pictures.dict || failed=1
+  fuzz_one fuzz_run "$seconds" -max_len=2000 -dict=tests/fuzz/fuzz_pictures.dict -close_fd_mask=2 || failed=1
   [ "$failed" -eq 0 ] || echo "dev: findings are in build/fuzz/findings" >&2
   return "$failed"
 }

@@ -79,14 +79,22 @@ def end_with(number, *options):
 
 LONG = "--size", "64x48", "--requests", "100000000"
 same("a killed run", (-signal.SIGKILL, [True] * 3), end_with(signal.SIGKILL, *LONG))
-for number in signal.SIGINT, signal.SIGTERM:
-    same("an ended run", (130, [False] * 3), end_with(number, *LONG))
+write("long", line(recording=1, size=[64, 48]) + "".join(line(request=i, out={}) for i in range(1, 99999)))
+for number, options in (signal.SIGINT, LONG), (signal.SIGTERM, LONG), (signal.SIGINT, ("--replay", "long")):
+    same("an ended run", (130, [False] * 3), end_with(number, *options))
     check(read("old.png").endswith(b"IEND\xaeB`\x82") and json.loads(read("old.trace")), "outputs are whole")
     same("the mode", 0o640, pathlib.Path("old.png").stat().st_mode & 0o777)
 write("script", line(request=1, frame={"index": 10**9}))
 same("a run that has sent nothing", (130, [True] * 3),
      end_with(signal.SIGTERM, "--script", "script", "--input", "/dev/zero", "--size", "2x2"))
 same("temporary files", [], list(pathlib.Path(".").glob(".zy_*")))
+
+# A tag's name that is no text, nor fit for a terminal, in every output.
+node = pathlib.Path(arguments[-1]).with_name("com.qti.node.brodaxgenderage.so")
+write("node.so", read(node).replace(b"\0CurrentMode\0", b"\0Curr\xff\x1b[2Jde\0"))
+done = camsim.run(0, "--node node.so --size 64x48 --trace t --report r --jsonl j", "--annotated none")
+check(r"Curr\xff\x1b[2Jde 0" in done.out and json.loads(read("t")), f"a tag's name: {done.out}")
+camsim.run(0, "--node node.so --annotated none --replay j")
 
 # ---- Every recording of a run at no pace replays -------------------------------------------------------
 draw = random.Random(22)

@@ -119,6 +119,7 @@ common::Failure Run::TryScript() const {
   for (std::optional<record::Step> step;;) {
     common::Failure failure = steps.Next(&step);
     if (failure || !step) return failure;
+    if (common::Interrupted()) return common::Fail("interrupted");
     const auto* const event = std::get_if<record::Event>(&step->what);
     if (event == nullptr) continue;
     failure = ApplyEvent(device_, *event, true);

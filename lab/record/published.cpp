@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "common/escape.h"
+
 namespace record {
 namespace {
 
@@ -60,6 +62,7 @@ Published ReadOutput(const Metadata& metadata) {
     ChiTagType type = ChiTagType::kByte;
     uint32_t count = 0;
     if (!value.present || !tags.Name(value.tag, &name, &type, &count)) continue;
+    name = common::Escaped(name);  // a recording holds text
     if (name == "brodax.faceAnalyzeResult.result") {
       published.result = ElementAt<framework::ResultRecord>(value.bytes.data(), 0);
       record = FieldsOf(published.result);

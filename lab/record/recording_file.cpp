@@ -71,6 +71,7 @@ common::Failure RecordingFile::Check() {
   for (std::optional<Line> line;;) {
     common::Failure failure = lines.Next(&line);
     if (failure || !line) return failure;
+    if (common::Interrupted()) return common::Fail(name_ + ": interrupted");
     if (const auto* request = std::get_if<RequestStep>(&*line)) {
       if (request->returned.number <= last_request_) {
         return lines.FailHere(common::Fail("request: must increase"));
@@ -98,7 +99,7 @@ common::Failure LineReader::FailHere(const common::Failure& failure) const {
 bool LineReader::ReadText(common::Failure* failure) {
   text_.clear();
   ++number_;
-  while (file_->descriptor_ >= 0 && !common::Interrupted()) {
+  while (file_->descriptor_ >= 0) {
     const std::size_t end = std::min(buffer_.find('\n', at_), buffer_.size());
     text_.append(buffer_, at_, end - at_);
     at_ = end + 1;
@@ -116,7 +117,6 @@ bool LineReader::ReadText(common::Failure* failure) {
     if (got == 0 && !text_.empty()) *failure = common::Fail("is cut short");
     if (got <= 0) return false;
   }
-  if (common::Interrupted()) *failure = common::Fail("interrupted");
   return false;
 }
 
@@ -133,6 +133,7 @@ common::Failure StepReader::FindRequest(int64_t* number) const {
   for (std::optional<Line> line;;) {
     common::Failure failure = ahead.Next(&line);
     if (failure || !line) return failure;
+    if (common::Interrupted()) return common::Fail("interrupted");
     const auto* const request = std::get_if<RequestStep>(&*line);
     if (request == nullptr) continue;
     *number = request->returned.number;
@@ -190,6 +191,7 @@ common::Failure CompareRecordings(const RecordingFile& run, const RecordingFile&
   common::Failure failure = a.Advance();
   if (!failure) failure = b.Advance();
   while (!failure && (a.step || b.step)) {
+    if (common::Interrupted()) return common::Fail("interrupted");
     const int64_t number = std::min(a.Number(), b.Number());
     const Returned *const mine = a.IfUpTo(number), *const theirs = b.IfUpTo(number);
     comparison->Add(mine, theirs);

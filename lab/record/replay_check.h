@@ -6,6 +6,7 @@
 #include <optional>
 #include <variant>
 
+#include "common/interrupts.h"
 #include "record/recording_file.h"
 #include "record/run_listener.h"
 
@@ -31,7 +32,7 @@ class ReplayCheck : public RunListener {
   common::Failure Finish(const Summary&) override {
     for (;; step_.reset()) {
       if (common::Failure failure = FindRecorded()) return failure;
-      if (!step_ || step_->request > last_) break;
+      if (!step_ || step_->request > last_ || common::Interrupted()) break;
       comparison_->Add(nullptr, &std::get<RequestStep>(step_->what).returned);
     }
     std::fputs(comparison_->Text().c_str(), to_);
@@ -42,7 +43,7 @@ class ReplayCheck : public RunListener {
   // Reads on to the next recorded request, unless it is there.
   common::Failure FindRecorded() {
     common::Failure failure;
-    while (!step_ && !failure) {
+    while (!step_ && !failure && !common::Interrupted()) {
       failure = steps_.Next(&step_);
       if (!step_) break;
       const auto* const request = std::get_if<RequestStep>(&step_->what);
