@@ -159,11 +159,16 @@ TEST(Recording, ReadsFacesAndRawRectangles) {
 
 TEST(Comparison, ListsDifferencesAndCountsTheRest) {
   const std::string run =
+      "{\"recording\":1,\"build_id\":\"a1\",\"device\":{\"log.so\":\"log.so\",\"m.so\":\"x/"
+      "m.so\"}}\n"
+      "{\"property\":{\"a\":null}}\n"
       R"({"request":4,"frame":{"index":3,"digest":"a"},"in":{"brodax.faceScore.enabled":1},)"
       R"("out":{"faceNum":2,"age":[31.2,26.6,0.0],"x.Mode":1},"outcome":"taken",)"
       R"("why":[null,null,"no face"]})"
       "\n{\"request\":5,\"out\":{\"age\":[1.04,\"nan\",1e39]}}\n{\"request\":6}\n";
   const std::string recorded =
+      "{\"recording\":1,\"build_id\":\"b2\",\"device\":{\"log.so\":\"log.so\",\"m.so\":\"m.so\"}}\n"
+      "{\"property\":{\"a\":\"\"}}\n"
       R"({"request":4,"frame":{"index":3,"digest":"b"},"in":{"brodax.faceScore.enabled":0},)"
       R"("out":{"faceNum":3,"age":[31.2000001,31.2,0.0]},"outcome":"dropped",)"
       R"("why":[null,"too small","no face"]})"
@@ -172,7 +177,11 @@ TEST(Comparison, ListsDifferencesAndCountsTheRest) {
     return Differences(run, recorded, tolerance, limit);
   };
   const std::string sent =
-      "1 request with other pixels than recorded, the first is 4\n"
+      "another node than in the recording: build a1, not b2\n"
+      "other device libraries than in the recording: x/m.so\n"
+      "other properties than in the recording\n"
+      "1 request with other pixels than in the recording, the first is 4\n"
+      "1 request with other brodax.faceScore.enabled than in the recording, the first is 4\n"
       "request 4: faceNum 2, recorded 3\n"
       "request 4: slot 1 age 26.6, recorded 31.2\n";
   const std::string differences =
@@ -182,8 +191,8 @@ TEST(Comparison, ListsDifferencesAndCountsTheRest) {
       "request 5: slot 1 age \"nan\", recorded 1.0\n"
       "request 6: missing in the recording\n"
       "request 7: missing in the run\n";
-  EXPECT_EQ(text(0.05, 20), sent + differences + "8 differences\n");
-  EXPECT_EQ(text(0, 2), sent + "9 differences\n");
+  EXPECT_EQ(text(0.05, 20), sent + differences + "8 differences, with other inputs\n");
+  EXPECT_EQ(text(0, 2), sent + "9 differences, with other inputs\n");
   EXPECT_EQ(Differences(run, run, 0, 20), "0 differences\n");
 }
 

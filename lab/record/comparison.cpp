@@ -6,6 +6,7 @@
 #include <map>
 #include <string_view>
 
+#include "common/digest.h"
 #include "common/escape.h"
 #include "record/json_lines.h"
 
@@ -58,13 +59,14 @@ std::string Counted(std::size_t count, const std::string& thing) {
 }  // namespace
 
 Returned ReturnedWith(const RequestRecord& request) {
-  Returned returned = {request.number, request.digest, request.out.values};
+  Returned returned = {request.number, request.digest, request.out.values, {}, request.faces};
   returned.values.push_back({"outcome", false, {NameOf(request.outcome)}});
   NamedValues& why = returned.values.emplace_back(NamedValues{"why", true, {}});
   for (std::size_t slot = 0; slot < kSlots; ++slot) {
     const std::string text = request.WhyText(slot);
     why.values.push_back(text.empty() ? Value() : text);
   }
+  ForEachTag([](const char*, const auto& value, auto& in) { in = value; }, request.in, returned.in);
   return returned;
 }
 
@@ -74,9 +76,15 @@ void Comparison::Add(const Returned* run, const Returned* other) {
     const std::string& lacks = run == nullptr ? options_.run : options_.other;
     return AddDifference(number, "missing in " + lacks);
   }
-  if (!run->digest.empty() && !other->digest.empty() && run->digest != other->digest) {
-    if (++other_pixels_ == 1) first_other_pixels_ = number;
+  const auto compare_input = [this, number](const char* name, const auto& mine,
+                                            const auto& theirs) {
+    if (mine && theirs && mine != theirs) NoteInput(name, number);
+  };
+  if (run->digest != other->digest && !run->digest.empty() && !other->digest.empty()) {
+    NoteInput("pixels", number);
   }
+  ForEachTag(compare_input, run->in, other->in);
+  compare_input("faces", run->faces, other->faces);
   const Flat mine = Flatten(run->values), others = Flatten(other->values);
   const auto compare = [&](const std::string& name, const Value& a, const Value& b) {
     if (AreEqual(a, b, options_.tolerance)) return;
@@ -98,13 +106,56 @@ void Comparison::AddDifference(int64_t number, const std::string& text) {
   lines_ += "request " + std::to_string(number) + ": " + common::Escaped(text) + "\n";
 }
 
-std::string Comparison::Text() const {
-  std::string text;
-  if (other_pixels_ != 0) {
-    text = Counted(other_pixels_, "request") + " with other pixels than " + options_.other_name +
-           ", the first is " + std::to_string(first_other_pixels_) + "\n";
+void Comparison::NoteInput(const std::string& name, int64_t number) {
+  const auto is_it = [&name](const OtherInput& input) { return input.name == name; };
+  auto found = std::find_if(other_inputs_.begin(), other_inputs_.end(), is_it);
+  if (found == other_inputs_.end()) found = other_inputs_.insert(found, {name, number});
+  ++found->count;
+}
+
+void Comparison::AddHeaders(const RunHeader& run, const RunHeader& other) {
+  if (run.build_id != other.build_id && !run.build_id.empty() && !other.build_id.empty()) {
+    headers_ += common::Escaped("another node than in " + options_.other + ": build " +
+                                run.build_id + ", not " + other.build_id) +
+                "\n";
   }
-  return text + lines_ + Counted(count_, "difference") + "\n";
+  std::string libraries;
+  for (const auto& library : run.device) {
+    const auto is_same_name = [&](const auto& theirs) { return theirs.first == library.first; };
+    const auto found = std::find_if(other.device.begin(), other.device.end(), is_same_name);
+    if (found != other.device.end() && *found != library) libraries += " " + library.second;
+  }
+  if (libraries.empty()) return;
+  headers_ +=
+      common::Escaped("other device libraries than in " + options_.other + ":" + libraries) + "\n";
+}
+
+void Comparison::AddEvent(bool is_other, int64_t request, const Event& event) {
+  const std::string text = std::to_string(request) + LineOf(event);
+  uint64_t& digest = events_[is_other ? 1 : 0][event.kind];
+  digest = common::Digest(reinterpret_cast<const uint8_t*>(text.data()), text.size(), digest);
+}
+
+std::string Comparison::Inputs() const {
+  std::string text = headers_;
+  constexpr const char* kEvents[kEventKinds] = {"restarts", "device settings", "properties"};
+  for (std::size_t kind = 0; kind < kEventKinds; ++kind) {
+    if (events_[0][kind] == events_[1][kind]) continue;
+    text += std::string("other ") + kEvents[kind] + " than in " + common::Escaped(options_.other) +
+            "\n";
+  }
+  for (const OtherInput& input : other_inputs_) {
+    text += Counted(input.count, "request") + " with other " + input.name + " than in " +
+            common::Escaped(options_.other) + ", the first is " + std::to_string(input.first) +
+            "\n";
+  }
+  return text;
+}
+
+std::string Comparison::Text() const {
+  const std::string inputs = Inputs();
+  return inputs + lines_ + Counted(count_, "difference") +
+         (inputs.empty() ? "\n" : ", with other inputs\n");
 }
 
 }  // namespace record

@@ -2,8 +2,11 @@
 #ifndef ZY_RECORD_COMPARISON_H_
 #define ZY_RECORD_COMPARISON_H_
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,12 +15,21 @@
 
 namespace record {
 
+// The change of a tag in a line of a script: nothing if the tag is unchanged, an empty value if it
+// is absent from here on.
+template <typename T>
+using Change = std::optional<std::optional<T>>;
+using StateChange = framework::InputTags<Change>;
+
 // The results of a request: the published tags, the outcome and the reasons, by their names in a
 // recording, which may be from another version.
 struct Returned {
   int64_t number = 0;
   std::string digest;  // of the pixels sent; empty if unknown
   std::vector<NamedValues> values;
+  // The input, as far as it is known.
+  StateChange in;
+  std::optional<std::vector<common::Rect>> faces;
 };
 Returned ReturnedWith(const RequestRecord& request);
 
@@ -35,20 +47,35 @@ class Comparison {
 
   // Compares a request of this run with the same one of the other run; null where one lacks it.
   void Add(const Returned* run, const Returned* other);
+  // Compares what is known of both before their requests: node and device.
+  void AddHeaders(const RunHeader& run, const RunHeader& other);
+  // Adds an event before a request of this run, or of the other one.
+  void AddEvent(bool is_other, int64_t request, const Event& event);
   // Returns the number of differences.
   std::size_t Count() const { return count_; }
-  // Returns the report, one line each: differing input pixels first, then the differences, then
-  // their number.
+  // Returns the report, one line each: differing inputs first, then the differences, then their
+  // number.
   std::string Text() const;
 
  private:
   void AddDifference(int64_t number, const std::string& text);
+  void NoteInput(const std::string& name, int64_t number);
+  std::string Inputs() const;
+
+  struct OtherInput {
+    std::string name;
+    int64_t first;          // request
+    std::size_t count = 0;  // requests
+  };
+  static constexpr std::size_t kEventKinds = std::size(kEventNames);
 
   ComparisonOptions options_;
   std::string lines_;
   std::size_t count_ = 0;
-  std::size_t other_pixels_ = 0;    // number of requests
-  int64_t first_other_pixels_ = 0;  // number of the first one
+  std::string headers_;
+  std::vector<OtherInput> other_inputs_;
+  // Digests by kind, of this run and the other one.
+  std::array<std::array<uint64_t, kEventKinds>, 2> events_ = {};
 };
 
 }  // namespace record

@@ -170,15 +170,16 @@ RequestStep RequestOf(const Json& json) {
       },
       step.change);
   const auto faces = in.find("faces");
-  if (faces == in.end()) return step;
-  if (faces->is_null()) {
+  if (faces != in.end() && faces->is_null()) {
     if (!step.change.face_rectangles) step.change.face_rectangles.emplace();
-    return step;
+  } else if (faces != in.end()) {
+    step.faces.emplace();
+    for (const Json& face : *faces) {
+      step.faces->push_back(common::ClampedRect(face[0], face[1], face[2], face[3]));
+    }
   }
-  step.faces.emplace();
-  for (const Json& face : *faces) {
-    step.faces->push_back(common::ClampedRect(face[0], face[1], face[2], face[3]));
-  }
+  step.returned.in = step.change;
+  step.returned.faces = step.faces;
   return step;
 }
 

@@ -26,12 +26,6 @@ inline constexpr std::size_t kMaxLine = std::size_t{1} << 20;
 inline constexpr int64_t kMaxFrameIndex = int64_t{1} << 53;
 inline constexpr std::size_t kMaxFaces = 1000;
 
-// The change of a tag in a line of a script: nothing if the tag is unchanged, an empty value if it
-// is absent from here on.
-template <typename T>
-using Change = std::optional<std::optional<T>>;
-using StateChange = framework::InputTags<Change>;
-
 // The input of one request.
 struct RequestStep {
   std::optional<int64_t> frame_index;

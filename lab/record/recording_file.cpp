@@ -166,13 +166,16 @@ namespace {
 
 // Iterates over the requests of a file.
 struct Requests {
-  explicit Requests(const RecordingFile& file) : steps(file) {}
+  // Events go to the comparison.
+  Requests(const RecordingFile& file, bool is_others, Comparison* to)
+      : steps(file), is_other(is_others), comparison(to) {}
   common::Failure Advance() {
-    common::Failure failure;
-    do {
-      failure = steps.Next(&step);
-    } while (!failure && step && std::holds_alternative<Event>(step->what));
-    return failure;
+    while (true) {
+      common::Failure failure = steps.Next(&step);
+      const auto* const event = step ? std::get_if<Event>(&step->what) : nullptr;
+      if (failure || event == nullptr) return failure;
+      comparison->AddEvent(is_other, step->request, *event);
+    }
   }
   const Returned* IfUpTo(int64_t number) const {
     return step && step->request <= number ? &std::get<RequestStep>(step->what).returned : nullptr;
@@ -181,13 +184,16 @@ struct Requests {
 
   StepReader steps;
   std::optional<Step> step;
+  const bool is_other;
+  Comparison* const comparison;
 };
 
 }  // namespace
 
 common::Failure CompareRecordings(const RecordingFile& run, const RecordingFile& other,
                                   Comparison* comparison) {
-  Requests a(run), b(other);
+  if (run.Header() && other.Header()) comparison->AddHeaders(*run.Header(), *other.Header());
+  Requests a(run, false, comparison), b(other, true, comparison);
   common::Failure failure = a.Advance();
   if (!failure) failure = b.Advance();
   while (!failure && (a.step || b.step)) {

@@ -18,9 +18,15 @@ class ReplayCheck : public RunListener {
  public:
   // Requests beyond `last` are not compared.
   ReplayCheck(const RecordingFile& recorded, int64_t last, Comparison* comparison, std::FILE* to)
-      : steps_(recorded), last_(last), comparison_(comparison), to_(to) {}
+      : recorded_(recorded), steps_(recorded), last_(last), comparison_(comparison), to_(to) {}
+
+  void Begin(const RunHeader& header) override {
+    if (recorded_.Header()) comparison_->AddHeaders(header, *recorded_.Header());
+  }
+  void OnEvent(const Event& event) override { comparison_->AddEvent(false, sent_ + 1, event); }
 
   common::Failure OnRequest(const RequestRecord& request, const media::Nv12Frame&) override {
+    sent_ = request.number;
     if (common::Failure failure = FindRecorded()) return failure;
     if (!step_ || step_->request > request.number) return std::nullopt;
     const Returned returned = ReturnedWith(request);
@@ -46,15 +52,21 @@ class ReplayCheck : public RunListener {
     while (!step_ && !failure && !common::Interrupted()) {
       failure = steps_.Next(&step_);
       if (!step_) break;
+      const auto* const event = std::get_if<Event>(&step_->what);
+      if (event != nullptr && step_->request <= last_) {
+        comparison_->AddEvent(true, step_->request, *event);
+      }
       const auto* const request = std::get_if<RequestStep>(&step_->what);
       if (request == nullptr || !request->is_recorded) step_.reset();
     }
     return failure;
   }
 
+  const RecordingFile& recorded_;
   StepReader steps_;
   const int64_t last_;
-  std::optional<Step> step_;  // to compare next
+  int64_t sent_ = 0;
+  std::optional<Step> step_;  // the next one that is compared
   Comparison* const comparison_;
   std::FILE* const to_;
 };
