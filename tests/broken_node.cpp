@@ -183,7 +183,8 @@ class Node {
     rgb_.resize(gray_.size() * 3);
     if (ready_ && !Has("modest"))
       QVAG_OneFaceAnalyze(gray_.data(), rgb_.data(), width_, height_, 0, 0, 8, 8, 1.0f);
-    while (Has("never_rests")) std::this_thread::sleep_for(std::chrono::seconds(1));
+    // Only the second pass hangs: a first one may begin before the worker was seen to wait.
+    while (Has("never_rests") && passes_ > 0) std::this_thread::sleep_for(std::chrono::seconds(1));
     ++passes_;
   }
 

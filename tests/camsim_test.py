@@ -258,10 +258,10 @@ def broken(statuses, lines, defect, says, *options, term=False):
     run(0, "diff lines lines")
 
 
-rests = "the worker's pass after request 1 has not ended for 1 s"
+rests = "the worker's pass after request 2 has not ended for 1 s"
 broken([1], 6, "hangs_in_request", "process-request of request 7 has not returned for 1 s", "--timeout 1 --size 64x64")
-broken([1], 0, "never_rests", rests, "--timeout 1")
-broken([1], 0, "never_rests", rests.replace("1 s", "2 s"), "--timeout 1 --model-delay 1000")
+broken([1], 1, "never_rests", rests, "--timeout 1")
+broken([1], 1, "never_rests", rests.replace("1 s", "2 s"), "--timeout 1 --model-delay 1000")
 broken([130], 6, "hangs_in_request", "interrupted in process-request of request 7", "--timeout 0 --size 64x64",
        term=True)
 broken([1], 20, "exits", "the node ended the process in destroy after request 20", "--size 64x64")
