@@ -8,7 +8,9 @@
 #include <cctype>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
+#include "camsim/option_values.h"
 #include "common/command_line.h"
 #include "common/exit_code.h"
 #include "record/recording.h"
@@ -67,123 +69,41 @@ std::string CommandOf(int argc, char** argv) {
   return command;
 }
 
-// Default score of `--faces auto`.
-constexpr float kFaceThreshold = 0.75f;
-
-// Refuses values that are not plain numbers: a range accepts NaN and infinity.
-std::string PlainNumber(const std::string& text) {
-  return text.find_first_not_of("0123456789.") == std::string::npos ? ""
-                                                                    : text + " is not a number";
-}
-
-std::string QuarterTurn(const std::string& text) {
-  const bool is_one = text == "0" || text == "90" || text == "180" || text == "270";
-  return is_one ? "" : text + " is none of 0, 90, 180, 270";
-}
-
-std::string Hexadecimal(const std::string& text) {
-  const std::string digits = text.rfind("0x", 0) == 0 ? text.substr(2) : text;
-  const bool is_one = !digits.empty() && digits.size() <= 8 &&
-                      digits.find_first_not_of("0123456789abcdefABCDEF") == digits.npos;
-  return is_one ? "" : text + " is no hexadecimal number of up to 8 digits";
-}
-
-// The parsers below return the reason for refusing a text, or "".
-
-std::string ParseSize(const std::string& text, Size* size) {
-  char rest = 0;
-  if (std::sscanf(text.c_str(), "%6dx%6d%c", &size->width, &size->height, &rest) != 2) {
-    return text + " is not a size such as 1280x720";
-  }
-  const common::Failure unusable = common::UnusableSize(size->width, size->height);
-  return common::IsUsableSize(size->width, size->height) ? "" : unusable->message;
-}
-
-std::string ParseRect(const std::string& text, common::Rect* rect) {
-  char rest = 0;
-  const bool is_right = std::sscanf(text.c_str(), "%6d,%6d,%6d,%6d%c", &rect->x, &rect->y, &rect->w,
-                                    &rect->h, &rest) == 4 &&
-                        rect->x >= 0 && rect->y >= 0 && rect->w > 0 && rect->h > 0;
-  return is_right ? "" : text + " is not a rectangle such as 420,180,300,300";
-}
-
-std::string ParseCrop(const std::string& text, Options* options) {
-  options->chooses_crop = text == "auto";
-  if (options->chooses_crop) return "";
-  const common::Rect& crop = options->crop.emplace();
-  const std::string wrong = ParseRect(text, &*options->crop);
-  const bool is_even = (crop.x | crop.y | crop.w | crop.h) % 2 == 0;
-  if (!wrong.empty() || (is_even && crop.w >= 16 && crop.h >= 16)) return wrong;
-  return text + " has odd numbers, or fewer than 16 pixels a side";
-}
-
-std::string ParseFoundFaces(const std::string& text, std::optional<float>* found_faces) {
-  float threshold = kFaceThreshold;
-  char rest = 0;
-  const bool is_right =
-      text == "auto" || (text.rfind("auto:", 0) == 0 &&
-                         std::sscanf(text.c_str(), "auto:%8f%c", &threshold, &rest) == 1);
-  *found_faces = threshold;
-  return is_right && threshold > 0 && threshold <= 1
-             ? ""
-             : text + " is neither auto nor a score such as auto:0.6";
-}
-
-std::string ParseModels(const std::string& text, bool* real_models) {
-  *real_models = text == "real";
-  const bool is_known = text == "real" || text == "fake" || text == "stand-in";
-  return is_known ? "" : text + " is neither fake nor real";
-}
-
-std::string ParseLogLevel(const std::string& text, LogLevel* level) {
-  const std::string names[] = {"none", "error", "info"};
-  for (const LogLevel named : {LogLevel::kNone, LogLevel::kError, LogLevel::kInfo}) {
-    *level = named;
-    if (text == names[static_cast<int>(named)]) return "";
-  }
-  return text + " is not one of error, info, none";
-}
-
 // Adds an option whose text a parser converts into `to`.
 template <typename Value>
 common::CommandOption AddParsed(common::Command* command, const std::string& name,
                                 std::string (*parse)(const std::string&, Value*), Value* to,
-                                const std::string& about) {
-  return command->AddText(
-      name, [parse, to](const std::string& text) { return parse(text, to); }, about);
+                                const std::string& shows, const std::string& about) {
+  const auto take = [parse, to](const std::string& text) { return parse(text, to); };
+  return command->AddText(name, take, about).Shows(shows);
 }
 
-void AddInput(common::Command* command, Options* options, Size* size,
-              std::vector<std::string>* faces) {
-  command
-      ->Add("--input", &options->source.input,
-            "PNG, JPEG, Y4M or raw NV12; - is standard input; without it, a built-in scene")
-      .Shows("FILE|-")
-      .Checks(common::NotEmpty);
-  AddParsed(command, "--size", ParseSize, size,
-            "size of raw NV12 input, or of the scene (1280x720)")
-      .Shows("WxH");
+// Adds an option for a path that a check accepts.
+common::CommandOption AddPath(common::Command* command, const std::string& name, std::string* path,
+                              const std::string& shows, const std::string& about,
+                              common::TakeText check = common::NotEmpty) {
+  return command->Add(name, path, about).Shows(shows).Checks(std::move(check));
+}
+
+void AddInput(common::Command* command, Options* options, Size* size) {
+  AddPath(command, "--input", &options->source.input, "FILE|-",
+          "PNG, JPEG, Y4M or raw NV12; - is standard input; without it, a built-in scene");
+  AddParsed(command, "--size", ParseSize, size, "WxH",
+            "size of raw NV12 input, or of the scene (1280x720)");
   command
       ->Add("--stride", &options->source.stride,
             "row pitch of the camera buffers in bytes (the multiple of 64 above the width)")
       .Within(0, media::kMaxStride);
-  const auto check_face = [](const std::string& text) {
-    common::Rect face = {};
-    return ParseRect(text, &face);
-  };
   const common::CommandOption given =
-      command->Add("--face", faces, "a face in picture pixels; may be repeated")
-          .Shows("X,Y,W,H")
+      AddParsed(command, "--face", ParseFace, &options->faces, "X,Y,W,H",
+                "a face in picture pixels; may be repeated")
           .Takes(1, static_cast<int>(record::kMaxFaces))
-          .Repeats()
-          .Checks(check_face);
-  AddParsed(command, "--faces", ParseFoundFaces, &options->found_faces,
+          .Repeats();
+  AddParsed(command, "--faces", ParseFoundFaces, &options->found_faces, "auto[:SCORE]",
             "auto detects the faces of each frame whose score is at least SCORE (0.75)")
-      .Shows("auto[:SCORE]")
       .Excludes(given);
-  AddParsed(command, "--crop", ParseCrop, options,
-            "send this part of each frame, as a camera that zooms; auto follows --faces auto")
-      .Shows("X,Y,W,H|auto");
+  AddParsed(command, "--crop", ParseCrop, options, "X,Y,W,H|auto",
+            "send this part of each frame, as a camera that zooms; auto follows --faces auto");
   command->AddFlag(
       "--upright,!--no-upright", &options->upright,
       "turn each frame into what a sensor at --orientation delivers (on with --faces)");
@@ -196,9 +116,8 @@ void AddDeviceState(common::Command* command, Options* options) {
       ->Add("--orientation", &options->orientation,
             "device orientation in degrees (270, at which frames are analysed without rotation)")
       .Checks(QuarterTurn);
-  AddParsed(command, "--sensor", ParseSize, &options->sensor,
-            "sensor size (4000x3000, or the frame's if larger)")
-      .Shows("WxH");
+  AddParsed(command, "--sensor", ParseSize, &options->sensor, "WxH",
+            "sensor size (4000x3000, or the frame's if larger)");
   command->AddFlag("--quad-cfa", &options->quad_cfa, "the quad sensor is on");
   command->Add("--role", &options->role, "second word of MultiCameraIdRole (1, the main camera)");
   command->Add("--camera", &options->camera, "third word of MultiCameraIdRole (0)");
@@ -214,15 +133,13 @@ void AddDeviceState(common::Command* command, Options* options) {
             "property persist.vendor.camera.operationMask, hexadecimal (unset: ffffff)")
       .Checks(Hexadecimal);
   command->Add("--node-caps", &options->node_caps, "capability mask of the node (0)");
-  AddParsed(command, "--buffer", ParseSize, &options->buffer,
-            "negotiated buffer size (the frame's)")
-      .Shows("WxH");
+  AddParsed(command, "--buffer", ParseSize, &options->buffer, "WxH",
+            "negotiated buffer size (the frame's)");
 }
 
 void AddRun(common::Command* command, Options* options) {
-  AddParsed(command, "--models", ParseModels, &options->real_models,
-            "fake, or real: estimates by a small network (fake)")
-      .Shows("WHICH");
+  AddParsed(command, "--models", ParseModels, &options->real_models, "WHICH",
+            "fake, or real: estimates by a small network (fake)");
   command->Add("--model-delay", &options->model_delay_ms, "time of one model call in ms (0)")
       .Within(0, 60'000);
   command->Add("--failing-inits", &options->failing_inits,
@@ -240,27 +157,15 @@ void AddRun(common::Command* command, Options* options) {
       .Checks(PlainNumber)
       .Within(0.1, 1000.0);
   command->AddFlag("--all", &options->all, "print every request, not only those handed over");
-  command
-      ->Add("--jsonl", &options->jsonl,
-            "JSON lines: a header and one for each request; - is standard output")
-      .Shows("FILE|-")
-      .Checks(common::NotEmpty);
+  AddPath(command, "--jsonl", &options->jsonl, "FILE|-",
+          "JSON lines: a header and one for each request; - is standard output");
   command->AddFlag("--passes", &options->passes, "the worker's passes among the JSON lines");
-  command
-      ->Add("--annotated", &options->annotated,
-            "PNG of the last frame with figures (camsim.png); none writes no picture")
-      .Shows("FILE|none")
-      .Checks([](const std::string& path) {
-        return path == kNoPicture ? std::string() : common::PngName(path);
-      });
-  command
-      ->Add("--annotated-clip", &options->annotated_clip,
-            "Y4M of all frames, with their faces and the figures published last")
-      .Shows("FILE|-")
-      .Checks(common::NotEmpty);
-  AddParsed(command, "--log", ParseLogLevel, &options->log,
-            "log lines to standard error: error, info or none (none)")
-      .Shows("LEVEL");
+  AddPath(command, "--annotated", &options->annotated, "FILE|none",
+          "PNG of the last frame with figures (camsim.png); none writes no picture", PngOrNone);
+  AddPath(command, "--annotated-clip", &options->annotated_clip, "FILE|-",
+          "Y4M of all frames, with their faces and the figures published last");
+  AddParsed(command, "--log", ParseLogLevel, &options->log, "LEVEL",
+            "log lines to standard error: error, info or none (none)");
   command->Add("--node", &options->node, "the node library (the one beside this program)")
       .Checks(common::NotEmpty);
   command
@@ -270,14 +175,6 @@ void AddRun(common::Command* command, Options* options) {
       .Shows("DIR")
       .Repeats()
       .Checks(common::NotEmpty);
-}
-
-std::string NamedFile(const std::string& path) {
-  return path == "-" ? "is not written to standard output; name a file" : common::NotEmpty(path);
-}
-
-void AddReport(common::Command* command, const std::string& about, Options* options) {
-  command->Add("--report", &options->report, about).Shows("FILE").Checks(NamedFile);
 }
 
 // Adds the options for replays and for comparisons without a run.
@@ -290,22 +187,16 @@ std::array<common::CommandOption, 2> AddComparison(common::Command* command, Opt
 }
 
 void AddRecordings(common::Command* command, Options* options) {
-  const common::CommandOption script =
-      command->Add("--script", &options->script, "send the requests of a script or a recording")
-          .Shows("FILE|-")
-          .Checks(common::NotEmpty);
+  const common::CommandOption script = AddPath(command, "--script", &options->script, "FILE|-",
+                                               "send the requests of a script or a recording");
   const common::CommandOption replay =
-      command
-          ->Add("--replay", &options->replay,
-                "send the requests of a recording (--jsonl), and compare the results")
-          .Shows("FILE|-")
-          .Checks(common::NotEmpty)
+      AddPath(command, "--replay", &options->replay, "FILE|-",
+              "send the requests of a recording (--jsonl), and compare the results")
           .Excludes(script);
   for (common::CommandOption& option : AddComparison(command, options)) option.Needs(replay);
-  command->Add("--trace", &options->trace, "trace events, for a trace viewer")
-      .Shows("FILE")
-      .Checks(NamedFile);
-  AddReport(command, "the run as a page of HTML", options);
+  AddPath(command, "--trace", &options->trace, "FILE", "trace events, for a trace viewer",
+          NamedFile);
+  AddPath(command, "--report", &options->report, "FILE", "the run as a page of HTML", NamedFile);
 }
 
 void AddDiff(common::Command* command, Options* options) {
@@ -314,7 +205,8 @@ void AddDiff(common::Command* command, Options* options) {
       .IsRequired()
       .Takes(2, 2);
   AddComparison(&diff, options);
-  AddReport(&diff, "both, as a page of HTML that shows the differences", options);
+  AddPath(&diff, "--report", &options->report, "FILE",
+          "both, as a page of HTML that shows the differences", NamedFile);
 }
 
 }  // namespace
@@ -324,9 +216,8 @@ bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
   options->node = NodeOfProgram();
   options->real_device = ProgramFolder() + "device-real";
   Size size;
-  std::vector<std::string> faces;
   common::CommandLine line("camsim", kAbout, kExample);
-  AddInput(&line, options, &size, &faces);
+  AddInput(&line, options, &size);
   AddDeviceState(&line, options);
   AddRun(&line, options);
   AddRecordings(&line, options);
@@ -337,8 +228,6 @@ bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
     *exit_code = common::kExitUsage;
     return false;
   }
-  options->faces.resize(faces.size());
-  for (std::size_t i = 0; i < faces.size(); ++i) ParseRect(faces[i], &options->faces[i]);
   if (options->real_models) {
     options->devices.insert(options->devices.begin(), options->real_device);
   }

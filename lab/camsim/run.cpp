@@ -20,19 +20,6 @@ namespace {
 // Requests for an endless input.
 constexpr int kDefaultRequests = 60;
 
-// Returns the slots whose faces a pass over such a frame analyses.
-std::vector<int> AnalysedSlots(const std::vector<common::Rect>& faces, Size frame,
-                               int orientation) {
-  std::vector<int> slots;
-  for (int slot = 0; slot < framework::kSlots; ++slot) {
-    const auto face = static_cast<std::size_t>(slot);
-    if (face < faces.size() && framework::IsAnalysed(faces[face], frame, orientation)) {
-      slots.push_back(slot);
-    }
-  }
-  return slots;
-}
-
 }  // namespace
 
 Run::Run(const Options& options, const record::RecordingFile& script)
@@ -216,12 +203,11 @@ common::Failure Run::SendRequest() {
   // A worker that takes a frame has ended the pass before.
   NotePass(request.outcome == framework::Outcome::kTaken);
   const int64_t analysed = passes_.Analysed();
-  if (outcomes_.LogsOutcomes()) {
-    request.why = ReasonsOf({device, sent, faces, analysed != 0}, request.out.result);
-    if (request.HasFigures() && analysed != 0) request.figures_age = request.number - analysed;
-  }
-  return Report(request, outcomes_.LogsOutcomes() ? AnalysedSlots(faces, sent, orientation)
-                                                  : std::vector<int>());
+  if (!outcomes_.LogsOutcomes()) return Report(request, {});
+  const framework::SentRequest what = {device, sent, faces, analysed != 0};
+  request.why = ReasonsOf(what, request.out.result);
+  if (request.HasFigures() && analysed != 0) request.figures_age = request.number - analysed;
+  return Report(request, AnalysedSlots(what));
 }
 
 common::Failure Run::Report(const record::RequestRecord& request, std::vector<int> slots) {

@@ -2,11 +2,12 @@
 #ifndef ZY_CAMSIM_SENDER_H_
 #define ZY_CAMSIM_SENDER_H_
 
+#include <chrono>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "camsim/options.h"
-#include "camsim/pace.h"
 #include "camsim/pass_watch.h"
 #include "common/failure.h"
 #include "framework/framework.h"
@@ -15,6 +16,30 @@
 #include "record/request_record.h"
 
 namespace camsim {
+
+// Keeps the rate of requests and measures it. One thread.
+class Pace {
+ public:
+  explicit Pace(double requests_a_second);
+
+  // Sleeps until the next request is due; an interrupt of the program ends the sleep.
+  void AwaitNext();
+  // Records the microseconds that the node took for a request.
+  void Note(int64_t took) { took_us_.push_back(took); }
+  // Formats the result as a line; empty without requests.
+  std::string Text();
+
+ private:
+  using Time = std::chrono::steady_clock::time_point;
+
+  const double rate_;
+  const std::chrono::nanoseconds period_;
+  Time first_ = {};
+  Time last_ = {};
+  int sent_ = 0;
+  int late_ = 0;
+  std::vector<int64_t> took_us_;
+};
 
 // Sends requests to the node, through one pipeline after another, and collects the results. Unless
 // in real time it awaits the worker each time, so that results depend on the input alone. One

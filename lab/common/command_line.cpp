@@ -76,11 +76,14 @@ template CommandOption Command::Add(const std::string&, std::vector<std::string>
 template CommandOption Command::Add(const std::string&, std::vector<uint64_t>*, const std::string&);
 
 CommandOption Command::AddText(const std::string& name, TakeText take, const std::string& about) {
-  const auto take_or_throw = [name, take = std::move(take)](const std::string& text) {
-    const std::string refusal = take(text);
-    if (!refusal.empty()) throw CLI::ValidationError(name, refusal);
+  using Texts = std::vector<std::string>;
+  const auto take_or_throw = [name, take = std::move(take)](const Texts& texts) {
+    for (const std::string& text : texts) {
+      const std::string refusal = take(text);
+      if (!refusal.empty()) throw CLI::ValidationError(name, refusal);
+    }
   };
-  return CommandOption(app_->add_option_function<std::string>(name, take_or_throw, about));
+  return CommandOption(app_->add_option_function<Texts>(name, take_or_throw, about)->expected(1));
 }
 
 CommandOption Command::AddFlag(const std::string& names, bool* value, const std::string& about) {

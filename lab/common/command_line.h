@@ -54,7 +54,7 @@ class Command {
   // double, or a vector of strings or of uint64_t. The value must outlive the parsing.
   template <typename Value>
   CommandOption Add(const std::string& name, Value* value, const std::string& about);
-  // Adds an option whose text is passed to a function.
+  // Adds an option whose text is passed to a function, or each of its texts.
   CommandOption AddText(const std::string& name, TakeText take, const std::string& about);
   // Adds a flag; "--x,!--no-x" sets and clears.
   CommandOption AddFlag(const std::string& names, bool* value, const std::string& about);

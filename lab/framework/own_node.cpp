@@ -105,6 +105,18 @@ bool IsAnalysed(const common::Rect& face, common::Size frame, int32_t orientatio
   return (lies ? face.h : face.w) > std::min(frame.width, frame.height) / 6;
 }
 
+std::vector<int> AnalysedSlots(const SentRequest& request) {
+  const int32_t orientation = *request.device.orientation;
+  std::vector<int> slots;
+  for (int slot = 0; slot < kSlots; ++slot) {
+    const auto face = static_cast<std::size_t>(slot);
+    if (face >= request.faces.size()) break;
+    const bool is_analysed = IsAnalysed(request.faces[face], request.size, orientation);
+    if (is_analysed) slots.push_back(slot);
+  }
+  return slots;
+}
+
 Reasons ReasonsOf(const SentRequest& request, const ResultRecord& record) {
   Reasons reasons;
   for (int slot = 0; slot < kSlots; ++slot) {

@@ -109,6 +109,9 @@ struct SentRequest {
 // frame's shorter side.
 bool IsAnalysed(const common::Rect& face, common::Size frame, int32_t orientation);
 
+// Returns the slots whose faces a pass over this request's frame analyses.
+std::vector<int> AnalysedSlots(const SentRequest& request);
+
 // Derives the reasons from the request's tags and from values with a special meaning.
 Reasons ReasonsOf(const SentRequest& request, const ResultRecord& record);
 
