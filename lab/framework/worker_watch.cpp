@@ -103,41 +103,30 @@ bool AllRest() {
   });
 }
 
-using InitFunction = int(pthread_cond_t*, const pthread_condattr_t*);
-using ConditionFunction = int(pthread_cond_t*);
-using WaitFunction = int(pthread_cond_t*, pthread_mutex_t*);
-using TimedWaitFunction = int(pthread_cond_t*, pthread_mutex_t*, const timespec*);
-using ClockWaitFunction = int(pthread_cond_t*, pthread_mutex_t*, clockid_t, const timespec*);
-
-// Returns the C library's function behind one of ours. Each thread may look it up again; atomic,
-// because the thread sanitizer does not see the order of calls that it intercepts itself.
-template <typename Function>
+// The C library's function behind one of ours. Each thread may look it up again; atomic, because
+// the thread sanitizer does not see the order of calls that it intercepts itself.
 class Next {
  public:
   explicit constexpr Next(const char* name) : name_(name) {}
 
   template <typename... Arguments>
   int operator()(Arguments... arguments) {
-    Function* function = found_.load();
-    if (function == nullptr) {
-      function = reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name_));
-      found_.store(function);
-    }
-    return function(arguments...);
+    if (found_ == nullptr) found_ = dlsym(RTLD_NEXT, name_);
+    return reinterpret_cast<int (*)(Arguments...)>(found_.load())(arguments...);
   }
 
  private:
   const char* const name_;
-  std::atomic<Function*> found_{nullptr};
+  std::atomic<void*> found_{nullptr};
 };
 
-Next<InitFunction> g_init("pthread_cond_init");
-Next<ConditionFunction> g_destroy("pthread_cond_destroy");
-Next<ConditionFunction> g_signal("pthread_cond_signal");
-Next<ConditionFunction> g_broadcast("pthread_cond_broadcast");
-Next<WaitFunction> g_wait("pthread_cond_wait");
-Next<TimedWaitFunction> g_timed_wait("pthread_cond_timedwait");
-Next<ClockWaitFunction> g_clock_wait("pthread_cond_clockwait");
+Next g_init("pthread_cond_init");
+Next g_destroy("pthread_cond_destroy");
+Next g_signal("pthread_cond_signal");
+Next g_broadcast("pthread_cond_broadcast");
+Next g_wait("pthread_cond_wait");
+Next g_timed_wait("pthread_cond_timedwait");
+Next g_clock_wait("pthread_cond_clockwait");
 
 }  // namespace
 
