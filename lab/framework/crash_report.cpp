@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -76,6 +77,12 @@ Record At(const std::string& bytes, uint64_t offset) {
   return record;
 }
 
+std::string Offset(uint64_t offset) {
+  char text[32];
+  std::snprintf(text, sizeof(text), "+0x%" PRIx64, offset);
+  return text;
+}
+
 std::string Demangled(const std::string& name) {
   char* const text = abi::__cxa_demangle(name.c_str(), nullptr, nullptr, nullptr);
   const std::string demangled = text != nullptr ? text : name;
@@ -83,24 +90,22 @@ std::string Demangled(const std::string& name) {
   return demangled;
 }
 
-// Returns " (function+0x12)" from one of a library's symbol tables, "" when it has none there.
-std::string FindSymbol(const std::string& file, uint32_t table_type, uint64_t offset) {
+// Returns " (function+0x12)" from a library's symbol tables, "" when it has none there.
+std::string FindSymbol(const std::string& file, uint64_t offset) {
   const auto header = At<ElfW(Ehdr)>(file, 0);
   const auto section = [&](uint64_t index) {
     return At<ElfW(Shdr)>(file, header.e_shoff + index * sizeof(ElfW(Shdr)));
   };
   for (uint64_t i = 0; i < header.e_shnum; ++i) {
     const ElfW(Shdr) table = section(i);
-    if (table.sh_type != table_type) continue;
+    if (table.sh_type != SHT_SYMTAB && table.sh_type != SHT_DYNSYM) continue;
     const uint64_t end = table.sh_offset + std::min<uint64_t>(table.sh_size, file.size());
     for (uint64_t at = table.sh_offset; at < end; at += sizeof(ElfW(Sym))) {
       const auto symbol = At<ElfW(Sym)>(file, at);
       const uint64_t inside = offset - symbol.st_value;
       if (ELF64_ST_TYPE(symbol.st_info) != STT_FUNC || inside >= symbol.st_size) continue;
       const uint64_t name = section(table.sh_link).sh_offset + symbol.st_name;
-      char text[32];
-      std::snprintf(text, sizeof(text), "+0x%llx", static_cast<unsigned long long>(inside));
-      return " (" + Demangled(name < file.size() ? file.c_str() + name : "") + text + ")";
+      return " (" + Demangled(name < file.size() ? file.c_str() + name : "") + Offset(inside) + ")";
     }
   }
   return "";
@@ -108,19 +113,24 @@ std::string FindSymbol(const std::string& file, uint32_t table_type, uint64_t of
 
 }  // namespace
 
+void CatchCrashes(void (*handler)(int, siginfo_t*, void*), bool spares_others) {
+  static char stack[1 << 16];
+  const stack_t own = {stack, 0, sizeof(stack)};
+  sigaltstack(&own, nullptr);
+  struct sigaction action = {}, old = {};
+  action.sa_sigaction = handler;
+  action.sa_flags = static_cast<int>(SA_SIGINFO | SA_ONSTACK | SA_RESETHAND);
+  for (const int signal : {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGTRAP, SIGSYS}) {
+    sigaction(signal, nullptr, &old);
+    if (!spares_others || old.sa_handler == SIG_DFL) sigaction(signal, &action, nullptr);
+  }
+}
+
 void InstallCrashReport(CrashReport* report) {
   g_report = report;
   void* frame = nullptr;
   backtrace(&frame, 1);  // loads its library now
-  static char stack[1 << 16];
-  const stack_t own = {stack, 0, sizeof(stack)};
-  sigaltstack(&own, nullptr);
-  struct sigaction action = {};
-  action.sa_sigaction = OnCrash;
-  action.sa_flags = static_cast<int>(SA_SIGINFO | SA_ONSTACK | SA_RESETHAND);
-  for (const int signal : {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGTRAP}) {
-    sigaction(signal, &action, nullptr);
-  }
+  CatchCrashes(OnCrash, false);
 }
 
 std::string DescribeFrames(const CrashReport& report) {
@@ -131,11 +141,8 @@ std::string DescribeFrames(const CrashReport& report) {
     std::ifstream stream(library, std::ios::binary);
     const std::string file{std::istreambuf_iterator<char>(stream), {}};
     const uint64_t call = offset - (i == 0 ? 0 : 1);  // a return address may begin the next symbol
-    std::string symbol = FindSymbol(file, SHT_SYMTAB, call);
-    if (symbol.empty()) symbol = FindSymbol(file, SHT_DYNSYM, call);
-    char text[32];
-    std::snprintf(text, sizeof(text), "+0x%llx", static_cast<unsigned long long>(offset));
-    lines += library.substr(library.rfind('/') + 1) + text + symbol + "\n";
+    lines +=
+        library.substr(library.rfind('/') + 1) + Offset(offset) + FindSymbol(file, call) + "\n";
   }
   return lines;
 }

@@ -1,13 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
-// Describes a crash of this process, or of a child.
+// Catches and describes a crash of this process, or of a child.
 #ifndef ZY_FRAMEWORK_CRASH_REPORT_H_
 #define ZY_FRAMEWORK_CRASH_REPORT_H_
+
+#include <signal.h>
 
 #include <atomic>
 #include <cstdint>
 #include <string>
 
 namespace framework {
+
+// Installs a handler of the deadly signals that can run on an overflown stack. It runs once; then
+// the signal has its default action. With `spares_others`, handlers of others, such as a
+// sanitizer's, stay.
+void CatchCrashes(void (*handler)(int, siginfo_t*, void*), bool spares_others);
 
 // May lie in shared memory.
 struct CrashReport {

@@ -4,15 +4,17 @@
 #include <pthread.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <cinttypes>
 #include <csignal>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <thread>
 
 #include "common/exit_code.h"
+#include "framework/crash_report.h"
 #include "framework/framework.h"
 #include "framework/worker_watch.h"
 
@@ -40,49 +42,21 @@ static_assert(std::atomic<const char*>::is_always_lock_free &&
 
 thread_local bool t_calls_node = false;
 
-// ---- Lines, written without the C library's buffers because a signal handler uses them ----------
-
-class Line {
- public:
-  Line() {
-    if (isatty(STDERR_FILENO) != 0) Add("\r\033[K");  // replaces a line of progress
-    Add(g_options.program).Add(": ");
+// Writes the call in progress, or the pass, and its request between two texts. A signal handler
+// uses it: it neither allocates nor touches a stream.
+void Report(const char* before, const char* call, const char* after = "") {
+  char request[40] = "";
+  if (const uint64_t number = g_request; number != 0) {
+    const char* const relation = call == kProcessRequest ? "of" : "after";
+    std::snprintf(request, sizeof(request), " %s request %" PRIu64, relation, number);
   }
-
-  Line& Add(const char* text) {
-    const std::size_t size = std::min(std::strlen(text), sizeof(text_) - 1 - size_);
-    std::memcpy(text_ + size_, text, size);
-    size_ += size;
-    return *this;
-  }
-
-  Line& Add(uint64_t number) {
-    char digits[21] = "";
-    char* digit = digits + sizeof(digits) - 1;
-    do {
-      *--digit = static_cast<char>('0' + number % 10);
-      number /= 10;
-    } while (number != 0);
-    return Add(digit);
-  }
-
-  // Adds the call in progress, or the pass, and its request.
-  Line& AddPlace(const char* call) {
-    Add(call);
-    const uint64_t request = g_request;
-    if (request == 0) return *this;
-    return Add(call == kProcessRequest ? " of request " : " after request ").Add(request);
-  }
-
-  void Write() {
-    text_[size_++] = '\n';
-    if (write(STDERR_FILENO, text_, size_) < 0) return;  // nobody would read the error
-  }
-
- private:
-  char text_[512];
-  std::size_t size_ = 0;
-};
+  // On a terminal it replaces a line of progress.
+  const char* const start = isatty(STDERR_FILENO) != 0 ? "\r\033[K" : "";
+  char line[512];
+  std::snprintf(line, sizeof(line), "%s%s: %s%s%s%s\n", start, g_options.program, before, call,
+                request, after);
+  (void)!write(STDERR_FILENO, line, std::strlen(line));  // nobody would read the error
+}
 
 // ---- Crashes and exits --------------------------------------------------------------------------
 
@@ -97,26 +71,15 @@ const char* PlaceOfThread() {
 // again, so a core file shows the original state; any other signal is sent again.
 void OnCrash(int signal, siginfo_t* info, void*) {
   const char* const name = sigdescr_np(signal);
-  Line().Add(name != nullptr ? name : "crashed").Add(" in ").AddPlace(PlaceOfThread()).Write();
+  char before[64];
+  std::snprintf(before, sizeof(before), "%s in ", name != nullptr ? name : "crashed");
+  Report(before, PlaceOfThread());
   if (info->si_code <= 0) raise(signal);
-}
-
-void CatchCrashes() {
-  static char stack[1 << 16];  // for an overflow of the thread's own stack
-  const stack_t own = {stack, 0, sizeof(stack)};
-  sigaltstack(&own, nullptr);
-  struct sigaction action = {}, old = {};
-  action.sa_sigaction = OnCrash;
-  action.sa_flags = static_cast<int>(SA_SIGINFO | SA_ONSTACK | SA_RESETHAND);
-  for (const int signal : {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGTRAP, SIGSYS}) {
-    sigaction(signal, nullptr, &old);
-    if (old.sa_handler == SIG_DFL) sigaction(signal, &action, nullptr);  // else a sanitizer's
-  }
 }
 
 void OnExit() {
   if (g_has_ended) return;
-  Line().Add("the node ended the process in ").AddPlace(PlaceOfThread()).Write();
+  Report("the node ended the process in ", PlaceOfThread());
   _exit(common::kExitFailure);
 }
 
@@ -130,14 +93,9 @@ bool IsTraced() {
   return false;
 }
 
-void EndHang(const char* place, const char* what, Milliseconds limit) {
+void EndHang(const char* place, const std::string& what, Milliseconds limit) {
   if (IsTraced()) return;
-  Line()
-      .AddPlace(place)
-      .Add(what)
-      .Add(static_cast<uint64_t>(limit.count() / 1000))
-      .Add(" s")
-      .Write();
+  Report("", place, (what + std::to_string(limit.count() / 1000) + " s").c_str());
   _exit(common::kExitFailure);
 }
 
@@ -164,7 +122,7 @@ class Ticks {
     const char* const place = call != nullptr ? call : "the worker's pass";
     if (*g_options.is_interrupted && (call != nullptr || !rests)) interrupted_ += kTick;
     if (interrupted_ > kAfterInterrupt) {
-      Line().Add("interrupted in ").AddPlace(place).Write();
+      Report("interrupted in ", place);
       _exit(common::kExitInterrupted);
     }
     const uint64_t models = g_model_calls;
@@ -251,7 +209,7 @@ void WatchedEntry(ChiNodeCallbacks* table) {
 NodeWatch::NodeWatch(const NodeWatchOptions& options) {
   g_options = options;
   t_calls_node = true;
-  CatchCrashes();
+  CatchCrashes(OnCrash, true);
   std::atexit(OnExit);
   StartTicks();
 }

@@ -34,7 +34,7 @@ class NodeWatch {
   NodeWatch(const NodeWatch&) = delete;
   NodeWatch& operator=(const NodeWatch&) = delete;
 
-  // Loads and starts a node library like Framework::Load, and watches its calls.
+  // Loads and starts a node library and watches its calls.
   static common::Failure Load(const std::string& path);
   // Extends the limits by the time of a model call.
   static void SetModelDelay(std::chrono::milliseconds delay);
