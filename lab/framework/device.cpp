@@ -3,35 +3,32 @@
 
 #include <dlfcn.h>
 #include <link.h>
-#include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
 namespace framework {
 namespace {
 
+namespace fs = std::filesystem;
+
 // In loading order: the models may need the others.
 constexpr const char* kLibraries[] = {
     "liblog.so",          "libcutils.so",         "libutils.so",
     "libchinodeutils.so", "libQVFD_AgeGender.so", "libFaceGrade.so"};
 
-std::string PathIn(const std::string& folder, const std::string& name) {
-  return folder + (folder.empty() || folder.back() == '/' ? "" : "/") + name;
-}
-
-bool Has(const std::string& folder, const std::string& name) {
-  return access(PathIn(folder, name).c_str(), F_OK) == 0;
+bool Has(const fs::path& folder, const char* name) {
+  std::error_code none;
+  return fs::exists(folder / name, none);
 }
 
 // Returns the fakes' folder: where this program was built, else where it was installed.
-std::string FakesFolder() {
-  char path[4096];
-  const ssize_t length = readlink("/proc/self/exe", path, sizeof(path));
-  const std::string program(path, length > 0 ? static_cast<size_t>(length) : 0);
-  const std::string folder = program.substr(0, program.rfind('/') + 1);
-  return folder + (Has(folder + "device", kLibraries[0]) ? "device" : ZY_INSTALLED_DEVICE_FOLDER);
+fs::path FakesFolder() {
+  std::error_code none;
+  const fs::path folder = fs::read_symlink("/proc/self/exe", none).parent_path();
+  return folder / (Has(folder / "device", kLibraries[0]) ? "device" : ZY_INSTALLED_DEVICE_FOLDER);
 }
 
 // Returns the soname of an open library; empty without one.
@@ -59,7 +56,7 @@ common::Failure Device::Open(const std::vector<std::string>& folders) {
   for (const char* name : kLibraries) {
     const auto folder = std::find_if(folders.begin(), folders.end(),
                                      [&](const std::string& f) { return Has(f, name); });
-    const std::string path = PathIn(folder != folders.end() ? *folder : FakesFolder(), name);
+    const fs::path path = (folder != folders.end() ? fs::path(*folder) : FakesFolder()) / name;
     if (common::Failure failure = OpenLibrary(name, path)) return failure;
   }
   return std::nullopt;

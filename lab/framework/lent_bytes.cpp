@@ -57,15 +57,12 @@ void LentBytes::Close() {
 }
 
 bool LentBytes::DescribeHere(const uint8_t* address, char* text, std::size_t size) const {
-  const uint8_t* const end = data_ + content_.size();
-  const auto page = static_cast<std::ptrdiff_t>(sysconf(_SC_PAGESIZE));
-  if (address < data_ - page || address >= end + page) return false;
-  if (address < data_) {
-    std::snprintf(text, size, ", in the guard page %td bytes before %s", data_ - address,
-                  name_.c_str());
-  } else if (address >= end) {
-    std::snprintf(text, size, ", in the guard page %td bytes behind %s", address - end + 1,
-                  name_.c_str());
+  const std::ptrdiff_t before = data_ - address;
+  const std::ptrdiff_t behind = address + 1 - (data_ + content_.size());
+  if (std::max(before, behind) > static_cast<std::ptrdiff_t>(sysconf(_SC_PAGESIZE))) return false;
+  if (before > 0 || behind > 0) {
+    std::snprintf(text, size, ", in the guard page %td bytes %s %s", std::max(before, behind),
+                  before > 0 ? "before" : "behind", name_.c_str());
   } else {
     std::snprintf(text, size, ", in %s%s", name_.c_str(),
                   is_closed_ ? ", after the return of process-request" : "");
