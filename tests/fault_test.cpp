@@ -8,7 +8,7 @@
 #include <new>
 
 #include "analysis/zy_preview.h"
-#include "framework/framework.h"
+#include "framework/device_state.h"
 #include "framework/own_node.h"
 #include "tests/allocations.h"
 #include "tests/device_testing.h"
@@ -152,7 +152,7 @@ class FaultTest : public DeviceTest {
     if (session.Create(0, 160, 120)) return false;
     session.PostPipelineCreate();
     AwaitPass();
-    framework::SetUsualMetadata(640, 480, {0, 0, 160, 160}, &session.Input());
+    framework::SetInput(framework::UsualState(640, 480, {0, 0, 160, 160}), &session.Input());
     return true;
   }
 

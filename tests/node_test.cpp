@@ -7,7 +7,7 @@
 #include <random>
 
 #include "analysis/zy_preview.h"
-#include "framework/framework.h"
+#include "framework/device_state.h"
 #include "platform/android_clock.h"
 #include "platform/android_log.h"
 #include "platform/android_properties.h"
@@ -68,7 +68,11 @@ class NodeTest : public testing_support::DeviceTest {
   NodeTest() { EXPECT_FALSE(Framework::Get().Start(ChiNodeEntry)); }
 
   void Send(uint64_t frame_number, const std::vector<int32_t>& faces) {
-    framework::SetUsualMetadata(4000, 3000, faces, &session_.Input());
+    framework::SetInput(framework::UsualState(4000, 3000, faces), &session_.Input());
+    SendAgain(frame_number);
+  }
+  // Sends a request with the tags of the last one.
+  void SendAgain(uint64_t frame_number) {
     framework::CameraBuffer input(&frame_), output(&output_);
     ASSERT_FALSE(session_.Process(frame_number, &input, &output));
   }
@@ -120,7 +124,7 @@ TEST_F(NodeTest, SurvivesASensorAndAFrameOfNoSize) {
   framework::CameraBuffer camera(&frame_);
   for (const uint32_t side : {0u, 1u}) {
     camera.handle()->format = {side, 1 - side, 0, 0};
-    framework::SetUsualMetadata(side, 1 - side, {2, 2, 4, 4}, &session_.Input());
+    framework::SetInput(framework::UsualState(side, 1 - side, {2, 2, 4, 4}), &session_.Input());
     EXPECT_FALSE(session_.Process(4, &camera, &camera));
   }
 }
@@ -200,7 +204,7 @@ TEST_F(NodeTest, LogsItsLife) {
   EXPECT_EQ(node_.pProcessRequest(&info), 0);
   Tell("a request with a gap, and no output");
   Framework::Get().Tags().Clear();
-  Send(40, small);
+  SendAgain(40);
   Tell("a result tag that is gone, and five faces without rectangles");
   ASSERT_FALSE(session_.Destroy());
   Tell("destroy");

@@ -17,7 +17,7 @@
 
 #include "bench/marks.h"
 #include "device/control.h"
-#include "framework/framework.h"
+#include "framework/device_state.h"
 #include "framework/worker_watch.h"
 #include "image/zy_copy_buffer.h"
 #include "media/image_of.h"
@@ -134,12 +134,10 @@ class Stream {
     Require(session_.Create(0, columns, rows));
     session_.PostPipelineCreate();
     AwaitWorker();
-    const uint8_t quad_cfa = 0;  // at twice the sensor's size
-    framework::SetUsualMetadata(columns, rows,
-                                {400, 400, 800, 800, 1000, 400, 1400, 800, 1600, 400, 2000, 800},
-                                &session_.Input());
-    session_.Input().Set(framework::Framework::Get().Tags().Id("brodax.quadcfa", "enabled"),
-                         &quad_cfa, 1, 1);
+    framework::DeviceState state = framework::UsualState(
+        columns, rows, {400, 400, 800, 800, 1000, 400, 1400, 800, 1600, 400, 2000, 800});
+    state.quad_cfa = uint8_t{0};  // faces at twice the sensor's size
+    framework::SetInput(state, &session_.Input());
     if (ZyAllocBuffer(&copy_, width, height, kZyFormatYuv420SemiPlanar) == 0) Die("no memory");
     for (int i = 0; i < 3; ++i) SendTaken();  // until the worker knows the size
     SendDropped();

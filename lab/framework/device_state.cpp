@@ -31,6 +31,16 @@ auto ElementsOf(T& value) {
 
 }  // namespace
 
+DeviceState UsualState(uint32_t sensor_width, uint32_t sensor_height, std::vector<int32_t> faces) {
+  DeviceState state;
+  state.camera_role = {0, 1, 0};
+  state.gender_and_age = state.score = 1;
+  state.sensor_size = {static_cast<int32_t>(sensor_width), static_cast<int32_t>(sensor_height)};
+  state.orientation = 270;
+  state.face_rectangles = std::move(faces);
+  return state;
+}
+
 void SetInput(const DeviceState& state, Metadata* metadata) {
   metadata->Clear();
   ForEachTag(

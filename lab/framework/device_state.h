@@ -40,6 +40,10 @@ void ForEachTag(const Visit& visit, Tags&&... tags) {
 // The tags of one request; nothing for an absent one.
 using DeviceState = InputTags<std::optional>;
 
+// Returns the usual tags of a request: the main camera with both analyses on, an upright device, a
+// sensor of this size, and faces in its pixels.
+DeviceState UsualState(uint32_t sensor_width, uint32_t sensor_height, std::vector<int32_t> faces);
+
 // Sets these tags and removes all others.
 void SetInput(const DeviceState& state, Metadata* metadata);
 // Returns the tags that metadata holds.

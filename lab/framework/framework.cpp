@@ -15,36 +15,16 @@ namespace {
 constexpr uint32_t kFirstSection = 0x80000000;
 constexpr uint32_t kSectionBlock = 0x10000;
 
-struct PlatformTag {
-  const char* section;
-  const char* name;
-  ChiTagType type;
-  uint32_t count;
-};
-
-// The tags that other parts of the platform register.
-constexpr PlatformTag kPlatformTags[] = {
-    {"brodax.faceScore", "enabled", ChiTagType::kInt32, 1},
-    {"brodax.faceGenderAndAge", "enabled", ChiTagType::kInt32, 1},
-    {"brodax.device", "orientation", ChiTagType::kInt32, 1},
-    {"brodax.sensorSize", "size", ChiTagType::kInt32, 2},
-    {"brodax.quadcfa", "enabled", ChiTagType::kByte, 1},
-    {"com.qti.chi.multicamerainfo", "MultiCameraIdRole", ChiTagType::kInt32, 3},
-    {"brodax.faceAnalyzeResult", "result", ChiTagType::kByte, sizeof(ResultRecord)},
-    {"brodax.faceAnalyzeResult", "faceNum", ChiTagType::kInt32, 1},
-};
-
-std::size_t ElementBytes(ChiTagType type) {
-  switch (type) {
-    case ChiTagType::kByte:
-      return 1;
-    case ChiTagType::kInt64:
-      return 8;
-    case ChiTagType::kInt32:
-    case ChiTagType::kFloat:
-      return 4;
-  }
-  return 0;
+// Adds the tags that other parts of the platform register.
+void AddPlatformTags(VendorTags* tags) {
+  tags->Add({"brodax.faceScore", "enabled", ChiTagType::kInt32, 1});
+  tags->Add({"brodax.faceGenderAndAge", "enabled", ChiTagType::kInt32, 1});
+  tags->Add({"brodax.device", "orientation", ChiTagType::kInt32, 1});
+  tags->Add({"brodax.sensorSize", "size", ChiTagType::kInt32, 2});
+  tags->Add({"brodax.quadcfa", "enabled", ChiTagType::kByte, 1});
+  tags->Add({"com.qti.chi.multicamerainfo", "MultiCameraIdRole", ChiTagType::kInt32, 3});
+  tags->Add({"brodax.faceAnalyzeResult", "result", ChiTagType::kByte, sizeof(ResultRecord)});
+  tags->Add({"brodax.faceAnalyzeResult", "faceNum", ChiTagType::kInt32, 1});
 }
 
 ChiResult GetVendorTagBase(ChiVendorTagBase* query) {
@@ -57,6 +37,25 @@ ChiResult GetVendorTagBase(ChiVendorTagBase* query) {
 common::Failure Check(const std::string& call, ChiResult result) {
   if (result == kChiSuccess) return std::nullopt;
   return common::Fail(call + " returned " + std::to_string(result));
+}
+
+// Returns the names of the callbacks that a table lacks, separated by commas.
+std::string MissingCallbacks(const ChiNodeCallbacks& callbacks) {
+  const std::pair<const char*, bool> filled[] = {
+      {"pGetCapabilities", callbacks.pGetCapabilities != nullptr},
+      {"pQueryVendorTag", callbacks.pQueryVendorTag != nullptr},
+      {"pCreate", callbacks.pCreate != nullptr},
+      {"pDestroy", callbacks.pDestroy != nullptr},
+      {"pQueryBufferInfo", callbacks.pQueryBufferInfo != nullptr},
+      {"pSetBufferInfo", callbacks.pSetBufferInfo != nullptr},
+      {"pProcessRequest", callbacks.pProcessRequest != nullptr},
+      {"pSetNodeInterface", callbacks.pSetNodeInterface != nullptr},
+      {"pPostPipelineCreate", callbacks.pPostPipelineCreate != nullptr}};
+  std::string missing;
+  for (const auto& [name, is_filled] : filled) {
+    if (!is_filled) missing += (missing.empty() ? "" : ", ") + std::string(name);
+  }
+  return missing;
 }
 
 }  // namespace
@@ -76,10 +75,6 @@ void Metadata::Set(uint32_t tag, const void* data, std::size_t bytes, std::size_
   if (bytes != 0) std::memcpy(value->bytes.data(), data, bytes);
 }
 
-void Metadata::Remove(uint32_t tag) {
-  if (Value* value = Find(tag)) value->present = false;
-}
-
 Metadata::Value* Metadata::Find(uint32_t tag) {
   for (Value& value : values_) {
     if (value.tag == tag && value.present) return &value;
@@ -87,82 +82,48 @@ Metadata::Value* Metadata::Find(uint32_t tag) {
   return nullptr;
 }
 
-void VendorTags::Add(const std::string& section, const std::string& name, ChiTagType type,
-                     uint32_t count) {
-  auto found = std::find_if(sections_.begin(), sections_.end(),
-                            [&](const Section& other) { return other.name == section; });
-  if (found == sections_.end()) found = sections_.insert(sections_.end(), Section{section, {}});
-  found->tags.push_back({name, type, count});
+std::size_t VendorTags::Tag::ElementBytes() const {
+  if (type == ChiTagType::kByte) return 1;
+  if (type == ChiTagType::kInt64) return 8;
+  return type == ChiTagType::kInt32 || type == ChiTagType::kFloat ? 4 : 0;
+}
+
+void VendorTags::Add(Tag tag) {
+  const uint32_t sections = tags_.empty() ? 0 : tags_.rbegin()->first / kSectionBlock + 1;
+  uint32_t id = tags_.empty() ? kFirstSection : sections * kSectionBlock;
+  for (const auto& [other_id, other] : tags_) {
+    if (other.section == tag.section) id = other_id + 1;
+  }
+  tags_.emplace(id, std::move(tag));
 }
 
 uint32_t VendorTags::Id(const std::string& section, const std::string& name) const {
-  for (uint32_t s = 0; s < sections_.size(); ++s) {
-    if (sections_[s].name != section) continue;
-    for (uint32_t t = 0; t < sections_[s].tags.size(); ++t) {
-      if (name.empty() || sections_[s].tags[t].name == name) {
-        return kFirstSection + s * kSectionBlock + t;
-      }
-    }
+  for (const auto& [id, tag] : tags_) {
+    if (tag.section == section && (name.empty() || tag.name == name)) return id;
   }
   return 0;
 }
 
-std::vector<uint32_t> VendorTags::Ids() const {
-  std::vector<uint32_t> ids;
-  for (uint32_t s = 0; s < sections_.size(); ++s) {
-    for (uint32_t t = 0; t < sections_[s].tags.size(); ++t) {
-      ids.push_back(kFirstSection + s * kSectionBlock + t);
-    }
-  }
-  return ids;
-}
-
-const VendorTags::Tag* VendorTags::Find(uint32_t id) const {
-  if (id < kFirstSection) return nullptr;
-  const uint32_t section = (id - kFirstSection) / kSectionBlock;
-  const uint32_t index = id % kSectionBlock;
-  if (section >= sections_.size() || index >= sections_[section].tags.size()) return nullptr;
-  return &sections_[section].tags[index];
-}
-
-bool VendorTags::Describe(uint32_t id, std::size_t* element_bytes, uint32_t* count) const {
-  const Tag* const tag = Find(id);
-  if (tag == nullptr) return false;
-  *element_bytes = ElementBytes(tag->type);
-  *count = tag->count;
-  return true;
-}
-
 std::string VendorTags::Fault() const {
-  for (const Section& section : sections_) {
-    const uint32_t first = Id(section.name, "");
-    for (std::size_t t = 0; t < section.tags.size(); ++t) {
-      const Tag& tag = section.tags[t];
-      const std::string name = section.name + "/" + tag.name;
-      if (Id(section.name, tag.name) != first + t) return name + ": expected once, saw twice";
-      if (ElementBytes(tag.type) != 0 && tag.count != 0) continue;
-      return name + ": expected a known type and a count, saw " +
-             std::to_string(static_cast<uint32_t>(tag.type)) + " and " + std::to_string(tag.count);
-    }
+  for (const auto& [id, tag] : tags_) {
+    const std::string name = tag.section + "/" + tag.name;
+    if (Id(tag.section, tag.name) != id) return name + ": expected once, saw twice";
+    if (tag.ElementBytes() != 0 && tag.count != 0) continue;
+    return name + ": expected a known type and a count, saw " +
+           std::to_string(static_cast<uint32_t>(tag.type)) + " and " + std::to_string(tag.count);
   }
   return "";
 }
 
-std::string VendorTags::NameOf(uint32_t id) const {
-  std::string name;
-  ChiTagType type = {};
-  uint32_t count = 0;
-  if (id == kChiFaceRectanglesTag) return "the face rectangles";
-  return Name(id, &name, &type, &count) ? name : "tag " + std::to_string(id);
+const VendorTags::Tag* VendorTags::Find(uint32_t id) const {
+  const auto found = tags_.find(id);
+  return found != tags_.end() ? &found->second : nullptr;
 }
 
-bool VendorTags::Name(uint32_t id, std::string* name, ChiTagType* type, uint32_t* count) const {
+std::string VendorTags::NameOf(uint32_t id) const {
+  if (id == kChiFaceRectanglesTag) return "the face rectangles";
   const Tag* const tag = Find(id);
-  if (tag == nullptr) return false;
-  *name = sections_[(id - kFirstSection) / kSectionBlock].name + "." + tag->name;
-  *type = tag->type;
-  *count = tag->count;
-  return true;
+  return tag != nullptr ? tag->FullName() : "tag " + std::to_string(id);
 }
 
 Framework& Framework::Get() {
@@ -180,30 +141,6 @@ common::Failure OpenNode(const std::string& path, NodeEntry* entry) {
   return std::nullopt;
 }
 
-std::string MissingCallbacks(const ChiNodeCallbacks& callbacks) {
-  const std::pair<const char*, bool> filled[] = {
-      {"pGetCapabilities", callbacks.pGetCapabilities != nullptr},
-      {"pQueryVendorTag", callbacks.pQueryVendorTag != nullptr},
-      {"pCreate", callbacks.pCreate != nullptr},
-      {"pDestroy", callbacks.pDestroy != nullptr},
-      {"pQueryBufferInfo", callbacks.pQueryBufferInfo != nullptr},
-      {"pSetBufferInfo", callbacks.pSetBufferInfo != nullptr},
-      {"pProcessRequest", callbacks.pProcessRequest != nullptr},
-      {"pSetNodeInterface", callbacks.pSetNodeInterface != nullptr},
-      {"pPostPipelineCreate", callbacks.pPostPipelineCreate != nullptr}};
-  std::string missing;
-  for (const auto& [name, is_filled] : filled) {
-    if (!is_filled) missing += (missing.empty() ? "" : ", ") + std::string(name);
-  }
-  return missing;
-}
-
-common::Failure Framework::Load(const std::string& path) {
-  NodeEntry entry = nullptr;
-  if (common::Failure failure = OpenNode(path, &entry)) return failure;
-  return Start(entry);
-}
-
 common::Failure Framework::Start(NodeEntry entry) {
   callbacks_ = {};
   callbacks_.size = sizeof(callbacks_);
@@ -211,9 +148,7 @@ common::Failure Framework::Start(NodeEntry entry) {
   const std::string missing = MissingCallbacks(callbacks_);
   if (!missing.empty()) return common::Fail("the node leaves callbacks empty: " + missing);
   tags_.Clear();
-  for (const PlatformTag& tag : kPlatformTags) {
-    tags_.Add(tag.section, tag.name, tag.type, tag.count);
-  }
+  AddPlatformTags(&tags_);
   if (common::Failure failure = RegisterNodeTags()) return failure;
   ChiNodeInterface interface = Interface();
   callbacks_.pSetNodeInterface(&interface);
@@ -236,7 +171,7 @@ common::Failure Framework::RegisterNodeTags() {
       if (tag.pTagName == nullptr) {
         return common::Fail(std::string(section.pSectionName) + ": a vendor tag has no name");
       }
-      tags_.Add(section.pSectionName, tag.pTagName, tag.type, tag.count);
+      tags_.Add({section.pSectionName, tag.pTagName, tag.type, tag.count});
     }
   }
   return std::nullopt;
@@ -249,20 +184,6 @@ ChiNodeInterface Framework::Interface() {
   interface.pSetMetadata = Session::SetMetadata;
   interface.pGetVendorTagBase = GetVendorTagBase;
   return interface;
-}
-
-void SetUsualMetadata(uint32_t sensor_width, uint32_t sensor_height,
-                      const std::vector<int32_t>& faces, Metadata* metadata) {
-  const VendorTags& tags = Framework::Get().Tags();
-  const auto set = [&](const char* section, const char* name, const std::vector<uint32_t>& words) {
-    metadata->SetWords(tags.Id(section, name), words);
-  };
-  set("com.qti.chi.multicamerainfo", "MultiCameraIdRole", {0, 1, 0});
-  set("brodax.faceGenderAndAge", "enabled", {1});
-  set("brodax.faceScore", "enabled", {1});
-  set("brodax.sensorSize", "size", {sensor_width, sensor_height});
-  set("brodax.device", "orientation", {270});
-  metadata->SetWords(kChiFaceRectanglesTag, faces);
 }
 
 void SetRandomMetadata(std::mt19937* random, Metadata* metadata) {
@@ -278,12 +199,10 @@ void SetRandomMetadata(std::mt19937* random, Metadata* metadata) {
     return words;
   };
   metadata->Clear();
-  for (const uint32_t tag : tags.Ids()) {
-    std::size_t bytes = 0;
-    uint32_t count = 0;
-    tags.Describe(tag, &bytes, &count);
-    const std::vector<uint32_t> words = draw_words(bytes * count / 4 + 1, 3);
-    if (draw(8) != 0) metadata->Set(tag, words.data(), bytes * count, count);
+  for (const auto& [id, tag] : tags.All()) {
+    const std::size_t bytes = tag.ElementBytes() * tag.count;
+    const std::vector<uint32_t> words = draw_words(bytes / 4 + 1, 3);
+    if (draw(8) != 0) metadata->Set(id, words.data(), bytes, tag.count);
   }
   if (draw(2) == 0) {
     metadata->SetWords(tags.Id("com.qti.chi.multicamerainfo", "MultiCameraIdRole"),
@@ -294,18 +213,14 @@ void SetRandomMetadata(std::mt19937* random, Metadata* metadata) {
   if (draw(8) != 0) metadata->SetWords(kChiFaceRectanglesTag, draw_words(words, 8000));
 }
 
-CameraBuffer::CameraBuffer(media::Nv12Frame* frame) {
-  image_.size = sizeof(image_);
-  image_.pPlaneAddress[0] = frame->Luma();
-  image_.pPlaneAddress[1] = frame->Chroma();
-  buffer_.size = sizeof(buffer_);
-  buffer_.numImages = 1;
-  buffer_.format = {static_cast<uint32_t>(frame->width), static_cast<uint32_t>(frame->height), 0,
-                    0};
-  buffer_.numPlanes = 2;
-  buffer_.planeStride = static_cast<uint32_t>(frame->stride);
-  buffer_.pImages = &image_;
-}
+CameraBuffer::CameraBuffer(media::Nv12Frame* frame)
+    : image_{sizeof(image_), 0, {frame->Luma(), frame->Chroma()}},
+      buffer_{sizeof(buffer_),
+              1,
+              {static_cast<uint32_t>(frame->width), static_cast<uint32_t>(frame->height), 0, 0},
+              2,
+              static_cast<uint32_t>(frame->stride),
+              &image_} {}
 
 Session::~Session() {
   if (node_ != nullptr) Destroy();
@@ -335,12 +250,8 @@ void Session::PostPipelineCreate() { Framework::Get().Callbacks().pPostPipelineC
 common::Failure Session::Process(uint64_t frame_number, CameraBuffer* input, CameraBuffer* output) {
   ChiNodeBuffer* inputs[] = {input->handle()};
   ChiNodeBuffer* outputs[] = {output->handle()};
-  ChiNodeProcessRequestInfo info = {};
-  info.frameNum = frame_number;
-  info.inputNum = 1;
-  info.outputNum = 1;
-  info.phInputBuffer = inputs;
-  info.phOutputBuffer = outputs;
+  ChiNodeProcessRequestInfo info = {sizeof(info), 0,       node_, frame_number, 1, 1,
+                                    inputs,       outputs, {}};
   return Check("process-request", Process(&info));
 }
 
@@ -369,8 +280,6 @@ ChiResult Session::Process(ChiNodeProcessRequestInfo* info) {
   complaint_.clear();
   publications_ = 0;
   request_id_ = info->frameNum;
-  info->size = sizeof(*info);
-  info->hNodeSession = node_;
   return Framework::Get().Callbacks().pProcessRequest(info);
 }
 
@@ -433,25 +342,23 @@ ChiResult Session::SetMetadata(ChiMetadataSet* set) {
 
 // Accepts only known tags of the request with their declared count. Returns the complaint, or "" if
 // the tag is accepted.
-std::string Session::Take(uint32_t tag, const ChiTagData& data) {
-  std::size_t element_bytes = 0;
-  uint32_t count = 0;
-  char text[96] = "";
-  if (!Framework::Get().Tags().Describe(tag, &element_bytes, &count)) {
-    std::snprintf(text, sizeof(text), "tag 0x%08" PRIx32 " is unknown", tag);
-  } else if (data.count != count) {
-    std::snprintf(text, sizeof(text), "tag 0x%08" PRIx32 " has %" PRIu64 " elements instead of %u",
-                  tag, data.count, count);
-  } else if (data.size < sizeof(data) || data.pData == nullptr) {
-    std::snprintf(text, sizeof(text), "tag 0x%08" PRIx32 " has no value", tag);
-  } else if (data.requestId != request_id_) {
-    std::snprintf(text, sizeof(text),
-                  "tag 0x%08" PRIx32 " is for request %" PRIu64 ", not %" PRIu64, tag,
-                  data.requestId, request_id_);
-  } else {
-    output_.Set(tag, data.pData, count * element_bytes, count);
+std::string Session::Take(uint32_t id, const ChiTagData& data) {
+  char name[16];
+  std::snprintf(name, sizeof(name), "tag 0x%08" PRIx32, id);
+  const auto complain = [&](const std::string& about) { return name + (" " + about); };
+  const VendorTags::Tag* const tag = Framework::Get().Tags().Find(id);
+  if (tag == nullptr) return complain("is unknown");
+  if (data.count != tag->count) {
+    return complain("has " + std::to_string(data.count) + " elements instead of " +
+                    std::to_string(tag->count));
   }
-  return text;
+  if (data.size < sizeof(data) || data.pData == nullptr) return complain("has no value");
+  if (data.requestId != request_id_) {
+    return complain("is for request " + std::to_string(data.requestId) + ", not " +
+                    std::to_string(request_id_));
+  }
+  output_.Set(id, data.pData, tag->count * tag->ElementBytes(), tag->count);
+  return "";
 }
 
 }  // namespace framework

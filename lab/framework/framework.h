@@ -34,8 +34,6 @@ class Metadata {
 
   void Clear();
   void Set(uint32_t tag, const void* data, std::size_t bytes, std::size_t count);
-  // Makes the tag absent.
-  void Remove(uint32_t tag);
   // Returns null when the tag is absent.
   Value* Find(uint32_t tag);
   // Returns the tags in the order in which they were first set, absent ones included.
@@ -56,37 +54,33 @@ class Metadata {
 // in it.
 class VendorTags {
  public:
-  // Adds a tag to a section. Its identifier is never 0.
-  void Add(const std::string& section, const std::string& name, ChiTagType type, uint32_t count);
-  void Clear() { sections_.clear(); }
+  struct Tag {
+    std::string section, name;
+    ChiTagType type;
+    uint32_t count;  // declared elements
+
+    std::string FullName() const { return section + "." + name; }
+    // Returns the bytes of one element; 0 for an unknown type.
+    std::size_t ElementBytes() const;
+  };
+
+  // Adds a tag to its section. Its identifier is never 0.
+  void Add(Tag tag);
+  void Clear() { tags_.clear(); }
   // Returns the identifier of a tag, of the section's first one for an empty name; 0 when it is
   // unknown.
   uint32_t Id(const std::string& section, const std::string& name) const;
   // Says which tag has no identifier of its own, no known type or no count; "" for none.
   std::string Fault() const;
-  // Returns a tag's name without its section, or its number if it has none.
-  std::string NameOf(uint32_t id) const;
-  std::vector<uint32_t> Ids() const;
-  // Returns a tag's name without its section, its type and its declared count; false when the
-  // identifier is unknown.
-  bool Name(uint32_t id, std::string* name, ChiTagType* type, uint32_t* count) const;
-  // Returns the bytes of one element of the tag (0 for an unknown type) and its declared count;
-  // false when the identifier is unknown.
-  bool Describe(uint32_t id, std::size_t* element_bytes, uint32_t* count) const;
-
- private:
-  struct Tag {
-    std::string name;
-    ChiTagType type;
-    uint32_t count;
-  };
-  struct Section {
-    std::string name;
-    std::vector<Tag> tags;
-  };
   // Returns null when the identifier is unknown.
   const Tag* Find(uint32_t id) const;
-  std::vector<Section> sections_;
+  // Returns a tag's full name, or its number if it has none.
+  std::string NameOf(uint32_t id) const;
+  // Returns all tags by identifier.
+  const std::map<uint32_t, Tag>& All() const { return tags_; }
+
+ private:
+  std::map<uint32_t, Tag> tags_;
 };
 
 // ---- The framework ------------------------------------------------------------------------------
@@ -96,17 +90,12 @@ using NodeEntry = void (*)(ChiNodeCallbacks*);
 // Opens a node library until the process ends, and finds its entry. Any thread.
 common::Failure OpenNode(const std::string& path, NodeEntry* entry);
 
-// Returns the names of the callbacks that a table lacks, separated by commas.
-std::string MissingCallbacks(const ChiNodeCallbacks& callbacks);
-
 // The only framework of the process: the platform's interface has no context to distinguish two.
 // One thread at a time, but sessions may run in parallel.
 class Framework {
  public:
   static Framework& Get();
 
-  // Loads the node library in this file and starts it.
-  common::Failure Load(const std::string& path);
   // Starts a node by its entry: fetches its callbacks, registers the platform's and the node's
   // vendor tags, and passes the framework's interface. Fails when a callback is missing or refuses,
   // and on tags that cannot be registered.
@@ -123,11 +112,6 @@ class Framework {
   ChiNodeCallbacks callbacks_ = {};
   VendorTags tags_;
 };
-
-// Sets the usual tags of a request: the main camera with both analyses on, an upright device, a
-// sensor of this size, and faces in its pixels (left, top, right, bottom).
-void SetUsualMetadata(uint32_t sensor_width, uint32_t sensor_height,
-                      const std::vector<int32_t>& faces, Metadata* metadata);
 
 // Sets what no sensible request carries: tags present or not, faces in or out of the frame, any
 // number of words. In half of the requests the node is the main camera's.
@@ -151,11 +135,10 @@ class CameraBuffer {
   CameraBuffer& operator=(const CameraBuffer&) = delete;
 
   ChiNodeBuffer* handle() { return &buffer_; }
-  ChiImage& image() { return image_; }
 
  private:
-  ChiImage image_ = {};
-  ChiNodeBuffer buffer_ = {};
+  ChiImage image_;
+  ChiNodeBuffer buffer_;
 };
 
 // One pipeline with one node. Its address is the session handle that the node receives. Requests of
@@ -176,8 +159,6 @@ class Session {
   Metadata& Input() { return input_; }
   // Sends one request with one input buffer and one output buffer.
   common::Failure Process(uint64_t frame_number, CameraBuffer* input, CameraBuffer* output);
-  // Sends a request with any buffers; size and node session are filled in.
-  ChiResult Process(ChiNodeProcessRequestInfo* info);
   // Sends a request with a frame, `buffers` times as input and as output. A `changed` that is not
   // null receives the node's changes of the request's record and of the input, "" without any.
   ChiResult Process(uint64_t frame_number, LentFrame* frame, uint32_t buffers,
@@ -207,7 +188,8 @@ class Session {
   friend class Framework;
   static ChiResult GetMetadata(ChiMetadataGet* get);
   static ChiResult SetMetadata(ChiMetadataSet* set);
-  std::string Take(uint32_t tag, const ChiTagData& data);
+  ChiResult Process(ChiNodeProcessRequestInfo* info);
+  std::string Take(uint32_t id, const ChiTagData& data);
 
   ChiHandle node_ = nullptr;
   uint64_t request_id_ = 0;

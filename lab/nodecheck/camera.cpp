@@ -7,20 +7,21 @@ Camera::Camera(Subject* subject, uint32_t width, uint32_t height, bool starts_wo
     : subject_(subject), frame_(width, height, width + width % 2) {
   subject->Node();
   session.LendValues(framework::Margin::kFiller);
-  SetFaces(1);
+  Set(Usual(1));
   Doing("create, or a buffer callback");
   Require(session.Create(0, width, height));
   Doing("post-pipeline-create");
   if (starts_worker) session.PostPipelineCreate();
 }
 
-void Camera::SetFaces(uint32_t faces) {
-  const auto [width, height, format, reserved] = frame_.records().buffers[0].format;
-  std::vector<uint32_t> edges;  // at twice the sensor's size, which is the frame's
+framework::DeviceState Camera::Usual(uint32_t faces) {
+  const ChiImageFormat& size = frame_.records().buffers[0].format;
+  const auto width = static_cast<int32_t>(size.width), height = static_cast<int32_t>(size.height);
+  std::vector<int32_t> edges;  // at twice the sensor's size, which is the frame's
   for (uint32_t i = 0; i < faces; ++i) {
     edges.insert(edges.end(), {width / 2, height / 2, width * 3 / 2, height * 3 / 2});
   }
-  framework::SetUsualMetadata(width, height, {edges.begin(), edges.end()}, &session.Input());
+  return framework::UsualState(size.width, size.height, edges);
 }
 
 void Camera::Send(uint64_t number, LentFrame* frame, uint32_t buffers, End end) {

@@ -13,10 +13,9 @@ namespace {
 // `kept` on must stay unchanged.
 void CallEntry(Subject* subject, uint32_t bytes, uint32_t major, std::size_t kept) {
   const uint32_t header[4] = {bytes, major, 0, 0};
-  framework::GuardedBytes table(std::max<std::size_t>(bytes, sizeof(header)));
-  std::fill_n(table.data(), table.size(), uint8_t{0x5a});
-  std::memcpy(table.data(), header, sizeof(header));
-  const std::vector<uint8_t> before(table.data(), table.data() + table.size());
+  std::vector<uint8_t> before(std::max<std::size_t>(bytes, sizeof(header)), 0x5a);
+  std::memcpy(before.data(), header, sizeof(header));
+  framework::LentBytes table("the table", before, framework::Margin::kGuardBehind);
   const framework::NodeEntry entry = subject->Entry();
   Doing("the entry");
   entry(reinterpret_cast<ChiNodeCallbacks*>(table.data()));
@@ -136,7 +135,7 @@ const Check kDeclared("tags.declared",
 void Published(Subject* subject) {
   Camera camera(subject, 640, 480);
   for (uint32_t number = 1; number <= 60; ++number) {
-    camera.SetFaces(number / 12);
+    camera.Set(camera.Usual(number / 12));
     camera.Send(number, number >= 12 ? End::kAnswer : End::kAny);
   }
 }
@@ -145,7 +144,7 @@ const Check kPublished("tags.published", "With any number of faces, tags are as 
 
 void NoMetadata(Subject* subject) {
   Camera camera(subject, 640, 480);
-  camera.session.Input().Clear();
+  camera.Set({});
   for (uint64_t number = 1; number <= 12; ++number) camera.Send(number, End::kAny);
 }
 const Check kNoMetadata("tags.no_metadata", "A request without metadata ends.", NoMetadata);

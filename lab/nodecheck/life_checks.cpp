@@ -127,20 +127,17 @@ thread_local framework::OutcomeCounts t_life;
 
 // Runs one node with changing sizes, faces and switches.
 framework::OutcomeCounts LiveAlone(Subject* subject, uint64_t requests, bool is_hurried) {
-  const framework::VendorTags& tags = framework::Framework::Get().Tags();
   LentFrame frames[] = {{64, 48, 64}, {48, 66, 48}};
   Camera camera(subject, 64, 48);
   camera.session.LendValues(std::nullopt);  // it would take longer than everything else
   t_life = {};
   for (uint32_t i = 0; i < requests; ++i) {
     const uint32_t scene = i / 64;
-    camera.SetFaces(scene % 4);
-    const auto set = [&](const char* section, const char* name, uint32_t value) {
-      camera.session.Input().SetWords(tags.Id(section, name), std::vector<uint32_t>{value});
-    };
-    set("brodax.faceGenderAndAge", "enabled", scene % 3 != 0);
-    set("brodax.faceScore", "enabled", scene % 3 != 1);
-    set("brodax.device", "orientation", scene % 4 * 90);
+    framework::DeviceState tags = camera.Usual(scene % 4);
+    tags.gender_and_age = scene % 3 != 0;
+    tags.score = scene % 3 != 1;
+    tags.orientation = static_cast<int32_t>(scene % 4 * 90);
+    camera.Set(tags);
     const uint64_t offered = t_life.offered;
     camera.Send(4 + uint64_t{i} * (is_hurried ? 6 : 1), &frames[scene / 4 % 2], 1,
                 scene % 4 != 0 ? End::kAnswerOrError : End::kAny);

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "framework/device.h"
-#include "framework/framework.h"
+#include "framework/device_state.h"
 
 namespace nodecheck {
 
@@ -130,9 +130,11 @@ class Camera {
   Camera(const Camera&) = delete;
   Camera& operator=(const Camera&) = delete;
 
-  // Sets the usual metadata with `faces` faces, all in the middle of the camera's frame.
-  void SetFaces(uint32_t faces);
-  // Sends a request, initially with one face.
+  // Returns the usual tags with `faces` faces, all in the middle of the camera's frame.
+  framework::DeviceState Usual(uint32_t faces);
+  // Sets the tags of the next requests; initially the usual ones with a face.
+  void Set(const framework::DeviceState& tags) { framework::SetInput(tags, &session.Input()); }
+  // Sends a request.
   void Send(uint64_t number, End end = End::kAnswer) { Send(number, &frame_, 1, end); }
   void Send(uint64_t number, LentFrame* frame, uint32_t buffers, End end);
   // Sends enough requests for any pacing to pass some to the worker, then waits for it.

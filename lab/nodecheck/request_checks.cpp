@@ -17,21 +17,18 @@ namespace {
 
 using framework::Margin;
 
-uint32_t Orientation() {
-  return framework::Framework::Get().Tags().Id("brodax.device", "orientation");
-}
-
 // Sends frames of many shapes at four orientations of the device.
 void SendShapes(Camera* camera, Margin margin) {
   constexpr struct {
     uint32_t width, height, pitch;
   } kShapes[] = {{640, 480, 640}, {641, 479, 704}, {1, 1, 2},     {2, 300, 64},
                  {333, 1, 384},   {64, 48, 4096},  {97, 211, 98}, {1280, 720, 1280}};
-  camera->SetFaces(2);
+  framework::DeviceState tags = camera->Usual(2);
   for (const auto& shape : kShapes) {
     LentFrame frame(shape.width, shape.height, shape.pitch, margin);
-    for (const uint32_t orientation : {0u, 90u, 180u, 270u}) {
-      camera->session.Input().SetWords(Orientation(), std::vector<uint32_t>{orientation});
+    for (const int32_t orientation : {0, 90, 180, 270}) {
+      tags.orientation = orientation;
+      camera->Set(tags);
       camera->SendSeries(&frame, 1, End::kAnswerOrError);
     }
   }
@@ -45,7 +42,8 @@ void Plain(Subject* subject) {
   const auto note = [](void* calls, const ZyModelCall*) { *static_cast<bool*>(calls) = true; };
   if (tell != nullptr) tell(note, &expected.calls_model);
   Camera camera(subject, 640, 480);
-  std::vector<uint32_t> common = framework::Framework::Get().Tags().Ids();
+  std::vector<uint32_t> common;
+  for (const auto& [id, tag] : framework::Framework::Get().Tags().All()) common.push_back(id);
   for (uint64_t number = 1; number <= 12; ++number) {
     camera.Send(number);
     const auto is_absent = [&](uint32_t tag) { return !camera.session.Output().Find(tag); };

@@ -58,19 +58,17 @@ Published ReadOutput(const Metadata& metadata) {
   Published published;
   std::vector<NamedValues> record;
   for (const Metadata::Value& value : metadata.Values()) {
-    std::string name;
-    ChiTagType type = ChiTagType::kByte;
-    uint32_t count = 0;
-    if (!value.present || !tags.Name(value.tag, &name, &type, &count)) continue;
-    name = common::Escaped(name);  // a recording holds text
+    const framework::VendorTags::Tag* const known = tags.Find(value.tag);
+    if (!value.present || known == nullptr) continue;
+    const std::string name = common::Escaped(known->FullName());  // a recording holds text
     if (name == "brodax.faceAnalyzeResult.result") {
       published.result = ElementAt<framework::ResultRecord>(value.bytes.data(), 0);
       record = FieldsOf(published.result);
       continue;
     }
-    NamedValues& tag = published.values.emplace_back(NamedValues{name, count != 1, {}});
+    NamedValues& tag = published.values.emplace_back(NamedValues{name, known->count != 1, {}});
     for (std::size_t i = 0; i < value.count; ++i) {
-      tag.values.push_back(Element(type, value.bytes.data(), i));
+      tag.values.push_back(Element(known->type, value.bytes.data(), i));
     }
   }
   published.values.insert(published.values.begin(), record.begin(), record.end());
