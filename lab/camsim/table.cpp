@@ -14,6 +14,8 @@ using framework::kSlots;
 using framework::Outcome;
 using record::RequestRecord;
 
+constexpr std::size_t kColumns = 80;
+
 // Returns how many slots a row shows: those of a face.
 int SlotsOf(const RequestRecord& request) {
   return static_cast<int>(std::min<std::size_t>(request.faces.size(), kSlots));
@@ -81,23 +83,33 @@ void Table::NoteFaces(const RequestRecord& request, common::Size picture) {
 // The rows before had fewer slots, or there were none.
 void Table::PrintHead(int slots) {
   slots_ = slots;
-  std::fprintf(to_, "%7s %5s", "", "");
-  for (int slot = 0; slot < slots; ++slot) std::fprintf(to_, " | ------- slot %d -------", slot);
-  std::fprintf(to_, " |\n%7s %5s", "request", "faces");
-  for (int slot = 0; slot < slots; ++slot) std::fprintf(to_, " | gender   age score prop");
-  std::fprintf(to_, " | why zero or default\n");
+  std::string names = "   faces", figures = "request ";
+  for (int slot = 0; slot < slots; ++slot) {
+    names += " | ------ slot " + std::to_string(slot) + " -------";
+    figures += " | gender age score prop";
+  }
+  PrintLine(names, "");
+  PrintLine(figures, "why zero or default");
 }
 
 void Table::PrintRow(const RequestRecord& request) {
   const framework::ResultRecord& result = request.out.result;
   if (SlotsOf(request) > slots_) PrintHead(SlotsOf(request));
-  std::fprintf(to_, "%7" PRId64 " %5d", request.number, result.face_count);
+  char text[256];
+  std::snprintf(text, sizeof(text), "%6" PRId64 " %d", request.number, result.face_count);
+  std::string cells = text;
   for (int slot = 0; slot < SlotsOf(request); ++slot) {
-    std::fprintf(to_, " | %6.3f %5.1f %5.1f %4.2f", result.gender[slot], result.age[slot],
-                 result.score[slot], result.prop[slot]);
+    std::snprintf(text, sizeof(text), " | %5.3f %4.1f %5.1f %4.2f", result.gender[slot],
+                  result.age[slot], result.score[slot], result.prop[slot]);
+    cells += text;
   }
-  const std::string reasons = ReasonsOf(request);
-  std::fprintf(to_, " |%s%s\n", reasons.empty() ? "" : " ", reasons.c_str());
+  PrintLine(cells, ReasonsOf(request));
+}
+
+void Table::PrintLine(const std::string& cells, const std::string& reasons) {
+  const std::string column = reasons.empty() ? "" : " | " + reasons;
+  const bool fits = cells.size() + column.size() <= kColumns;
+  std::fprintf(to_, "%s%s%s\n", cells.c_str(), fits ? "" : "\n        ", column.c_str());
 }
 
 std::string Table::FacesLine() const {

@@ -16,7 +16,7 @@ struct TableOptions {
   bool real_models = false;  // the figures are estimates
 };
 
-// Prints a run as text: a row for each request, and a summary.
+// Prints a run as text: a row for each request, which fits a terminal of 80 columns, and a summary.
 class Table : public record::RunListener {
  public:
   Table(TableOptions options, std::FILE* to) : options_(options), to_(to) {}
@@ -28,6 +28,8 @@ class Table : public record::RunListener {
  private:
   void PrintHead(int slots);
   void PrintRow(const record::RequestRecord& request);
+  // Prints the reasons beside the cells, or in the next line if they do not fit.
+  void PrintLine(const std::string& cells, const std::string& reasons);
   void NoteFaces(const record::RequestRecord& request, common::Size picture);
   std::string FacesLine() const;
   void PrintNotHandedOver(const record::Summary& summary) const;
