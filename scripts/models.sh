@@ -112,9 +112,20 @@ dev_faces() {
   for photo in "$@"; do
     name=$(basename "$photo")
     echo "== $name"
-    (cd "$caller" && "$root/build/host/camsim" --models real --faces auto --requests 12 --input "$photo" \
-      --annotated "$folder/${name%.*}_annotated.png") || return
+    figures_of "$photo" --annotated "$folder/${name%.*}_annotated.png" || return
   done
+}
+
+# Prints the figures of a photograph. If all of its faces are too small, camsim zooms in.
+figures_of() { # photograph, camsim's options...
+  local camsim text hint=': try --crop auto'
+  camsim=("$root/build/host/camsim" --models real --faces auto --requests 12 --input "$@")
+  text=$(cd "$caller" && "${camsim[@]}") || return
+  if grep "$hint\$" <<<"$text"; then
+    echo "dev: all faces are too small: camsim --crop auto"
+    text=$(cd "$caller" && "${camsim[@]}" --crop auto) || return
+  fi
+  printf '%s\n' "$text"
 }
 
 # Unpacks an astronaut and an admiral, both in the public domain, from Debian's packages.

@@ -150,10 +150,11 @@ browser.wait("document.querySelector('#differences').innerText.includes('request
 
 write_png("still.png", 64, 48, lambda x, y: (x * 4, y * 5, 80))
 camsim.run(0, "--input still.png --face 0,0,30,30 --face 30,0,34,40 --face 20,20,16,16 --requests 40000 --annotated none "
-           "--report long.html")
+           "--crop 0,0,64,46 --report long.html")
 check(os.path.getsize("long.html") < 5_000_000, f"40,000 requests have {os.path.getsize('long.html')} bytes")
 browser.open("long.html")
 print(f"first plot of 40,000 requests after {browser.ask('performance.getEntriesByName(`plotted`)[0].startTime'):.0f} ms")
+check(re.search(r"from the defaults\s+crop \[0,0,64,46\]\s", browser.text("main")), "the page does not name the crop alone")
 same("the last pass of a long run", 39988, browser.selected())
 
 if picture:

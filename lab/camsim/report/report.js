@@ -27,7 +27,8 @@ const REASONS = {
 // The defaults of camsim: of the device's state, by short names, and of keys of the header.
 const DEFAULT_STATE = {MultiCameraIdRole: '0 1 0', faceGenderAndAge: '1', faceScore: '1', sensorSize: '4000 3000',
   quadcfa: '0', orientation: '270'};
-const DEFAULT_HEADER = {raw: 'false', stride: '0', upright: 'false', node_caps: '0', models: 'fake', realtime: 'false'};
+const DEFAULT_HEADER = {raw: 'false', stride: '0', upright: 'false', crop: '[]', node_caps: '0', models: 'fake',
+  realtime: 'false'};
 const CAVEATS = {fake: 'The figures are those of fake models and say nothing about a person.',
   real: 'The figures are estimates by small networks, and no basis for decisions about people.',
   unknown: 'The figures are those of fake models, or estimates by small networks: no basis for decisions.'};
@@ -190,7 +191,8 @@ function deviations() {
   const {head, states, first} = run;
   const state = Object.keys(states[0]).filter(name => states[0][name] !== DEFAULT_STATE[name]);
   const keys = Object.keys(DEFAULT_HEADER).filter(key => key in head && show(head[key]) !== DEFAULT_HEADER[key]);
-  if (show(head.buffer) !== show(head.size)) keys.push('buffer');
+  const [, , ...sent] = list(head.crop).length ? head.crop : [0, 0, ...list(head.size)];
+  if (show(head.buffer) !== show(sent)) keys.push('buffer');
   return [...state.map(name => `${name} ${states[0][name]}`), ...keys.map(key => `${key} ${show(head[key])}`), ...first]
     .join(', ') || 'nothing' + (run.events.length ? ' at first' : '');
 }
