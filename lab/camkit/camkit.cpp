@@ -7,10 +7,9 @@
 #include "camkit/operations.h"
 #include "camkit/options.h"
 #include "common/escape.h"
-#include "common/exit_code.h"
 #include "common/failure.h"
+#include "common/program.h"
 #include "common/replaced_file.h"
-#include "common/same_file.h"
 #include "media/picture.h"
 
 namespace camkit {

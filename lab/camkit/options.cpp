@@ -45,9 +45,8 @@ constexpr OperationText kOperations[] = {
 void AddMask(common::Command command, Options* options) {
   const common::CommandOption mask =
       command
-          .Add("--mask", &options->mask,
+          .Add("--mask FILE", &options->mask,
                "picture of the same size, or half of it; its bright pixels are marks")
-          .Shows("FILE")
           .Checks(common::NotEmpty);
   command
       .Add("--threshold", &options->threshold,
@@ -78,10 +77,9 @@ void AddWeights(common::Command command, Options* options) {
   };
   command
       .AddText(
-          "--weights", take,
+          "--weights CORNER,CENTRE,EDGE", take,
           "of corners, centre and edges, -128 to 127 each; four corners, four edges and the centre "
           "must sum to 16 to keep the brightness")
-      .Shows("CORNER,CENTRE,EDGE")
       .IsRequired();
 }
 
@@ -97,13 +95,11 @@ void AddOperation(const OperationText& text, common::Command* program, Options* 
     options->operation = text.operation;
     options->name = text.name;
   });
-  command.Add("input", &options->input, "PNG or JPEG; - is standard input")
-      .Shows("IN")
-      .IsRequired();
+  command.Add("input IN", &options->input, "PNG or JPEG; - is standard input").IsRequired();
   const auto check = [](const std::string& path) {
     return path == "-" ? "for standard output use /dev/stdout" : common::PngName(path);
   };
-  command.Add("output", &options->output, "PNG").Shows("OUT.png").IsRequired().Checks(check);
+  command.Add("output OUT.png", &options->output, "PNG").IsRequired().Checks(check);
   command.AddFlag("--compare", &options->compare,
                   "write the pictures before and after, side by side with labels");
   const Operation operation = text.operation;

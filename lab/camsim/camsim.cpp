@@ -11,12 +11,10 @@
 #include "camsim/page.h"
 #include "camsim/run.h"
 #include "common/escape.h"
-#include "common/exit_code.h"
 #include "common/interrupts.h"
 #include "common/output_stream.h"
+#include "common/program.h"
 #include "common/replaced_file.h"
-#include "common/same_file.h"
-#include "common/standard_streams.h"
 #include "framework/node_watch.h"
 #include "record/recording_file.h"
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "common/version.h"
+#include "common/program.h"
 
 namespace camsim {
 record::RunHeader HeaderOf(const Options& options, const Frames& frames, Size buffer,

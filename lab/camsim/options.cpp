@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "camsim/options.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -12,7 +10,7 @@
 
 #include "camsim/option_values.h"
 #include "common/command_line.h"
-#include "common/exit_code.h"
+#include "common/program.h"
 #include "record/recording.h"
 
 namespace camsim {
@@ -37,19 +35,13 @@ constexpr char kExample[] =
     "docs/camsim.md explains options, keys and figures.\n"
     "Exit status: 0 ok, 1 failure, 2 usage, 3 unreadable input, 4 differences,\n130 interrupted.";
 
-std::string ProgramFolder() {
-  char path[4096];
-  const ssize_t length = readlink("/proc/self/exe", path, sizeof(path));
-  const std::string program(path, length > 0 ? static_cast<size_t>(length) : 0);
-  return program.substr(0, program.rfind('/') + 1);
-}
-
 // Returns the node library that was built or installed with this program.
 std::string NodeOfProgram() {
-  const std::string folder = ProgramFolder();
-  const std::string name = "com.qti.node.brodaxgenderage.so";
-  return access((folder + name).c_str(), F_OK) == 0 ? folder + name
-                                                    : folder + ZY_INSTALLED_NODE_FOLDER + name;
+  constexpr char kName[] = "com.qti.node.brodaxgenderage.so";
+  const std::filesystem::path folder = common::ProgramFolder();
+  std::error_code none;
+  const bool is_built = std::filesystem::exists(folder / kName, none);
+  return is_built ? folder / kName : folder / ZY_INSTALLED_NODE_FOLDER / kName;
 }
 
 // Returns the command line with a shell's quotes.
@@ -73,36 +65,35 @@ std::string CommandOf(int argc, char** argv) {
 template <typename Value>
 common::CommandOption AddParsed(common::Command* command, const std::string& name,
                                 std::string (*parse)(const std::string&, Value*), Value* to,
-                                const std::string& shows, const std::string& about) {
+                                const std::string& about) {
   const auto take = [parse, to](const std::string& text) { return parse(text, to); };
-  return command->AddText(name, take, about).Shows(shows);
+  return command->AddText(name, take, about);
 }
 
 // Adds an option for a path that a check accepts.
 common::CommandOption AddPath(common::Command* command, const std::string& name, std::string* path,
-                              const std::string& shows, const std::string& about,
-                              common::TakeText check = common::NotEmpty) {
-  return command->Add(name, path, about).Shows(shows).Checks(std::move(check));
+                              const std::string& about, common::TakeText check = common::NotEmpty) {
+  return command->Add(name, path, about).Checks(std::move(check));
 }
 
 void AddInput(common::Command* command, Options* options, Size* size) {
-  AddPath(command, "--input", &options->source.input, "FILE|-",
+  AddPath(command, "--input FILE|-", &options->source.input,
           "PNG, JPEG, Y4M or raw NV12; - is standard input; without it, a built-in scene");
-  AddParsed(command, "--size", ParseSize, size, "WxH",
+  AddParsed(command, "--size WxH", ParseSize, size,
             "size of raw NV12 input, or of the scene (1280x720)");
   command
       ->Add("--stride", &options->source.stride,
             "row pitch of the camera buffers in bytes (the multiple of 64 above the width)")
       .Within(0, media::kMaxStride);
   const common::CommandOption given =
-      AddParsed(command, "--face", ParseFace, &options->faces, "X,Y,W,H",
+      AddParsed(command, "--face X,Y,W,H", ParseFace, &options->faces,
                 "a face in picture pixels; may be repeated")
           .Takes(1, static_cast<int>(record::kMaxFaces))
           .Repeats();
-  AddParsed(command, "--faces", ParseFoundFaces, &options->found_faces, "auto[:SCORE]",
+  AddParsed(command, "--faces auto[:SCORE]", ParseFoundFaces, &options->found_faces,
             "auto detects the faces of each frame whose score is at least SCORE (0.75)")
       .Excludes(given);
-  AddParsed(command, "--crop", ParseCrop, options, "X,Y,W,H|auto",
+  AddParsed(command, "--crop X,Y,W,H|auto", ParseCrop, options,
             "send this part of each frame, as a camera that zooms; auto follows --faces auto");
   command->AddFlag(
       "--upright,!--no-upright", &options->upright,
@@ -116,7 +107,7 @@ void AddDeviceState(common::Command* command, Options* options) {
       ->Add("--orientation", &options->orientation,
             "device orientation in degrees (270, at which frames are analysed without rotation)")
       .Checks(QuarterTurn);
-  AddParsed(command, "--sensor", ParseSize, &options->sensor, "WxH",
+  AddParsed(command, "--sensor WxH", ParseSize, &options->sensor,
             "sensor size (4000x3000, or the frame's if larger)");
   command->AddFlag("--quad-cfa", &options->quad_cfa, "the quad sensor is on");
   command->Add("--role", &options->role, "second word of MultiCameraIdRole (1, the main camera)");
@@ -133,12 +124,12 @@ void AddDeviceState(common::Command* command, Options* options) {
             "property persist.vendor.camera.operationMask, hexadecimal (unset: ffffff)")
       .Checks(Hexadecimal);
   command->Add("--node-caps", &options->node_caps, "capability mask of the node (0)");
-  AddParsed(command, "--buffer", ParseSize, &options->buffer, "WxH",
+  AddParsed(command, "--buffer WxH", ParseSize, &options->buffer,
             "negotiated buffer size (the frame's)");
 }
 
 void AddRun(common::Command* command, Options* options) {
-  AddParsed(command, "--models", ParseModels, &options->real_models, "WHICH",
+  AddParsed(command, "--models WHICH", ParseModels, &options->real_models,
             "fake, or real: estimates by a small network (fake)");
   command->Add("--model-delay", &options->model_delay_ms, "time of one model call in ms (0)")
       .Within(0, 60'000);
@@ -157,22 +148,21 @@ void AddRun(common::Command* command, Options* options) {
       .Checks(PlainNumber)
       .Within(0.1, 1000.0);
   command->AddFlag("--all", &options->all, "print every request, not only those handed over");
-  AddPath(command, "--jsonl", &options->jsonl, "FILE|-",
+  AddPath(command, "--jsonl FILE|-", &options->jsonl,
           "JSON lines: a header and one for each request; - is standard output");
   command->AddFlag("--passes", &options->passes, "the worker's passes among the JSON lines");
-  AddPath(command, "--annotated", &options->annotated, "FILE|none",
+  AddPath(command, "--annotated FILE|none", &options->annotated,
           "PNG of the last frame with figures (camsim.png); none writes no picture", PngOrNone);
-  AddPath(command, "--annotated-clip", &options->annotated_clip, "FILE|-",
+  AddPath(command, "--annotated-clip FILE|-", &options->annotated_clip,
           "Y4M of all frames, with their faces and the figures published last");
-  AddParsed(command, "--log", ParseLogLevel, &options->log, "LEVEL",
+  AddParsed(command, "--log LEVEL", ParseLogLevel, &options->log,
             "log lines to standard error: error, info or none (none)");
   command->Add("--node", &options->node, "the node library (the one beside this program)")
       .Checks(common::NotEmpty);
   command
-      ->Add("--device", &options->devices,
+      ->Add("--device DIR", &options->devices,
             "a folder with libraries of the device; may be repeated; the first that has a library "
             "wins, this program's fakes come last")
-      .Shows("DIR")
       .Repeats()
       .Checks(common::NotEmpty);
 }
@@ -187,16 +177,15 @@ std::array<common::CommandOption, 2> AddComparison(common::Command* command, Opt
 }
 
 void AddRecordings(common::Command* command, Options* options) {
-  const common::CommandOption script = AddPath(command, "--script", &options->script, "FILE|-",
+  const common::CommandOption script = AddPath(command, "--script FILE|-", &options->script,
                                                "send the requests of a script or a recording");
   const common::CommandOption replay =
-      AddPath(command, "--replay", &options->replay, "FILE|-",
+      AddPath(command, "--replay FILE|-", &options->replay,
               "send the requests of a recording (--jsonl), and compare the results")
           .Excludes(script);
   for (common::CommandOption& option : AddComparison(command, options)) option.Needs(replay);
-  AddPath(command, "--trace", &options->trace, "FILE", "trace events, for a trace viewer",
-          NamedFile);
-  AddPath(command, "--report", &options->report, "FILE", "the run as a page of HTML", NamedFile);
+  AddPath(command, "--trace FILE", &options->trace, "trace events, for a trace viewer", NamedFile);
+  AddPath(command, "--report FILE", &options->report, "the run as a page of HTML", NamedFile);
 }
 
 void AddDiff(common::Command* command, Options* options) {
@@ -205,7 +194,7 @@ void AddDiff(common::Command* command, Options* options) {
       .IsRequired()
       .Takes(2, 2);
   AddComparison(&diff, options);
-  AddPath(&diff, "--report", &options->report, "FILE",
+  AddPath(&diff, "--report FILE", &options->report,
           "both, as a page of HTML that shows the differences", NamedFile);
 }
 
@@ -214,7 +203,7 @@ void AddDiff(common::Command* command, Options* options) {
 bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
   options->command = CommandOf(argc, argv);
   options->node = NodeOfProgram();
-  options->real_device = ProgramFolder() + "device-real";
+  options->real_device = common::ProgramFolder() / "device-real";
   Size size;
   common::CommandLine line("camsim", kAbout, kExample);
   AddInput(&line, options, &size);

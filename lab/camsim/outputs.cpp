@@ -10,7 +10,6 @@
 #include "camsim/annotated.h"
 #include "camsim/page.h"
 #include "camsim/table.h"
-#include "common/same_file.h"
 #include "record/json_lines.h"
 #include "record/replay_check.h"
 #include "record/trace.h"
@@ -29,14 +28,6 @@ bool IsStandardOutput(const std::string& path) {
   if (stat(path.c_str(), &file) != 0 || fstat(STDOUT_FILENO, &out) != 0) return false;
   const bool may_be = !S_ISCHR(out.st_mode) || isatty(STDOUT_FILENO) != 0;
   return may_be && file.st_dev == out.st_dev && file.st_ino == out.st_ino;
-}
-
-bool IsInput(const std::string& path, const std::string& input) {
-  struct stat output = {}, in = {};
-  if (stat(path.c_str(), &output) != 0) return false;
-  const bool has_input =
-      input == "-" ? fstat(STDIN_FILENO, &in) == 0 : stat(input.c_str(), &in) == 0;
-  return has_input && common::IsSameFile(output, in);
 }
 
 }  // namespace
@@ -103,7 +94,9 @@ common::Failure Outputs::CheckApart() const {
   }
   for (const auto& [path, target, what] : outputs) {
     for (const std::string& input : {options_.source.input, options_.script, options_.replay}) {
-      if (IsInput(path, input)) return common::Fail(path + ": is also the input");
+      if (common::IsSameFile(path, input == "-" ? "/dev/stdin" : input)) {
+        return common::Fail(path + ": is also the input");
+      }
     }
     for (const auto& [other, other_target, other_what] : outputs) {
       if (other_what == what) break;

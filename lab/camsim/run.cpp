@@ -9,8 +9,8 @@
 #include "camsim/device_controls.h"
 #include "camsim/header.h"
 #include "common/escape.h"
-#include "common/exit_code.h"
 #include "common/interrupts.h"
+#include "common/program.h"
 #include "framework/node_watch.h"
 #include "framework/worker_watch.h"
 

@@ -10,15 +10,19 @@
 #include <vector>
 
 #include "common/escape.h"
-#include "common/exit_code.h"
-#include "common/version.h"
+#include "common/program.h"
 
 namespace common {
+namespace {
 
-CommandOption& CommandOption::Shows(const std::string& value) {
-  option_->type_name(value);
-  return *this;
+// Shows the value in the help as the name does.
+CommandOption WithValue(const std::string& name, CLI::Option* option) {
+  const std::size_t space = name.find(' ');
+  if (space != name.npos) option->type_name(name.substr(space + 1));
+  return CommandOption(option);
 }
+
+}  // namespace
 
 CommandOption& CommandOption::Checks(TakeText check) {
   option_->check(std::move(check));
@@ -62,7 +66,7 @@ CommandOption& CommandOption::Needs(const CommandOption& other) {
 
 template <typename Value>
 CommandOption Command::Add(const std::string& name, Value* value, const std::string& about) {
-  return CommandOption(app_->add_option(name, *value, about));
+  return WithValue(name, app_->add_option(name.substr(0, name.find(' ')), *value, about));
 }
 
 template CommandOption Command::Add(const std::string&, std::string*, const std::string&);
@@ -77,13 +81,15 @@ template CommandOption Command::Add(const std::string&, std::vector<uint64_t>*, 
 
 CommandOption Command::AddText(const std::string& name, TakeText take, const std::string& about) {
   using Texts = std::vector<std::string>;
-  const auto take_or_throw = [name, take = std::move(take)](const Texts& texts) {
+  const std::string option = name.substr(0, name.find(' '));
+  const auto take_or_throw = [option, take = std::move(take)](const Texts& texts) {
     for (const std::string& text : texts) {
       const std::string refusal = take(text);
-      if (!refusal.empty()) throw CLI::ValidationError(name, refusal);
+      if (!refusal.empty()) throw CLI::ValidationError(option, refusal);
     }
   };
-  return CommandOption(app_->add_option_function<Texts>(name, take_or_throw, about)->expected(1));
+  return WithValue(name,
+                   app_->add_option_function<Texts>(option, take_or_throw, about)->expected(1));
 }
 
 CommandOption Command::AddFlag(const std::string& names, bool* value, const std::string& about) {

@@ -24,8 +24,6 @@ class CommandOption {
  public:
   explicit CommandOption(CLI::Option* option) : option_(option) {}
 
-  // Sets the name of the value in the help, such as FILE.
-  CommandOption& Shows(const std::string& value);
   // Checks texts before the value is set.
   CommandOption& Checks(TakeText check);
   // Refuses values outside the range; for int, uint64_t or double.
@@ -44,8 +42,8 @@ class CommandOption {
   CLI::Option* option_;
 };
 
-// The arguments of a program or one of its subcommands. A name without dashes is a positional
-// argument.
+// The arguments of a program or one of its subcommands. A name such as "--junit FILE" ends with the
+// help's name for the value; one without dashes is a positional argument.
 class Command {
  public:
   explicit Command(CLI::App* app) : app_(app) {}

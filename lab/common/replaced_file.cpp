@@ -92,4 +92,9 @@ Failure ReplacedFile::Complete() {
   return std::nullopt;
 }
 
+bool IsSameFile(const std::string& a, const std::string& b) {
+  std::error_code none;
+  return fs::is_regular_file(a, none) && fs::equivalent(a, b, none);
+}
+
 }  // namespace common

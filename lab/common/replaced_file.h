@@ -51,6 +51,9 @@ class ReplacedFile {
   std::unique_ptr<OutputStream> stream_;
 };
 
+// Returns whether both are the same regular file, whatever their names.
+bool IsSameFile(const std::string& a, const std::string& b);
+
 }  // namespace common
 
 #endif  // ZY_COMMON_REPLACED_FILE_H_

@@ -5,9 +5,10 @@
 #include <link.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
+
+#include "common/program.h"
 
 namespace framework {
 namespace {
@@ -26,8 +27,7 @@ bool Has(const fs::path& folder, const char* name) {
 
 // Returns the fakes' folder: where this program was built, else where it was installed.
 fs::path FakesFolder() {
-  std::error_code none;
-  const fs::path folder = fs::read_symlink("/proc/self/exe", none).parent_path();
+  const fs::path folder = common::ProgramFolder();
   return folder / (Has(folder / "device", kLibraries[0]) ? "device" : ZY_INSTALLED_DEVICE_FOLDER);
 }
 

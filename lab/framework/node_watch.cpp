@@ -13,7 +13,7 @@
 #include <fstream>
 #include <thread>
 
-#include "common/exit_code.h"
+#include "common/program.h"
 #include "framework/crash_report.h"
 #include "framework/framework.h"
 #include "framework/worker_watch.h"

@@ -12,7 +12,7 @@
 #include <new>
 
 #include "common/child_process.h"
-#include "common/exit_code.h"
+#include "common/program.h"
 #include "framework/crash_report.h"
 #include "nodecheck/result.h"
 

@@ -9,8 +9,7 @@
 #include <utility>
 
 #include "common/escape.h"
-#include "common/exit_code.h"
-#include "common/standard_streams.h"
+#include "common/program.h"
 #include "framework/worker_watch.h"
 #include "nodecheck/result.h"
 

@@ -2,8 +2,8 @@
 #include <cstdio>
 
 #include "common/command_line.h"
-#include "common/exit_code.h"
 #include "common/process_state.h"
+#include "common/program.h"
 #include "nodecheck/nodecheck.h"
 
 namespace nodecheck {
@@ -27,28 +27,24 @@ bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
   constexpr uint64_t kOne = 1, kMost = uint64_t{1} << 40;
   std::vector<std::string> nodes;
   common::CommandLine line("nodecheck", kAbout, kExample);
-  line.Add("node", &nodes, "the node library").Shows("NODE.so");
-  line.Add("--device", &options->devices,
+  line.Add("node NODE.so", &nodes, "the node library");
+  line.Add("--device DIR", &options->devices,
            "a folder with libraries of the device, before the fakes; may be repeated")
-      .Shows("DIR")
       .Repeats();
   line.AddFlag("--list", &options->list, "print the purpose of each check, and run none");
   const auto filter =
-      line.Add("--filter", &options->filter, "take checks whose names hold TEXT").Shows("TEXT");
-  const auto here = line.Add("--here", &options->here, "run a check in this process")
-                        .Shows("CHECK")
-                        .Excludes(filter);
-  const auto soak = line.Add("--soak", &options->soak, "instead, send REQUESTS to node after node")
-                        .Shows("REQUESTS")
-                        .Within(kOne, kMost)
-                        .Excludes(filter)
-                        .Excludes(here);
-  line.Add("--lives", &options->lives, "of how many nodes, at least 10 (REQUESTS / 1000)")
-      .Shows("M")
+      line.Add("--filter TEXT", &options->filter, "take checks whose names hold TEXT");
+  const auto here =
+      line.Add("--here CHECK", &options->here, "run a check in this process").Excludes(filter);
+  const auto soak =
+      line.Add("--soak REQUESTS", &options->soak, "instead, send REQUESTS to node after node")
+          .Within(kOne, kMost)
+          .Excludes(filter)
+          .Excludes(here);
+  line.Add("--lives M", &options->lives, "of how many nodes, at least 10 (REQUESTS / 1000)")
       .Within(kOne, kMost)
       .Needs(soak);
-  line.Add("--junit", &options->junit, "write the results to FILE as JUnit does")
-      .Shows("FILE")
+  line.Add("--junit FILE", &options->junit, "write the results to FILE as JUnit does")
       .Checks(common::NotEmpty)
       .Excludes(here);
   line.Add("--limit", &options->limit_ms,

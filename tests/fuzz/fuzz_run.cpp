@@ -10,8 +10,8 @@
 #include <string_view>
 
 #include "camsim/run.h"
-#include "common/exit_code.h"
 #include "common/interrupts.h"
+#include "common/program.h"
 #include "framework/node_watch.h"
 #include "record/recording_file.h"
 #include "tests/fuzz/script.h"

@@ -1,11 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifndef ZY_COMMON_EXIT_CODE_H_
-#define ZY_COMMON_EXIT_CODE_H_
+// Common parts of all programs.
+#ifndef ZY_COMMON_PROGRAM_H_
+#define ZY_COMMON_PROGRAM_H_
 
 #include <cstdio>
+#include <filesystem>
 #include <new>
 
 namespace common {
+
+// The project's version number, from CMakeLists.txt.
+inline constexpr char kVersion[] = ZY_VERSION;
 
 enum ExitCode {
   kExitOk = 0,
@@ -15,6 +20,13 @@ enum ExitCode {
   kExitDifferences = 4,
   kExitInterrupted = 130,
 };
+
+// Returns the folder of this program's file; empty if the system does not tell it.
+std::filesystem::path ProgramFolder();
+
+// Opens /dev/null in the wrong direction for standard streams that the caller closed. So no later
+// file takes their number, and their use still fails.
+void KeepStandardStreamsApart();
 
 // Runs a program that returns an exit code; without memory it prints a line and fails.
 template <typename Program>
@@ -29,4 +41,4 @@ int RunWithinMemory(const char* name, Program program) {
 
 }  // namespace common
 
-#endif  // ZY_COMMON_EXIT_CODE_H_
+#endif  // ZY_COMMON_PROGRAM_H_
