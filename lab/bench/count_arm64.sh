@@ -55,7 +55,7 @@ request_medians() {
       END { flush() }'
 }
 
-print_kernels() {
+print_tables() {
   "$compiler" --version | head -n 1
   printf '%-48s %-25s %12s %9s %7s\n' "kernel, 1920x1080" by instructions "per pixel" target
   awk -F'\t' '{
@@ -63,9 +63,6 @@ print_kernels() {
     verdict = $4 == "-" ? "" : n[2] / $3 <= $4 ? "met" : "MISSED"
     printf "%-48s %-25s %12d %9.4f %7s %s\n", $1, $2, n[2], n[2] / $3, $4, verdict
   }' "$work/kernels"
-}
-
-print_requests() {
   printf '\n%-48s %12s %12s %12s\n' "process-request, request thread" node framework both
   awk -F'\t' -v off_cadence="$off_cadence" '
     { printf "%-48s %12d %12d %12d\n", $1, $2 - $3, $3, $2; own[$1] = $2 - $3 }
@@ -117,7 +114,9 @@ update() {
 }
 
 case "$mode" in
-  "" | --check | --update) ;;
+  "") kernels=kernel_bench result=print_tables ;;
+  --check) kernels=zyselftest result=check ;;
+  --update) kernels=zyselftest result=update ;;
   *)
     echo "usage: count_arm64.sh BUILD PEERS COMMITTED [--check | --update]" >&2
     exit 2
@@ -125,15 +124,6 @@ case "$mode" in
 esac
 gcc -O2 -Wall -Wextra -shared -fPIC -o "$work/insncount.so" "$here/insncount.c"
 check_counter
-kernels=zyselftest
-[ -n "$mode" ] || kernels=kernel_bench
 count "$kernels" --count >"$work/kernels"
 request_medians >"$work/requests"
-case "$mode" in
-  --check) check ;;
-  --update) update ;;
-  "")
-    print_kernels
-    print_requests
-    ;;
-esac
+"$result"

@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "analysis/variants.h"
-#include "bench/peers.h"
 #include "image/resize.h"
 #include "image/variants.h"
 #include "image/zy_image_buffer.h"
@@ -65,157 +64,97 @@ struct Plane {
   unsigned rows() const { return static_cast<unsigned>(height); }
 };
 
-class TaskMaker {
- public:
-  explicit TaskMaker(const Workspace& space)
-      : space_(space),
-        plane_{space.source.data(), space.destination.data(), space.width, space.height,
-               space.pitch} {}
+// A local variable, because the files of the libraries add them in any order before main().
+std::vector<PeerLibrary>& Libraries() {
+  static std::vector<PeerLibrary> libraries;
+  return libraries;
+}
 
-  std::vector<Task> Make() {
-    AddCopy(0, 0.19, {kMemcpy, 1.05});
-    AddCopy(0, 0, {kMemcpy, 1.5}, true);
-    AddCopy(90, 0.75, {});
-    AddCopy(180, 0.48, {kLibyuv, 0.85});
-    AddCopy(270, 0.75, {});
-    AddCopy(-90, 0, {});
-    tasks_.back().is_measured = false;
-    AddShrinks();
-    AddCrop("270", 270, 0, 0.99);
-    AddCrop("90", 90, 0, 1.12);
-    AddCrop("0", 0, 0, 1.37);
-    AddCrop("0, mirrored", 0, 1, 1.37);
-    AddCrop("180", 180, 0, 1.37);
-    AddCrop("180, mirrored", 180, 1, 1.37);
-    for (const int orientation : {90, 270}) {  // unchanged by the mirror
-      AddCrop(std::to_string(orientation) + ", mirrored", orientation, 1, 0);
-      tasks_.back().is_measured = false;
-    }
-    AddSharpenY();
-    AddCorrelation("filterCorr3x3s8_v2, weights within 16 bits", 1.60, 1, 20, -2);
-    AddCorrelation("filterCorr3x3s8_v2, any weights", 3.00, -128, 127, 127);
-    AddMasked("none", space_.no_marks.data(), 0.10);
-    AddMasked("a quarter", space_.mask.data(), 1.10);
-    AddMasked("all", space_.all_marks.data(), 2.00);
-    AddSmooth();
-    return std::move(tasks_);
-  }
+// A rotation by -90 equals 270 and is only checked.
+Task Copying(const Workspace& space, int rotation, double target, HostTarget host_target = {},
+             bool padded = false) {
+  const bool turned = rotation == 90 || rotation == 270;
+  const int columns = turned ? space.height : space.width;
+  const int rows = turned ? space.width : space.height;
+  const int from_pitch = padded ? space.padded_pitch : space.pitch;
+  const int pitch = turned ? space.turned_pitch : from_pitch;
+  const ZyImageBuffer src =
+      Describe(padded ? space.padded_source : space.source, space.width, space.height, from_pitch);
+  const ZyImageBuffer dst =
+      Describe(padded ? space.padded_destination : space.destination, columns, rows, pitch);
+  std::vector<Contender> variants = BothVariants(
+      [src, dst, rotation](KernelVariant variant) { Copy(variant, src, dst, rotation); });
+  if (rotation == 0) variants = {{"rows", variants.front().run}};
+  const std::string name = "ZyCopyBuffer, rotation " + std::to_string(rotation);
+  if (padded) return {name + ", padded rows", target, variants, host_target, Work::kCopyPadded};
+  return {name, target, variants, host_target, Work::kCopy, rotation, rotation >= 0};
+}
 
- private:
-  Task& Add(std::string name, Work work, int parameter, double instruction_target) {
-    Task& task = tasks_.emplace_back();
-    task.name = std::move(name);
-    task.work = work;
-    task.parameter = parameter;
-    task.instruction_target = instruction_target;
-    task.source_bytes = space_.pixels();
-    return task;
-  }
+template <typename Function>
+Task PlainShrinking(const Plane& plane, const char* name, int factor, double target,
+                    Function function) {
+  const auto run = [p = plane, function] { function(p.from, p.to, p.width, p.height, p.pitch); };
+  return {name, target, {{"plain", run}}, {}, Work::kShrink, factor};
+}
 
-  void AddCopy(int rotation, double instruction_target, HostTarget host_target,
-               bool padded = false) {
-    const bool turned = rotation == 90 || rotation == 270;
-    const int columns = turned ? space_.height : space_.width;
-    const int rows = turned ? space_.width : space_.height;
-    const int from_pitch = padded ? space_.padded_pitch : space_.pitch;
-    const int pitch = turned ? space_.turned_pitch : from_pitch;
-    const ZyImageBuffer src = Describe(padded ? space_.padded_source : space_.source, space_.width,
-                                       space_.height, from_pitch);
-    const ZyImageBuffer dst =
-        Describe(padded ? space_.padded_destination : space_.destination, columns, rows, pitch);
-    Task& task =
-        Add("ZyCopyBuffer, rotation " + std::to_string(rotation) + (padded ? ", padded rows" : ""),
-            padded ? Work::kCopyPadded : Work::kCopy, rotation, instruction_target);
-    task.host_target = std::move(host_target);
-    task.source_bytes = space_.pixels() * 3 / 2;
-    task.variants = BothVariants(
-        [src, dst, rotation](KernelVariant variant) { Copy(variant, src, dst, rotation); });
-    if (rotation == 0) task.variants = {{"rows", task.variants.front().run}};
-  }
+template <typename Function>
+Task Shrinking(const Plane& plane, const char* name, int factor, double target, Function function,
+               HostTarget host_target = {}) {
+  const auto run = [p = plane, function](KernelVariant variant) {
+    function(variant, p.from, p.to, p.width, p.height, p.pitch);
+  };
+  return {name, target, BothVariants(run), host_target, Work::kShrink, factor};
+}
 
-  void AddShrinks() {
-    AddShrink("resize_half", 2, 0.215, PlainShrink(resize_half));
-    AddShrink("resize_halfUseNeon", 2, 0.215, ShrinkVariants(resize_halfUseNeonVariant));
-    AddShrink("resize_quarter", 4, 0.16, PlainShrink(resize_quarter));
-    AddShrink("resize_quarterUseNeon", 4, 0.147, ShrinkVariants(resize_quarterUseNeonVariant));
-    AddShrink("resize_eighthUseNeon", 8, 0.122, ShrinkVariants(resize_eighthUseNeonVariant));
-    tasks_.back().host_target = {kLibyuv, 0.7};
-  }
+// A mirrored picture at 90 or 270 equals the other one and is only checked.
+Task Cropping(const Workspace& space, const Plane& plane, int orientation, bool mirrored,
+              double target) {
+  const auto run = [p = plane, pixels = space.pixels(), orientation,
+                    flip = mirrored ? 1 : 0](KernelVariant variant) {
+    android::prepareDataForFaceAnalyseVariant(variant, p.from, p.from + pixels, p.to,
+                                              p.to + pixels / 4, p.width, p.height, orientation,
+                                              flip);
+  };
+  const std::string name = "crop, orientation " + std::to_string(orientation);
+  if (!mirrored) return {name, target, BothVariants(run), {}, Work::kCrop, orientation};
+  const bool is_measured = orientation % 180 == 0;
+  return {name + ", mirrored", target,      BothVariants(run), {},
+          Work::kCropMirrored, orientation, is_measured};
+}
 
-  template <typename Function>
-  std::vector<Contender> PlainShrink(Function function) const {
-    return {
-        {"plain", [p = plane_, function] { function(p.from, p.to, p.width, p.height, p.pitch); }}};
-  }
+std::vector<Contender> Sharpening(const Plane& plane) {
+  return BothVariants([p = plane](KernelVariant variant) {
+    sharpenYVariant(variant, p.from, p.to, p.width, p.height, p.pitch);
+  });
+}
 
-  template <typename Function>
-  std::vector<Contender> ShrinkVariants(Function function) const {
-    return BothVariants([p = plane_, function](KernelVariant variant) {
-      function(variant, p.from, p.to, p.width, p.height, p.pitch);
-    });
-  }
+std::vector<Contender> Correlation(const Plane& plane, signed char corner, signed char centre,
+                                   signed char edge) {
+  return BothVariants([p = plane, corner, centre, edge](KernelVariant variant) {
+    filterCorr3x3s8_v2Variant(variant, p.from, p.to, p.columns(), p.rows(), corner, centre, edge,
+                              p.pitch);
+  });
+}
 
-  void AddShrink(const char* name, int factor, double instruction_target,
-                 std::vector<Contender> variants) {
-    Task& task = Add(name, Work::kShrink, factor, instruction_target);
-    task.variants = std::move(variants);
-  }
+void AddMasked(const Plane& plane, const std::string& share, const uint8_t* mask, double target,
+               std::vector<Task>* tasks) {
+  const auto filter = [p = plane, mask](KernelVariant variant) {
+    filterCorr3x3s8_v2WithskinMapVariant(variant, p.from, mask, p.to, p.columns(), p.rows(), 1, 20,
+                                         -2, p.pitch);
+  };
+  const auto sharpen = [p = plane, mask] {
+    sharpenYWithSkinMap(p.from, p.to, mask, p.width, p.height, p.pitch);
+  };
+  const std::string name = ", " + share + " marked";
+  tasks->push_back({"filterCorr3x3s8_v2WithskinMap" + name, target, BothVariants(filter)});
+  tasks->push_back({"sharpenYWithSkinMap" + name, target, {{"vector", sharpen}}});
+}
 
-  void AddCrop(const std::string& name, int orientation, int flip, double instruction_target) {
-    Task& task = Add("crop, orientation " + name, Work::kCrop, orientation, instruction_target);
-    task.mirrored = flip == 1;
-    task.source_bytes = space_.pixels() * 3 / 2;
-    task.variants = BothVariants(
-        [p = plane_, pixels = space_.pixels(), orientation, flip](KernelVariant variant) {
-          android::prepareDataForFaceAnalyseVariant(variant, p.from, p.from + pixels, p.to,
-                                                    p.to + pixels / 4, p.width, p.height,
-                                                    orientation, flip);
-        });
-  }
-
-  void AddSharpenY() {
-    Task& task = Add("sharpenY", Work::kSharpen, 0, 1.30);
-    task.host_target = {kOpenCv, 0.4};
-    task.variants = BothVariants([p = plane_](KernelVariant variant) {
-      sharpenYVariant(variant, p.from, p.to, p.width, p.height, p.pitch);
-    });
-  }
-
-  void AddCorrelation(const char* name, double instruction_target, signed char corner,
-                      signed char centre, signed char edge) {
-    Task& task = Add(name, Work::kCorrelate, 0, instruction_target);
-    task.variants = BothVariants([p = plane_, corner, centre, edge](KernelVariant variant) {
-      filterCorr3x3s8_v2Variant(variant, p.from, p.to, p.columns(), p.rows(), corner, centre, edge,
-                                p.pitch);
-    });
-  }
-
-  void AddMasked(const std::string& share, const uint8_t* mask, double instruction_target) {
-    Task& filter = Add("filterCorr3x3s8_v2WithskinMap, " + share + " marked", Work::kMasked, 0,
-                       instruction_target);
-    filter.variants = BothVariants([p = plane_, mask](KernelVariant variant) {
-      filterCorr3x3s8_v2WithskinMapVariant(variant, p.from, mask, p.to, p.columns(), p.rows(), 1,
-                                           20, -2, p.pitch);
-    });
-    Task& sharpen =
-        Add("sharpenYWithSkinMap, " + share + " marked", Work::kMasked, 0, instruction_target);
-    sharpen.variants = {{"vector", [p = plane_, mask] {
-                           sharpenYWithSkinMap(p.from, p.to, mask, p.width, p.height, p.pitch);
-                         }}};
-  }
-
-  void AddSmooth() {
-    Task& task = Add("smoothSkinMapGaussian", Work::kSmooth, 0, 1.30);
-    task.host_target = {kOpenCv, 0.65};
-    task.variants = BothVariants([p = plane_](KernelVariant variant) {
-      smoothSkinMapGaussianVariant(variant, p.to, p.columns(), p.rows());
-    });
-  }
-
-  const Workspace& space_;
-  Plane plane_;
-  std::vector<Task> tasks_;
-};
+std::vector<Contender> Smoothing(const Plane& plane) {
+  return BothVariants([p = plane](KernelVariant variant) {
+    smoothSkinMapGaussianVariant(variant, p.to, p.columns(), p.rows());
+  });
+}
 
 }  // namespace
 
@@ -253,27 +192,52 @@ Workspace::Workspace(int frame_width, int frame_height, int padding)
 }
 
 std::vector<Task> MakeTasks(const Workspace& space) {
-  std::vector<Task> tasks = TaskMaker(space).Make();
-  for ([[maybe_unused]] Task& task : tasks) {
-#if ZY_BENCH_LIBYUV
-    AddLibyuvPeers(space, &task);
-#endif
-#if ZY_BENCH_OPENCV
-    AddOpenCvPeers(space, &task);
-#endif
+  const Plane plane = {space.source.data(), space.destination.data(), space.width, space.height,
+                       space.pitch};
+  std::vector<Task> tasks = {
+      Copying(space, 0, 0.19, {kMemcpy, 1.05}),
+      Copying(space, 0, 0, {kMemcpy, 1.5}, true),
+      Copying(space, 90, 0.75),
+      Copying(space, 180, 0.48, {kLibyuv, 0.85}),
+      Copying(space, 270, 0.75),
+      Copying(space, -90, 0),
+      PlainShrinking(plane, "resize_half", 2, 0.215, resize_half),
+      Shrinking(plane, "resize_halfUseNeon", 2, 0.215, resize_halfUseNeonVariant),
+      PlainShrinking(plane, "resize_quarter", 4, 0.16, resize_quarter),
+      Shrinking(plane, "resize_quarterUseNeon", 4, 0.147, resize_quarterUseNeonVariant),
+      Shrinking(plane, "resize_eighthUseNeon", 8, 0.122, resize_eighthUseNeonVariant,
+                {kLibyuv, 0.7}),
+      Cropping(space, plane, 270, false, 0.99),
+      Cropping(space, plane, 90, false, 1.12),
+      Cropping(space, plane, 0, false, 1.37),
+      Cropping(space, plane, 0, true, 1.37),
+      Cropping(space, plane, 180, false, 1.37),
+      Cropping(space, plane, 180, true, 1.37),
+      Cropping(space, plane, 90, true, 0),
+      Cropping(space, plane, 270, true, 0),
+      {"sharpenY", 1.30, Sharpening(plane), {kOpenCv, 0.4}, Work::kSharpen},
+      {"filterCorr3x3s8_v2, weights within 16 bits", 1.60, Correlation(plane, 1, 20, -2)},
+      {"filterCorr3x3s8_v2, any weights", 3.00, Correlation(plane, -128, 127, 127)},
+  };
+  AddMasked(plane, "none", space.no_marks.data(), 0.10, &tasks);
+  AddMasked(plane, "a quarter", space.mask.data(), 1.10, &tasks);
+  AddMasked(plane, "all", space.all_marks.data(), 2.00, &tasks);
+  tasks.push_back(
+      {"smoothSkinMapGaussian", 1.30, Smoothing(plane), {kOpenCv, 0.65}, Work::kSmooth});
+  for (Task& task : tasks) {
+    if (!task.is_measured) continue;
+    for (const PeerLibrary& library : PeerLibraries()) {
+      for (Contender& peer : library.contenders(space, task)) task.peers.push_back(std::move(peer));
+    }
   }
   return tasks;
 }
 
-std::string PeerVersions() {
-  std::string versions;
-#if ZY_BENCH_LIBYUV
-  versions += "; " + LibyuvVersion();
-#endif
-#if ZY_BENCH_OPENCV
-  versions += "; " + OpenCvVersion();
-#endif
-  return versions;
+bool AddPeers(PeerLibrary library) {
+  Libraries().push_back(std::move(library));
+  return true;
 }
+
+const std::vector<PeerLibrary>& PeerLibraries() { return Libraries(); }
 
 }  // namespace bench

@@ -55,8 +55,8 @@ struct Workspace {
   Block all_marks;
 };
 
-// The work of a task, so that peers can do the same.
-enum class Work { kCopy, kCopyPadded, kShrink, kCrop, kSharpen, kCorrelate, kMasked, kSmooth };
+// The work of a task, so that peers can do the same. No peer does kOther.
+enum class Work { kCopy, kCopyPadded, kShrink, kCrop, kCropMirrored, kSharpen, kSmooth, kOther };
 
 // One implementation of a task.
 struct Contender {
@@ -76,22 +76,29 @@ inline constexpr char kOpenCv[] = "OpenCV";
 
 struct Task {
   std::string name;
-  Work work = Work::kCopy;
-  int parameter = 0;                // of the work: degrees or a factor
-  bool mirrored = false;            // an upright picture
-  double instruction_target = 0;    // of the best variant, per luma pixel; 0 for none
-  HostTarget host_target;           // of the best variant; no peer for none
-  std::size_t source_bytes = 0;     // bytes for a memcpy of the same size
+  double instruction_target;        // of the best variant, per luma pixel; 0 for none
   std::vector<Contender> variants;  // the best first
-  std::vector<Contender> peers;     // of the linked libraries
-  bool is_measured = true;          // false for a task that is only checked
+  HostTarget host_target = {};      // of the best variant; no peer for none
+  Work work = Work::kOther;
+  int parameter = 0;                  // of the work: degrees or a factor
+  bool is_measured = true;            // false for a task that is only checked
+  std::vector<Contender> peers = {};  // of the linked libraries; none if only checked
 };
 
 // Makes all tasks on frames of the workspace, which must outlive them.
 std::vector<Task> MakeTasks(const Workspace& space);
 
-// Returns the names and versions of the linked peers, each preceded by "; ".
-std::string PeerVersions();
+// A library that does the same work.
+struct PeerLibrary {
+  std::string version;  // its name too
+  // Returns the library's contenders for a task, if any.
+  std::vector<Contender> (*contenders)(const Workspace& space, const Task& task);
+};
+
+// Adds a library to the linked ones and returns true. Each library's file calls it before main().
+bool AddPeers(PeerLibrary library);
+
+const std::vector<PeerLibrary>& PeerLibraries();
 
 }  // namespace bench
 

@@ -57,7 +57,9 @@ Medians TimeContenders(std::vector<Contender> contenders) {
 std::vector<Contender> ContendersOf(const Workspace& space, const Task& task) {
   std::vector<Contender> all = task.variants;
   all.insert(all.end(), task.peers.begin(), task.peers.end());
-  all.push_back({kMemcpy, [&space, bytes = task.source_bytes] {
+  const bool has_chroma = task.work == Work::kCopy || task.work == Work::kCopyPadded ||
+                          task.work == Work::kCrop || task.work == Work::kCropMirrored;
+  all.push_back({kMemcpy, [&space, bytes = has_chroma ? space.pixels() * 3 / 2 : space.pixels()] {
                    std::memcpy(space.destination.data(), space.source.data(), bytes);
                  }});
   return all;
@@ -103,7 +105,9 @@ void PrintTable(int width, int height, const std::string& only) {
 }  // namespace
 
 void PrintKernelTimes(const std::string& only) {
-  std::printf("medians of %d alternating rounds%s\n", kRounds, PeerVersions().c_str());
+  std::printf("medians of %d alternating rounds", kRounds);
+  for (const PeerLibrary& library : PeerLibraries()) std::printf("; %s", library.version.c_str());
+  std::puts("");
 #ifndef __aarch64__
   std::puts("Vector variants run through SIMDe on this machine: these are not Arm speeds.");
 #endif
