@@ -19,7 +19,6 @@
 #include "media/jpeg_header.h"
 #include "media/scene.h"
 #include "media/y4m.h"
-#include "media/y4m_writer.h"
 #include "platform/age_gender_model.h"
 #include "platform/face_grade.h"
 #include "tests/fuzz/png_checksums.h"
@@ -197,10 +196,14 @@ TEST(Nv12, PrimariesHaveTheirBt601Codes) {
   }
 }
 
+std::unique_ptr<ByteReader> ReaderOf(const Bytes& bytes) {
+  void* const memory = const_cast<uint8_t*>(bytes.data());
+  return std::make_unique<ByteReader>(fmemopen(memory, bytes.size(), "rb"));
+}
+
 Failure OpenBytes(const Bytes& bytes, const FrameSourceOptions& options,
                   std::unique_ptr<FrameSource>* source) {
-  auto reader = std::make_unique<MemoryReader>(bytes.data(), bytes.size());
-  return OpenFrameSource(std::move(reader), options, source);
+  return OpenFrameSource(ReaderOf(bytes), options, source);
 }
 
 FrameSourceOptions Options(int width, int height, int stride) {
@@ -252,9 +255,8 @@ TEST(Y4m, BadHeadersAreFailures) {
       "| W4 H4 F30| W4 H4 F30:x| W4 H4 F-30:1| W4 H4 A:| W4 H4 Q1");
   for (std::string header; std::getline(headers, header, '|');) {
     const Bytes bytes = BytesOf(std::string("YUV4MPEG2") + header + "\n");
-    MemoryReader reader(bytes.data(), bytes.size());
     Y4mHeader parsed;
-    EXPECT_TRUE(IsOneLine(ReadY4mHeader(reader, &parsed))) << header;
+    EXPECT_TRUE(IsOneLine(ReadY4mHeader(*ReaderOf(bytes), &parsed))) << header;
   }
   std::unique_ptr<FrameSource> source;
   const std::string start = "YUV4MPEG2 W4 H4 X";
@@ -278,7 +280,7 @@ int CountFrames(const Bytes& bytes, const FrameSourceOptions& options) {
 
 TEST(FrameSource, StreamsEndAtFrameBordersOnly) {
   const std::string header = "YUV4MPEG2 W3 H3\n";
-  const std::string frame(DenseNv12Size(3, 3), 'x');
+  const std::string frame(PlanarSize(ChromaLayout::kPairs, 3, 3), 'x');
   EXPECT_EQ(CountFrames(BytesOf(header + "FRAMES\n" + frame), Options(0, 0, 0)), -1);
   const std::tuple<std::string, std::string, FrameSourceOptions> cases[] = {
       {header, "FRAME\n" + frame, Options(0, 0, 0)}, {"", frame, Options(3, 3, 0)}};
@@ -456,7 +458,7 @@ TEST(Y4mWriter, RoundTrips) {
     std::unique_ptr<FrameSource> source;
     FrameSourceOptions options;
     options.stride = 64;
-    ASSERT_FALSE(OpenFrameSource(std::make_unique<FileReader>(file), options, &source));
+    ASSERT_FALSE(OpenFrameSource(std::make_unique<ByteReader>(file), options, &source));
     EXPECT_EQ(source->Rate(), "30000:1001");
     bool at_end = false;
     Nv12Frame read;

@@ -5,7 +5,7 @@
 
 #include "common/escape.h"
 #include "media/annotate.h"
-#include "media/y4m_writer.h"
+#include "media/y4m.h"
 
 namespace camsim {
 namespace {

@@ -34,11 +34,11 @@ std::size_t ByteReader::Peek(uint8_t* to, std::size_t count) {
   return count;
 }
 
-FileReader::~FileReader() {
+ByteReader::~ByteReader() {
   if (file_ != stdin) std::fclose(file_);
 }
 
-std::size_t FileReader::Fetch(uint8_t* to, std::size_t count) {
+std::size_t ByteReader::Fetch(uint8_t* to, std::size_t count) {
   if (error_number_ != 0) return 0;
   errno = 0;
   const std::size_t read = std::fread(to, 1, count, file_);
@@ -46,23 +46,15 @@ std::size_t FileReader::Fetch(uint8_t* to, std::size_t count) {
   return read;
 }
 
-common::Failure FileReader::ReadFailure() const {
+common::Failure ByteReader::ReadFailure() const {
   if (error_number_ == 0) return std::nullopt;
   return common::SystemFailure("cannot read", error_number_);
-}
-
-std::size_t MemoryReader::Fetch(uint8_t* to, std::size_t count) {
-  count = std::min(count, left_);
-  std::copy_n(bytes_, count, to);
-  bytes_ += count;
-  left_ -= count;
-  return count;
 }
 
 common::Failure OpenFile(const std::string& path, std::unique_ptr<ByteReader>* reader) {
   std::FILE* const file = path == "-" ? stdin : std::fopen(path.c_str(), "rb");
   if (file == nullptr) return common::SystemFailure("cannot open");
-  *reader = std::make_unique<FileReader>(file);
+  *reader = std::make_unique<ByteReader>(file);
   struct stat status = {};
   if (fstat(fileno(file), &status) == 0 && S_ISDIR(status.st_mode)) {
     return common::Fail("this is a directory");

@@ -13,14 +13,15 @@
 
 namespace media {
 
-// A stream of bytes with a short look-ahead. Parsers read from it, so they treat files, pipes and
-// memory alike. One thread at a time.
+// The bytes of an open stdio stream with a short look-ahead. Parsers read from it, so they treat
+// files, pipes and memory alike. One thread at a time.
 class ByteReader {
  public:
   static constexpr std::size_t kMaxPeek = 16;
 
-  ByteReader() = default;
-  virtual ~ByteReader() = default;
+  // Owns `file` and closes it at destruction, except standard input.
+  explicit ByteReader(std::FILE* file) : file_(file) {}
+  ~ByteReader();
   ByteReader(const ByteReader&) = delete;
   ByteReader& operator=(const ByteReader&) = delete;
 
@@ -32,46 +33,17 @@ class ByteReader {
   std::size_t Peek(uint8_t* to, std::size_t count);
 
   // Returns the failure of the medium that ended a read early, if any.
-  virtual common::Failure ReadFailure() const = 0;
-
- protected:
-  // Reads from the medium like Read.
-  virtual std::size_t Fetch(uint8_t* to, std::size_t count) = 0;
+  common::Failure ReadFailure() const;
 
  private:
+  // Reads from the stream like Read.
+  std::size_t Fetch(uint8_t* to, std::size_t count);
+
+  std::FILE* const file_;
+  int error_number_ = 0;
   uint8_t ahead_[kMaxPeek] = {};
   std::size_t ahead_begin_ = 0;
   std::size_t ahead_end_ = 0;
-};
-
-// Bytes of an open stdio stream.
-class FileReader final : public ByteReader {
- public:
-  // Owns `file` and closes it at destruction, except standard input.
-  explicit FileReader(std::FILE* file) : file_(file) {}
-  ~FileReader() override;
-  common::Failure ReadFailure() const override;
-
- protected:
-  std::size_t Fetch(uint8_t* to, std::size_t count) override;
-
- private:
-  std::FILE* file_;
-  int error_number_ = 0;
-};
-
-// Bytes of memory that the caller keeps alive.
-class MemoryReader final : public ByteReader {
- public:
-  MemoryReader(const uint8_t* bytes, std::size_t size) : bytes_(bytes), left_(size) {}
-  common::Failure ReadFailure() const override { return std::nullopt; }
-
- protected:
-  std::size_t Fetch(uint8_t* to, std::size_t count) override;
-
- private:
-  const uint8_t* bytes_;
-  std::size_t left_;
 };
 
 // Opens `path`, or standard input when it is "-". Fails on a directory. The message names no path.

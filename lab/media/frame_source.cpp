@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "media/frame_source.h"
 
+#include <algorithm>
 #include <cstddef>
-#include <cstring>
+#include <string_view>
 #include <utility>
 
 #include "common/interrupts.h"
@@ -18,16 +19,14 @@ constexpr int kDefaultSceneHeight = 720;
 
 class StillSource final : public FrameSource {
  public:
-  explicit StillSource(Nv12Frame still) : still_(std::move(still)) {}
+  explicit StillSource(Nv12Frame still)
+      : FrameSource(still.width, still.height, true), still_(std::move(still)) {}
   common::Failure Next(Nv12Frame* frame, bool* at_end) override {
     *at_end = false;
     *frame = still_;
     return std::nullopt;
   }
   common::Failure Skip(int64_t) override { return std::nullopt; }
-  bool IsEndless() const override { return true; }
-  int Width() const override { return still_.width; }
-  int Height() const override { return still_.height; }
 
  private:
   Nv12Frame still_;
@@ -36,11 +35,12 @@ class StillSource final : public FrameSource {
 class SceneSource final : public FrameSource {
  public:
   explicit SceneSource(const FrameSourceOptions& options)
-      : options_(options),
+      : FrameSource(options.width, options.height, true),
+        face_count_(options.scene_faces),
         scene_(options.width, options.height, options.stride, options.scene_faces) {}
   common::Failure Next(Nv12Frame* frame, bool* at_end) override {
     *at_end = false;
-    faces_ = SceneFaces(options_.width, options_.height, options_.scene_faces, index_);
+    faces_ = SceneFaces(Width(), Height(), face_count_, index_);
     scene_.Draw(index_++, frame);
     return std::nullopt;
   }
@@ -49,34 +49,43 @@ class SceneSource final : public FrameSource {
     return std::nullopt;
   }
   std::vector<common::Rect> Faces() const override { return faces_; }
-  bool IsEndless() const override { return true; }
-  int Width() const override { return options_.width; }
-  int Height() const override { return options_.height; }
 
  private:
-  FrameSourceOptions options_;
+  const int face_count_;
   Scene scene_;
   int64_t index_ = 0;
   std::vector<common::Rect> faces_;
 };
 
-class Y4mSource final : public FrameSource {
+// The frames of a Y4M stream, or dense NV12 frames, whose header is made from the options.
+class StreamSource final : public FrameSource {
  public:
-  Y4mSource(std::unique_ptr<ByteReader> reader, const Y4mHeader& header, std::string name,
-            int stride)
-      : reader_(std::move(reader)), header_(header), name_(std::move(name)), stride_(stride) {}
+  StreamSource(std::unique_ptr<ByteReader> reader, const Y4mHeader& header, std::string name,
+               int stride)
+      : FrameSource(header.width, header.height, false, header.rate),
+        reader_(std::move(reader)),
+        header_(header),
+        name_(std::move(name)),
+        stride_(stride) {}
   common::Failure Next(Nv12Frame* frame, bool* at_end) override {
-    common::Failure failure = ReadY4mFrame(*reader_, header_, index_++, &planes_, at_end);
+    uint8_t first = 0;
+    *at_end = reader_->Peek(&first, 1) == 0;
+    common::Failure failure = *at_end ? reader_->ReadFailure() : ReadFrame();
     if (failure) return common::FailAbout(name_, failure);
     if (*at_end) return std::nullopt;
-    return PlanarToNv12(planes_.data(), header_.layout, header_.range, header_.width,
-                        header_.height, stride_, frame);
+    return PlanarToNv12(planes_.data(), header_.layout, header_.range, Width(), Height(), stride_,
+                        frame);
   }
-  std::string Rate() const override { return header_.rate; }
-  int Width() const override { return header_.width; }
-  int Height() const override { return header_.height; }
 
  private:
+  common::Failure ReadFrame() {
+    const std::string name = "frame " + std::to_string(index_++);
+    common::Failure failure;
+    if (header_.layout != ChromaLayout::kPairs) failure = ReadY4mFrameHeader(*reader_, name);
+    if (failure) return failure;
+    return ReadExactly(*reader_, PlanarSize(header_.layout, Width(), Height()), name, &planes_);
+  }
+
   std::unique_ptr<ByteReader> reader_;
   Y4mHeader header_;
   std::string name_;
@@ -85,95 +94,56 @@ class Y4mSource final : public FrameSource {
   std::vector<uint8_t> planes_;
 };
 
-class RawSource final : public FrameSource {
- public:
-  RawSource(std::unique_ptr<ByteReader> reader, const FrameSourceOptions& options, std::string name)
-      : reader_(std::move(reader)), options_(options), name_(std::move(name)) {}
-  common::Failure Next(Nv12Frame* frame, bool* at_end) override {
-    uint8_t first = 0;
-    *at_end = reader_->Peek(&first, 1) == 0;
-    common::Failure failure = *at_end ? reader_->ReadFailure() : ReadFrame();
-    if (failure) return common::FailAbout(name_, failure);
-    if (*at_end) return std::nullopt;
-    return DenseToNv12(dense_.data(), Width(), Height(), options_.stride, frame);
-  }
-  int Width() const override { return options_.width; }
-  int Height() const override { return options_.height; }
-
- private:
-  common::Failure ReadFrame() {
-    return ReadExactly(*reader_, DenseNv12Size(Width(), Height()),
-                       "frame " + std::to_string(index_++), &dense_);
-  }
-
-  std::unique_ptr<ByteReader> reader_;
-  FrameSourceOptions options_;
-  std::string name_;
-  int64_t index_ = 0;
-  std::vector<uint8_t> dense_;
-};
-
 std::string NameOf(const FrameSourceOptions& options) {
   return options.input == "-" ? "standard input" : options.input;
 }
 
-enum class Format { kUnknown, kPicture, kY4m, kEmpty };
-
-Format DetectFormat(ByteReader& reader) {
-  uint8_t begin[ByteReader::kMaxPeek];
-  const std::size_t size = reader.Peek(begin, sizeof begin);
-  if (size == 0) return Format::kEmpty;
-  if (DetectPictureFormat(begin, size) != PictureFormat::kUnknown) return Format::kPicture;
-  const bool is_y4m =
-      size >= kY4mSignatureSize && std::memcmp(begin, kY4mSignature, kY4mSignatureSize) == 0;
-  return is_y4m ? Format::kY4m : Format::kUnknown;
-}
-
 common::Failure OpenPicture(ByteReader& reader, int stride, std::unique_ptr<FrameSource>* source) {
-  std::vector<uint8_t> bytes;
   Picture picture;
   Nv12Frame still;
-  common::Failure failure = ReadToEnd(reader, kMaxPictureFile, &bytes);
-  if (!failure) failure = DecodePicture(bytes.data(), bytes.size(), &picture);
+  common::Failure failure = ReadPicture(reader, &picture);
   if (!failure) failure = PictureToNv12(picture, stride, &still);
   if (!failure) *source = std::make_unique<StillSource>(std::move(still));
   return failure;
 }
 
-common::Failure OpenY4m(std::unique_ptr<ByteReader> reader, const FrameSourceOptions& options,
-                        std::unique_ptr<FrameSource>* source) {
-  Y4mHeader header;
-  common::Failure failure = ReadY4mHeader(*reader, &header);
-  if (!failure) failure = CheckFrameShape(header.width, header.height, options.stride);
-  if (failure) return failure;
-  *source = std::make_unique<Y4mSource>(std::move(reader), header, NameOf(options), options.stride);
-  return std::nullopt;
-}
-
-common::Failure OpenRaw(std::unique_ptr<ByteReader> reader, const FrameSourceOptions& options,
-                        std::unique_ptr<FrameSource>* source) {
-  common::Failure failure = CheckFrameShape(options.width, options.height, options.stride);
-  if (failure) return failure;
-  *source = std::make_unique<RawSource>(std::move(reader), options, NameOf(options));
+common::Failure OpenStream(std::unique_ptr<ByteReader> reader, const Y4mHeader& header,
+                           const FrameSourceOptions& options,
+                           std::unique_ptr<FrameSource>* source) {
+  if (common::Failure failure = CheckFrameShape(header.width, header.height, options.stride)) {
+    return failure;
+  }
+  *source =
+      std::make_unique<StreamSource>(std::move(reader), header, NameOf(options), options.stride);
   return std::nullopt;
 }
 
 common::Failure OpenByContent(std::unique_ptr<ByteReader> reader, const FrameSourceOptions& options,
                               std::unique_ptr<FrameSource>* source) {
-  const bool has_size = options.width != 0 || options.height != 0;
-  const Format format = DetectFormat(*reader);
+  uint8_t bytes[ByteReader::kMaxPeek];
+  const std::size_t size = reader->Peek(bytes, sizeof bytes);
   if (common::Failure failure = reader->ReadFailure()) return failure;
-  if (format == Format::kEmpty) return common::Fail("the file is empty");
-  if (format == Format::kUnknown) {
-    if (has_size) return OpenRaw(std::move(reader), options, source);
-    uint8_t begin[8] = {};
-    const bool is_mp4 = reader->Peek(begin, 8) == 8 && std::memcmp(begin + 4, "ftyp", 4) == 0;
+  if (size == 0) return common::Fail("the file is empty");
+  const std::string_view begin(reinterpret_cast<const char*>(bytes), size);
+  const bool is_picture = DetectPictureFormat(bytes, size) != PictureFormat::kUnknown;
+  const bool is_y4m = begin.rfind(kY4mSignature, 0) == 0;
+  const bool has_size = options.width != 0 || options.height != 0;
+  if ((is_picture || is_y4m) && has_size) {
+    return common::FailUsage("carries its own size; a size goes with raw NV12 only");
+  }
+  if (is_picture) return OpenPicture(*reader, options.stride, source);
+  Y4mHeader header;
+  header.width = options.width;
+  header.height = options.height;
+  header.layout = ChromaLayout::kPairs;
+  if (is_y4m) {
+    if (common::Failure failure = ReadY4mHeader(*reader, &header)) return failure;
+  } else if (!has_size) {
+    const bool is_mp4 = begin.substr(std::min<std::size_t>(size, 4), 4) == "ftyp";
     return common::Fail(is_mp4 ? "is MP4: ffmpeg -i FILE -f yuv4mpegpipe - | camsim --input -"
                                : "neither PNG, JPEG nor Y4M; raw NV12 needs a size");
   }
-  if (has_size) return common::FailUsage("carries its own size; a size goes with raw NV12 only");
-  if (format == Format::kY4m) return OpenY4m(std::move(reader), options, source);
-  return OpenPicture(*reader, options.stride, source);
+  return OpenStream(std::move(reader), header, options, source);
 }
 
 common::Failure OpenScene(FrameSourceOptions options, std::unique_ptr<FrameSource>* source) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/failure.h"
@@ -33,14 +34,23 @@ class FrameSource {
   virtual std::vector<common::Rect> Faces() const { return {}; }
 
   // Returns whether frames repeat without end, as for a picture and the scene.
-  virtual bool IsEndless() const { return false; }
+  bool IsEndless() const { return is_endless_; }
 
   // Returns frames per second, as a ratio.
-  virtual std::string Rate() const { return "30:1"; }
+  const std::string& Rate() const { return rate_; }
 
   // Size of every frame in pixels.
-  virtual int Width() const = 0;
-  virtual int Height() const = 0;
+  int Width() const { return width_; }
+  int Height() const { return height_; }
+
+ protected:
+  FrameSource(int width, int height, bool is_endless, std::string rate = "30:1")
+      : width_(width), height_(height), is_endless_(is_endless), rate_(std::move(rate)) {}
+
+ private:
+  const int width_, height_;
+  const bool is_endless_;
+  const std::string rate_;
 };
 
 struct FrameSourceOptions {

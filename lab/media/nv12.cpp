@@ -31,10 +31,6 @@ void ChromaOf(const int sum[3], uint8_t pair[2]) {
   pair[1] = static_cast<uint8_t>(v >> 18);
 }
 
-void LumaRow(const uint8_t* rgb, int width, uint8_t* luma) {
-  for (int x = 0; x < width; ++x) luma[x] = LumaOf(rgb + ToSize(x) * 3);
-}
-
 void ChromaRow(const uint8_t* upper, const uint8_t* lower, int width, uint8_t* pairs) {
   for (int x = 0; x < width; x += 2) {
     const std::size_t left = ToSize(x) * 3;
@@ -56,23 +52,13 @@ void ColourOf(int luma, int u, int v, uint8_t rgb[3]) {
   rgb[2] = static_cast<uint8_t>(ToByteRange((y + 132201 * (u - 128)) / 65536));
 }
 
-struct ChromaShape {
-  int width;
-  int height;
-};
-
-ChromaShape ShapeOfChroma(ChromaLayout layout, int width, int height) {
-  switch (layout) {
-    case ChromaLayout::kMono:
-      return {0, 0};
-    case ChromaLayout::k420:
-      return {common::HalfUp(width), common::HalfUp(height)};
-    case ChromaLayout::k422:
-      return {common::HalfUp(width), height};
-    case ChromaLayout::k444:
-      return {width, height};
-  }
-  return {0, 0};
+// Returns the size of a plane of U or V, or of pairs.
+common::Size ChromaSize(ChromaLayout layout, int width, int height) {
+  if (layout == ChromaLayout::kMono) return {};
+  const bool has_all_columns = layout == ChromaLayout::k444;
+  const bool has_all_rows = has_all_columns || layout == ChromaLayout::k422;
+  return {has_all_columns ? width : common::HalfUp(width),
+          has_all_rows ? height : common::HalfUp(height)};
 }
 
 void CopyRows(const uint8_t* from, int from_stride, int row_bytes, int rows, uint8_t* to,
@@ -85,27 +71,20 @@ void CopyRows(const uint8_t* from, int from_stride, int row_bytes, int rows, uin
 
 // Fills one member of every pair of the frame from a dense plane with one or two samples per pair
 // in each direction.
-void ReducePlane(const uint8_t* plane, ChromaShape shape, Nv12Frame* frame, uint8_t* first) {
-  const int step_x = shape.width == common::HalfUp(frame->width) ? 1 : 2;
-  const int step_y = shape.height == common::HalfUp(frame->height) ? 1 : 2;
+void ReducePlane(const uint8_t* plane, common::Size size, Nv12Frame* frame, uint8_t* first) {
+  const int step_x = size.width == common::HalfUp(frame->width) ? 1 : 2;
+  const int step_y = size.height == common::HalfUp(frame->height) ? 1 : 2;
   for (int y = 0; y < common::HalfUp(frame->height); ++y) {
-    const int lower_row = std::min(y * step_y + step_y - 1, shape.height - 1);
-    const uint8_t* upper = plane + ToSize(y * step_y) * ToSize(shape.width);
-    const uint8_t* lower = plane + ToSize(lower_row) * ToSize(shape.width);
+    const int lower_row = std::min(y * step_y + step_y - 1, size.height - 1);
+    const uint8_t* upper = plane + ToSize(y * step_y) * ToSize(size.width);
+    const uint8_t* lower = plane + ToSize(lower_row) * ToSize(size.width);
     uint8_t* to = first + ToSize(y) * ToSize(frame->stride);
     for (int x = 0; x < common::HalfUp(frame->width); ++x) {
       const int left = x * step_x;
-      const int right = std::min(left + step_x - 1, shape.width - 1);
+      const int right = std::min(left + step_x - 1, size.width - 1);
       to[ToSize(x) * 2] =
           static_cast<uint8_t>((upper[left] + upper[right] + lower[left] + lower[right] + 2) / 4);
     }
-  }
-}
-
-void FillNeutral(Nv12Frame* frame) {
-  for (int y = 0; y < common::HalfUp(frame->height); ++y) {
-    std::fill_n(frame->Chroma() + ToSize(y) * ToSize(frame->stride),
-                2 * common::HalfUp(frame->width), uint8_t{128});
   }
 }
 
@@ -155,16 +134,11 @@ common::Failure ShapeFrame(int width, int height, int stride, Nv12Frame* frame) 
 common::Failure CropFrame(const Nv12Frame& frame, const common::Rect& crop, int stride,
                           Nv12Frame* cropped) {
   if (common::Failure failure = ShapeFrame(crop.w, crop.h, stride, cropped)) return failure;
-  for (int y = 0; y < crop.h; ++y) {
-    const uint8_t* const row = frame.Luma() + std::ptrdiff_t{crop.y + y} * frame.stride + crop.x;
-    std::copy_n(row, crop.w, cropped->Luma() + std::ptrdiff_t{y} * cropped->stride);
-  }
-  for (int y = 0; y < common::HalfUp(crop.h); ++y) {
-    const uint8_t* const row =
-        frame.Chroma() + std::ptrdiff_t{crop.y / 2 + y} * frame.stride + crop.x;
-    std::copy_n(row, 2 * common::HalfUp(crop.w),
-                cropped->Chroma() + std::ptrdiff_t{y} * cropped->stride);
-  }
+  const std::size_t stride_size = ToSize(frame.stride), left = ToSize(crop.x);
+  CopyRows(frame.Luma() + ToSize(crop.y) * stride_size + left, frame.stride, crop.w, crop.h,
+           cropped->Luma(), cropped->stride);
+  CopyRows(frame.Chroma() + ToSize(crop.y / 2) * stride_size + left, frame.stride,
+           2 * common::HalfUp(crop.w), common::HalfUp(crop.h), cropped->Chroma(), cropped->stride);
   return std::nullopt;
 }
 
@@ -200,7 +174,8 @@ common::Failure PictureToNv12(const Picture& picture, int stride, Nv12Frame* fra
   common::Failure failure = ShapeFrame(picture.width, picture.height, stride, frame);
   if (failure) return failure;
   for (int y = 0; y < picture.height; ++y) {
-    LumaRow(picture.Pixel(0, y), picture.width, frame->Luma() + ToSize(y) * ToSize(frame->stride));
+    uint8_t* const luma = frame->Luma() + ToSize(y) * ToSize(frame->stride);
+    for (int x = 0; x < picture.width; ++x) luma[x] = LumaOf(picture.Pixel(x, y));
   }
   for (int y = 0; y < picture.height; y += 2) {
     const uint8_t* lower = picture.Pixel(0, std::min(y + 1, picture.height - 1));
@@ -224,7 +199,7 @@ Picture Nv12ToPicture(const Nv12Frame& frame) {
 }
 
 std::size_t PlanarSize(ChromaLayout layout, int width, int height) {
-  const ChromaShape chroma = ShapeOfChroma(layout, width, height);
+  const common::Size chroma = ChromaSize(layout, width, height);
   return ToSize(width) * ToSize(height) + 2 * ToSize(chroma.width) * ToSize(chroma.height);
 }
 
@@ -232,32 +207,21 @@ common::Failure PlanarToNv12(const uint8_t* planes, ChromaLayout layout, ColourR
                              int width, int height, int stride, Nv12Frame* frame) {
   common::Failure failure = ShapeFrame(width, height, stride, frame);
   if (failure) return failure;
+  const int pair_bytes = 2 * common::HalfUp(width), pair_rows = common::HalfUp(height);
+  const uint8_t* const chroma = planes + ToSize(width) * ToSize(height);
   CopyRows(planes, width, width, height, frame->Luma(), frame->stride);
   if (layout == ChromaLayout::kMono) {
-    FillNeutral(frame);
+    const std::vector<uint8_t> neutral(ToSize(pair_bytes), 128);
+    CopyRows(neutral.data(), 0, pair_bytes, pair_rows, frame->Chroma(), frame->stride);
+  } else if (layout == ChromaLayout::kPairs) {
+    CopyRows(chroma, pair_bytes, pair_bytes, pair_rows, frame->Chroma(), frame->stride);
   } else {
-    const ChromaShape shape = ShapeOfChroma(layout, width, height);
-    const uint8_t* u = planes + ToSize(width) * ToSize(height);
-    ReducePlane(u, shape, frame, frame->Chroma());
-    ReducePlane(u + ToSize(shape.width) * ToSize(shape.height), shape, frame, frame->Chroma() + 1);
+    const common::Size size = ChromaSize(layout, width, height);
+    ReducePlane(chroma, size, frame, frame->Chroma());
+    ReducePlane(chroma + ToSize(size.width) * ToSize(size.height), size, frame,
+                frame->Chroma() + 1);
   }
   if (range == ColourRange::kFull) LimitRange(frame);
-  return std::nullopt;
-}
-
-std::size_t DenseNv12Size(int width, int height) {
-  return ToSize(width) * ToSize(height) +
-         2 * ToSize(common::HalfUp(width)) * ToSize(common::HalfUp(height));
-}
-
-common::Failure DenseToNv12(const uint8_t* dense, int width, int height, int stride,
-                            Nv12Frame* frame) {
-  common::Failure failure = ShapeFrame(width, height, stride, frame);
-  if (failure) return failure;
-  const int pair_bytes = 2 * common::HalfUp(width);
-  CopyRows(dense, width, width, height, frame->Luma(), frame->stride);
-  CopyRows(dense + ToSize(width) * ToSize(height), pair_bytes, pair_bytes, common::HalfUp(height),
-           frame->Chroma(), frame->stride);
   return std::nullopt;
 }
 

@@ -75,13 +75,14 @@ common::Failure PictureToNv12(const Picture& picture, int stride, Nv12Frame* fra
 // Converts a frame by the inverse matrix. A pair colours all of its pixels.
 Picture Nv12ToPicture(const Nv12Frame& frame);
 
-enum class ChromaLayout { kMono, k420, k422, k444 };
+// The chroma of dense planes: none, a plane of U and one of V, or one of pairs as in NV12.
+enum class ChromaLayout { kMono, k420, k422, k444, kPairs };
 
 // The range of samples: luma 16..235 and chroma 16..240, or both 0..255.
 enum class ColourRange { kLimited, kFull };
 
-// Returns the bytes of the dense planes of one picture: luma, U, V, each without gaps; mono has
-// luma only. Chroma rows and columns are rounded up. The size must be usable.
+// Returns the bytes of the dense planes of one picture: luma, then chroma, each without gaps.
+// Chroma rows and columns are rounded up. The size must be usable.
 std::size_t PlanarSize(ChromaLayout layout, int width, int height);
 
 // Converts dense planes of PlanarSize bytes. Samples of limited range are copied, those of full
@@ -90,14 +91,6 @@ std::size_t PlanarSize(ChromaLayout layout, int width, int height);
 // CheckFrameShape.
 common::Failure PlanarToNv12(const uint8_t* planes, ChromaLayout layout, ColourRange range,
                              int width, int height, int stride, Nv12Frame* frame);
-
-// Returns the bytes of a dense NV12 picture: rows of `width` luma bytes, then rows of HalfUp(width)
-// pairs.
-std::size_t DenseNv12Size(int width, int height);
-
-// Converts a dense NV12 picture of DenseNv12Size bytes. Fails like CheckFrameShape.
-common::Failure DenseToNv12(const uint8_t* dense, int width, int height, int stride,
-                            Nv12Frame* frame);
 
 }  // namespace media
 

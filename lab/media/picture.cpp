@@ -7,21 +7,20 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <string_view>
 #include <utility>
 
 #include "common/geometry.h"
-#include "media/byte_reader.h"
 #include "media/jpeg_header.h"
 
 namespace media {
 namespace {
 
-constexpr uint8_t kPngSignature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'};
-constexpr uint8_t kJpegSignature[3] = {0xff, 0xd8, 0xff};
+constexpr std::string_view kPngSignature = "\x89PNG\r\n\x1a\n";
+constexpr std::string_view kJpegSignature = "\xff\xd8\xff";
 
-bool BeginsWith(const uint8_t* bytes, std::size_t size, const uint8_t* prefix, std::size_t length) {
-  return size >= length && std::memcmp(bytes, prefix, length) == 0;
-}
+// The largest picture file to read, in bytes.
+constexpr std::size_t kMaxPictureFile = std::size_t{1} << 28;
 
 uint32_t BigEndian32(const uint8_t* at) {
   return uint32_t{at[0]} << 24 | uint32_t{at[1]} << 16 | uint32_t{at[2]} << 8 | uint32_t{at[3]};
@@ -31,7 +30,7 @@ uint32_t BigEndian32(const uint8_t* at) {
 // after the last row and does not notice a missing rest.
 bool HasEveryPngChunk(const uint8_t* bytes, std::size_t size) {
   constexpr std::size_t kChunkFrame = 12;
-  std::size_t at = sizeof kPngSignature;
+  std::size_t at = kPngSignature.size();
   while (size - at >= kChunkFrame) {
     const std::size_t body = BigEndian32(bytes + at);
     if (size - at - kChunkFrame < body) return false;
@@ -122,8 +121,9 @@ common::Failure DecodeJpeg(const uint8_t* bytes, std::size_t size, Picture* pict
 }  // namespace
 
 PictureFormat DetectPictureFormat(const uint8_t* bytes, std::size_t size) {
-  if (BeginsWith(bytes, size, kPngSignature, sizeof kPngSignature)) return PictureFormat::kPng;
-  if (BeginsWith(bytes, size, kJpegSignature, sizeof kJpegSignature)) return PictureFormat::kJpeg;
+  const std::string_view begin(reinterpret_cast<const char*>(bytes), size);
+  if (begin.rfind(kPngSignature, 0) == 0) return PictureFormat::kPng;
+  if (begin.rfind(kJpegSignature, 0) == 0) return PictureFormat::kJpeg;
   return PictureFormat::kUnknown;
 }
 
@@ -137,23 +137,22 @@ Picture MakePicture(int width, int height) {
 
 common::Failure DecodePicture(const uint8_t* bytes, std::size_t size, Picture* picture) {
   if (size == 0) return common::Fail("the file is empty");
-  switch (DetectPictureFormat(bytes, size)) {
-    case PictureFormat::kPng:
-      return DecodePng(bytes, size, picture);
-    case PictureFormat::kJpeg:
-      return DecodeJpeg(bytes, size, picture);
-    case PictureFormat::kUnknown:
-      break;
-  }
+  const PictureFormat format = DetectPictureFormat(bytes, size);
+  if (format == PictureFormat::kPng) return DecodePng(bytes, size, picture);
+  if (format == PictureFormat::kJpeg) return DecodeJpeg(bytes, size, picture);
   return common::Fail("neither PNG nor JPEG");
+}
+
+common::Failure ReadPicture(ByteReader& reader, Picture* picture) {
+  std::vector<uint8_t> bytes;
+  common::Failure failure = ReadToEnd(reader, kMaxPictureFile, &bytes);
+  return failure ? failure : DecodePicture(bytes.data(), bytes.size(), picture);
 }
 
 common::Failure ReadPicture(const std::string& path, Picture* picture) {
   std::unique_ptr<ByteReader> reader;
-  std::vector<uint8_t> bytes;
   common::Failure failure = OpenFile(path, &reader);
-  if (!failure) failure = ReadToEnd(*reader, kMaxPictureFile, &bytes);
-  if (!failure) failure = DecodePicture(bytes.data(), bytes.size(), picture);
+  if (!failure) failure = ReadPicture(*reader, picture);
   if (failure) return common::FailAbout(path, failure);
   return std::nullopt;
 }

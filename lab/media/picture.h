@@ -9,6 +9,7 @@
 
 #include "common/failure.h"
 #include "common/replaced_file.h"
+#include "media/byte_reader.h"
 
 namespace media {
 
@@ -40,9 +41,6 @@ enum class PictureFormat { kUnknown, kPng, kJpeg };
 // Returns the format by a file's first bytes; 8 are enough.
 PictureFormat DetectPictureFormat(const uint8_t* bytes, std::size_t size);
 
-// The largest picture file to read, in bytes.
-inline constexpr std::size_t kMaxPictureFile = std::size_t{1} << 28;
-
 // Returns a black picture of a usable size (common/geometry.h).
 Picture MakePicture(int width, int height);
 
@@ -52,8 +50,10 @@ Picture MakePicture(int width, int height);
 // in CMYK. Any thread.
 common::Failure DecodePicture(const uint8_t* bytes, std::size_t size, Picture* picture);
 
-// Reads a PNG or JPEG file; the message begins with the path. Any thread.
+// Reads a PNG or JPEG file of at most 256 MiB; the message begins with the path. Any thread.
 common::Failure ReadPicture(const std::string& path, Picture* picture);
+// Does the same for an open reader, whose messages name no path.
+common::Failure ReadPicture(ByteReader& reader, Picture* picture);
 
 // Writes a picture of usable size as an 8-bit RGB PNG, optimised for speed rather than size. The
 // caller completes the file. Any thread.

@@ -38,6 +38,7 @@ struct Placement {
   int height;
 };
 
+// In the order of PaintOf.
 enum class Paint { kSkin, kHair, kLips, kShirt, kEyeWhite, kIris, kPupil, kShade };
 
 struct Feature {
@@ -157,25 +158,16 @@ struct Gradient {
 
 Gradient PaintOf(const Person& person, Paint paint) {
   constexpr Colour kBlack = {12, 12, 14};
-  switch (paint) {
-    case Paint::kSkin:
-      return {person.skin, person.skin_edge};
-    case Paint::kHair:
-      return {person.hair, Mix(person.hair, kBlack, kOne / 3)};
-    case Paint::kLips:
-      return {person.lips, Mix(person.lips, kBlack, kOne / 4)};
-    case Paint::kShirt:
-      return {person.shirt, Mix(person.shirt, kBlack, kOne / 2)};
-    case Paint::kEyeWhite:
-      return {{246, 246, 244}, {218, 214, 210}};
-    case Paint::kIris:
-      return {{92, 70, 48}, {52, 38, 28}};
-    case Paint::kPupil:
-      return {kBlack, kBlack};
-    case Paint::kShade:
-      break;
-  }
-  return {person.skin_edge, Mix(person.skin_edge, kBlack, kOne / 8)};
+  const Gradient gradients[] = {
+      {person.skin, person.skin_edge},
+      {person.hair, Mix(person.hair, kBlack, kOne / 3)},
+      {person.lips, Mix(person.lips, kBlack, kOne / 4)},
+      {person.shirt, Mix(person.shirt, kBlack, kOne / 2)},
+      {{246, 246, 244}, {218, 214, 210}},                            // the white of an eye
+      {{92, 70, 48}, {52, 38, 28}},                                  // an iris
+      {kBlack, kBlack},                                              // a pupil
+      {person.skin_edge, Mix(person.skin_edge, kBlack, kOne / 8)}};  // shade
+  return gradients[static_cast<int>(paint)];
 }
 
 Codes CodesOf(const Gradient& gradient) {

@@ -2,9 +2,11 @@
 #include "media/y4m.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 #include "common/geometry.h"
 
@@ -92,6 +94,11 @@ bool TakeTag(std::string_view tag, Tags* tags) {
   }
 }
 
+common::Failure Check(std::FILE* to) {
+  if (std::ferror(to) == 0) return std::nullopt;
+  return errno != 0 ? common::SystemFailure("cannot write") : common::Fail("cannot write");
+}
+
 }  // namespace
 
 common::Failure ReadY4mHeader(ByteReader& reader, Y4mHeader* header) {
@@ -115,17 +122,35 @@ common::Failure ReadY4mHeader(ByteReader& reader, Y4mHeader* header) {
   return std::nullopt;
 }
 
-common::Failure ReadY4mFrame(ByteReader& reader, const Y4mHeader& header, int64_t index,
-                             std::vector<uint8_t>* planes, bool* at_end) {
-  uint8_t first = 0;
-  *at_end = reader.Peek(&first, 1) == 0;
-  if (*at_end) return reader.ReadFailure();
-  const std::string name = "frame " + std::to_string(index);
+common::Failure ReadY4mFrameHeader(ByteReader& reader, const std::string& frame) {
   std::string line;
-  if (common::Failure failure = ReadLine(reader, "header of " + name, &line)) return failure;
+  if (common::Failure failure = ReadLine(reader, "header of " + frame, &line)) return failure;
   std::string_view rest = line;
-  if (NextToken(&rest) != "FRAME") return common::Fail(name + " does not begin with FRAME");
-  return ReadExactly(reader, PlanarSize(header.layout, header.width, header.height), name, planes);
+  if (NextToken(&rest) != "FRAME") return common::Fail(frame + " does not begin with FRAME");
+  return std::nullopt;
+}
+
+common::Failure WriteY4mHeader(int width, int height, const std::string& rate, std::FILE* to) {
+  std::fprintf(to, "YUV4MPEG2 W%d H%d F%s Ip A1:1 C420jpeg XCOLORRANGE=LIMITED\n", width, height,
+               rate.c_str());
+  return Check(to);
+}
+
+common::Failure WriteY4mFrame(const Nv12Frame& frame, std::FILE* to) {
+  std::fputs("FRAME\n", to);
+  for (int y = 0; y < frame.height; ++y) {
+    std::fwrite(frame.Luma() + std::ptrdiff_t{y} * frame.stride, 1,
+                static_cast<std::size_t>(frame.width), to);
+  }
+  std::vector<uint8_t> row(static_cast<std::size_t>(common::HalfUp(frame.width)));
+  for (int member = 0; member < 2; ++member) {
+    for (int y = 0; y < common::HalfUp(frame.height); ++y) {
+      const uint8_t* const pairs = frame.Chroma() + std::ptrdiff_t{y} * frame.stride + member;
+      for (std::size_t x = 0; x < row.size(); ++x) row[x] = pairs[2 * x];
+      std::fwrite(row.data(), 1, row.size(), to);
+    }
+  }
+  return Check(to);
 }
 
 }  // namespace media

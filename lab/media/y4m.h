@@ -4,8 +4,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <string>
-#include <vector>
 
 #include "common/failure.h"
 #include "media/byte_reader.h"
@@ -14,7 +14,6 @@
 namespace media {
 
 inline constexpr char kY4mSignature[] = "YUV4MPEG2";
-inline constexpr std::size_t kY4mSignatureSize = sizeof kY4mSignature - 1;
 
 // Limit of a stream or frame header line, in bytes without the line break.
 inline constexpr std::size_t kMaxY4mLine = 1024;
@@ -33,10 +32,15 @@ struct Y4mHeader {
 // C.
 common::Failure ReadY4mHeader(ByteReader& reader, Y4mHeader* header);
 
-// Reads frame `index` (counted from 0, for messages only) into dense planes of PlanarSize bytes.
-// Sets `at_end` and reads nothing when the stream ends before the frame; fails on any other end.
-common::Failure ReadY4mFrame(ByteReader& reader, const Y4mHeader& header, int64_t index,
-                             std::vector<uint8_t>* planes, bool* at_end);
+// Reads the header line of a frame; `frame` begins the failure's message: "frame 3".
+common::Failure ReadY4mFrameHeader(ByteReader& reader, const std::string& frame);
+
+// Writes the header of a stream of frames of this size. `rate` is frames per second as a ratio,
+// "30:1". Fails when the stream accepts no more, like WriteY4mFrame.
+common::Failure WriteY4mHeader(int width, int height, const std::string& rate, std::FILE* to);
+
+// Writes a frame of the header's size.
+common::Failure WriteY4mFrame(const Nv12Frame& frame, std::FILE* to);
 
 }  // namespace media
 

@@ -25,7 +25,7 @@ static void ReadFrames(fuzz::Script& script) {
     fuzz::CorrectChecksums(&bytes);
   }
   std::unique_ptr<media::FrameSource> source;
-  auto reader = std::make_unique<media::MemoryReader>(bytes.data(), bytes.size());
+  auto reader = std::make_unique<media::ByteReader>(fmemopen(bytes.data(), bytes.size(), "rb"));
   common::Failure failure = media::OpenFrameSource(std::move(reader), options, &source);
   bool at_end = false;
   for (int i = 0; i < 3 && !failure && !at_end; ++i) {
