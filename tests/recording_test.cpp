@@ -8,6 +8,7 @@
 #include <cmath>
 
 #include "record/json_lines.h"
+#include "record/trace.h"
 
 namespace record {
 namespace {
@@ -194,6 +195,34 @@ TEST(Comparison, ListsDifferencesAndCountsTheRest) {
   EXPECT_EQ(text(0.05, 20), sent + differences + "8 differences, with other inputs\n");
   EXPECT_EQ(text(0, 2), sent + "9 differences, with other inputs\n");
   EXPECT_EQ(Differences(run, run, 0, 20), "0 differences\n");
+}
+
+// A pass from 20 us on ends before, during or after the request from 100 to 150 us.
+TEST(Trace, FiguresNeverGoBackInTime) {
+  const struct {
+    int64_t end, from, to;
+  } rows[] = {{90, 89, 100}, {121, 120, 120}, {190, 149, 149}};
+  for (const auto& row : rows) {
+    char* text = nullptr;
+    std::size_t size = 0;
+    std::FILE* const file = open_memstream(&text, &size);
+    const auto trace = MakeTrace(file);
+    PassRecord pass;
+    pass.time = {20, row.end - 20};
+    RequestRecord request;
+    request.time = {100, 50};
+    request.figures_age = 0;
+    trace->OnPass(pass);
+    EXPECT_EQ(MessageOf(trace->OnRequest(request, {})), "success");
+    std::fclose(file);
+    for (const auto& [phase, at] : {std::pair("s", row.from), std::pair("f", row.to)}) {
+      const std::string begin = std::string("{\"ph\":\"") + phase + "\",\"pid\":1,\"tid\":";
+      const std::string end = "\"ts\":" + std::to_string(at) + ",\"name\":\"figures\"";
+      const std::string all = text;
+      EXPECT_NE(all.find(begin + (*phase == 's' ? "2," : "1,") + end), all.npos) << all;
+    }
+    std::free(text);
+  }
 }
 
 }  // namespace

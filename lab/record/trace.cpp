@@ -98,7 +98,9 @@ common::Failure Trace::OnRequest(const RequestRecord& request, const media::Nv12
   count("age of figures", *request.figures_age);
   const auto shown = unseen_.find(request.number - *request.figures_age);
   if (shown == unseen_.end()) return std::nullopt;
-  Arrow(ThreadOf(shown->second.worker), shown->second.at, kRequestThread, at, "figures");
+  // A pass may end while the request already runs, before the node reads the figures.
+  const int64_t from = std::min(shown->second.at, LastOf(request.time));
+  Arrow(ThreadOf(shown->second.worker), from, kRequestThread, std::max(at, from), "figures");
   unseen_.erase(unseen_.begin(), std::next(shown));
   return std::nullopt;
 }
