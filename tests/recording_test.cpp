@@ -134,14 +134,14 @@ TEST(Recording, LinesKeepTheirValues) {
   EXPECT_EQ(read[0].request, 7);
   const auto& step = std::get<RequestStep>(read[2].what);
   EXPECT_EQ(step.frame_index, 6);
-  EXPECT_EQ(step.change.camera_role, request.in.camera_role);
-  EXPECT_EQ(step.change.quad_cfa, request.in.quad_cfa);
-  EXPECT_EQ(step.change.face_rectangles, request.in.face_rectangles);
-  EXPECT_EQ(step.change.score, Change<int32_t>(std::optional<int32_t>()));  // explicitly absent
+  EXPECT_EQ(step.in.camera_role, request.in.camera_role);
+  EXPECT_EQ(step.in.quad_cfa, request.in.quad_cfa);
+  EXPECT_EQ(step.in.face_rectangles, request.in.face_rectangles);
+  EXPECT_EQ(step.in.score, Change<int32_t>(std::optional<int32_t>()));  // explicitly absent
   EXPECT_EQ(step.faces, request.faces);
   const Returned returned = ReturnedWith(request);
   Comparison comparison({});
-  comparison.Add(&returned, &step.returned);
+  comparison.Add(&returned, &step);
   EXPECT_EQ(comparison.Text(), "0 differences\n");
 }
 
@@ -152,10 +152,10 @@ TEST(Recording, ReadsFacesAndRawRectangles) {
   EXPECT_EQ(step(R"({"faces":[[1,2,3,4],[5,6,7,8]]})").faces->size(), 2U);
   const RequestStep both = step(R"({"faces":[[1,2,3,4]],"android.statistics.faceRectangles":[9]})");
   EXPECT_EQ(both.faces->size(), 1U);  // for whom overrides the rectangles
-  EXPECT_EQ((*both.change.face_rectangles)->size(), 1U);
+  EXPECT_EQ((*both.in.face_rectangles)->size(), 1U);
   const RequestStep none = step(R"({"faces":null})");
   EXPECT_FALSE(none.faces);
-  EXPECT_TRUE(none.change.face_rectangles && !*none.change.face_rectangles);
+  EXPECT_TRUE(none.in.face_rectangles && !*none.in.face_rectangles);
 }
 
 TEST(Comparison, ListsDifferencesAndCountsTheRest) {

@@ -113,11 +113,11 @@ TEST(DeviceInput, ValuesHoldUntilTheyChangeAndTheLaterRectanglesCount) {
   EXPECT_EQ(input.Carried(kSent, {{10, 20, 30, 40}}).face_rectangles,
             (std::vector<int32_t>{20, 40, 78, 118}));
   record::RequestStep step;
-  step.change.orientation = Absent(90);
-  step.change.score = Absent();
+  step.in.orientation = Absent(90);
+  step.in.score = Absent();
   input.Change(step);
   step = {};
-  step.change.orientation = Absent();
+  step.in.orientation = Absent();
   step.faces = {{1, 2, 3, 4}};
   input.Change(step);
   // An absent value stays unchanged.
@@ -128,11 +128,11 @@ TEST(DeviceInput, ValuesHoldUntilTheyChangeAndTheLaterRectanglesCount) {
   EXPECT_EQ(carried.gender_and_age, 1);
   EXPECT_FALSE(input.RawFaces(kSent));
   step = {};
-  step.change.face_rectangles = std::optional(std::vector<int32_t>{20, 40, 78, 118});
+  step.in.face_rectangles = std::optional(std::vector<int32_t>{20, 40, 78, 118});
   input.Change(step);
   EXPECT_FALSE(input.Faces());
   EXPECT_EQ(*input.RawFaces(kSent), (std::vector<Rect>{{10, 20, 30, 40}}));
-  step.change.face_rectangles = std::optional<std::vector<int32_t>>();
+  step.in.face_rectangles = std::optional<std::vector<int32_t>>();
   input.Change(step);
   EXPECT_EQ(input.RawFaces(kSent), std::vector<Rect>());
   EXPECT_FALSE(input.Carried(kSent, {}).face_rectangles);

@@ -72,7 +72,7 @@ void DeviceInput::Change(const record::RequestStep& step) {
   };
   if (is_replay_) framework::ForEachTag(note_given, given_);
   // The faces of a recording are those of its rectangles.
-  const bool has_rectangles = step.change.face_rectangles && !(is_given && step.faces);
+  const bool has_rectangles = step.in.face_rectangles && !(is_given && step.faces);
   framework::ForEachTag(
       [&](const char*, auto& holds, bool& is_absent, const auto& given, const auto& change) {
         using Rectangles = std::optional<std::vector<int32_t>>;
@@ -81,7 +81,7 @@ void DeviceInput::Change(const record::RequestStep& step) {
         is_absent = !*change;
         if (*change) holds = *change;
       },
-      holds_, is_absent_, given_, step.change);
+      holds_, is_absent_, given_, step.in);
   if (has_rectangles) faces_.reset();
   if (!step.faces || has_rectangles) return;
   faces_ = step.faces;

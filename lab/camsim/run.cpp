@@ -75,9 +75,9 @@ int Run::Say(const common::Failure& failure, int exit_code) {
 common::Failure Run::OpenInput() {
   if (common::Failure failure = frames_.Open()) return failure;
   // Changes of the first request hold from the start: the buffers' size depends on them.
-  record::Script script(recording_);
+  record::StepReader script(recording_);
   for (std::optional<record::Step> step;;) {
-    if (common::Failure failure = script.Next(1, &step)) return failure;
+    if (common::Failure failure = script.Next(&step, 1)) return failure;
     if (!step) break;
     const auto* const request = std::get_if<record::RequestStep>(&step->what);
     if (request != nullptr) input_.Change(*request);
@@ -110,7 +110,7 @@ common::Failure Run::TryScript() const {
     const auto* const event = std::get_if<record::Event>(&step->what);
     if (event == nullptr) continue;
     failure = ApplyEvent(device_, *event, true);
-    if (failure) return script_.FailAt(*step, failure);
+    if (failure) return recording_.FailAt(step->line, failure);
   }
 }
 
@@ -131,7 +131,7 @@ void Run::Begin() {
 
 common::Failure Run::PlayScript(int64_t number) {
   for (std::optional<record::Step> step;;) {
-    common::Failure failure = script_.Next(number, &step);
+    common::Failure failure = script_.Next(&step, number);
     if (failure || !step) return failure;
     if (const auto* request = std::get_if<record::RequestStep>(&step->what)) {
       input_.Change(*request);
@@ -139,7 +139,7 @@ common::Failure Run::PlayScript(int64_t number) {
     } else {
       failure = Apply(std::get<record::Event>(step->what));
     }
-    if (failure) return script_.FailAt(*step, failure);
+    if (failure) return recording_.FailAt(step->line, failure);
   }
 }
 

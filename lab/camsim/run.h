@@ -18,7 +18,6 @@
 #include "framework/own_node.h"
 #include "record/recording_file.h"
 #include "record/run_listener.h"
-#include "record/script.h"
 
 namespace camsim {
 
@@ -61,7 +60,7 @@ class Run {
   framework::OutcomeWatch outcomes_;
   LogFilter log_;
   framework::Device device_;
-  record::Script script_;
+  record::StepReader script_;
   DeviceInput input_;
   Frames frames_;
   PassWatch passes_;

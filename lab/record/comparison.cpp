@@ -61,11 +61,7 @@ std::string Counted(std::size_t count, const std::string& thing) {
 Returned ReturnedWith(const RequestRecord& request) {
   Returned returned = {request.number, request.digest, request.out.values, {}, request.faces};
   returned.values.push_back({"outcome", false, {NameOf(request.outcome)}});
-  NamedValues& why = returned.values.emplace_back(NamedValues{"why", true, {}});
-  for (std::size_t slot = 0; slot < kSlots; ++slot) {
-    const std::string text = request.WhyText(slot);
-    why.values.push_back(text.empty() ? Value() : text);
-  }
+  returned.values.push_back({"why", true, request.WhyValues()});
   ForEachTag([](const char*, const auto& value, auto& in) { in = value; }, request.in, returned.in);
   return returned;
 }

@@ -27,7 +27,7 @@ struct Returned {
   int64_t number = 0;
   std::string digest;  // of the pixels sent; empty if unknown
   std::vector<NamedValues> values;
-  // The input, as far as it is known.
+  // The input, as far as it is known; faces in picture pixels.
   StateChange in;
   std::optional<std::vector<common::Rect>> faces;
 };

@@ -17,6 +17,7 @@ inline std::string TextOf(const Json& json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
+inline Json ListOf(const common::Rect& rect) { return {rect.x, rect.y, rect.w, rect.h}; }
 // Returns the values of "out" and "why" of a request's line.
 Json OutOf(const RequestRecord& request);
 Json WhyOf(const RequestRecord& request);

@@ -8,15 +8,16 @@ namespace record {
 namespace {
 
 Json JsonOf(const Value& value) {
-  return std::visit(
-      [](const auto& element) -> Json {
-        if constexpr (std::is_same_v<decltype(element), const std::monostate&>) {
-          return nullptr;
-        } else {
-          return element;
-        }
-      },
-      value);
+  if (const auto* number = std::get_if<int64_t>(&value)) return *number;
+  if (const auto* figure = std::get_if<double>(&value)) return *figure;
+  if (const auto* text = std::get_if<std::string>(&value)) return *text;
+  return nullptr;
+}
+
+Json JsonOf(const std::vector<Value>& values) {
+  Json json = Json::array();
+  for (const Value& value : values) json.push_back(JsonOf(value));
+  return json;
 }
 
 template <typename T>
@@ -31,9 +32,10 @@ Json JsonOf(const std::optional<T>& value) {
 
 Json JsonOf(const common::Size& size) { return {size.width, size.height}; }
 
-Json JsonOf(const std::vector<std::pair<std::string, std::string>>& texts) {
+template <typename T>
+Json JsonOf(const std::vector<std::pair<std::string, T>>& members) {
   Json json = Json::object();
-  for (const auto& [name, text] : texts) json[name] = text;
+  for (const auto& [name, value] : members) json[name] = JsonOf(value);
   return json;
 }
 
@@ -41,9 +43,7 @@ Json InOf(const RequestRecord& request) {
   Json in;
   ForEachTag([&in](const char* name, const auto& value) { in[name] = JsonOf(value); }, request.in);
   in["faces"] = Json::array();
-  for (const common::Rect& face : request.faces) {
-    in["faces"].push_back({face.x, face.y, face.w, face.h});
-  }
+  for (const common::Rect& face : request.faces) in["faces"].push_back(ListOf(face));
   return in;
 }
 
@@ -54,39 +54,26 @@ Json AnswerOf(const ModelCall& call) {
   return {{"age", figure(0)}, {"prop", figure(1)}, {"gender", figure(2)}};
 }
 
-Json HeaderOf(const RunHeader& header) {
-  Json json = {{"recording", kRecordingVersion}};
-  ForEachKey(header, [&json](const char* key, const auto& member) { json[key] = JsonOf(member); });
-  return json;
-}
-
 }  // namespace
 
 Json OutOf(const RequestRecord& request) {
   Json out = Json::object();
   for (const NamedValues& tag : request.out.values) {
-    Json& member = out[tag.name] = Json::array();
-    for (const Value& value : tag.values) member.push_back(JsonOf(value));
-    if (!tag.is_list) member = Json(member.at(0));
+    out[tag.name] = tag.is_list ? JsonOf(tag.values) : JsonOf(tag.values.at(0));
   }
   return out;
 }
 
-Json WhyOf(const RequestRecord& request) {
-  Json why = Json::array();
-  for (std::size_t slot = 0; slot < kSlots; ++slot) {
-    const std::string text = request.WhyText(slot);
-    why.push_back(text.empty() ? Json() : Json(text));
-  }
-  return why;
+Json WhyOf(const RequestRecord& request) { return JsonOf(request.WhyValues()); }
+
+std::string LineOf(const RunHeader& header) {
+  Json json = {{"recording", kRecordingVersion}};
+  ForEachKey(header, [&json](const char* key, const auto& member) { json[key] = JsonOf(member); });
+  return TextOf(json) + "\n";
 }
 
-std::string LineOf(const RunHeader& header) { return TextOf(HeaderOf(header)) + "\n"; }
-
 std::string LineOf(const Event& event) {
-  Json settings = Json::object();
-  for (const auto& [name, value] : event.settings) settings[name] = JsonOf(value);
-  if (event.kind == Event::kPipeline) settings = "restart";
+  const Json settings = event.kind == Event::kPipeline ? "restart" : JsonOf(event.settings);
   return TextOf({{kEventNames[event.kind], settings}}) + "\n";
 }
 
@@ -111,7 +98,7 @@ std::string LineOf(const PassRecord& pass) {
   for (const ModelCall& call : pass.calls) {
     calls.push_back({{"model", NameOf(call.model)},
                      {"slot", JsonOf(call.slot)},
-                     {"face", {call.face.x, call.face.y, call.face.w, call.face.h}},
+                     {"face", ListOf(call.face)},
                      {"answer", AnswerOf(call)},
                      {"at_us", call.time.at},
                      {"took_us", call.time.took}});
@@ -126,21 +113,6 @@ std::string LineOf(const PassRecord& pass) {
 
 std::string TextOf(const Value& value) { return TextOf(JsonOf(value)); }
 
-std::vector<std::pair<std::string, std::vector<std::string>>> ItemsOf(const RunHeader& header) {
-  const auto text = [](const Json& value) {
-    return value.is_string() ? value.get<std::string>() : TextOf(value);
-  };
-  std::vector<std::pair<std::string, std::vector<std::string>>> items;
-  const Json json = HeaderOf(header);
-  for (const auto& [key, value] : json.items()) {
-    std::vector<std::string>& texts = items.emplace_back(key, std::vector<std::string>()).second;
-    if (!value.is_object()) texts.push_back(text(value));
-    if (!value.is_object()) continue;
-    for (const Json& part : value) texts.push_back(text(part));
-  }
-  return items;
-}
-
 void JsonLines::Begin(const RunHeader& header) {
   is_timed_ = header.realtime;
   Write(LineOf(header));
@@ -150,8 +122,8 @@ common::Failure JsonLines::OnRequest(const RequestRecord& request, const media::
   const std::string line = LineOf(request, is_timed_);
   if (line.size() > kMaxLine) {
     return common::Fail("request " + std::to_string(request.number) +
-                        ": its line of the recording" + " is longer than " +
-                        std::to_string(kMaxLine) + " bytes");
+                        ": its line of the recording is longer than " + std::to_string(kMaxLine) +
+                        " bytes");
   }
   Write(line);
   return std::nullopt;

@@ -21,10 +21,8 @@ std::string LineOf(const Event& event);
 std::string LineOf(const RequestRecord& request, bool is_timed);
 std::string LineOf(const PassRecord& pass);
 
-// Returns parts of a line, for outputs that quote a recording.
+// Returns a value as in a line.
 std::string TextOf(const Value& value);
-// Returns the keys of a header, each with its value or, for the device, all its values.
-std::vector<std::pair<std::string, std::vector<std::string>>> ItemsOf(const RunHeader& header);
 
 // Writes the run as a recording. Each line is flushed, so that readers are never behind and an
 // interrupt loses nothing. The owner of the file checks for write errors.

@@ -103,8 +103,7 @@ common::Failure Check(const std::string& key, const Json& value, const Json& for
     const std::string path = key.empty() ? name : key + "." + name;
     const char* const known = form.contains(name) ? name.c_str() : "*";
     if (!form.contains(known)) return Wrong(path, "is unknown");
-    // // absent tag
-    if (key == "in" && member.is_null()) continue;
+    if (key == "in" && member.is_null()) continue;  // an absent tag
     if (common::Failure failure = Check(path, member, form[known])) return failure;
   }
   return std::nullopt;
@@ -134,52 +133,41 @@ Value ValueOf(const Json& json) {
 
 NamedValues ValuesOf(const std::string& name, const Json& json) {
   NamedValues named = {name, json.is_array(), {}};
-  if (!named.is_list) named.values.push_back(ValueOf(json));
-  if (!named.is_list) return named;
-  for (const Json& element : json) named.values.push_back(ValueOf(element));
+  const Json list = json.is_array() ? json : Json::array({json});
+  for (const Json& element : list) named.values.push_back(ValueOf(element));
   return named;
-}
-
-Returned ReturnedOf(const Json& json) {
-  Returned returned;
-  returned.number = json["request"];
-  returned.digest = json.value("frame", Json::object()).value("digest", "");
-  const Json out = json.value("out", Json::object());
-  for (const auto& [name, value] : out.items()) {
-    returned.values.push_back(ValuesOf(name, value));
-  }
-  for (const char* name : {"outcome", "why"}) {
-    if (json.contains(name)) returned.values.push_back(ValuesOf(name, json[name]));
-  }
-  return returned;
 }
 
 RequestStep RequestOf(const Json& json) {
   RequestStep step;
-  step.returned = ReturnedOf(json);
-  step.is_recorded = json.contains("out");
-  const Json frame = json.value("frame", Json::object()), in = json.value("in", Json::object());
+  const Json none = Json::object();
+  const Json frame = json.value("frame", none), in = json.value("in", none);
+  step.number = json["request"];
+  step.digest = frame.value("digest", "");
   if (frame.contains("index")) step.frame_index = frame["index"].get<int64_t>();
+  step.is_recorded = json.contains("out");
+  const Json out = json.value("out", none);
+  for (const auto& [name, value] : out.items()) step.values.push_back(ValuesOf(name, value));
+  for (const char* name : {"outcome", "why"}) {
+    if (json.contains(name)) step.values.push_back(ValuesOf(name, json[name]));
+  }
   ForEachTag(
       [&in](const char* name, auto& change) {
-        const auto found = in.find(name);
-        if (found == in.end()) return;
+        if (!in.contains(name)) return;
         auto& field = change.emplace();
         using Tag = typename std::decay_t<decltype(field)>::value_type;
-        if (!found->is_null()) field = found->template get<Tag>();
+        if (!in[name].is_null()) field = in[name].template get<Tag>();
       },
-      step.change);
-  const auto faces = in.find("faces");
-  if (faces != in.end() && faces->is_null()) {
-    if (!step.change.face_rectangles) step.change.face_rectangles.emplace();
-  } else if (faces != in.end()) {
-    step.faces.emplace();
-    for (const Json& face : *faces) {
-      step.faces->push_back(common::ClampedRect(face[0], face[1], face[2], face[3]));
-    }
+      step.in);
+  if (!in.contains("faces")) return step;
+  if (in["faces"].is_null()) {
+    if (!step.in.face_rectangles) step.in.face_rectangles.emplace();
+    return step;
   }
-  step.returned.in = step.change;
-  step.returned.faces = step.faces;
+  step.faces.emplace();
+  for (const Json& face : in["faces"]) {
+    step.faces->push_back(common::ClampedRect(face[0], face[1], face[2], face[3]));
+  }
   return step;
 }
 
@@ -199,10 +187,7 @@ template <typename T>
 void Read(const Json& json, T* to) {
   *to = json.get<T>();
 }
-template <typename T>
-void Read(const Json& json, std::optional<T>* to) {
-  *to = json.get<T>();
-}
+void Read(const Json& json, std::optional<bool>* to) { *to = json.get<bool>(); }
 void Read(const Json& json, common::Size* to) { *to = {json[0], json[1]}; }
 void Read(const Json& json, std::vector<std::pair<std::string, std::string>>* to) {
   for (const auto& [name, text] : json.items()) to->emplace_back(name, text);

@@ -26,14 +26,10 @@ inline constexpr std::size_t kMaxLine = std::size_t{1} << 20;
 inline constexpr int64_t kMaxFrameIndex = int64_t{1} << 53;
 inline constexpr std::size_t kMaxFaces = 1000;
 
-// The input of one request.
-struct RequestStep {
+// The input of one request from here on, and its results. Raw rectangles that the line changes as
+// well as the faces come first.
+struct RequestStep : Returned {
   std::optional<int64_t> frame_index;
-  StateChange change;
-  // In picture pixels, from here on; nothing where the line gives none. Raw rectangles that the
-  // line changes as well come first.
-  std::optional<std::vector<common::Rect>> faces;
-  Returned returned;
   bool is_recorded = false;  // the line has results
 };
 

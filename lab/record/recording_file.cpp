@@ -73,13 +73,17 @@ common::Failure RecordingFile::Check() {
     if (failure || !line) return failure;
     if (common::Interrupted()) return common::Fail(name_ + ": interrupted");
     if (const auto* request = std::get_if<RequestStep>(&*line)) {
-      if (request->returned.number <= last_request_) {
-        return lines.FailHere(common::Fail("request: must increase"));
+      if (request->number <= last_request_) {
+        return FailAt(lines.Number(), common::Fail("request: must increase"));
       }
-      last_request_ = request->returned.number;
+      last_request_ = request->number;
     }
     if (auto* header = std::get_if<RunHeader>(&*line)) header_ = std::move(*header);
   }
+}
+
+common::Failure RecordingFile::FailAt(int line, const common::Failure& failure) const {
+  return common::Fail(name_ + ": line " + std::to_string(line) + ": " + failure->message);
 }
 
 common::Failure RecordingFile::ReadText(std::string* text) const {
@@ -90,10 +94,6 @@ common::Failure RecordingFile::ReadText(std::string* text) const {
     if (got < 0) return common::FailAbout(name_, common::SystemFailure("cannot read"));
   }
   return std::nullopt;
-}
-
-common::Failure LineReader::FailHere(const common::Failure& failure) const {
-  return common::FailAbout(file_->Name() + ": line " + std::to_string(number_), failure);
 }
 
 bool LineReader::ReadText(common::Failure* failure) {
@@ -124,7 +124,7 @@ common::Failure LineReader::Next(std::optional<Line>* line) {
   line->reset();
   common::Failure failure;
   if (ReadText(&failure)) failure = ParseLine(text_, number_ == 1, &line->emplace());
-  return failure ? FailHere(failure) : failure;
+  return failure ? file_->FailAt(number_, failure) : failure;
 }
 
 common::Failure StepReader::FindRequest(int64_t* number) const {
@@ -136,75 +136,78 @@ common::Failure StepReader::FindRequest(int64_t* number) const {
     if (common::Interrupted()) return common::Fail("interrupted");
     const auto* const request = std::get_if<RequestStep>(&*line);
     if (request == nullptr) continue;
-    *number = request->returned.number;
+    *number = request->number;
     return std::nullopt;
   }
 }
 
-common::Failure StepReader::Next(std::optional<Step>* step) {
-  step->reset();
+common::Failure StepReader::ReadAhead() {
   std::optional<Line> line;
   do {
     common::Failure failure = lines_.Next(&line);
-    if (failure || !line) return failure;
+    at_end_ = !line;
+    if (failure || at_end_) return failure;
   } while (!std::holds_alternative<RequestStep>(*line) && !std::holds_alternative<Event>(*line));
-  step->emplace().line = lines_.Number();
+  Step& step = ahead_.emplace();
+  step.line = lines_.Number();
   if (auto* request = std::get_if<RequestStep>(&*line)) {
     next_request_ = 0;
-    (*step)->request = request->returned.number;
-    (*step)->what = std::move(*request);
+    step.request = request->number;
+    step.what = std::move(*request);
     return std::nullopt;
   }
-  (*step)->what = std::move(std::get<Event>(*line));
+  step.what = std::move(std::get<Event>(*line));
   common::Failure failure;
   if (next_request_ == 0) failure = FindRequest(&next_request_);
-  (*step)->request = next_request_;
+  step.request = next_request_;
   return failure;
 }
 
-namespace {
+common::Failure StepReader::Next(std::optional<Step>* step, int64_t last) {
+  step->reset();
+  common::Failure failure;
+  if (!ahead_ && !at_end_) failure = ReadAhead();
+  if (!failure && ahead_ && ahead_->request <= last) step->swap(ahead_);
+  return failure;
+}
 
-// Iterates over the requests of a file.
-struct Requests {
-  // Events go to the comparison.
-  Requests(const RecordingFile& file, bool is_others, Comparison* to)
-      : steps(file), is_other(is_others), comparison(to) {}
-  common::Failure Advance() {
-    while (true) {
-      common::Failure failure = steps.Next(&step);
-      const auto* const event = step ? std::get_if<Event>(&step->what) : nullptr;
-      if (failure || event == nullptr) return failure;
-      comparison->AddEvent(is_other, step->request, *event);
+common::Failure RecordedRequests::CompareUpTo(int64_t number, const Returned* run) {
+  bool is_missing = run != nullptr && !is_replay_;
+  common::Failure failure;
+  for (std::optional<Step> step; !common::Interrupted();) {
+    failure = steps_.Next(&step, number);
+    if (failure || !step) break;
+    if (const auto* const event = std::get_if<Event>(&step->what)) {
+      comparison_->AddEvent(true, step->request, *event);
+      continue;
     }
+    const auto& recorded = std::get<RequestStep>(step->what);
+    if (is_replay_ && !recorded.is_recorded) continue;
+    const bool is_it = run != nullptr && recorded.number == number;
+    comparison_->Add(is_it ? run : nullptr, &recorded);
+    is_missing &= !is_it;
   }
-  const Returned* IfUpTo(int64_t number) const {
-    return step && step->request <= number ? &std::get<RequestStep>(step->what).returned : nullptr;
-  }
-  int64_t Number() const { return step ? step->request : INT64_MAX; }
-
-  StepReader steps;
-  std::optional<Step> step;
-  const bool is_other;
-  Comparison* const comparison;
-};
-
-}  // namespace
+  if (!failure && is_missing) comparison_->Add(run, nullptr);
+  return failure;
+}
 
 common::Failure CompareRecordings(const RecordingFile& run, const RecordingFile& other,
                                   Comparison* comparison) {
   if (run.Header() && other.Header()) comparison->AddHeaders(*run.Header(), *other.Header());
-  Requests a(run, false, comparison), b(other, true, comparison);
-  common::Failure failure = a.Advance();
-  if (!failure) failure = b.Advance();
-  while (!failure && (a.step || b.step)) {
+  StepReader steps(run);
+  RecordedRequests others(other, false, comparison);
+  for (std::optional<Step> step;;) {
+    common::Failure failure = steps.Next(&step);
+    if (failure) return failure;
     if (common::Interrupted()) return common::Fail("interrupted");
-    const int64_t number = std::min(a.Number(), b.Number());
-    const Returned *const mine = a.IfUpTo(number), *const theirs = b.IfUpTo(number);
-    comparison->Add(mine, theirs);
-    if (mine != nullptr) failure = a.Advance();
-    if (!failure && theirs != nullptr) failure = b.Advance();
+    if (!step) return others.CompareUpTo(INT64_MAX, nullptr);
+    if (const auto* const event = std::get_if<Event>(&step->what)) {
+      comparison->AddEvent(false, step->request, *event);
+    } else {
+      failure = others.CompareUpTo(step->request, &std::get<RequestStep>(step->what));
+    }
+    if (failure) return failure;
   }
-  return failure;
 }
 
 }  // namespace record

@@ -34,6 +34,8 @@ class RecordingFile {
   const std::optional<RunHeader>& Header() const { return header_; }
   // Returns the number of the last request; 0 without one.
   int64_t LastRequest() const { return last_request_; }
+  // Prefixes a failure of a line with the file's name and the line's number.
+  common::Failure FailAt(int line, const common::Failure& failure) const;
 
  private:
   friend class LineReader;
@@ -55,8 +57,6 @@ class LineReader {
   common::Failure Next(std::optional<Line>* line);
   // Returns the number of the latest line, from 1.
   int Number() const { return number_; }
-  // Prefixes a failure with the file's name and the latest line's number.
-  common::Failure FailHere(const common::Failure& failure) const;
 
  private:
   // Reads up to the next line break; returns false at the end of the file.
@@ -70,20 +70,41 @@ class LineReader {
   std::string text_;
 };
 
-// Reads the steps of a file.
+// Reads the steps of a file, request by request.
 class StepReader {
  public:
   explicit StepReader(const RecordingFile& file) : lines_(file) {}
 
-  // Reads the next step; nothing at the end.
-  common::Failure Next(std::optional<Step>* step);
+  // Reads the next step for the request of this number or an earlier one; nothing when none is
+  // left.
+  common::Failure Next(std::optional<Step>* step, int64_t last = INT64_MAX);
 
  private:
+  common::Failure ReadAhead();
   // Finds the number of the request that follows an event.
   common::Failure FindRequest(int64_t* number) const;
 
   LineReader lines_;
   int64_t next_request_ = 0;  // of the current events; 0 is unknown
+  std::optional<Step> ahead_;
+  bool at_end_ = false;
+};
+
+// Compares the requests of a recording with those of a run, in their order, and adds its events.
+class RecordedRequests {
+ public:
+  // In a replay, lines without results, and requests that the recording lacks, are no differences.
+  RecordedRequests(const RecordingFile& recorded, bool is_replay, Comparison* comparison)
+      : steps_(recorded), is_replay_(is_replay), comparison_(comparison) {}
+
+  // Compares the requests up to this number, the last with the run's request of the number, if any.
+  // Ends early on an interrupt of the program.
+  common::Failure CompareUpTo(int64_t number, const Returned* run);
+
+ private:
+  StepReader steps_;
+  const bool is_replay_;
+  Comparison* const comparison_;
 };
 
 // Compares all requests of two recordings.

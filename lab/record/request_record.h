@@ -51,6 +51,14 @@ struct RequestRecord {
   // Returns the reasons of a slot in a few words; empty if it has all figures or there are no
   // reasons.
   std::string WhyText(std::size_t slot) const { return why ? TextOf((*why)[slot]) : ""; }
+  // Returns those of all slots, nothing for an empty one.
+  std::vector<Value> WhyValues() const {
+    std::vector<Value> values(kSlots);
+    for (std::size_t slot = 0; slot < kSlots; ++slot) {
+      if (!WhyText(slot).empty()) values[slot] = WhyText(slot);
+    }
+    return values;
+  }
 };
 
 // A model library of the device.

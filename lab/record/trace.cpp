@@ -112,8 +112,7 @@ void Trace::OnPass(const PassRecord& pass) {
   }
   Slice(thread, pass.time, "pass over " + std::to_string(pass.request), Json::object());
   for (const ModelCall& call : pass.calls) {
-    const common::Rect& face = call.face;
-    Slice(thread, call.time, NameOf(call.model), {{"face", {face.x, face.y, face.w, face.h}}});
+    Slice(thread, call.time, NameOf(call.model), {{"face", ListOf(call.face)}});
   }
   Arrow(kRequestThread, LastOf(pass.handed_over), thread, pass.time.at, "frame");
   unseen_[pass.request] = {pass.worker, LastOf(pass.time)};

@@ -55,9 +55,9 @@ static void ReadRecording(fuzz::Script& script) {
   record::StepReader steps(file);
   for (std::optional<record::Step> step; !steps.Next(&step) && step;) {
     const auto* const request = std::get_if<record::RequestStep>(&step->what);
-    if (request == nullptr || !request->change.face_rectangles) continue;
+    if (request == nullptr || !request->in.face_rectangles) continue;
     framework::DeviceState state;
-    state.face_rectangles = *request->change.face_rectangles;
+    state.face_rectangles = *request->in.face_rectangles;
     SetInput(state, &metadata);
     Require(framework::ReadInput(metadata).face_rectangles == state.face_rectangles,
             "what was set is read");
