@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "common/geometry.h"
 #include "image/resize.h"
 
 namespace camkit {
@@ -45,9 +46,9 @@ common::Failure MarkByMask(const media::Picture& mask, int threshold, const medi
   } else if (mask.width == map->width && mask.height == map->height) {
     *map = LumaOf(marks);
   } else {
-    return common::Fail("the mask is " + SizeText(mask.width, mask.height) + "; a picture of " +
-                        SizeText(frame.width, frame.height) + " needs that size or " +
-                        SizeText(map->width, map->height));
+    return common::Fail("the mask is " + common::SizeText(mask.width, mask.height) +
+                        "; a picture of " + common::SizeText(frame.width, frame.height) +
+                        " needs that size or " + common::SizeText(map->width, map->height));
   }
   for (uint8_t& luma : map->bytes) {
     luma = (luma - kBlack) * 255 >= threshold * (kWhite - kBlack) ? kMarked : 0;

@@ -20,6 +20,16 @@
 namespace camkit {
 namespace {
 
+struct Downscaler {
+  Operation operation;
+  int factor;
+  decltype(resize_half)* shrink;
+};
+
+constexpr Downscaler kDownscalers[] = {{Operation::kHalf, 2, resize_half},
+                                       {Operation::kQuarter, 4, resize_quarter},
+                                       {Operation::kEighth, 8, resize_eighthUseNeon}};
+
 // Copies a part of a picture into another one, its upper left corner to (x, y). Both must contain
 // it.
 void Paste(const media::Picture& from, common::Rect part, int x, int y, media::Picture* to) {
@@ -36,26 +46,18 @@ double TimeOf(Call call) {
   return now_ms() - start;
 }
 
+// Returns whether only marked blocks change, or the map itself.
+bool HasMap(const Options& options, const media::Picture* mask) {
+  return options.operation == Operation::kSharpenSkin || options.skin || mask != nullptr;
+}
+
+// Returns the shortest side that the kit accepts. A map has half the picture's size.
 int MinimumSide(Operation operation, bool has_map) {
-  switch (operation) {
-    case Operation::kSharpen:
-      return 3;
-    case Operation::kSharpenSkin:
-      return 6;
-    case Operation::kFilter:
-      return has_map ? 6 : 3;
-    case Operation::kSmooth:
-      return has_map ? 10 : 5;
-    case Operation::kHalf:
-      return 2;
-    case Operation::kQuarter:
-      return 4;
-    case Operation::kEighth:
-      return 8;
-    case Operation::kRotate:
-      break;
+  for (const Downscaler& downscaler : kDownscalers) {
+    if (downscaler.operation == operation) return downscaler.factor;
   }
-  return 1;
+  if (operation == Operation::kRotate) return 1;
+  return (operation == Operation::kSmooth ? 5 : 3) * (has_map ? 2 : 1);
 }
 
 // ---- Luma ---------------------------------------------------------------------------------------
@@ -84,21 +86,17 @@ void ChangeLuma(const Options& options, const media::Nv12Frame& frame, const Pla
 common::Failure ApplyToLuma(const Options& options, const media::Nv12Frame& frame,
                             const media::Picture* mask, BeforeAndAfter* result) {
   Plane map = options.skin ? MarkSkin(frame) : MarkAll(frame);
-  if (mask != nullptr) {
-    if (common::Failure failure = MarkByMask(*mask, options.threshold, frame, &map)) {
-      return failure;
-    }
-  }
-  const bool has_map =
-      options.operation == Operation::kSharpenSkin || options.skin || mask != nullptr;
+  common::Failure failure;
+  if (mask != nullptr) failure = MarkByMask(*mask, options.threshold, frame, &map);
+  if (failure) return failure;
   Planes planes = PlanesOf(frame);
   result->before = media::Nv12ToPicture(frame);
-  result->milliseconds =
-      TimeOf([&] { ChangeLuma(options, frame, has_map ? &map : nullptr, &planes[0]); });
+  const Plane* const used = HasMap(options, mask) ? &map : nullptr;
+  result->milliseconds = TimeOf([&] { ChangeLuma(options, frame, used, &planes[0]); });
   return PictureOf(planes, &result->after);
 }
 
-void SmoothMap(const media::Nv12Frame& frame, BeforeAndAfter* result) {
+common::Failure SmoothMap(const media::Nv12Frame& frame, BeforeAndAfter* result) {
   Plane map = MarkSkin(frame);
   result->before = GrayPicture(map);
   result->milliseconds = TimeOf([&] {
@@ -106,29 +104,27 @@ void SmoothMap(const media::Nv12Frame& frame, BeforeAndAfter* result) {
                           static_cast<unsigned>(map.height));
   });
   result->after = GrayPicture(map);
+  return std::nullopt;
 }
 
 // ---- Size ---------------------------------------------------------------------------------------
 
 // Passes whole blocks only: at other widths the block downscaler's picture would drift.
-Plane Shrink(const Plane& plane, int factor, decltype(resize_half)* shrink) {
-  Plane small(plane.width / factor, plane.height / factor);
-  shrink(plane.bytes.data(), small.bytes.data(), small.width * factor, small.height * factor,
-         plane.width);
+Plane Shrink(const Plane& plane, const Downscaler& by) {
+  Plane small(plane.width / by.factor, plane.height / by.factor);
+  by.shrink(plane.bytes.data(), small.bytes.data(), small.width * by.factor,
+            small.height * by.factor, plane.width);
   return small;
 }
 
-common::Failure ApplyShrink(Operation operation, const media::Nv12Frame& frame,
+common::Failure ApplyShrink(const Downscaler& by, const media::Nv12Frame& frame,
                             BeforeAndAfter* result) {
-  const int factor = operation == Operation::kHalf ? 2 : operation == Operation::kQuarter ? 4 : 8;
-  decltype(resize_half)* const shrink = operation == Operation::kHalf      ? resize_half
-                                        : operation == Operation::kQuarter ? resize_quarter
-                                                                           : resize_eighthUseNeon;
   Planes planes = PlanesOf(frame);
   result->before = media::Nv12ToPicture(frame);
-  result->milliseconds = TimeOf([&] { planes[0] = Shrink(planes[0], factor, shrink); });
-  for (const std::size_t chroma : {std::size_t{1}, std::size_t{2}})
-    planes[chroma] = Shrink(planes[chroma], factor, shrink);
+  result->milliseconds = TimeOf([&] { planes[0] = Shrink(planes[0], by); });
+  for (std::size_t chroma = 1; chroma < planes.size(); ++chroma) {
+    planes[chroma] = Shrink(planes[chroma], by);
+  }
   return PictureOf(planes, &result->after);
 }
 
@@ -144,21 +140,6 @@ media::Picture PadToEven(const media::Picture& picture) {
   return even;
 }
 
-common::Failure RotateFrame(media::Nv12Frame* frame, int degrees, double* milliseconds,
-                            media::Nv12Frame* turned) {
-  const bool upright = degrees == 180;
-  if (common::Failure failure =
-          media::ShapeFrame(upright ? frame->width : frame->height,
-                            upright ? frame->height : frame->width, 0, turned)) {
-    return failure;
-  }
-  const ZyImageBuffer from = media::ImageOf(*frame);
-  ZyImageBuffer to = media::ImageOf(*turned);
-  bool is_done = false;
-  *milliseconds = TimeOf([&] { is_done = ZyCopyBuffer(&to, &from, degrees) != 0; });
-  return is_done ? std::nullopt : common::Fail("the kit rejects the rotation");
-}
-
 // Returns the rectangle of the unpadded picture after a rotation with padding.
 common::Rect TurnedPart(const media::Picture& picture, int degrees) {
   const int pad_x = picture.width % 2, pad_y = picture.height % 2;
@@ -167,16 +148,28 @@ common::Rect TurnedPart(const media::Picture& picture, int degrees) {
   return {0, pad_x, picture.height, picture.width};
 }
 
+media::Picture Cut(const media::Picture& picture, common::Rect part) {
+  media::Picture cut = media::MakePicture(part.w, part.h);
+  Paste(picture, part, 0, 0, &cut);
+  return cut;
+}
+
 common::Failure Rotate(int degrees, const media::Picture& input, BeforeAndAfter* result) {
   media::Nv12Frame frame, turned;
   common::Failure failure = media::PictureToNv12(PadToEven(input), 0, &frame);
-  if (!failure) failure = RotateFrame(&frame, degrees, &result->milliseconds, &turned);
+  const bool upright = degrees == 180;
+  if (!failure) {
+    failure = media::ShapeFrame(upright ? frame.width : frame.height,
+                                upright ? frame.height : frame.width, 0, &turned);
+  }
   if (failure) return failure;
-  const common::Rect part = TurnedPart(input, degrees);
-  result->after = media::MakePicture(part.w, part.h);
-  Paste(media::Nv12ToPicture(turned), part, 0, 0, &result->after);
-  result->before = media::MakePicture(input.width, input.height);
-  Paste(media::Nv12ToPicture(frame), {0, 0, input.width, input.height}, 0, 0, &result->before);
+  const ZyImageBuffer from = media::ImageOf(frame);
+  ZyImageBuffer to = media::ImageOf(turned);
+  bool is_done = false;
+  result->milliseconds = TimeOf([&] { is_done = ZyCopyBuffer(&to, &from, degrees) != 0; });
+  if (!is_done) return common::Fail("the kit rejects the rotation");
+  result->before = Cut(media::Nv12ToPicture(frame), {0, 0, input.width, input.height});
+  result->after = Cut(media::Nv12ToPicture(turned), TurnedPart(input, degrees));
   return std::nullopt;
 }
 
@@ -197,28 +190,18 @@ media::Picture Enlarge(const media::Picture& picture, int width, int height) {
 
 common::Failure Apply(const Options& options, const media::Picture& input,
                       const media::Picture* mask, BeforeAndAfter* result) {
-  const int side = MinimumSide(options.operation, options.skin || mask != nullptr);
+  const int side = MinimumSide(options.operation, HasMap(options, mask));
   if (input.width < side || input.height < side) {
-    return common::Fail(SizeText(input.width, input.height) + " is too small: " + options.name +
-                        " needs at least " + SizeText(side, side));
+    return common::Fail(common::SizeText(input.width, input.height) + " is too small: " +
+                        options.name + " needs at least " + common::SizeText(side, side));
   }
   if (options.operation == Operation::kRotate) return Rotate(options.degrees, input, result);
   media::Nv12Frame frame;
   if (common::Failure failure = media::PictureToNv12(input, 0, &frame)) return failure;
-  switch (options.operation) {
-    case Operation::kHalf:
-    case Operation::kQuarter:
-    case Operation::kEighth:
-      return ApplyShrink(options.operation, frame, result);
-    case Operation::kSmooth:
-      if (options.skin) {
-        SmoothMap(frame, result);
-        return std::nullopt;
-      }
-      break;
-    default:
-      break;
+  for (const Downscaler& downscaler : kDownscalers) {
+    if (downscaler.operation == options.operation) return ApplyShrink(downscaler, frame, result);
   }
+  if (options.operation == Operation::kSmooth && options.skin) return SmoothMap(frame, result);
   return ApplyToLuma(options, frame, mask, result);
 }
 
@@ -228,9 +211,9 @@ common::Failure SideBySide(const BeforeAndAfter& pictures, const std::string& na
   const media::Picture after = Enlarge(pictures.after, before.width, before.height);
   const int scale = media::LabelScale(before.width, before.height);
   const int gap = 8 * scale;
-  const std::string left = "before " + SizeText(before.width, before.height);
+  const std::string left = "before " + common::SizeText(before.width, before.height);
   const std::string right =
-      "after " + name + " " + SizeText(pictures.after.width, pictures.after.height);
+      "after " + name + " " + common::SizeText(pictures.after.width, pictures.after.height);
   const common::Rect left_box = media::LabelBox(0, 0, left, scale);
   const int right_x = std::max(before.width, left_box.w) + gap;
   const common::Rect right_box = media::LabelBox(right_x, 0, right, scale);

@@ -51,8 +51,4 @@ media::Picture GrayPicture(const Plane& plane) {
   return picture;
 }
 
-std::string SizeText(int width, int height) {
-  return std::to_string(width) + "x" + std::to_string(height);
-}
-
 }  // namespace camkit

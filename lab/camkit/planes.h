@@ -4,7 +4,6 @@
 
 #include <array>
 #include <cstdint>
-#include <string>
 #include <vector>
 
 #include "common/failure.h"
@@ -33,8 +32,6 @@ Planes PlanesOf(const media::Nv12Frame& frame);
 common::Failure PictureOf(const Planes& planes, media::Picture* picture);
 // Converts a plane of brightness, 0 to 255, to a gray picture.
 media::Picture GrayPicture(const Plane& plane);
-
-std::string SizeText(int width, int height);
 
 }  // namespace camkit
 

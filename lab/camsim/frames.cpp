@@ -21,10 +21,6 @@ common::Failure NoNetworks(const std::string& why) {
   return common::Fail("no networks: " + why + "; ./dev models fetches and builds them");
 }
 
-std::string TextOf(int width, int height) {
-  return std::to_string(width) + "x" + std::to_string(height);
-}
-
 // Returns the smallest part of a picture, of its aspect ratio and even, that holds faces and a
 // quarter of each around it.
 common::Rect CropAround(const std::vector<common::Rect>& faces, Size picture) {
@@ -81,12 +77,13 @@ common::Failure Frames::Open() {
   if (crop_ &&
       (crop_->x > source_->Width() - crop_->w || crop_->y > source_->Height() - crop_->h)) {
     return common::FailUsage("--crop reaches out of the " +
-                             TextOf(source_->Width(), source_->Height()) + " picture");
+                             common::SizeText(source_->Width(), source_->Height()) + " picture");
   }
   for (const common::Rect& face : options_.faces) {
     if (face.x < size.width && face.y < size.height) continue;
     return common::FailUsage("--face " + std::to_string(face.x) + "," + std::to_string(face.y) +
-                             " lies outside the " + TextOf(size.width, size.height) + " picture");
+                             " lies outside the " + common::SizeText(size.width, size.height) +
+                             " picture");
   }
   return std::nullopt;
 }

@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "common/geometry.h"
 #include "common/program.h"
 
 namespace camsim {
@@ -38,8 +39,7 @@ std::vector<std::string> NoticesOf(const Options& options) {
   const Size sensor = options.sensor;
   const std::pair<const char*, std::string> settings[] = {
       {"orientation", number(options.orientation)},
-      {"sensor",
-       sensor.width == 0 ? "" : std::to_string(sensor.width) + "x" + std::to_string(sensor.height)},
+      {"sensor", sensor.width == 0 ? "" : common::SizeText(sensor.width, sensor.height)},
       {"quad-cfa", number(options.quad_cfa)},
       {"role", number(options.role)},
       {"camera", number(options.camera)},

@@ -45,10 +45,15 @@ constexpr bool IsUsableSize(int64_t width, int64_t height) {
          width * height <= kMaxPixels;
 }
 
+// Formats a size: "1280x720".
+inline std::string SizeText(int64_t width, int64_t height) {
+  return std::to_string(width) + "x" + std::to_string(height);
+}
+
 inline Failure UnusableSize(int64_t width, int64_t height) {
-  return Fail("size " + std::to_string(width) + "x" + std::to_string(height) +
-              " is outside the limits: 1 to " + std::to_string(kMaxSide) + " a side and at most " +
-              std::to_string(kMaxPixels >> 20) + " Mi pixels");
+  return Fail("size " + SizeText(width, height) + " is outside the limits: 1 to " +
+              std::to_string(kMaxSide) + " a side and at most " + std::to_string(kMaxPixels >> 20) +
+              " Mi pixels");
 }
 
 // Returns the number of pixels in both.

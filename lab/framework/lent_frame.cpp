@@ -3,6 +3,8 @@
 
 #include <iterator>
 
+#include "common/geometry.h"
+
 namespace framework {
 namespace {
 
@@ -29,8 +31,8 @@ LentFrame::LentFrame(uint32_t width, uint32_t height, uint32_t pitch, Margin mar
 
 std::string LentFrame::Shape() const {
   const ChiNodeBuffer& buffer = records_.buffers[0];
-  return std::to_string(buffer.format.width) + "x" + std::to_string(buffer.format.height) +
-         ", pitch " + std::to_string(buffer.planeStride);
+  return common::SizeText(buffer.format.width, buffer.format.height) + ", pitch " +
+         std::to_string(buffer.planeStride);
 }
 
 std::string LentFrame::ChangedInput() {
