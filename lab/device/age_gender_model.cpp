@@ -38,7 +38,7 @@ void zy_fail_age_gender_inits(int attempts) {
 }
 
 void zy_report_age_gender_calls(ZyModelListener listener, void* context) {
-  g_fake.Set(&device::ModelSettings::listener, device::ModelSettings::Listener{listener, context});
+  g_fake.Set(&device::ModelSettings::listener, device::ModelListener{listener, context});
 }
 
 uint64_t zy_overlapping_age_gender_calls() { return g_fake.OverlappingCalls(); }

@@ -61,19 +61,24 @@ void SetBufferNegotiationResult(int32_t result);
 
 // ---- The two models -----------------------------------------------------------------------------
 
+// The listener of a model's calls, if any.
+struct ModelListener {
+  ZyModelListener function = nullptr;
+  void* context = nullptr;
+
+  void Show(const ZyModelCall& call) const {
+    if (function != nullptr) function(context, &call);
+  }
+};
+
 // Behaviour of a model from the next call on.
 struct ModelSettings {
-  struct Listener {
-    ZyModelListener function = nullptr;
-    void* context = nullptr;
-  };
-
   std::chrono::milliseconds delay{0};  // of each analysis
   int failing_inits = 0;               // number of set-ups that fail next; negative: all
   bool failing_inits_throw = false;    // as a set-up of the face grade always does
   bool is_mute = false;                // an analysis returns at once, without a result
   bool records = false;                // stores its calls
-  Listener listener;
+  ModelListener listener;
   std::string version = "host-1.0";  // of age and gender; cut or padded with NULs to 56 bytes
 };
 

@@ -28,7 +28,7 @@ device::ModelControl<device::FaceGradeCall, device::FaceGradeAnswer>& device::Fa
 extern "C" {
 
 void zy_report_face_grade_calls(ZyModelListener listener, void* context) {
-  g_fake.Set(&device::ModelSettings::listener, device::ModelSettings::Listener{listener, context});
+  g_fake.Set(&device::ModelSettings::listener, device::ModelListener{listener, context});
 }
 
 uint64_t zy_overlapping_face_grade_calls() { return g_fake.OverlappingCalls(); }

@@ -60,13 +60,11 @@ class ModelFake : public ModelControl<Call, Answer> {
     if (state.settings.is_mute || (state.has_failed && !state.script)) return std::nullopt;
     if (state.settings.delay.count() > 0) std::this_thread::sleep_for(state.settings.delay);
     const Answer answer = state.script ? state.script(call) : measure_(gray, rgb, call);
-    const ModelSettings::Listener listener = state.settings.listener;
-    if (listener.function == nullptr) return answer;
     ZyModelCall heard = {gray,     rgb,        call.width,  call.height, call.left,
                          call.top, call.right, call.bottom, {}};
     static_assert(sizeof(answer) <= sizeof(heard.answer));
     std::memcpy(heard.answer, &answer, sizeof(answer));
-    listener.function(listener.context, &heard);
+    state.settings.listener.Show(heard);
     return answer;
   }
 

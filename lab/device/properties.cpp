@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Fake of libcutils.
+#include <cstdio>
 #include <cstring>
 #include <map>
 #include <mutex>
@@ -29,9 +30,7 @@ extern "C" void zy_set_property(const char* key, const char* value) {
 extern "C" int property_get(const char* key, char* value, const char* default_value) {
   std::lock_guard<std::mutex> lock(g_mutex);
   const auto found = g_properties.find(key);
-  std::string text = default_value != nullptr ? default_value : "";
-  if (found != g_properties.end()) text = found->second;
-  text.resize(std::min(text.size(), static_cast<size_t>(kPropertyValueMax - 1)));
-  std::memcpy(value, text.c_str(), text.size() + 1);
-  return static_cast<int>(text.size());
+  if (found != g_properties.end()) default_value = found->second.c_str();
+  std::snprintf(value, kPropertyValueMax, "%s", default_value != nullptr ? default_value : "");
+  return static_cast<int>(std::strlen(value));
 }

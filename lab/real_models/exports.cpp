@@ -24,15 +24,7 @@ namespace {
 constexpr float kCrops[] = {0.9f, 1.0f};
 constexpr float kViews = 2 * std::size(kCrops);
 
-struct Listener {
-  ZyModelListener function = nullptr;
-  void* context = nullptr;
-
-  void Show(const ZyModelCall& call) const {
-    if (function != nullptr) function(context, &call);
-  }
-};
-Listener g_age_gender_listener, g_face_grade_listener;
+device::ModelListener g_age_gender_listener, g_face_grade_listener;
 
 // The networks of the process. The first caller loads them: a node's request thread or worker, or a
 // thread of the simulator.
@@ -100,15 +92,10 @@ QVAG_FaceResult QVAG_OneFaceAnalyze(const uint8_t* gray, const uint8_t* rgb, int
     }
     result.prop = std::abs(2 * result.gender - 1);
   }
-  g_age_gender_listener.Show({gray,
-                              rgb,
-                              width,
-                              height,
-                              left,
-                              top,
-                              right,
-                              bottom,
-                              {result.age, result.prop, result.gender, 0}});
+  const ZyModelCall call = {gray,   rgb,    width,
+                            height, left,   top,
+                            right,  bottom, {result.age, result.prop, result.gender, 0}};
+  g_age_gender_listener.Show(call);
   return result;
 }
 
@@ -143,15 +130,10 @@ int FaceGradeInterface::process(const uint8_t* rgb, int width, int height, FaceG
   }
   result.grade = grade[0];
   std::copy_n(&grade[1], 3, result.scores);
-  g_face_grade_listener.Show({nullptr,
-                              rgb,
-                              width,
-                              height,
-                              face[0],
-                              face[1],
-                              face[0] + face[2],
-                              face[1] + face[3],
-                              {grade[0], grade[1], grade[2], grade[3]}});
+  const int right = face[0] + face[2], bottom = face[1] + face[3];
+  ZyModelCall call = {nullptr, rgb, width, height, face[0], face[1], right, bottom, {}};
+  std::copy(grade.begin(), grade.end(), call.answer);
+  g_face_grade_listener.Show(call);
   return networks.error.empty() ? 0 : -1;
 }
 
