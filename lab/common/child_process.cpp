@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cstdio>
 #include <fstream>
+#include <new>
 #include <thread>
 
 namespace common {
@@ -111,7 +112,8 @@ std::optional<ChildEnd> RunInChild(const std::function<void()>& run,
 void* MapShared(std::size_t size) {
   void* const shared =
       mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  return shared != MAP_FAILED ? shared : nullptr;
+  if (shared == MAP_FAILED) throw std::bad_alloc();
+  return shared;
 }
 
 }  // namespace common

@@ -28,7 +28,7 @@ std::optional<ChildEnd> RunInChild(const std::function<void()>& run,
                                    const std::atomic<uint64_t>& progress, int seconds,
                                    const std::function<void()>& meanwhile);
 
-// Maps memory shared with children, initially zero; returns null without memory.
+// Maps memory shared with children, initially zero. Throws std::bad_alloc.
 void* MapShared(std::size_t size);
 
 }  // namespace common

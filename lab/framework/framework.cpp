@@ -271,6 +271,7 @@ ChiResult Session::Process(uint64_t frame_number, LentFrame* frame, uint32_t buf
                        std::memcmp(&frame->records(), &records, sizeof(records)) == 0 &&
                        given_outputs == outputs;
   *changed = is_kept ? frame->ChangedInput() : "the request's record";
+  if (changed->empty()) *changed = ChangedValue();
   return result;
 }
 
@@ -285,8 +286,9 @@ ChiResult Session::Process(ChiNodeProcessRequestInfo* info) {
 
 std::string Session::ChangedValue() {
   for (auto& [tag, bytes] : lent_) {
-    const auto change = bytes.FirstChange();
-    if (change) return Framework::Get().Tags().NameOf(tag) + ", byte " + std::to_string(*change);
+    if (const auto change = bytes.FirstChange()) {
+      return bytes.name() + ", byte " + std::to_string(*change);
+    }
   }
   return "";
 }

@@ -160,7 +160,8 @@ class Session {
   // Sends one request with one input buffer and one output buffer.
   common::Failure Process(uint64_t frame_number, CameraBuffer* input, CameraBuffer* output);
   // Sends a request with a frame, `buffers` times as input and as output. A `changed` that is not
-  // null receives the node's changes of the request's record and of the input, "" without any.
+  // null receives the first change by the node in the request's record, the input or beside it, or
+  // a tag's value or beside it; "" without any.
   ChiResult Process(uint64_t frame_number, LentFrame* frame, uint32_t buffers,
                     std::string* changed);
   // Returns the metadata that the node published for the last request.
@@ -181,14 +182,13 @@ class Session {
   // Lends tag values in memory with this margin; with nullopt, as initially, it passes its own
   // values.
   void LendValues(std::optional<Margin> margin) { margin_ = margin; }
-  // Describes a change by the node in a value of the last request or beside it; "" for none.
-  std::string ChangedValue();
 
  private:
   friend class Framework;
   static ChiResult GetMetadata(ChiMetadataGet* get);
   static ChiResult SetMetadata(ChiMetadataSet* set);
   ChiResult Process(ChiNodeProcessRequestInfo* info);
+  std::string ChangedValue();
   std::string Take(uint32_t id, const ChiTagData& data);
 
   ChiHandle node_ = nullptr;

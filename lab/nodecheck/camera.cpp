@@ -14,6 +14,11 @@ Camera::Camera(Subject* subject, uint32_t width, uint32_t height, bool starts_wo
   if (starts_worker) session.PostPipelineCreate();
 }
 
+Camera::~Camera() {
+  Doing("destroy");
+  Require(session.Destroy());
+}
+
 framework::DeviceState Camera::Usual(uint32_t faces) {
   const ChiImageFormat& size = frame_.records().buffers[0].format;
   const auto width = static_cast<int32_t>(size.width), height = static_cast<int32_t>(size.height);
@@ -40,12 +45,11 @@ void Camera::Judge(const std::string& request, ChiResult result, End end) {
   if (!session.Complaint().empty()) Fail(request + ": published that " + session.Complaint());
   if (result != kChiSuccess || session.RefusesPublications()) return;
   const framework::VendorTags& tags = framework::Framework::Get().Tags();
-  const Expectations& expected = Expected();
-  for (uint32_t i = 0; i < expected.tag_count && end != End::kAny; ++i) {
-    if (session.Output().Find(expected.tags[i]) != nullptr) continue;
-    const std::string tag = tags.NameOf(expected.tags[i]);
-    Require(false, request, tag + " as with plain requests",
-            session.Publications() == 0 ? "no publication" : "a publication without it");
+  const char* const seen =
+      session.Publications() == 0 ? "no publication" : "a publication without it";
+  for (const uint32_t* tag = Expected().tags; *tag != 0 && end != End::kAny; ++tag) {
+    Require(session.Output().Find(*tag) != nullptr, request,
+            tags.NameOf(*tag) + " as with plain requests", seen);
   }
   const int32_t faces = session.Result().face_count;
   Require(faces >= 0 && faces <= 3, request, "0 to 3 faces", std::to_string(faces));
@@ -56,19 +60,13 @@ void Camera::SendSeries(LentFrame* frame, uint32_t buffers, End end) {
   subject_->AwaitWorkers();
 }
 
-bool Camera::SendUntilWoken(uint64_t most) {
+bool Camera::SendUntilWoken() {
   const uint64_t signals = framework::CountWorkers().signals;
-  for (uint64_t number = 1; number <= most; ++number) {
+  for (uint64_t number = 1; number <= 60; ++number) {
     Send(number);
     if (framework::CountWorkers().signals != signals) return true;
   }
   return false;
-}
-
-void Camera::Destroy() {
-  if (session.node() == nullptr) return;
-  Doing("destroy");
-  Require(session.Destroy());
 }
 
 }  // namespace nodecheck

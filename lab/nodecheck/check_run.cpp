@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
 #include <mutex>
 #include <new>
 
@@ -26,22 +25,20 @@ constexpr int kFinalWord = 87;
 struct Report {
   std::atomic<Verdict> verdict;
   std::atomic<uint64_t> progress;
-  std::atomic<uint32_t> row_count;
-  char doing[160], note[512], rows[16][128];
+  std::atomic<std::size_t> rows_size;
+  std::size_t rows_printed;
+  char doing[160], note[512], rows[4096];
   framework::CrashReport crash;
 };
-struct Shared {
-  Report report;
-  Expectations expected;
-};
-Shared* g_shared = nullptr;
+Report* g_report = nullptr;
+Expectations* g_expected = nullptr;
 const Check* g_check_here = nullptr;  // the check that runs in the first process
 
 [[noreturn]] void EndCheck(Verdict verdict, const std::string& note) {
   static std::mutex mutex;
   mutex.lock();  // never unlocked: only the first thread that ends the check reports
   Note(note);
-  g_shared->report.verdict = verdict;
+  g_report->verdict = verdict;
   if (g_check_here == nullptr) _exit(0);
   PrintResult({g_check_here, verdict, note, "", "", 0});
   _exit(verdict == Verdict::kFailed ? common::kExitFailure : common::kExitOk);
@@ -51,16 +48,16 @@ void Run(const Options& options, const Check& check) {
   Doing("the loading of the device's libraries");
   Subject subject(options);
   check.run(&subject);
-  g_shared->report.verdict = Verdict::kOk;
+  g_report->verdict = Verdict::kOk;
   Doing("the end of the process");
 }
 
-void PrintNewRows(uint32_t* printed) {
-  const Report& report = g_shared->report;
-  for (; *printed < report.row_count; ++*printed) {
-    std::printf("%s\n", report.rows[*printed % std::size(report.rows)]);
-    std::fflush(stdout);
-  }
+void PrintNewRows() {
+  const std::size_t size = g_report->rows_size - g_report->rows_printed;
+  if (size == 0) return;
+  std::fwrite(g_report->rows + g_report->rows_printed, 1, size, stdout);
+  std::fflush(stdout);
+  g_report->rows_printed += size;
 }
 
 // Returns the first line that resembles one of nodecheck's.
@@ -74,7 +71,7 @@ std::string FirstImitation(const std::string& output) {
 
 // Returns the fault in a child's end, which its check cannot see; "" for none.
 std::string FaultOf(const common::ChildEnd& end, const Options& options) {
-  const Report& report = g_shared->report;
+  const Report& report = *g_report;
   const std::string during = std::string(" during ") + report.doing;
   const std::string imitation = FirstImitation(end.output);
   if (end.is_hung) return "hung for " + std::to_string(options.timeout_s) + " s" + during;
@@ -92,23 +89,20 @@ std::string FaultOf(const common::ChildEnd& end, const Options& options) {
 
 }  // namespace
 
-bool PrepareRuns() {
-  void* const shared = common::MapShared(sizeof(Shared));
-  if (shared != nullptr) g_shared = new (shared) Shared();
-  return shared != nullptr;
+void PrepareRuns() {
+  g_report = new (common::MapShared(sizeof(Report))) Report();
+  g_expected = new (common::MapShared(sizeof(Expectations))) Expectations();
 }
 
 Result RunCheck(const Options& options, const Check& check) {
   const auto run = [&] {
-    framework::InstallCrashReport(&g_shared->report.crash);
+    framework::InstallCrashReport(&g_report->crash);
     Run(options, check);
     std::exit(kFinalWord);  // runs a sanitizer's report and the node's destructors
   };
   const auto begin = std::chrono::steady_clock::now();
-  Report& report = *new (&g_shared->report) Report();
-  uint32_t rows = 0;
-  const auto end =
-      common::RunInChild(run, report.progress, options.timeout_s, [&] { PrintNewRows(&rows); });
+  const Report& report = *new (g_report) Report();
+  const auto end = common::RunInChild(run, report.progress, options.timeout_s, PrintNewRows);
   if (!end) return {&check, Verdict::kFailed, "there is no process for it", "", "", 0};
   const std::string fault = FaultOf(*end, options);
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - begin;
@@ -124,16 +118,16 @@ void RunHere(const Options& options, const Check& check) {
   g_check_here = &check;
   Note("");
   Run(options, check);
-  PrintResult({&check, Verdict::kOk, g_shared->report.note, "", "", 0});
+  PrintResult({&check, Verdict::kOk, g_report->note, "", "", 0});
   std::exit(common::kExitOk);
 }
 
-Expectations& Expected() { return g_shared->expected; }
+Expectations& Expected() { return *g_expected; }
 void Fail(const std::string& what) { EndCheck(Verdict::kFailed, what); }
 void Skip(const std::string& reason) { EndCheck(Verdict::kSkipped, reason); }
 
 void Note(const std::string& word) {
-  std::snprintf(g_shared->report.note, sizeof(g_shared->report.note), "%s", word.c_str());
+  std::snprintf(g_report->note, sizeof(g_report->note), "%s", word.c_str());
 }
 
 void Require(const common::Failure& failure) {
@@ -148,15 +142,14 @@ void Require(bool holds, const std::string& what, const std::string& expected,
 void Doing(const std::string& call) {
   static std::mutex mutex;
   std::lock_guard<std::mutex> lock(mutex);
-  std::snprintf(g_shared->report.doing, sizeof(g_shared->report.doing), "%s", call.c_str());
-  ++g_shared->report.progress;
+  std::snprintf(g_report->doing, sizeof(g_report->doing), "%s", call.c_str());
+  ++g_report->progress;
 }
 
 void PrintRow(const std::string& row) {
-  Report& report = g_shared->report;
-  auto& text = report.rows[report.row_count % std::size(report.rows)];
-  std::snprintf(text, sizeof(text), "%s", row.c_str());
-  ++report.row_count;
+  Report& report = *g_report;
+  const std::size_t size = report.rows_size;
+  report.rows_size = size + (row + '\n').copy(report.rows + size, sizeof(report.rows) - size);
 }
 
 }  // namespace nodecheck

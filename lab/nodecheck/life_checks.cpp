@@ -7,6 +7,7 @@
 #include <cinttypes>
 #include <cstdio>
 #include <thread>
+#include <utility>
 
 #include "common/process_state.h"
 #include "device/control.h"
@@ -18,30 +19,45 @@
 namespace nodecheck {
 namespace {
 
-void RequireNothingLeft(int64_t threads, const common::Footprint& warm,
-                        const common::Footprint& now) {
-  const auto require = [](const char* what, int64_t most, int64_t seen) {
-    Require(seen <= most, what, "at most " + std::to_string(most), std::to_string(seen));
-  };
-  require("threads between two lives", threads, now.threads);
-  // From its first report on, even a suppressed one, a sanitizer keeps a pair of pipes to the
-  // program that names its frames.
-  const int64_t pipes = common::IsSlowMachine() ? 2 : 0;
-  require("open descriptors between two lives", warm.descriptors + pipes, now.descriptors);
-  if (common::IsSlowMachine()) return;
-  require("KiB of resident memory", warm.resident_kib + 1024, now.resident_kib);
-}
+// Measures the process between two lives, and fails on more than there was the first time.
+class Leftovers {
+ public:
+  explicit Leftovers(const Subject& subject)
+      : patience_(subject.Patience()), threads_(common::CountThreads()) {}
+
+  common::Footprint Check() {
+    const common::Footprint now = common::MeasureFootprint(threads_, patience_);
+    if (warm_.threads == 0) warm_ = now;
+    Require("threads between two lives", threads_, now.threads);
+    // From its first report on, even a suppressed one, a sanitizer keeps a pair of pipes to the
+    // program that names its frames.
+    const int64_t pipes = common::IsSlowMachine() ? 2 : 0;
+    Require("open descriptors between two lives", warm_.descriptors + pipes, now.descriptors);
+    const int64_t most_kib = warm_.resident_kib + 1024;
+    if (!common::IsSlowMachine()) Require("KiB of resident memory", most_kib, now.resident_kib);
+    return now;
+  }
+
+ private:
+  static void Require(const char* what, int64_t most, int64_t seen) {
+    nodecheck::Require(seen <= most, what, "at most " + std::to_string(most), std::to_string(seen));
+  }
+
+  const std::chrono::milliseconds patience_;
+  const int64_t threads_;
+  common::Footprint warm_ = {};  // the first time
+};
 
 // Fails on overlapping calls of a model: the libraries are not thread-safe.
 void RequireTurns(const Subject& subject) {
-  const auto require = [&](const char* library, const char* name) {
+  for (const auto& [library, name] :
+       {std::pair("libQVFD_AgeGender.so", "zy_overlapping_age_gender_calls"),
+        std::pair("libFaceGrade.so", "zy_overlapping_face_grade_calls")}) {
     uint64_t (*count)() = nullptr;
-    if (subject.device.FindControl(library, name, &count)) return;
+    if (subject.device.FindControl(library, name, &count)) continue;
     Require(count() == 0, "calls of a model", "one at a time",
             std::to_string(count()) + " overlap");
-  };
-  require("libQVFD_AgeGender.so", "zy_overlapping_age_gender_calls");
-  require("libFaceGrade.so", "zy_overlapping_face_grade_calls");
+  }
 }
 
 void AtOnce(Subject* subject) {
@@ -61,7 +77,7 @@ void InPass(Subject* subject) {
   bool is_woken = false;
   for (const int pause_ms : {0, 0, 5, 20, 50, 90}) {
     Camera camera(subject, 640, 480);
-    is_woken |= camera.SendUntilWoken(60);
+    is_woken |= camera.SendUntilWoken();
     std::this_thread::sleep_for(std::chrono::milliseconds(pause_ms));
   }
   if (!is_woken) Note("no worker was woken");
@@ -74,10 +90,7 @@ void TwoNodes(Subject* subject) {
   const auto live = [&] {
     for (uint32_t life = 0; life < 5; ++life) {
       Camera camera(subject, 320 + 32 * life, 240);
-      for (uint64_t number = 1; number <= 120; ++number) {
-        camera.Send(number);
-        if (number % 24 == 0) subject->AwaitWorkers();
-      }
+      for (int series = 0; series < 5; ++series) camera.SendSeries();
     }
   };
   std::thread other(live);
@@ -91,15 +104,11 @@ const Check kTwoNodes("life.two_nodes",
 // Uses small frames: an allocator keeps a varying amount of large ones.
 void ManyLives(Subject* subject) {
   subject->Node();
-  const int64_t threads = common::CountThreads();
-  common::Footprint warm = {};
+  Leftovers leftovers(*subject);
   for (int life = 1; life <= 200; ++life) {
-    Camera(subject, 160, 120).SendUntilWoken(60);
-    if (life != 20) continue;
-    warm = common::MeasureFootprint(threads, subject->Patience());
-    RequireNothingLeft(threads, warm, warm);
+    Camera(subject, 160, 120).SendUntilWoken();
+    if (life == 20 || life == 200) leftovers.Check();
   }
-  RequireNothingLeft(threads, warm, common::MeasureFootprint(threads, subject->Patience()));
   if (common::IsSlowMachine()) Note("resident memory means little here");
 }
 const Check kMany("life.many", "200 lives leave no thread, descriptor or memory behind.",
@@ -109,11 +118,7 @@ void Kept(Subject* subject) {
   int pipes[2] = {};  // which a node might close as its own
   Require(pipe(pipes) == 0, "pipe", "two descriptors", "none");
   const auto before = common::SurveyProcess();
-  {
-    Camera camera(subject, 320, 240);
-    for (uint64_t number = 1; number <= 24; ++number) camera.Send(number);
-    subject->AwaitWorkers();
-  }
+  Camera(subject, 320, 240).SendSeries();
   const std::string difference = common::FirstDifference(before, common::SurveyProcess());
   if (!difference.empty()) Fail(difference);
 }
@@ -184,7 +189,8 @@ void Print(uint64_t requests, const framework::OutcomeCounts& all, const common:
 
 void Soak(Subject* subject) {
   const uint64_t requests = subject->options.soak;
-  const uint64_t lives = std::max<uint64_t>(10, subject->options.lives);
+  const uint64_t chosen = subject->options.lives;
+  const uint64_t lives = std::max<uint64_t>(10, chosen != 0 ? chosen : requests / 1000);
   framework::SetLogListener([](const framework::LogLine& line) {
     t_life.See(line.text);
     return false;
@@ -192,17 +198,12 @@ void Soak(Subject* subject) {
   subject->Node();
   PrintRow(
       "  requests   offered   skipped   dropped     taken  analysed      KiB threads descriptors");
-  const int64_t threads = common::CountThreads();
-  common::Footprint warm = {};
+  Leftovers leftovers(*subject);
   framework::OutcomeCounts all;
   for (uint64_t life = 0; life < lives; ++life) {
     const uint64_t sent = (life + 1) * requests / lives;
     all += Live(subject, life, sent - life * requests / lives);
-    if ((life + 1) % (lives / 10) != 0) continue;
-    const common::Footprint now = common::MeasureFootprint(threads, subject->Patience());
-    if (warm.threads == 0) warm = now;
-    Print(sent, all, now);
-    RequireNothingLeft(threads, warm, now);
+    if ((life + 1) % (lives / 10) == 0) Print(sent, all, leftovers.Check());
   }
   RequireTurns(*subject);
   if (all.offered == 0) Note("the node logs no outcomes of frames");

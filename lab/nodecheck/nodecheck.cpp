@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <map>
 #include <utility>
 
@@ -16,8 +15,8 @@
 namespace nodecheck {
 namespace {
 
-std::vector<const Check*>& Registered() {
-  static std::vector<const Check*> checks;
+std::map<std::string, const Check*>& Registered() {
+  static std::map<std::string, const Check*> checks;
   return checks;
 }
 
@@ -84,14 +83,11 @@ int List(const std::vector<const Check*>& checks) {
 std::vector<const Check*> Choose(const Options& options) {
   if (options.soak != 0) return {&kSoak};
   std::vector<const Check*> chosen;
-  for (const Check* check : Registered()) {
-    const bool matches = options.here.empty()
-                             ? std::strstr(check->name, options.filter.c_str()) != nullptr
-                             : check->name == options.here;
+  for (const auto& [name, check] : Registered()) {
+    const bool matches =
+        options.here.empty() ? name.find(options.filter) != name.npos : name == options.here;
     if (matches && check != &kLoading && check != &kSoak) chosen.push_back(check);
   }
-  std::sort(chosen.begin(), chosen.end(),
-            [](const Check* a, const Check* b) { return std::strcmp(a->name, b->name) < 0; });
   return chosen;
 }
 
@@ -104,15 +100,12 @@ int Main(const Options& options) {
                common::kExitUsage);
   }
   if (options.list) return List(chosen);
-  if (!PrepareRuns()) return Say("out of memory", common::kExitFailure);
+  PrepareRuns();
   Runner runner(options, chosen);
-  const std::string unloaded = runner.RunNeeded({&kLoading});
-  if (!unloaded.empty()) return Say(unloaded, common::kExitFailure);
-  if (!options.here.empty()) {
-    const std::string missing = runner.RunNeeded(chosen[0]->needs);
-    if (!missing.empty()) return Say(missing, common::kExitFailure);
-    RunHere(options, *chosen[0]);
-  }
+  std::string missing = runner.RunNeeded({&kLoading});
+  if (missing.empty() && !options.here.empty()) missing = runner.RunNeeded(chosen[0]->needs);
+  if (!missing.empty()) return Say(missing, common::kExitFailure);
+  if (!options.here.empty()) RunHere(options, *chosen[0]);
   for (const Check* check : chosen) runner.Run(*check);
   return runner.Finish();
 }
@@ -122,7 +115,7 @@ int Main(const Options& options) {
 Check::Check(const char* own_name, const char* sentence, Run function,
              std::vector<const Check*> needed)
     : name(own_name), about(sentence), run(function), needs(std::move(needed)) {
-  Registered().push_back(this);
+  Registered()[name] = this;
 }
 
 Subject::Subject(const Options& subject_options) : options(subject_options) {

@@ -22,7 +22,7 @@ struct Options {
   std::string here;    // the only check to run, in this process; or empty
   std::string junit;   // file for the results, or empty
   uint64_t soak = 0;   // requests; 0 without a soak
-  uint64_t lives = 0;
+  uint64_t lives = 0;  // of the soak; 0 for one per 1,000 requests
   int limit_ms = 0;
   uint32_t seed = 1;
   int timeout_s = 0;  // without progress
@@ -53,8 +53,7 @@ struct Check;
 
 // The results of a plain request: requests.plain learns them for all later checks.
 struct Expectations {
-  uint32_t tags[64];
-  uint32_t tag_count;
+  uint32_t tags[65];  // up to a 0
   bool calls_model;
 };
 Expectations& Expected();
@@ -126,9 +125,7 @@ enum class End { kAnswer, kAnswerOrError, kAny };
 class Camera {
  public:
   Camera(Subject* subject, uint32_t width, uint32_t height, bool starts_worker = true);
-  ~Camera() { Destroy(); }
-  Camera(const Camera&) = delete;
-  Camera& operator=(const Camera&) = delete;
+  ~Camera();
 
   // Returns the usual tags with `faces` faces, all in the middle of the camera's frame.
   framework::DeviceState Usual(uint32_t faces);
@@ -138,12 +135,12 @@ class Camera {
   void Send(uint64_t number, End end = End::kAnswer) { Send(number, &frame_, 1, end); }
   void Send(uint64_t number, LentFrame* frame, uint32_t buffers, End end);
   // Sends enough requests for any pacing to pass some to the worker, then waits for it.
+  void SendSeries() { SendSeries(&frame_, 1, End::kAnswer); }
   void SendSeries(LentFrame* frame, uint32_t buffers, End end);
-  // Sends requests until a worker is woken; returns false if `most` did not suffice.
-  bool SendUntilWoken(uint64_t most);
-  void Destroy();
+  // Sends requests until a worker is woken; returns false if 60 did not suffice.
+  bool SendUntilWoken();
 
-  // Compares the input picture, its padding and the request's record after each request.
+  // Compares the input, its padding, the tags' values and the request's record after each request.
   bool compares = false;
   framework::Session session;
 

@@ -64,7 +64,6 @@ bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
   if (!nodes.empty()) options->node = nodes[0];
   if (options->limit_ms == 0) options->limit_ms = common::IsSlowMachine() ? 1000 : 16;
   if (options->timeout_s == 0) options->timeout_s = common::IsSlowMachine() ? 300 : 60;
-  if (options->lives == 0) options->lives = options->soak / 1000;
   return true;
 }
 

@@ -21,8 +21,8 @@ struct Result {
   double seconds = 0;
 };
 
-// Prepares the memory that this process shares with its checks. Returns false without memory.
-bool PrepareRuns();
+// Prepares the memory that this process shares with its checks. Throws std::bad_alloc.
+void PrepareRuns();
 // Runs a check in a child process, and ends it when it makes no progress for the options' time.
 Result RunCheck(const Options& options, const Check& check);
 // Runs a check in this process, for a debugger, prints the verdict, and ends the process.

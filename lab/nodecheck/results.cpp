@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <algorithm>
 #include <cstdio>
-#include <iterator>
+#include <map>
 #include <sstream>
 
 #include "common/junit.h"
@@ -11,25 +10,14 @@ namespace nodecheck {
 namespace {
 
 struct Words {
-  Verdict verdict;
   const char* line;
-  const char* count;
   const char* junit;  // the element
 };
-constexpr Words kWords[] = {{Verdict::kOk, "ok", "ok", ""},
-                            {Verdict::kFailed, "FAIL", "failed", "failure"},
-                            {Verdict::kSkipped, "skip", "skipped", "skipped"},
-                            {Verdict::kNotRun, "not run", "not run", "error"}};
+// By verdict.
+constexpr Words kWords[] = {
+    {"", ""}, {"ok", ""}, {"FAIL", "failure"}, {"skip", "skipped"}, {"not run", "error"}};
 
-const Words& WordsOf(Verdict verdict) {
-  return *std::find_if(std::begin(kWords), std::end(kWords),
-                       [=](const Words& words) { return words.verdict == verdict; });
-}
-
-auto Count(const std::vector<Result>& results, Verdict verdict) {
-  return std::count_if(results.begin(), results.end(),
-                       [=](const Result& result) { return result.verdict == verdict; });
-}
+const Words& WordsOf(Verdict verdict) { return kWords[static_cast<int>(verdict)]; }
 
 void PrintLines(const char* prefix, const std::string& text) {
   std::istringstream lines(common::Printable(text));
@@ -47,13 +35,12 @@ void PrintResult(const Result& result) {
 }
 
 bool PrintSummary(const std::vector<Result>& results) {
-  std::printf("%zu checks:", results.size());
-  for (const Words& words : kWords) {
-    std::printf("%s %td %s", words.verdict == Verdict::kOk ? "" : ",",
-                Count(results, words.verdict), words.count);
-  }
-  std::printf("\n");
-  return Count(results, Verdict::kFailed) + Count(results, Verdict::kNotRun) == 0;
+  std::map<Verdict, int> count;
+  for (const Result& result : results) ++count[result.verdict];
+  std::printf("%zu checks: %d ok, %d failed, %d skipped, %d not run\n", results.size(),
+              count[Verdict::kOk], count[Verdict::kFailed], count[Verdict::kSkipped],
+              count[Verdict::kNotRun]);
+  return count[Verdict::kFailed] + count[Verdict::kNotRun] == 0;
 }
 
 common::Failure WriteJunit(const std::string& path, const std::vector<Result>& results) {
