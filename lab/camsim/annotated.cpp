@@ -74,17 +74,6 @@ int RankOf(const RequestRecord& request) {
 
 }  // namespace
 
-media::Picture DrawFaces(const media::Nv12Frame& frame, const std::vector<common::Rect>& faces) {
-  media::Picture picture = media::Nv12ToPicture(frame);
-  std::vector<media::LabelledFace> labelled;
-  for (std::size_t slot = 0; slot < faces.size() && slot < kSlots; ++slot) {
-    labelled.push_back({faces[slot], "slot " + std::to_string(slot), kFaceColours[slot]});
-  }
-  const int scale = media::LabelScale(picture.width, picture.height);
-  media::DrawLabelledFaces(labelled, scale, {}, &picture);
-  return picture;
-}
-
 RequestRecord WithFigures(const RequestRecord& frame, const RequestRecord& published) {
   RequestRecord shown = frame;
   if (!frame.why) return shown;
@@ -98,10 +87,9 @@ RequestRecord WithFigures(const RequestRecord& frame, const RequestRecord& publi
       if (overlap <= most) continue;
       most = overlap;
       (*shown.why)[slot] = (*published.why)[other];
-      shown.out.result.gender[slot] = published.out.result.gender[other];
-      shown.out.result.age[slot] = published.out.result.age[other];
-      shown.out.result.score[slot] = published.out.result.score[other];
-      shown.out.result.prop[slot] = published.out.result.prop[other];
+      for (const record::Figure& figure : record::kFigures) {
+        (shown.out.result.*figure.of)[slot] = (published.out.result.*figure.of)[other];
+      }
     }
   }
   return shown;

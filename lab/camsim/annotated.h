@@ -16,9 +16,6 @@
 
 namespace camsim {
 
-// Draws the frame with its faces outlined and numbered by slot.
-media::Picture DrawFaces(const media::Nv12Frame& frame, const std::vector<common::Rect>& faces);
-
 // Returns a clip's frame with the figures published last: each of its faces gets those of the face
 // that it overlaps most. `published` has figures, or no faces. A frame without reasons is returned
 // unchanged.

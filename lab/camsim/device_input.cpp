@@ -50,19 +50,23 @@ std::vector<int32_t> SensorRects(const framework::DeviceState& state, Size frame
 }  // namespace
 
 DeviceInput::DeviceInput(const Options& options) : is_replay_(options.IsReplay()) {
-  holds_.camera_role = {0, options.role.value_or(framework::kWorkingRole),
-                        options.camera.value_or(0)};
-  holds_.gender_and_age = options.gender_and_age.value_or(true);
-  holds_.score = options.score.value_or(true);
-  holds_.quad_cfa = options.quad_cfa.value_or(false);
-  holds_.orientation = options.orientation.value_or(270);
-  if (options.role || options.camera) given_.camera_role = holds_.camera_role;
-  if (options.gender_and_age) given_.gender_and_age = holds_.gender_and_age;
-  if (options.score) given_.score = holds_.score;
+  if (options.role || options.camera) {
+    given_.camera_role = {0, options.role.value_or(framework::kWorkingRole),
+                          options.camera.value_or(0)};
+  }
+  given_.gender_and_age = options.gender_and_age;
+  given_.score = options.score;
   if (options.sensor.width != 0) given_.sensor_size = {options.sensor.width, options.sensor.height};
-  if (options.quad_cfa) given_.quad_cfa = holds_.quad_cfa;
-  if (options.orientation) given_.orientation = holds_.orientation;
-  holds_.sensor_size = given_.sensor_size;
+  given_.quad_cfa = options.quad_cfa;
+  given_.orientation = options.orientation;
+  holds_ = framework::UsualState(0, 0, {});
+  holds_.quad_cfa = 0;
+  holds_.sensor_size.reset();
+  holds_.face_rectangles.reset();
+  const auto take = [](const char*, auto& holds, const auto& given) {
+    if (given) holds = given;
+  };
+  framework::ForEachTag(take, holds_, given_);
 }
 
 void DeviceInput::Change(const record::RequestStep& step) {

@@ -112,7 +112,7 @@ common::Failure Frames::OpenFinder() {
 }
 
 Size Frames::SentSize(int orientation) const {
-  return options_.IsUpright() ? TurnToSensor(PictureSize(), orientation) : PictureSize();
+  return TurnToSensor(PictureSize(), TurnOf(orientation));
 }
 
 common::Failure Frames::GoTo(int64_t index) {
@@ -182,8 +182,7 @@ common::Failure Frames::Turn(int orientation, media::Nv12Frame** sent) {
 
 std::vector<common::Rect> Frames::Turned(std::vector<common::Rect> faces, int orientation,
                                          Size size) const {
-  if (!options_.IsUpright()) return faces;
-  for (common::Rect& face : faces) face = TurnToSensor(face, orientation, size);
+  for (common::Rect& face : faces) face = TurnToSensor(face, TurnOf(orientation), size);
   return faces;
 }
 

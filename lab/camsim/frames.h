@@ -60,6 +60,8 @@ class Frames {
                                    Size size) const;
 
  private:
+  // Returns the orientation to which frames are turned; 270, as they are, unless they are upright.
+  int TurnOf(int orientation) const { return options_.IsUpright() ? orientation : 270; }
   common::Failure ReadFirst();
   std::vector<common::Rect> SourceFaces() const;
 

@@ -35,90 +35,83 @@ bool IsStandardOutput(const std::string& path) {
 Outputs::Outputs(const Options& options)
     : options_(options),
       text_("standard output", STDOUT_FILENO),
-      files_{{{options.annotated == kNoPicture ? "" : options.annotated, "the picture", {}},
-              {options.trace, "the trace", {}},
-              {options.report, "the report", {}}}},
-      streams_{{{options.jsonl, "the JSON lines", nullptr, nullptr, false},
-                {options.annotated_clip, "the clip", nullptr, nullptr, false}}} {}
+      outputs_{{{options.jsonl, "the JSON lines", true},
+                {options.annotated_clip, "the clip", true},
+                {options.annotated == kNoPicture ? "" : options.annotated, "the picture", false},
+                {options.trace, "the trace", false},
+                {options.report, "the report", false}}} {}
 
 common::Failure Outputs::Open() {
-  common::Failure failure = OpenAll();
-  for (const Stream& stream : streams_) {
-    if (failure && stream.was_made) unlink(stream.path.c_str());
+  common::Failure failure;
+  for (Output& output : outputs_) {
+    if (!failure && !output.path.empty()) failure = Open(&output);
+  }
+  if (!failure) failure = CheckApart();
+  for (const Output& output : outputs_) {
+    if (failure && output.was_made) unlink(output.path.c_str());
+    if (failure || output.own == nullptr) continue;
+    // Fails for what is no regular file, which holds nothing.
+    [[maybe_unused]] const int status = truncate(output.path.c_str(), 0);
   }
   return failure;
 }
 
-common::Failure Outputs::OpenAll() {
-  for (Stream& stream : streams_) {
-    if (common::Failure failure = Open(&stream)) return failure;
+common::Failure Outputs::Open(Output* output) {
+  const std::string& path = output->path;
+  const bool is_text = path == "-" || IsStandardOutput(path);
+  if (!output->grows) {
+    return is_text ? common::Fail(path + ": is standard output") : output->replaced.Create(path);
   }
-  for (File& file : files_) {
-    if (file.path.empty()) continue;
-    if (IsStandardOutput(file.path)) return common::Fail(file.path + ": is standard output");
-    if (common::Failure failure = file.file.Create(file.path)) return failure;
+  if (is_text) {
+    output->path = "standard output";
+    output->to = &text_;
+    return std::nullopt;
   }
-  if (common::Failure failure = CheckApart()) return failure;
-  for (const Stream& stream : streams_) {
-    if (stream.own == nullptr) continue;
-    // Fails for what is no regular file, which holds nothing.
-    [[maybe_unused]] const int status = truncate(stream.path.c_str(), 0);
-  }
-  return std::nullopt;
-}
-
-common::Failure Outputs::Open(Stream* stream) {
-  const std::string& path = stream->path;
-  if (path.empty()) return std::nullopt;
-  stream->to = &text_;
-  if (path == "-" || IsStandardOutput(path)) return std::nullopt;
-  stream->was_made = access(path.c_str(), F_OK) != 0;
+  output->was_made = access(path.c_str(), F_OK) != 0;
   const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
   if (descriptor < 0) return common::SystemFailure(path);
-  stream->own = std::make_unique<common::OutputStream>(path, descriptor);
-  stream->to = stream->own.get();
+  output->own = std::make_unique<common::OutputStream>(path, descriptor);
+  output->to = output->own.get();
   return std::nullopt;
 }
 
 common::Failure Outputs::CheckApart() const {
-  if (streams_[kJsonLines].to == &text_ && streams_[kClip].to == &text_) {
-    return common::Fail("standard output: cannot hold both the JSON lines and the clip");
-  }
-  // A name, the file that it stands for, and the use of it.
-  std::vector<std::array<std::string, 3>> outputs;
-  for (const Stream& stream : streams_) {
-    if (stream.own != nullptr) outputs.push_back({stream.path, stream.path, stream.what});
-  }
-  for (const File& file : files_) {
-    if (!file.path.empty()) outputs.push_back({file.path, file.file.Target(), file.what});
-  }
-  for (const auto& [path, target, what] : outputs) {
+  for (const Output& output : outputs_) {
+    if (output.File() == nullptr) continue;
     for (const std::string& input : {options_.source.input, options_.script, options_.replay}) {
-      if (common::IsSameFile(path, input == "-" ? "/dev/stdin" : input)) {
-        return common::Fail(path + ": is also the input");
+      if (output.to == &text_) continue;
+      if (common::IsSameFile(output.path, input == "-" ? "/dev/stdin" : input)) {
+        return common::Fail(output.path + ": is also the input");
       }
     }
-    for (const auto& [other, other_target, other_what] : outputs) {
-      if (other_what == what) break;
-      if (!common::IsSameFile(path, other) && (target.empty() || target != other_target)) continue;
-      return common::Fail(other + ": cannot hold both " + other_what + " and " + what);
+    for (const Output& other : outputs_) {
+      if (&other == &output) break;
+      if (!AreSame(output, other)) continue;
+      return common::Fail(other.path + ": cannot hold both " + other.what + " and " + output.what);
     }
   }
   return std::nullopt;
+}
+
+bool Outputs::AreSame(const Output& a, const Output& b) {
+  if (a.to != nullptr && a.to == b.to) return true;  // standard output
+  const std::string& target = a.replaced.Target();
+  return common::IsSameFile(a.path, b.path) || (!target.empty() && target == b.replaced.Target());
 }
 
 std::vector<std::unique_ptr<record::RunListener>> Outputs::Listeners(
     const std::string& rate, const record::RecordingFile& recorded,
     record::Comparison* comparison) {
-  common::OutputStream *const lines = streams_[kJsonLines].to, *const clip = streams_[kClip].to;
   std::FILE* const text = Text();
-  const bool is_replay = !options_.replay.empty();
+  const bool is_replay = options_.IsReplay();
   const std::string caption = options_.real_models ? kRealCaption : kFakeCaption;
   std::vector<std::unique_ptr<record::RunListener>> listeners;
   const auto add = [&listeners](auto listener) { listeners.push_back(std::move(listener)); };
-  if (lines != nullptr) add(std::make_unique<record::JsonLines>(options_.passes, lines->File()));
-  if (std::FILE* const file = files_[kTrace].file.File()) add(record::MakeTrace(file));
-  if (std::FILE* const file = files_[kReport].file.File()) add(std::make_unique<Page>(file));
+  if (std::FILE* const file = outputs_[kJsonLines].File()) {
+    add(std::make_unique<record::JsonLines>(options_.passes, file));
+  }
+  if (std::FILE* const file = outputs_[kTrace].File()) add(record::MakeTrace(file));
+  if (std::FILE* const file = outputs_[kReport].File()) add(std::make_unique<Page>(file));
   if (is_replay) {
     const int64_t last = options_.requests != 0 ? options_.requests : INT64_MAX;
     add(std::make_unique<record::ReplayCheck>(recorded, last, comparison, text));
@@ -126,30 +119,28 @@ std::vector<std::unique_ptr<record::RunListener>> Outputs::Listeners(
   // A replay prints differences instead of rows.
   const TableOptions table = {text != stderr && !is_replay, options_.all, options_.real_models};
   add(std::make_unique<Table>(table, text));
-  if (clip != nullptr) {
-    add(std::make_unique<AnnotatedClip>(streams_[kClip].path, caption, rate, clip->File()));
+  if (std::FILE* const file = outputs_[kClip].File()) {
+    add(std::make_unique<AnnotatedClip>(outputs_[kClip].path, caption, rate, file));
   }
-  if (File& picture = files_[kPicture]; !picture.path.empty()) {
-    add(std::make_unique<AnnotatedPicture>(picture.path, caption, &picture.file, text));
+  if (Output& picture = outputs_[kPicture]; picture.File() != nullptr) {
+    add(std::make_unique<AnnotatedPicture>(picture.path, caption, &picture.replaced, text));
   }
   return listeners;
 }
 
 common::Failure Outputs::Flush() {
   common::Failure failure = text_.Flush();
-  for (const Stream& stream : streams_) {
-    if (!failure && stream.to != nullptr) failure = stream.to->Flush();
-  }
-  for (File& file : files_) {
-    if (!failure && !file.path.empty()) failure = file.file.Flush();
+  for (Output& output : outputs_) {
+    if (failure || output.File() == nullptr) continue;
+    failure = output.to != nullptr ? output.to->Flush() : output.replaced.Flush();
   }
   return failure;
 }
 
 common::Failure Outputs::Complete() {
   common::Failure failure = Flush();
-  for (File& file : files_) {
-    if (!failure && !file.path.empty()) failure = file.file.Complete();
+  for (Output& output : outputs_) {
+    if (!failure && output.replaced.File() != nullptr) failure = output.replaced.Complete();
   }
   return failure;
 }

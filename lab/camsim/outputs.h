@@ -29,7 +29,7 @@ class Outputs {
 
   // Returns the stream for text; call after Open().
   std::FILE* Text() const {
-    const bool has_stdout = streams_[kJsonLines].to != &text_ && streams_[kClip].to != &text_;
+    const bool has_stdout = outputs_[kJsonLines].to != &text_ && outputs_[kClip].to != &text_;
     return has_stdout ? text_.File() : stderr;
   }
 
@@ -45,29 +45,26 @@ class Outputs {
   common::Failure Complete();
 
  private:
-  enum FileRole { kPicture, kTrace, kReport, kFiles };
-  enum StreamRole { kJsonLines, kClip, kStreams };
-  // The path is empty for none.
-  struct File {
-    std::string path;
+  enum Role { kJsonLines, kClip, kPicture, kTrace, kReport, kOutputs };
+  struct Output {
+    std::string path;  // empty for none
     const char* what;
-    common::ReplacedFile file;
+    bool grows;  // else it is replaced
+    common::ReplacedFile replaced = {};
+    std::unique_ptr<common::OutputStream> own = nullptr;
+    common::OutputStream* to = nullptr;  // of what grows: `own`, or that of standard output
+    bool was_made = false;               // there was no file of this name
+
+    // Returns null before Open.
+    std::FILE* File() const { return to != nullptr ? to->File() : replaced.File(); }
   };
-  struct Stream {
-    std::string path;
-    const char* what;
-    common::OutputStream* to;  // `own`, or that of standard output
-    std::unique_ptr<common::OutputStream> own;
-    bool was_made;  // there was no file of this name
-  };
-  common::Failure OpenAll();
-  common::Failure Open(Stream* stream);
+  common::Failure Open(Output* output);
   common::Failure CheckApart() const;
+  static bool AreSame(const Output& a, const Output& b);
 
   const Options& options_;
   common::OutputStream text_;
-  std::array<File, kFiles> files_;
-  std::array<Stream, kStreams> streams_;
+  std::array<Output, kOutputs> outputs_;
 };
 
 }  // namespace camsim

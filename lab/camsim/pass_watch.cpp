@@ -22,6 +22,18 @@ void SetSlots(PassRecord* pass) {
   }
 }
 
+// Puts a pass between two requests.
+void SetEvenTimes(PassRecord* pass) {
+  const int64_t fifth = pass->handed_over.took;
+  pass->time = {pass->handed_over.at + 2 * fifth, 2 * fifth};
+  const auto count = static_cast<int64_t>(pass->calls.size());
+  int64_t at = pass->time.at;
+  for (ModelCall& call : pass->calls) {
+    call.time = {at, pass->time.took / count};
+    at += call.time.took;
+  }
+}
+
 }  // namespace
 
 void PassWatch::OnCall(record::Model model, const ZyModelCall& call) {
@@ -71,17 +83,6 @@ Span EvenTime(int64_t request, double fps) {
   const double period = 1e6 / fps;
   return {static_cast<int64_t>(static_cast<double>(request - 1) * period),
           static_cast<int64_t>(period / 5)};
-}
-
-void SetEvenTimes(PassRecord* pass) {
-  const int64_t fifth = pass->handed_over.took;
-  pass->time = {pass->handed_over.at + 2 * fifth, 2 * fifth};
-  const auto count = static_cast<int64_t>(pass->calls.size());
-  int64_t at = pass->time.at;
-  for (ModelCall& call : pass->calls) {
-    call.time = {at, pass->time.took / count};
-    at += call.time.took;
-  }
 }
 
 }  // namespace camsim

@@ -32,7 +32,7 @@ class Clock {
 // that report them. Request thread, except for OnCall.
 class PassWatch {
  public:
-  // Uses synthetic times (EvenTime) unless `is_timed`.
+  // Unless `is_timed`, passes lie between two requests at EvenTime.
   PassWatch(const Clock& clock, bool is_timed, bool keeps_pictures)
       : clock_(clock), is_timed_(is_timed), keeps_pictures_(keeps_pictures) {}
 
@@ -65,10 +65,8 @@ class PassWatch {
   media::Picture seen_;
 };
 
-// Returns synthetic timestamps for runs that are not paced: requests at `fps`, each pass between
-// two requests.
+// Returns the synthetic time of a request for runs that are not paced.
 record::Span EvenTime(int64_t request, double fps);
-void SetEvenTimes(record::PassRecord* pass);
 
 }  // namespace camsim
 

@@ -35,26 +35,17 @@ Run::Run(const Options& options, const record::RecordingFile& script)
       comparison_({options.tolerance, options.differences}) {}
 
 int Run::Go() {
-  if (common::Failure failure = OpenInput()) {
-    if (common::Interrupted()) return common::kExitInterrupted;  // it ended the read
-    return Say(failure, common::kExitUnreadableInput);
-  }
+  if (common::Failure failure = OpenInput()) return Say(failure, common::kExitUnreadableInput);
   if (common::Failure failure = frames_.OpenFinder()) return Say(failure, common::kExitFailure);
   if (common::Failure failure = OpenDevice()) return Say(failure, common::kExitFailure);
-  if (common::Failure failure = TryScript()) {
-    if (common::Interrupted()) return common::kExitInterrupted;
-    return Say(failure, common::kExitUnreadableInput);
-  }
+  if (common::Failure failure = TryScript()) return Say(failure, common::kExitUnreadableInput);
   if (common::Failure failure = framework::NodeWatch::Load(options_.node)) {
     return Say(failure, common::kExitFailure);
   }
   // From here on only the run itself can fail, so outputs of an earlier run may be emptied.
   if (common::Failure failure = outputs_.Open()) return Say(failure, common::kExitFailure);
   Begin();
-  if (common::Failure failure = PlayScript(1)) {
-    if (common::Interrupted()) return common::kExitInterrupted;
-    return Say(failure, common::kExitUnreadableInput);
-  }
+  if (common::Failure failure = PlayScript(1)) return Say(failure, common::kExitUnreadableInput);
   if (common::Failure failure = sender_.Start(buffer_)) return Say(failure, common::kExitFailure);
   const int exit_code = SendRequests();
   if (common::Failure failure = StopPipeline()) return Say(failure, common::kExitFailure);
@@ -66,6 +57,8 @@ int Run::Go() {
 }
 
 int Run::Say(const common::Failure& failure, int exit_code) {
+  const bool ends_a_read = common::Interrupted() && exit_code == common::kExitUnreadableInput;
+  if (ends_a_read) return common::kExitInterrupted;
   progress_.Print("camsim: " + failure->message);
   return failure->is_usage ? common::kExitUsage : exit_code;
 }
@@ -162,7 +155,6 @@ int Run::SendRequests() {
     bool at_end = false;
     common::Failure failure = PlayScript(summary_.sent + 1);
     if (!failure) failure = frames_.Next(&at_end);
-    if (failure && common::Interrupted()) break;
     if (failure) return Say(failure, common::kExitUnreadableInput);
     if (at_end && options_.requests != 0) {
       progress_.Print("camsim: the input ends after " + std::to_string(summary_.sent) +

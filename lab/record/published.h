@@ -34,12 +34,11 @@ struct Published {
 struct Figure {
   const char* name;
   float (framework::ResultRecord::*of)[kSlots];
-  bool is_score;  // else an estimate
 };
-inline constexpr Figure kFigures[] = {{"gender", &framework::ResultRecord::gender, false},
-                                      {"age", &framework::ResultRecord::age, false},
-                                      {"score", &framework::ResultRecord::score, true},
-                                      {"prop", &framework::ResultRecord::prop, false}};
+inline constexpr Figure kFigures[] = {{"gender", &framework::ResultRecord::gender},
+                                      {"age", &framework::ResultRecord::age},
+                                      {"score", &framework::ResultRecord::score},
+                                      {"prop", &framework::ResultRecord::prop}};
 
 Published ReadOutput(const framework::Metadata& metadata);
 
