@@ -5,6 +5,7 @@
 import json
 import pathlib
 import random
+import resource
 import signal
 import subprocess
 import time
@@ -14,6 +15,11 @@ from programs import Program, arguments, check, finish, read, same, write
 camsim = Program(*arguments)
 FACE = [1, 2, 3, 4]
 FAR = [-2**31, -2**31, 2**31 - 1, 2**31 - 1]
+
+
+def processor_time():
+    """Returns the seconds that the ended programs computed, which a busy machine does not change."""
+    return resource.getrusage(resource.RUSAGE_CHILDREN).ru_utime
 
 
 def line(**members):
@@ -42,9 +48,9 @@ for content, command, status, says in [
         (b"YUV4MPEG2 W64 H48 Q\x1b\xff\n", "--annotated none --input", 3, r"tag 'Q\x1b\xff'"),
 ]:
     write("bad", content)
-    began = time.monotonic()
+    began = processor_time()
     (camsim.bad if says else camsim.run)(status, command, "bad", **({"says": says} if says else {}))
-    check(time.monotonic() - began < 20, f"{command} takes too long")
+    check(processor_time() - began < 20, f"{command} takes too long")
 camsim.bad(2, "--annotated none", *["--face 1,2,3,4"] * 1001, says="--face")
 
 # ---- Outputs that cannot be written, and runs that end early --------------------------------------------
