@@ -16,7 +16,6 @@
 #include "device/control.h"
 #include "framework/log_watch.h"
 #include "framework/worker_watch.h"
-#include "media/image_of.h"
 #include "media/nv12.h"
 
 namespace testing_support {

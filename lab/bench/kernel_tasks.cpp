@@ -17,7 +17,6 @@
 namespace bench {
 namespace {
 
-constexpr std::size_t kPage = 4096;
 constexpr int kPadding = 64;
 
 // Marks whole regions, like skin: one block of 32 x 32 mask bytes in four.
@@ -157,13 +156,6 @@ std::vector<Contender> Smoothing(const Plane& plane) {
 }
 
 }  // namespace
-
-Block::Block(std::size_t size)
-    : size_((size + kPage - 1) / kPage * kPage),
-      bytes_(static_cast<uint8_t*>(std::aligned_alloc(kPage, size_)), std::free) {
-  if (bytes_ == nullptr) std::abort();
-  std::memset(bytes_.get(), 0, size_);
-}
 
 void FillWithNoise(const Block& block, unsigned seed) {
   std::minstd_rand random(seed);

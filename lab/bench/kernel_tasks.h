@@ -6,7 +6,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <string>
@@ -17,13 +16,19 @@ namespace bench {
 // Bytes that begin a page, like camera buffers.
 class Block {
  public:
-  explicit Block(std::size_t size);
-  uint8_t* data() const { return bytes_.get(); }
-  std::size_t size() const { return size_; }
+  // All bytes are 0. The size is rounded up to whole pages.
+  explicit Block(std::size_t size)
+      : count_((size + sizeof(Page) - 1) / sizeof(Page)), pages_(new Page[count_]()) {}
+  uint8_t* data() const { return pages_[0].bytes; }
+  std::size_t size() const { return count_ * sizeof(Page); }
 
  private:
-  std::size_t size_;
-  std::unique_ptr<uint8_t, void (*)(void*)> bytes_;
+  struct alignas(4096) Page {
+    uint8_t bytes[4096];
+  };
+
+  std::size_t count_;
+  std::unique_ptr<Page[]> pages_;
 };
 
 // Fills the block with bytes that depend on the seed alone.

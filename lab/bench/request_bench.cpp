@@ -20,7 +20,6 @@
 #include "framework/device_state.h"
 #include "framework/worker_watch.h"
 #include "image/zy_copy_buffer.h"
-#include "media/image_of.h"
 #include "media/nv12.h"
 
 namespace {

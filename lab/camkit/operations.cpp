@@ -5,13 +5,11 @@
 #include <string>
 #include <utility>
 
-#include "camkit/marks.h"
 #include "camkit/planes.h"
 #include "common/geometry.h"
 #include "image/resize.h"
 #include "image/zy_copy_buffer.h"
 #include "media/annotate.h"
-#include "media/image_of.h"
 #include "media/nv12.h"
 #include "sharpen/filter_corr3x3.h"
 #include "sharpen/sharpen_y.h"

@@ -33,6 +33,19 @@ common::Failure PictureOf(const Planes& planes, media::Picture* picture);
 // Converts a plane of brightness, 0 to 255, to a gray picture.
 media::Picture GrayPicture(const Plane& plane);
 
+// Maps of a picture's 2x2 blocks, half its size rounded down: 255 for a marked block, else 0.
+
+Plane MarkAll(const media::Nv12Frame& frame);
+
+// Marks the blocks whose colour is in the range of most skin tones: Cb from 77 to 127 and Cr from
+// 133 to 173. Wood and sand match too; this is a demonstration.
+Plane MarkSkin(const media::Nv12Frame& frame);
+
+// Marks blocks where a mask, a picture of the frame's size or half of it, is at least as bright as
+// `threshold` of 255. Fails on other sizes.
+common::Failure MarkByMask(const media::Picture& mask, int threshold, const media::Nv12Frame& frame,
+                           Plane* map);
+
 }  // namespace camkit
 
 #endif  // ZY_CAMKIT_PLANES_H_

@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "image/zy_copy_buffer.h"
-#include "media/image_of.h"
+#include "media/nv12.h"
 
 namespace camsim {
 namespace {

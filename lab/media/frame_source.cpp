@@ -36,12 +36,10 @@ class SceneSource final : public FrameSource {
  public:
   explicit SceneSource(const FrameSourceOptions& options)
       : FrameSource(options.width, options.height, true),
-        face_count_(options.scene_faces),
         scene_(options.width, options.height, options.stride, options.scene_faces) {}
   common::Failure Next(Nv12Frame* frame, bool* at_end) override {
     *at_end = false;
-    faces_ = SceneFaces(Width(), Height(), face_count_, index_);
-    scene_.Draw(index_++, frame);
+    faces_ = scene_.Draw(index_++, frame);
     return std::nullopt;
   }
   common::Failure Skip(int64_t count) override {
@@ -51,7 +49,6 @@ class SceneSource final : public FrameSource {
   std::vector<common::Rect> Faces() const override { return faces_; }
 
  private:
-  const int face_count_;
   Scene scene_;
   int64_t index_ = 0;
   std::vector<common::Rect> faces_;

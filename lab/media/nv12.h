@@ -9,6 +9,7 @@
 
 #include "common/failure.h"
 #include "common/geometry.h"
+#include "image/zy_image_buffer.h"
 #include "media/picture.h"
 
 namespace media {
@@ -36,6 +37,15 @@ struct Nv12Frame {
     return static_cast<std::size_t>(stride) * static_cast<std::size_t>(rows);
   }
 };
+
+// Describes the frame's planes as the node describes a camera buffer. They stay the frame's.
+inline ZyImageBuffer ImageOf(Nv12Frame& frame) {
+  return {kZyFormatYuv420SemiPlanar,
+          frame.width,
+          frame.height,
+          {frame.stride, frame.stride, 0, 0},
+          {frame.Luma(), frame.Chroma(), nullptr, nullptr}};
+}
 
 inline constexpr uint8_t kPaddingByte = 0xa5;
 inline constexpr int kMaxStride = 4 * common::kMaxSide;

@@ -86,8 +86,7 @@ common::Failure DecodePng(const uint8_t* bytes, std::size_t size, Picture* pictu
 common::Failure DecodeJpeg(const uint8_t* bytes, std::size_t size, Picture* picture) {
   const JpegHeader header = ReadJpegHeader(bytes, size);
   if (header.is_arithmetic) return common::Fail("JPEG with arithmetic coding is not supported");
-  const auto close = [](void* handle) { tjDestroy(handle); };
-  const std::unique_ptr<void, decltype(close)> decoder(tjInitDecompress(), close);
+  const std::unique_ptr<void, int (*)(tjhandle)> decoder(tjInitDecompress(), tjDestroy);
   if (decoder == nullptr) return common::Fail("no JPEG decoder");
   const auto damaged = [&] {
     return common::Fail(std::string("damaged JPEG: ") + tjGetErrorStr2(decoder.get()));
@@ -184,17 +183,15 @@ Picture Shrink(const Picture& picture, int side) {
 }
 
 common::Failure EncodeJpeg(const Picture& picture, std::vector<uint8_t>* bytes) {
-  tjhandle encoder = tjInitCompress();
+  const std::unique_ptr<void, int (*)(tjhandle)> encoder(tjInitCompress(), tjDestroy);
   unsigned char* data = nullptr;
   unsigned long size = 0;
   const bool done = encoder != nullptr &&
-                    tjCompress2(encoder, picture.rgb.data(), picture.width, 0, picture.height,
+                    tjCompress2(encoder.get(), picture.rgb.data(), picture.width, 0, picture.height,
                                 TJPF_RGB, &data, &size, TJSAMP_420, 85, 0) == 0;
   if (done) bytes->assign(data, data + size);
   tjFree(data);
-  tjDestroy(encoder);
-  if (done) return std::nullopt;
-  return common::Fail("cannot be encoded as JPEG");
+  return done ? std::nullopt : common::Fail("cannot be encoded as JPEG");
 }
 
 }  // namespace media

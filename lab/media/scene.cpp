@@ -30,34 +30,26 @@ constexpr Person kPeople[kMaxSceneFaces] = {
     {64, 5, 750, {214, 164, 124}, {174, 122, 88}, {152, 150, 148}, {176, 84, 84}, {70, 120, 84}},
 };
 
-// A feature's centre and size in hundredths of the face's width and height.
-struct Placement {
-  int centre_x;
-  int centre_y;
-  int width;
-  int height;
-};
-
 // In the order of PaintOf.
 enum class Paint { kSkin, kHair, kLips, kShirt, kEyeWhite, kIris, kPupil, kShade };
 
 struct Feature {
-  Placement place;
+  int centre_x, centre_y, width, height;  // in hundredths of the face's width and height
   Paint paint;
 };
 
 // From back to front. Each is drawn for all people before the next, so that nobody's hair or shirt
 // covers a neighbour's face.
 constexpr Feature kFeatures[] = {
-    {{50, 168, 230, 120}, Paint::kShirt}, {{50, 108, 44, 50}, Paint::kShade},
-    {{50, 42, 122, 108}, Paint::kHair},   {{0, 52, 16, 22}, Paint::kShade},
-    {{100, 52, 16, 22}, Paint::kShade},   {{50, 50, 100, 100}, Paint::kSkin},
-    {{29, 34, 25, 5}, Paint::kHair},      {{71, 34, 25, 5}, Paint::kHair},
-    {{30, 44, 22, 10}, Paint::kEyeWhite}, {{70, 44, 22, 10}, Paint::kEyeWhite},
-    {{30, 44, 11, 9}, Paint::kIris},      {{70, 44, 11, 9}, Paint::kIris},
-    {{30, 44, 5, 4}, Paint::kPupil},      {{70, 44, 5, 4}, Paint::kPupil},
-    {{50, 58, 11, 18}, Paint::kShade},    {{50, 56, 7, 20}, Paint::kSkin},
-    {{50, 77, 38, 10}, Paint::kLips},     {{50, 76, 30, 3}, Paint::kEyeWhite},
+    {50, 168, 230, 120, Paint::kShirt}, {50, 108, 44, 50, Paint::kShade},
+    {50, 42, 122, 108, Paint::kHair},   {0, 52, 16, 22, Paint::kShade},
+    {100, 52, 16, 22, Paint::kShade},   {50, 50, 100, 100, Paint::kSkin},
+    {29, 34, 25, 5, Paint::kHair},      {71, 34, 25, 5, Paint::kHair},
+    {30, 44, 22, 10, Paint::kEyeWhite}, {70, 44, 22, 10, Paint::kEyeWhite},
+    {30, 44, 11, 9, Paint::kIris},      {70, 44, 11, 9, Paint::kIris},
+    {30, 44, 5, 4, Paint::kPupil},      {70, 44, 5, 4, Paint::kPupil},
+    {50, 58, 11, 18, Paint::kShade},    {50, 56, 7, 20, Paint::kSkin},
+    {50, 77, 38, 10, Paint::kLips},     {50, 76, 30, 3, Paint::kEyeWhite},
 };
 
 int Mix(int from, int to, int weight) { return from + (to - from) * weight / kOne; }
@@ -144,11 +136,11 @@ void FillEllipse(common::Rect box, const std::array<Sample, kOne + 1>& codes, in
   }
 }
 
-common::Rect BoxOf(const Placement& place, common::Rect face) {
-  const int w = std::max(1, face.w * place.width / 100);
-  const int h = std::max(1, face.h * place.height / 100);
-  return {face.x + (face.w * place.centre_x / 50 - w) / 2,
-          face.y + (face.h * place.centre_y / 50 - h) / 2, w, h};
+common::Rect BoxOf(const Feature& feature, common::Rect face) {
+  const int w = std::max(1, face.w * feature.width / 100);
+  const int h = std::max(1, face.h * feature.height / 100);
+  return {face.x + (face.w * feature.centre_x / 50 - w) / 2,
+          face.y + (face.h * feature.centre_y / 50 - h) / 2, w, h};
 }
 
 struct Gradient {
@@ -195,17 +187,18 @@ std::vector<common::Rect> SceneFaces(int width, int height, int faces, int64_t i
 Scene::Scene(int width, int height, int stride, int faces)
     : background_(DrawBackground(width, height, stride)), faces_(faces) {}
 
-void Scene::Draw(int64_t index, Nv12Frame* frame) const {
+std::vector<common::Rect> Scene::Draw(int64_t index, Nv12Frame* frame) const {
   *frame = background_;
-  const std::vector<common::Rect> rects = SceneFaces(frame->width, frame->height, faces_, index);
+  std::vector<common::Rect> rects = SceneFaces(frame->width, frame->height, faces_, index);
   for (const Feature& feature : kFeatures) {
     for (std::size_t i = 0; i < rects.size(); ++i) {
       const Codes codes = CodesOf(PaintOf(kPeople[i], feature.paint));
-      const common::Rect box = BoxOf(feature.place, rects[i]);
+      const common::Rect box = BoxOf(feature, rects[i]);
       FillEllipse(box, codes.luma, 1, *frame, frame->Luma());
       FillEllipse(box, codes.chroma, 2, *frame, frame->Chroma());
     }
   }
+  return rects;
 }
 
 }  // namespace media

@@ -27,8 +27,8 @@ class Scene {
   // Takes the arguments of SceneFaces; `stride` fits the width (CheckFrameShape).
   Scene(int width, int height, int stride, int faces);
 
-  // Draws frame `index` into `frame`, reusing its memory.
-  void Draw(int64_t index, Nv12Frame* frame) const;
+  // Draws frame `index` into `frame`, reusing its memory. Returns the frame's faces.
+  std::vector<common::Rect> Draw(int64_t index, Nv12Frame* frame) const;
 
  private:
   Nv12Frame background_;
