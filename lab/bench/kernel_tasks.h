@@ -40,6 +40,12 @@ void FillWithNoise(const Block& block, unsigned seed);
 struct Workspace {
   Workspace(int frame_width, int frame_height, int padding = 0);
 
+  // The planes of `source` and `destination` without padding.
+  const uint8_t* luma() const { return source.data(); }
+  const uint8_t* chroma() const { return source.data() + pixels(); }
+  uint8_t* to() const { return destination.data(); }
+  uint8_t* to_chroma() const { return destination.data() + pixels(); }
+
   std::size_t pixels() const { return PlaneSize(width); }
   std::size_t PlaneSize(int row_bytes) const {
     return static_cast<std::size_t>(row_bytes) * static_cast<std::size_t>(height);

@@ -8,41 +8,32 @@
 namespace bench {
 namespace {
 
-// A workspace's memory as matrices: source and destinations.
-struct Planes {
-  explicit Planes(const Workspace& space)
-      : width(space.width),
-        height(space.height),
-        luma(height, width, CV_8UC1, space.source.data()),
-        chroma(height / 2, width / 2, CV_8UC2, space.source.data() + space.pixels()),
-        to(space.destination.data()) {}
-
-  cv::Mat Result(int rows, int columns, int type = CV_8UC1) const {
-    return {rows, columns, type, to};
-  }
-
-  int width, height;
-  cv::Mat luma, chroma;
-  uint8_t* to;
-};
+// The frame and the place of results, as matrices.
+cv::Mat Luma(const Workspace& s) { return {s.height, s.width, CV_8UC1, s.source.data()}; }
+cv::Mat Chroma(const Workspace& s) {
+  return {s.height / 2, s.width / 2, CV_8UC2, s.source.data() + s.pixels()};
+}
+cv::Mat Result(const Workspace& s, int rows, int columns) {
+  return {rows, columns, CV_8UC1, s.to()};
+}
 
 // Rotates clockwise by 90, 180 or 270 degrees, which the library numbers from 0.
 void Rotate(const cv::Mat& from, cv::OutputArray to, int degrees) {
   cv::rotate(from, to, degrees / 90 - 1);
 }
 
-void RotateFrame(const Planes& p, int degrees) {
+void RotateFrame(const Workspace& s, int degrees) {
   const bool turned = degrees != 180;
-  const int columns = turned ? p.height : p.width;
-  const int rows = turned ? p.width : p.height;
-  const cv::Mat chroma(rows / 2, columns / 2, CV_8UC2, p.to + p.luma.total());
-  Rotate(p.luma, p.Result(rows, columns), degrees);
-  Rotate(p.chroma, chroma, degrees);
+  const int columns = turned ? s.height : s.width;
+  const int rows = turned ? s.width : s.height;
+  const cv::Mat chroma(rows / 2, columns / 2, CV_8UC2, s.to_chroma());
+  Rotate(Luma(s), Result(s, rows, columns), degrees);
+  Rotate(Chroma(s), chroma, degrees);
 }
 
-void Shrink(const Planes& p, int factor) {
-  const cv::Mat small = p.Result(p.height / factor, p.width / factor);
-  cv::resize(p.luma, small, small.size(), 0, 0, cv::INTER_AREA);
+void Shrink(const Workspace& s, int factor) {
+  const cv::Mat small = Result(s, s.height / factor, s.width / factor);
+  cv::resize(Luma(s), small, small.size(), 0, 0, cv::INTER_AREA);
 }
 
 // Turns a picture like a crop.
@@ -60,58 +51,58 @@ void Turn(const cv::Mat& from, cv::Mat* to, int orientation, bool mirrored) {
 // Makes the crop in separate steps, with OpenCV's own colours. Keeps its buffers between the runs.
 class Cropper {
  public:
-  Cropper(const Planes& p, int orientation, bool mirrored)
-      : p_(p), orientation_(orientation), mirrored_(mirrored) {}
+  Cropper(const Workspace& space, int orientation, bool mirrored)
+      : space_(space), orientation_(orientation), mirrored_(mirrored) {}
 
   void operator()() {
-    cv::resize(p_.luma, half_, p_.chroma.size(), 0, 0, cv::INTER_NEAREST);
+    const cv::Mat chroma = Chroma(space_);
+    cv::resize(Luma(space_), half_, chroma.size(), 0, 0, cv::INTER_NEAREST);
     Turn(half_, &gray_, orientation_, mirrored_);
-    Turn(p_.chroma, &pairs_, orientation_, mirrored_);
+    Turn(chroma, &pairs_, orientation_, mirrored_);
     joined_.create(gray_.size(), CV_8UC3);
     cv::mixChannels(std::vector<cv::Mat>{gray_, pairs_}, std::vector<cv::Mat>{joined_},
                     {0, 0, 1, 2, 2, 1});
-    const cv::Mat rgb(gray_.size(), CV_8UC3, p_.to + gray_.total());
+    const cv::Mat rgb(gray_.size(), CV_8UC3, space_.to() + gray_.total());
     cv::cvtColor(joined_, rgb, cv::COLOR_YCrCb2BGR);
-    gray_.copyTo(p_.Result(gray_.rows, gray_.cols));
+    gray_.copyTo(Result(space_, gray_.rows, gray_.cols));
   }
 
  private:
-  Planes p_;
+  const Workspace& space_;
   int orientation_;
   bool mirrored_;
   cv::Mat half_, gray_, pairs_, joined_;
 };
 
 // Sharpens with the same kernel; OpenCV's correlation takes its weights as fractions.
-void Sharpen(const Planes& p) {
+void Sharpen(const Workspace& s) {
   static const cv::Mat kernel =
       (cv::Mat_<float>(3, 3) << -3, -12, -3, -12, 76, -12, -3, -12, -3) / 16;
-  cv::filter2D(p.luma, p.Result(p.height, p.width), -1, kernel);
+  cv::filter2D(Luma(s), Result(s, s.height, s.width), -1, kernel);
 }
 
 // Smooths into the destination. In place, OpenCV first makes a copy.
-void Smooth(const Planes& p, const cv::Mat& map) {
-  cv::GaussianBlur(map, p.Result(p.height, p.width), {3, 3}, 0);
+void Smooth(const Workspace& s, const cv::Mat& map) {
+  cv::GaussianBlur(map, Result(s, s.height, s.width), {3, 3}, 0);
 }
 
 std::vector<Contender> ContendersFor(const Workspace& space, const Task& task) {
   cv::setNumThreads(1);
-  const Planes p(space);
   const int parameter = task.parameter;
   switch (task.work) {
     case Work::kCopy:
       if (parameter == 0) return {};
-      return {{kOpenCv, [p, parameter] { RotateFrame(p, parameter); }}};
+      return {{kOpenCv, [&space, parameter] { RotateFrame(space, parameter); }}};
     case Work::kShrink:
-      return {{kOpenCv, [p, parameter] { Shrink(p, parameter); }}};
+      return {{kOpenCv, [&space, parameter] { Shrink(space, parameter); }}};
     case Work::kCrop:
     case Work::kCropMirrored:
-      return {{kOpenCv, Cropper(p, parameter, task.work == Work::kCropMirrored)}};
+      return {{kOpenCv, Cropper(space, parameter, task.work == Work::kCropMirrored)}};
     case Work::kSharpen:
-      return {{kOpenCv, [p] { Sharpen(p); }}};
+      return {{kOpenCv, [&space] { Sharpen(space); }}};
     case Work::kSmooth:
-      return {{kOpenCv, [p] { Smooth(p, p.Result(p.height, p.width)); }},
-              {"OpenCV, to a second plane", [p] { Smooth(p, p.luma); }}};
+      return {{kOpenCv, [&space] { Smooth(space, Result(space, space.height, space.width)); }},
+              {"OpenCV, to a second plane", [&space] { Smooth(space, Luma(space)); }}};
     default:
       return {};
   }
