@@ -19,7 +19,7 @@ record::RunHeader HeaderOf(const Options& options, const Frames& frames, Size bu
   }
   header.input = options.source.input;
   header.size = {frames.Source().Width(), frames.Source().Height()};
-  if (const auto& crop = frames.Crop()) header.crop = {crop->x, crop->y, crop->w, crop->h};
+  header.crop = frames.Crop();
   header.raw = !options.source.input.empty() && options.source.width != 0;
   header.stride = options.source.stride;
   header.upright = options.IsUpright();
@@ -69,10 +69,7 @@ void UseHeader(const record::RunHeader& header, Options* options) {
     source.height = header.size.height;
   }
   if (source.stride == 0) source.stride = header.stride;
-  const std::vector<int>& crop = header.crop;
-  if (!options->crop && !options->chooses_crop && crop.size() == 4) {
-    options->crop = {crop[0], crop[1], crop[2], crop[3]};
-  }
+  if (!options->crop && !options->chooses_crop) options->crop = header.crop;
   if (options->buffer.width == 0) options->buffer = header.buffer;
   if (options->node_caps == 0) options->node_caps = header.node_caps;
 }

@@ -111,19 +111,17 @@ void Comparison::NoteInput(const std::string& name, int64_t number) {
 
 void Comparison::AddHeaders(const RunHeader& run, const RunHeader& other) {
   if (run.build_id != other.build_id && !run.build_id.empty() && !other.build_id.empty()) {
-    headers_ += common::Escaped("another node than in " + options_.other + ": build " +
-                                run.build_id + ", not " + other.build_id) +
-                "\n";
+    headers_.push_back("another node than in " + options_.other + ": build " + run.build_id +
+                       ", not " + other.build_id);
   }
+  const std::map<std::string, std::string> theirs(other.device.begin(), other.device.end());
   std::string libraries;
-  for (const auto& library : run.device) {
-    const auto is_same_name = [&](const auto& theirs) { return theirs.first == library.first; };
-    const auto found = std::find_if(other.device.begin(), other.device.end(), is_same_name);
-    if (found != other.device.end() && *found != library) libraries += " " + library.second;
+  for (const auto& [name, path] : run.device) {
+    const auto found = theirs.find(name);
+    if (found != theirs.end() && found->second != path) libraries += " " + path;
   }
   if (libraries.empty()) return;
-  headers_ +=
-      common::Escaped("other device libraries than in " + options_.other + ":" + libraries) + "\n";
+  headers_.push_back("other device libraries than in " + options_.other + ":" + libraries);
 }
 
 void Comparison::AddEvent(bool is_other, int64_t request, const Event& event) {
@@ -132,25 +130,25 @@ void Comparison::AddEvent(bool is_other, int64_t request, const Event& event) {
   digest = common::Digest(reinterpret_cast<const uint8_t*>(text.data()), text.size(), digest);
 }
 
-std::string Comparison::Inputs() const {
-  std::string text = headers_;
+std::vector<std::string> Comparison::Inputs() const {
+  const std::string than = " than in " + options_.other;
   constexpr const char* kEvents[kEventKinds] = {"restarts", "device settings", "properties"};
+  std::vector<std::string> lines = headers_;
   for (std::size_t kind = 0; kind < kEventKinds; ++kind) {
-    if (events_[0][kind] == events_[1][kind]) continue;
-    text += std::string("other ") + kEvents[kind] + " than in " + common::Escaped(options_.other) +
-            "\n";
+    if (events_[0][kind] != events_[1][kind]) lines.push_back("other " + (kEvents[kind] + than));
   }
   for (const OtherInput& input : other_inputs_) {
-    text += Counted(input.count, "request") + " with other " + input.name + " than in " +
-            common::Escaped(options_.other) + ", the first is " + std::to_string(input.first) +
-            "\n";
+    lines.push_back(Counted(input.count, "request") + " with other " + input.name + than +
+                    ", the first is " + std::to_string(input.first));
   }
-  return text;
+  return lines;
 }
 
 std::string Comparison::Text() const {
-  const std::string inputs = Inputs();
-  return inputs + lines_ + Counted(count_, "difference") +
+  const std::vector<std::string> inputs = Inputs();
+  std::string text;
+  for (const std::string& line : inputs) text += common::Escaped(line) + "\n";
+  return text + lines_ + Counted(count_, "difference") +
          (inputs.empty() ? "\n" : ", with other inputs\n");
 }
 

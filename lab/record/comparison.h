@@ -60,7 +60,7 @@ class Comparison {
  private:
   void AddDifference(int64_t number, const std::string& text);
   void NoteInput(const std::string& name, int64_t number);
-  std::string Inputs() const;
+  std::vector<std::string> Inputs() const;
 
   struct OtherInput {
     std::string name;
@@ -72,7 +72,7 @@ class Comparison {
   ComparisonOptions options_;
   std::string lines_;
   std::size_t count_ = 0;
-  std::string headers_;
+  std::vector<std::string> headers_;
   std::vector<OtherInput> other_inputs_;
   // Digests by kind, of this run and the other one.
   std::array<std::array<uint64_t, kEventKinds>, 2> events_ = {};

@@ -31,6 +31,9 @@ Json JsonOf(const std::optional<T>& value) {
 }
 
 Json JsonOf(const common::Size& size) { return {size.width, size.height}; }
+Json JsonOf(const std::optional<common::Rect>& rect) {
+  return rect ? ListOf(*rect) : Json::array();
+}
 
 template <typename T>
 Json JsonOf(const std::vector<std::pair<std::string, T>>& members) {

@@ -138,6 +138,10 @@ NamedValues ValuesOf(const std::string& name, const Json& json) {
   return named;
 }
 
+common::Rect RectOf(const Json& list) {
+  return common::ClampedRect(list[0], list[1], list[2], list[3]);
+}
+
 RequestStep RequestOf(const Json& json) {
   RequestStep step;
   const Json none = Json::object();
@@ -165,9 +169,7 @@ RequestStep RequestOf(const Json& json) {
     return step;
   }
   step.faces.emplace();
-  for (const Json& face : in["faces"]) {
-    step.faces->push_back(common::ClampedRect(face[0], face[1], face[2], face[3]));
-  }
+  for (const Json& face : in["faces"]) step.faces->push_back(RectOf(face));
   return step;
 }
 
@@ -189,6 +191,9 @@ void Read(const Json& json, T* to) {
 }
 void Read(const Json& json, std::optional<bool>* to) { *to = json.get<bool>(); }
 void Read(const Json& json, common::Size* to) { *to = {json[0], json[1]}; }
+void Read(const Json& json, std::optional<common::Rect>* to) {
+  if (json.size() == 4) *to = RectOf(json);
+}
 void Read(const Json& json, std::vector<std::pair<std::string, std::string>>* to) {
   for (const auto& [name, text] : json.items()) to->emplace_back(name, text);
 }

@@ -107,10 +107,10 @@ struct RunHeader {
   common::Size buffer;
   uint32_t node_caps = 0;
   bool realtime = false;
-  double fps = 0;         // the rate asked for
-  std::string models;     // real or fake; empty in a script
-  std::string command;    // as for a shell
-  std::vector<int> crop;  // x, y, width and height of what was sent; empty for whole frames
+  double fps = 0;                    // the rate asked for
+  std::string models;                // real or fake; empty in a script
+  std::string command;               // as for a shell
+  std::optional<common::Rect> crop;  // what was sent; nothing for whole frames
 };
 
 struct Summary {
