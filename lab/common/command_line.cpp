@@ -3,11 +3,10 @@
 
 #include <CLI/CLI.hpp>
 #include <cctype>
-#include <cstdint>
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
 #include <utility>
-#include <vector>
 
 #include "common/escape.h"
 #include "common/program.h"
@@ -64,20 +63,12 @@ CommandOption& CommandOption::Needs(const CommandOption& other) {
   return *this;
 }
 
-template <typename Value>
-CommandOption Command::Add(const std::string& name, Value* value, const std::string& about) {
-  return WithValue(name, app_->add_option(name.substr(0, name.find(' ')), *value, about));
+CommandOption Command::Add(const std::string& name, Value value, const std::string& about) {
+  const auto add = [&](auto* to) {
+    return app_->add_option(name.substr(0, name.find(' ')), *to, about);
+  };
+  return WithValue(name, std::visit(add, value));
 }
-
-template CommandOption Command::Add(const std::string&, std::string*, const std::string&);
-template CommandOption Command::Add(const std::string&, int*, const std::string&);
-template CommandOption Command::Add(const std::string&, std::optional<int>*, const std::string&);
-template CommandOption Command::Add(const std::string&, uint32_t*, const std::string&);
-template CommandOption Command::Add(const std::string&, uint64_t*, const std::string&);
-template CommandOption Command::Add(const std::string&, double*, const std::string&);
-template CommandOption Command::Add(const std::string&, std::vector<std::string>*,
-                                    const std::string&);
-template CommandOption Command::Add(const std::string&, std::vector<uint64_t>*, const std::string&);
 
 CommandOption Command::AddText(const std::string& name, TakeText take, const std::string& about) {
   using Texts = std::vector<std::string>;
@@ -142,10 +133,8 @@ std::string NotEmpty(const std::string& text) { return text.empty() ? "must not 
 
 std::string PngName(const std::string& path) {
   if (path == "-") return "is not written to standard output; name a file";
-  const std::string name = path.substr(path.rfind('/') + 1);
-  const std::size_t dot = name.rfind('.');
-  if (dot == std::string::npos || dot == 0) return NotEmpty(path);
-  std::string ending = name.substr(dot);
+  std::string ending = std::filesystem::path(path).extension();
+  if (ending.empty()) return NotEmpty(path);
   for (char& c : ending) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   return ending == ".png" ? "" : path + " must end in .png, because the picture is a PNG";
 }

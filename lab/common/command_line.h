@@ -4,10 +4,13 @@
 #ifndef ZY_COMMON_COMMAND_LINE_H_
 #define ZY_COMMON_COMMAND_LINE_H_
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <variant>
+#include <vector>
 
 namespace CLI {
 class App;
@@ -48,10 +51,11 @@ class Command {
  public:
   explicit Command(CLI::App* app) : app_(app) {}
 
-  // Adds an option that sets a value: a string, an int, an optional one, an unsigned number, a
-  // double, or a vector of strings or of uint64_t. The value must outlive the parsing.
-  template <typename Value>
-  CommandOption Add(const std::string& name, Value* value, const std::string& about);
+  using Value = std::variant<std::string*, int*, std::optional<int>*, uint32_t*, uint64_t*, double*,
+                             std::vector<std::string>*, std::vector<uint64_t>*>;
+
+  // Adds an option that sets a value, which must outlive the parsing.
+  CommandOption Add(const std::string& name, Value value, const std::string& about);
   // Adds an option whose text is passed to a function, or each of its texts.
   CommandOption AddText(const std::string& name, TakeText take, const std::string& about);
   // Adds a flag; "--x,!--no-x" sets and clears.
