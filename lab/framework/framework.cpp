@@ -41,20 +41,10 @@ common::Failure Check(const std::string& call, ChiResult result) {
 
 // Returns the names of the callbacks that a table lacks, separated by commas.
 std::string MissingCallbacks(const ChiNodeCallbacks& callbacks) {
-  const std::pair<const char*, bool> filled[] = {
-      {"pGetCapabilities", callbacks.pGetCapabilities != nullptr},
-      {"pQueryVendorTag", callbacks.pQueryVendorTag != nullptr},
-      {"pCreate", callbacks.pCreate != nullptr},
-      {"pDestroy", callbacks.pDestroy != nullptr},
-      {"pQueryBufferInfo", callbacks.pQueryBufferInfo != nullptr},
-      {"pSetBufferInfo", callbacks.pSetBufferInfo != nullptr},
-      {"pProcessRequest", callbacks.pProcessRequest != nullptr},
-      {"pSetNodeInterface", callbacks.pSetNodeInterface != nullptr},
-      {"pPostPipelineCreate", callbacks.pPostPipelineCreate != nullptr}};
   std::string missing;
-  for (const auto& [name, is_filled] : filled) {
-    if (!is_filled) missing += (missing.empty() ? "" : ", ") + std::string(name);
-  }
+  ForEachCallback(callbacks, [&](const auto& callback, const char* member, const char*) {
+    if (callback == nullptr) missing += (missing.empty() ? "" : ", ") + std::string(member);
+  });
   return missing;
 }
 
@@ -322,9 +312,10 @@ ChiResult Session::GetMetadata(ChiMetadataGet* get) {
   if (value == nullptr) return kChiFailed;
   get->pData = value->bytes.data();
   get->count = value->count;
-  if (session->margin_) {
+  if (session->options_.margin_of_tags) {
     const std::string name = "the value of " + Framework::Get().Tags().NameOf(value->tag);
-    get->pData = session->lent_.try_emplace(value->tag, name, value->bytes, *session->margin_)
+    get->pData = session->lent_
+                     .try_emplace(value->tag, name, value->bytes, *session->options_.margin_of_tags)
                      .first->second.data();
   }
   return kChiSuccess;
@@ -334,7 +325,7 @@ ChiResult Session::SetMetadata(ChiMetadataSet* set) {
   auto* session = static_cast<Session*>(set->hChiSession);
   if (session == nullptr || set->size < sizeof(*set)) return kChiFailed;
   ++session->publications_;
-  if (session->refuses_) return kChiFailed;
+  if (session->options_.refuses_publications) return kChiFailed;
   for (uint32_t i = 0; i < set->tagCount; ++i) {
     session->complaint_ = session->Take(set->pTagList[i], set->pTagData[i]);
     if (!session->complaint_.empty()) return kChiFailed;

@@ -90,6 +90,20 @@ using NodeEntry = void (*)(ChiNodeCallbacks*);
 // Opens a node library until the process ends, and finds its entry. Any thread.
 common::Failure OpenNode(const std::string& path, NodeEntry* entry);
 
+// Calls visit(callback, its member, its call in messages) for each callback of a table.
+template <typename Callbacks, typename Visit>
+void ForEachCallback(Callbacks& table, const Visit& visit) {
+  visit(table.pGetCapabilities, "pGetCapabilities", "get-capabilities");
+  visit(table.pQueryVendorTag, "pQueryVendorTag", "query-vendor-tag");
+  visit(table.pCreate, "pCreate", "create");
+  visit(table.pDestroy, "pDestroy", "destroy");
+  visit(table.pQueryBufferInfo, "pQueryBufferInfo", "query-buffer-info");
+  visit(table.pSetBufferInfo, "pSetBufferInfo", "set-buffer-info");
+  visit(table.pProcessRequest, "pProcessRequest", "process-request");
+  visit(table.pSetNodeInterface, "pSetNodeInterface", "set-node-interface");
+  visit(table.pPostPipelineCreate, "pPostPipelineCreate", "post-pipeline-create");
+}
+
 // The only framework of the process: the platform's interface has no context to distinguish two.
 // One thread at a time, but sessions may run in parallel.
 class Framework {
@@ -141,6 +155,12 @@ class CameraBuffer {
   ChiNodeBuffer buffer_;
 };
 
+// How a session differs from a usual one.
+struct SessionOptions {
+  bool refuses_publications = false;     // fails the node's publications, whatever they contain
+  std::optional<Margin> margin_of_tags;  // lends tag values in memory with this margin
+};
+
 // One pipeline with one node. Its address is the session handle that the node receives. Requests of
 // one session come from one thread at a time; several sessions may run in parallel.
 class Session {
@@ -176,12 +196,8 @@ class Session {
   int Publications() const { return publications_; }
   // Returns the error in what the node published, "" without one.
   const std::string& Complaint() const { return complaint_; }
-  // Fails the node's publications, whatever they contain.
-  void RefusePublications(bool refuse) { refuses_ = refuse; }
-  bool RefusesPublications() const { return refuses_; }
-  // Lends tag values in memory with this margin; with nullopt, as initially, it passes its own
-  // values.
-  void LendValues(std::optional<Margin> margin) { margin_ = margin; }
+  // Returns the options for the next requests.
+  SessionOptions& Options() { return options_; }
 
  private:
   friend class Framework;
@@ -195,8 +211,7 @@ class Session {
   uint64_t request_id_ = 0;
   int publications_ = 0;
   std::string complaint_;
-  bool refuses_ = false;
-  std::optional<Margin> margin_;
+  SessionOptions options_;
   std::map<uint32_t, LentBytes> lent_;  // values of this request, by tag
   Metadata input_;
   Metadata output_;

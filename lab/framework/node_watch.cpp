@@ -25,10 +25,8 @@ using Milliseconds = std::chrono::milliseconds;
 
 constexpr Milliseconds kTick{50};
 constexpr Milliseconds kAfterInterrupt{600};
-constexpr char kProcessRequest[] = "process-request";
 
 NodeWatchOptions g_options = {};  // constant while the node is watched
-ChiNodeCallbacks g_node = {};     // constant after the node's loading
 NodeEntry g_entry = nullptr;
 
 std::atomic<const char*> g_call{nullptr};  // in progress
@@ -47,7 +45,7 @@ thread_local bool t_calls_node = false;
 void Report(const char* before, const char* call, const char* after = "") {
   char request[40] = "";
   if (const uint64_t number = g_request; number != 0) {
-    const char* const relation = call == kProcessRequest ? "of" : "after";
+    const char* const relation = std::strcmp(call, "process-request") == 0 ? "of" : "after";
     std::snprintf(request, sizeof(request), " %s request %" PRIu64, relation, number);
   }
   // On a terminal it replaces a line of progress.
@@ -168,23 +166,19 @@ void NoteRequest(ChiNodeProcessRequestInfo* info) { g_request = info->frameNum; 
 template <typename Argument>
 void NoteRequest(Argument) {}
 
-// Wraps a callback of the node in a mark.
-template <auto callback>
-struct Watched;
-template <typename Result, typename Argument, Result (*ChiNodeCallbacks::*callback)(Argument)>
-struct Watched<callback> {
-  static inline const char* name = "";
-  static Result Call(Argument argument) {
-    const InCall call(name);
+// Wraps a callback of the node in a mark. Each callback has an argument of its own type.
+template <typename Result, typename Argument>
+void Watch(Result (*&callback)(Argument), const char* call) {
+  static Result (*node)(Argument) = nullptr;
+  static const char* name = nullptr;
+  node = callback;
+  name = call;
+  if (callback == nullptr) return;
+  callback = [](Argument argument) {
+    const InCall mark(name);
     NoteRequest(argument);
-    return (g_node.*callback)(argument);
-  }
-};
-
-template <auto callback>
-void Watch(const char* name, ChiNodeCallbacks* table) {
-  Watched<callback>::name = name;
-  if (table->*callback != nullptr) table->*callback = Watched<callback>::Call;
+    return node(argument);
+  };
 }
 
 void WatchedEntry(ChiNodeCallbacks* table) {
@@ -192,16 +186,8 @@ void WatchedEntry(ChiNodeCallbacks* table) {
     const InCall call("ChiNodeEntry");
     g_entry(table);
   }
-  g_node = *table;
-  Watch<&ChiNodeCallbacks::pGetCapabilities>("get-capabilities", table);
-  Watch<&ChiNodeCallbacks::pQueryVendorTag>("query-vendor-tag", table);
-  Watch<&ChiNodeCallbacks::pCreate>("create", table);
-  Watch<&ChiNodeCallbacks::pDestroy>("destroy", table);
-  Watch<&ChiNodeCallbacks::pQueryBufferInfo>("query-buffer-info", table);
-  Watch<&ChiNodeCallbacks::pSetBufferInfo>("set-buffer-info", table);
-  Watch<&ChiNodeCallbacks::pProcessRequest>(kProcessRequest, table);
-  Watch<&ChiNodeCallbacks::pSetNodeInterface>("set-node-interface", table);
-  Watch<&ChiNodeCallbacks::pPostPipelineCreate>("post-pipeline-create", table);
+  ForEachCallback(*table,
+                  [](auto& callback, const char*, const char* call) { Watch(callback, call); });
 }
 
 }  // namespace

@@ -6,7 +6,7 @@ namespace nodecheck {
 Camera::Camera(Subject* subject, uint32_t width, uint32_t height, bool starts_worker)
     : subject_(subject), frame_(width, height, width + width % 2) {
   subject->Node();
-  session.LendValues(framework::Margin::kFiller);
+  session.Options().margin_of_tags = framework::Margin::kFiller;
   Set(Usual(1));
   Doing("create, or a buffer callback");
   Require(session.Create(0, width, height));
@@ -43,7 +43,7 @@ void Camera::Judge(const std::string& request, ChiResult result, End end) {
   Require(session.Publications() <= 1, request, "at most one publication",
           std::to_string(session.Publications()));
   if (!session.Complaint().empty()) Fail(request + ": published that " + session.Complaint());
-  if (result != kChiSuccess || session.RefusesPublications()) return;
+  if (result != kChiSuccess || session.Options().refuses_publications) return;
   const framework::VendorTags& tags = framework::Framework::Get().Tags();
   const char* const seen =
       session.Publications() == 0 ? "no publication" : "a publication without it";

@@ -148,9 +148,9 @@ const Check kNoMetadata("tags.no_metadata", "A request without metadata ends.", 
 
 void Refused(Subject* subject) {
   Camera camera(subject, 640, 480);
-  camera.session.RefusePublications(true);
+  camera.session.Options().refuses_publications = true;
   for (uint64_t number = 1; number <= 12; ++number) camera.Send(number, End::kAnswerOrError);
-  camera.session.RefusePublications(false);
+  camera.session.Options().refuses_publications = false;
   camera.Send(13);
 }
 const Check kRefusedTags("tags.refused",
@@ -161,7 +161,7 @@ void Values(Subject* subject) {
   for (const auto margin : {framework::Margin::kGuardBehind, framework::Margin::kGuardBefore}) {
     Camera camera(subject, 640, 480);
     camera.compares = true;
-    camera.session.LendValues(margin);
+    camera.session.Options().margin_of_tags = margin;
     camera.SendSeries();
   }
 }

@@ -134,7 +134,8 @@ thread_local framework::OutcomeCounts t_life;
 framework::OutcomeCounts LiveAlone(Subject* subject, uint64_t requests, bool is_hurried) {
   LentFrame frames[] = {{64, 48, 64}, {48, 66, 48}};
   Camera camera(subject, 64, 48);
-  camera.session.LendValues(std::nullopt);  // it would take longer than everything else
+  camera.session.Options().margin_of_tags =
+      std::nullopt;  // it would take longer than everything else
   t_life = {};
   for (uint32_t i = 0; i < requests; ++i) {
     const uint32_t scene = i / 64;

@@ -129,7 +129,7 @@ void RandomMetadata(Subject* subject) {
     const Margin margin = random() % 2 == 0 ? Margin::kGuardBehind : Margin::kGuardBefore;
     const auto width = static_cast<uint32_t>(1 + random() % 400);
     LentFrame frame(width, static_cast<uint32_t>(1 + random() % 300), width + width % 2, margin);
-    camera.session.LendValues(margin);
+    camera.session.Options().margin_of_tags = margin;
     for (int i = 0; i < 25; ++i, ++number) {
       framework::SetRandomMetadata(&random, &camera.session.Input());
       camera.Send(number, &frame, 1, End::kAny);
