@@ -117,8 +117,7 @@ std::vector<std::unique_ptr<record::RunListener>> Outputs::Listeners(
     add(std::make_unique<record::ReplayCheck>(recorded, last, comparison, text));
   }
   // A replay prints differences instead of rows.
-  const TableOptions table = {text != stderr && !is_replay, options_.all, options_.real_models};
-  add(std::make_unique<Table>(table, text));
+  add(std::make_unique<Table>(options_, text != stderr && !is_replay, text));
   if (std::FILE* const file = outputs_[kClip].File()) {
     add(std::make_unique<AnnotatedClip>(outputs_[kClip].path, caption, rate, file));
   }

@@ -52,26 +52,23 @@ std::string OwnTagsLine(const std::vector<record::NamedValues>& values) {
 
 }  // namespace
 
-void Table::Begin(const record::RunHeader& header) {
-  is_upright_ = header.upright.value_or(false);
-  has_input_ = !header.input.empty();
-  if (options_.has_rows && options_.real_models) {
+void Table::Begin(const record::RunHeader&) {
+  if (has_rows_ && options_.real_models) {
     std::fputs("Estimates by a small network, no basis for decisions about people.\n", to_);
   }
 }
 
 common::Failure Table::OnRequest(const RequestRecord& request, const media::Nv12Frame& picture) {
-  if (options_.has_rows && (options_.all || request.outcome != Outcome::kNotOffered)) {
+  if (has_rows_ && (options_.all || request.outcome != Outcome::kNotOffered)) {
     PrintRow(request);
   }
   NoteFaces(request, {picture.width, picture.height});
-  last_why_ = request.why ? (*request.why)[0] : framework::SlotWhy();
-  last_values_ = request.out.values;
+  last_ = request;
   return std::nullopt;
 }
 
 void Table::NoteFaces(const RequestRecord& request, common::Size picture) {
-  const int orientation = is_upright_ ? 270 : request.in.orientation.value_or(270);
+  const int orientation = options_.IsUpright() ? 270 : request.in.orientation.value_or(270);
   for (const common::Rect& face : request.faces) {
     has_analysed_ |= framework::IsAnalysed(face, picture, orientation);
     if (face.w <= largest_.w) continue;
@@ -113,7 +110,7 @@ void Table::PrintLine(const std::string& cells, const std::string& reasons) {
 }
 
 std::string Table::FacesLine() const {
-  if (has_analysed_ || !has_input_) return "";
+  if (has_analysed_ || options_.source.input.empty()) return "";
   if (largest_.w == 0) return "no faces: give --face X,Y,W,H or --faces auto\n";
   return "largest face " + std::to_string(largest_.w) + " pixels wide, analysed above " +
          std::to_string(shorter_side_ / 6) + ": try --crop auto\n";
@@ -122,18 +119,18 @@ std::string Table::FacesLine() const {
 common::Failure Table::Finish(const record::Summary& summary) {
   PrintNotHandedOver(summary);
   std::fprintf(to_, "%s%s\n%s", FacesLine().c_str(), LineOf(summary).c_str(),
-               OwnTagsLine(last_values_).c_str());
+               OwnTagsLine(last_.out.values).c_str());
   if (!summary.pace.empty()) std::fprintf(to_, "%s\n", summary.pace.c_str());
   return std::nullopt;
 }
 
 void Table::PrintNotHandedOver(const record::Summary& summary) const {
   const int64_t count = summary.sent - summary.HandedOver() - summary.unknown;
-  if (!options_.has_rows || options_.all || count == 0) return;
-  const bool says_why =
-      summary.HandedOver() == 0 && last_why_.score != framework::Why::kNotHandedOver;
+  if (!has_rows_ || options_.all || count == 0) return;
+  const std::string why = last_.WhyText(0);
+  const bool says_why = summary.HandedOver() == 0 && why != NameOf(framework::Why::kNotHandedOver);
   std::fprintf(to_, "requests that were not handed over: %" PRId64 " (%s--all prints them)\n",
-               count, says_why ? (TextOf(last_why_) + "; ").c_str() : "");
+               count, says_why ? (why + "; ").c_str() : "");
 }
 
 }  // namespace camsim

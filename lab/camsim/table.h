@@ -4,23 +4,19 @@
 
 #include <cstdio>
 #include <string>
-#include <vector>
 
+#include "camsim/options.h"
 #include "record/run_listener.h"
 
 namespace camsim {
 
-struct TableOptions {
-  bool has_rows = true;      // else only the summary
-  bool all = false;          // print every request, not only those handed over
-  bool real_models = false;  // the figures are estimates
-};
-
 // Prints a run as text: a row for each request, which fits a terminal of 80 columns, and a summary.
 class Table : public record::RunListener {
  public:
-  Table(TableOptions options, std::FILE* to) : options_(options), to_(to) {}
-  void Begin(const record::RunHeader& header) override;
+  // Prints only the summary unless `has_rows`.
+  Table(const Options& options, bool has_rows, std::FILE* to)
+      : options_(options), has_rows_(has_rows), to_(to) {}
+  void Begin(const record::RunHeader&) override;
   common::Failure OnRequest(const record::RequestRecord& request,
                             const media::Nv12Frame& picture) override;
   common::Failure Finish(const record::Summary& summary) override;
@@ -34,15 +30,14 @@ class Table : public record::RunListener {
   std::string FacesLine() const;
   void PrintNotHandedOver(const record::Summary& summary) const;
 
-  const TableOptions options_;
+  const Options& options_;
+  const bool has_rows_;
   std::FILE* const to_;
-  bool is_upright_ = false, has_input_ = false;
   int slots_ = -1;             // that the head shows
   bool has_analysed_ = false;  // a face was large enough
   common::Rect largest_ = {};  // face, and the shorter side of its frame
   int shorter_side_ = 0;
-  framework::SlotWhy last_why_;  // of slot 0
-  std::vector<record::NamedValues> last_values_;
+  record::RequestRecord last_;
 };
 
 }  // namespace camsim
