@@ -21,7 +21,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 # Runs a program under the plugin and joins its lines with the plugin's regions, which have the same
-# order: LINE<tab>PROCESSOR WHOLE APART.
+# order: LINE<tab>PROCESSOR<tab>WHOLE<tab>APART.
 count() {
   local program=$build/$1 libraries=$peers/usr/lib/aarch64-linux-gnu
   shift
@@ -32,21 +32,20 @@ count() {
     echo "count_arm64: the plugin's regions do not match the program's lines" >&2
     return 1
   fi
-  paste "$work/lines" "$work/regions"
+  tr ' ' '\t' <"$work/regions" | paste "$work/lines" -
 }
 
 # Checks the counter on regions of known length; a few instructions are the calls of the marks.
 check_counter() {
   count insncount_selftest | awk -F'\t' '
-    { split($3, n, " ") }
-    n[2] < $1 || n[2] > $1 + 40 || n[3] < $2 || n[3] > $2 + 10 { print "wrong count: " $0; failed = 1 }
+    $4 < $1 || $4 > $1 + 40 || $5 < $2 || $5 > $2 + 10 { print "wrong count: " $0; failed = 1 }
     END { exit failed || NR != 4 }' >&2
 }
 
 # Prints the median count of each kind of request: KIND<tab>WHOLE<tab>APART.
 request_medians() {
   count request_bench --count "$build/com.qti.node.brodaxgenderage.so" |
-    awk -F'\t' '$2 != "-" { split($3, n, " "); print $1 ", " $2 "\t" n[2] "\t" n[3] }' |
+    awk -F'\t' '$2 != "-" { print $1 ", " $2 "\t" $4 "\t" $5 }' |
     sort -t"$(printf '\t')" -k1,1 -k2,2n |
     awk -F'\t' '
       function flush() { if (rows) print middle[int((rows + 1) / 2)]; rows = 0 }
@@ -59,9 +58,8 @@ print_tables() {
   "$compiler" --version | head -n 1
   printf '%-48s %-25s %12s %9s %7s\n' "kernel, 1920x1080" by instructions "per pixel" target
   awk -F'\t' '{
-    split($5, n, " ")
-    verdict = $4 == "-" ? "" : n[2] / $3 <= $4 ? "met" : "MISSED"
-    printf "%-48s %-25s %12d %9.4f %7s %s\n", $1, $2, n[2], n[2] / $3, $4, verdict
+    verdict = $4 == "-" ? "" : $6 / $3 <= $4 ? "met" : "MISSED"
+    printf "%-48s %-25s %12d %9.4f %7s %s\n", $1, $2, $6, $6 / $3, $4, verdict
   }' "$work/kernels"
   printf '\n%-48s %12s %12s %12s\n' "process-request, request thread" node framework both
   awk -F'\t' -v off_cadence="$off_cadence" '
@@ -81,7 +79,7 @@ print_tables() {
 
 # Prints the lines to commit: INSTRUCTIONS<tab>NAME.
 own_counts() {
-  awk -F'\t' '$2 ~ /^(vector|scalar|plain|rows)$/ { split($5, n, " "); print n[2] "\t" $1 " [" $2 "]" }' \
+  awk -F'\t' '$2 ~ /^(vector|scalar|plain|rows)$/ { print $6 "\t" $1 " [" $2 "]" }' \
     "$work/kernels"
   awk -F'\t' '{ print $2 - $3 "\trequest, " $1 }' "$work/requests"
 }
