@@ -58,10 +58,7 @@ void FillSpan(int64_t left, int64_t top, int64_t right, int64_t bottom, Colour c
   const int y_end = Clamp(bottom, 0, picture->height);
   for (int y = Clamp(top, 0, picture->height); y < y_end; ++y) {
     for (int x = x_begin; x < x_end; ++x) {
-      uint8_t* rgb = picture->Pixel(x, y);
-      rgb[0] = colour.r;
-      rgb[1] = colour.g;
-      rgb[2] = colour.b;
+      std::copy_n(&colour.r, 3, picture->Pixel(x, y));
     }
   }
 }

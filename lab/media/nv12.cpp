@@ -104,12 +104,6 @@ void LimitRange(Nv12Frame* frame) {
             common::HalfUp(frame->height), 224);
 }
 
-uint64_t WordAt(const uint8_t* bytes) {
-  uint64_t word;
-  std::memcpy(&word, bytes, sizeof(word));
-  return word;
-}
-
 }  // namespace
 
 common::Failure CheckFrameShape(int width, int height, int stride) {
@@ -151,7 +145,10 @@ std::string PixelDigest(const Nv12Frame& frame) {
   const auto add_rows = [&](const uint8_t* row, int rows, int width) {
     for (; rows > 0; --rows, row += frame.stride) {
       int x = 0;
-      for (; x + 8 <= width; x += 8) add(WordAt(row + x));
+      for (uint64_t word = 0; x + 8 <= width; x += 8) {
+        std::memcpy(&word, row + x, sizeof(word));
+        add(word);
+      }
       for (; x < width; ++x) add(row[x]);
     }
   };
