@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <utility>
 
 #include "common/interrupts.h"
 
@@ -41,23 +42,20 @@ RecordingFile::~RecordingFile() {
 }
 
 common::Failure RecordingFile::Open(const std::string& path) {
-  const std::string name = path == "-" ? "standard input" : path;
-  int descriptor = path == "-" ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0) return common::FailAbout(name, common::SystemFailure("cannot open"));
+  const bool is_input = path == "-";
+  name_ = is_input ? "standard input" : path;
+  descriptor_ = is_input ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor_ < 0) return common::FailAbout(name_, common::SystemFailure("cannot open"));
   struct stat status = {};
-  if (fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
-    close(descriptor);
-    return common::Fail(name + ": this is a directory");
+  fstat(descriptor_, &status);
+  if (S_ISDIR(status.st_mode)) return common::Fail(name_ + ": this is a directory");
+  if (is_input || !S_ISREG(status.st_mode)) {
+    const int original = std::exchange(descriptor_, -1);
+    const common::Failure failure = Copy(original, &descriptor_);
+    close(original);
+    if (failure) return common::FailAbout(name_, failure);
   }
-  if (path == "-" || !S_ISREG(status.st_mode)) {
-    int copy = -1;
-    const common::Failure failure = Copy(descriptor, &copy);
-    close(descriptor);
-    descriptor = copy;
-    descriptor_ = copy;
-    if (failure) return common::FailAbout(name, failure);
-  }
-  return Take(descriptor, name);
+  return Check();
 }
 
 common::Failure RecordingFile::Take(int descriptor, const std::string& name) {
