@@ -21,8 +21,6 @@ namespace {
 constexpr off_t kMostOutput = 1 << 20;
 using Clock = std::chrono::steady_clock;
 
-void Pause() { std::this_thread::sleep_for(std::chrono::milliseconds(2)); }
-
 [[noreturn]] void BeChild(const std::function<void()>& run, int output) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);  // it has no own time limit
   dup2(output, STDOUT_FILENO);
@@ -46,7 +44,7 @@ void Await(pid_t child, const std::atomic<uint64_t>& progress, int seconds,
       end->is_hung = true;
       kill(child, SIGKILL);
     }
-    Pause();
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
   step();
 }

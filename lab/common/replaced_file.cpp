@@ -42,17 +42,15 @@ Failure ReplacedFile::Create(const std::string& path) {
   struct stat old = {};
   const bool exists = stat(path.c_str(), &old) == 0;
   if (!exists || S_ISREG(old.st_mode)) target_ = Resolve(path);
-  if (target_.empty()) {
-    const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (descriptor < 0) return SystemFailure(path_ + ": cannot create");
-    stream_ = std::make_unique<OutputStream>(path, descriptor);
-    return std::nullopt;
+  const bool is_direct = target_.empty();
+  if (exists && !is_direct && access(path.c_str(), W_OK) != 0) {
+    return SystemFailure(path_ + ": cannot create");
   }
-  if (exists && access(path.c_str(), W_OK) != 0) return SystemFailure(path_ + ": cannot create");
-  descriptor_ = CreateTemporary();
+  descriptor_ = is_direct ? open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666)
+                          : CreateTemporary();
   if (descriptor_ < 0) return SystemFailure(path_ + ": cannot create");
   stream_ = std::make_unique<OutputStream>(path_, descriptor_);
-  const bool has_mode = !exists || fchmod(descriptor_, old.st_mode & 07777) == 0;
+  const bool has_mode = is_direct || !exists || fchmod(descriptor_, old.st_mode & 07777) == 0;
   return has_mode ? std::nullopt : SystemFailure(path_ + ": cannot create");
 }
 

@@ -19,8 +19,7 @@ class GuardedBytes {
   enum class Edge { kFront, kBack };  // the end that meets the page
 
   explicit GuardedBytes(std::size_t size, Edge edge = Edge::kBack)
-      : size_(size),
-        page_(static_cast<std::size_t>(sysconf(_SC_PAGESIZE))),
+      : page_(static_cast<std::size_t>(sysconf(_SC_PAGESIZE))),
         room_((size + page_ - 1) / page_ * page_) {
     void* const mapping =
         mmap(nullptr, room_ + 2 * page_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
@@ -34,13 +33,11 @@ class GuardedBytes {
   GuardedBytes& operator=(const GuardedBytes&) = delete;
 
   uint8_t* data() { return data_; }
-  std::size_t size() const { return size_; }
   // Returns the start of the whole pages that hold the bytes, to find writes beside them.
   uint8_t* begin() { return begin_; }
   uint8_t* end() { return begin_ + room_; }
 
  private:
-  std::size_t size_;
   std::size_t page_;
   std::size_t room_;
   uint8_t* begin_;

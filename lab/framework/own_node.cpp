@@ -111,8 +111,7 @@ std::vector<int> AnalysedSlots(const SentRequest& request) {
   for (int slot = 0; slot < kSlots; ++slot) {
     const auto face = static_cast<std::size_t>(slot);
     if (face >= request.faces.size()) break;
-    const bool is_analysed = IsAnalysed(request.faces[face], request.size, orientation);
-    if (is_analysed) slots.push_back(slot);
+    if (IsAnalysed(request.faces[face], request.size, orientation)) slots.push_back(slot);
   }
   return slots;
 }

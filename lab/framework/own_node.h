@@ -21,8 +21,6 @@ namespace framework {
 inline constexpr int32_t kWorkingRole = 1;
 // With this camera the node halves rectangles even if the quad sensor is on.
 inline constexpr int32_t kAlwaysHalvedCamera = 7;
-// One in this many requests with faces offers its frame to the worker.
-inline constexpr int kRequestsPerOffer = 6;
 
 // The record's values where there is no figure.
 inline constexpr float kDefaultAge = 20.0f;
