@@ -61,7 +61,7 @@ expect("^annotated picture: annotated.png$", first.out)
 scene = read("annotated.png")
 check(scene.startswith(b"\x89PNG"), "the annotated picture is no PNG")
 write("first.png", scene)
-check(run(0, "--models fake").out == first.out and read("annotated.png") == scene, "two runs differ")
+check(run(0, "--models stand-in").out == first.out and read("annotated.png") == scene, "two runs differ")
 same("unasked lines on standard error", "", first.err)
 
 

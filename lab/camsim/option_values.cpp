@@ -83,7 +83,7 @@ std::string ParseFoundFaces(const std::string& text, std::optional<float>* found
 
 std::string ParseModels(const std::string& text, bool* real_models) {
   *real_models = text == "real";
-  const bool is_known = text == "real" || text == "fake";
+  const bool is_known = text == "real" || text == "fake" || text == "stand-in";
   return is_known ? "" : text + " is neither fake nor real";
 }
 
