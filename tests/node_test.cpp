@@ -138,83 +138,113 @@ TEST_F(NodeTest, MatchesItsModel) {
   }
 }
 
-TEST_F(NodeTest, LogsItsLife) {
-  device::AgeGender().SetScript([](auto&) { return device::AgeGenderAnswer{31.5f, 0.25f, 0.75f}; });
-  device::FaceGrade().SetScript([](auto&) {
-    return device::FaceGradeAnswer{130.0f, {1.0f, 2.0f, 3.0f}};
-  });
-  device::AgeGender().Set(&device::ModelSettings::failing_inits, 1);
-  device::AgeGender().Set(&device::ModelSettings::version,
-                          "1234567890123456789");  // the longest possible
-  ChiNodeInterface interface = TalkativeInterface();
-  node_.pSetNodeInterface(&interface);
+class NodeLife : public NodeTest {
+ protected:
+  // Lets a model fail once and give figures that are easy to recognise.
+  void SetUpModels() {
+    device::AgeGender().SetScript([](auto&) {
+      return device::AgeGenderAnswer{31.5f, 0.25f, 0.75f};
+    });
+    device::FaceGrade().SetScript([](auto&) {
+      return device::FaceGradeAnswer{130.0f, {1.0f, 2.0f, 3.0f}};
+    });
+    device::AgeGender().Set(&device::ModelSettings::failing_inits, 1);
+    device::AgeGender().Set(&device::ModelSettings::version,
+                            "1234567890123456789");  // the longest possible
+    ChiNodeInterface interface = TalkativeInterface();
+    node_.pSetNodeInterface(&interface);
+  }
+
+  void EnterWithOddTables() {
+    ChiNodeEntry(nullptr);
+    for (const auto& [size, major] : {std::pair(144, 1), std::pair(143, 0), std::pair(200, 0)}) {
+      ChiNodeCallbacks table = {};
+      std::memcpy(&table, std::array<int, 4>{size, major, 9, 7}.data(), 16);
+      table.reserved2[0] = &table;
+      ChiNodeEntry(&table);
+      Note("%d bytes, version %d.%d, rest kept: %d, filled: %d", table.size, table.majorVersion,
+           table.minorVersion, table.reserved == 7 && table.reserved2[0] == &table,
+           std::memcmp(reinterpret_cast<char*>(&table) + 16,
+                       reinterpret_cast<const char*>(&node_) + 16, 72) == 0);
+    }
+    ChiQueryVendorTag query = {sizeof(query), 0, nullptr};
+    Note("tags: %d, null: %d", node_.pQueryVendorTag(&query), node_.pQueryVendorTag(nullptr));
+    const ChiVendorTagSectionData& section = *query.pVendorTagInfo->pSections;
+    Note("%d section %s: %d, %x", query.pVendorTagInfo->numSections, section.pSectionName,
+         section.firstVendorTag, section.visibility);
+    for (uint32_t i = 0; i < section.numTags; ++i) {
+      const ChiVendorTagData& tag = section.pTags[i];
+      Note("%s: type %d, count %d", tag.pTagName, static_cast<int>(tag.type), tag.count);
+    }
+  }
+
+  void RefuseBadRecords() {
+    Note("get-capabilities: %d", node_.pGetCapabilities(nullptr));
+    ChiNodeCreateInfo create = {79, 0, 0, 0, nullptr, nullptr, {}};
+    Note("create: %d", node_.pCreate(nullptr));
+    Note("create: %d, %d", node_.pCreate(&create), create.hNodeSession != nullptr);
+    TryBadRecords("destroy", node_.pDestroy, 16);
+    TryBadRecords("query-buffer-info", node_.pQueryBufferInfo, 48);
+    TryBadRecords("set-buffer-info", node_.pSetBufferInfo, 32);
+    ChiNodeSetBufferPropertiesInfo sizeless = {32, 0, session_.node(), nullptr, 0};
+    Note("set-buffer-info without a format: %d", node_.pSetBufferInfo(&sizeless));
+    TryBadRecords("process-request", node_.pProcessRequest, 88);
+    node_.pPostPipelineCreate(nullptr);
+  }
+
+  void SendRequests() {
+    const std::vector<int32_t> small = {800, 600, 1199, 999};
+    const std::vector<int32_t> two = {800, 600, 3199, 2999, 800, 600, 1199, 999};
+    const std::vector<int32_t> requests[] = {two, two, {}, small, small, small};
+    uint64_t frame = 4;
+    for (const std::vector<int32_t>& faces : requests) {
+      framework::HoldSignals(true);  // until the request has read the results
+      Send(frame, faces);
+      framework::HoldSignals(false);
+      Tell("request " + std::to_string(frame));
+      frame += 6;
+    }
+  }
+
+  void SendRequestWithGap() {
+    framework::CameraBuffer camera(&frame_);
+    camera.handle()->format.format = 35;
+    ChiNodeBuffer* inputs[] = {nullptr, camera.handle(), camera.handle()};
+    ChiNodeProcessRequestInfo info = {88, 0, session_.node(), 34, 3, 0, inputs, nullptr, {}};
+    EXPECT_EQ(node_.pProcessRequest(&info), 0);
+    Tell("a request with a gap, and no output");
+  }
+
+  void EndAndBeginLives() {
+    ASSERT_FALSE(session_.Destroy());
+    Tell("destroy");
+    ASSERT_FALSE(session_.Create(0, 1, 1));
+    ASSERT_FALSE(session_.Destroy());
+    Tell("a node without a pipeline");
+    zy_set_property("persist.vendor.camera.zynode_conf", "0xFFFFFB");
+    ASSERT_TRUE(session_.Create(4, 1, 1));
+    session_.PostPipelineCreate();
+    Tell("a node that may not run");
+  }
+};
+
+TEST_F(NodeLife, LogsItsSteps) {
+  SetUpModels();
   Tell("set-up");
-  ChiNodeEntry(nullptr);
-  for (const auto& [size, major] : {std::pair(144, 1), std::pair(143, 0), std::pair(200, 0)}) {
-    ChiNodeCallbacks table = {};
-    std::memcpy(&table, std::array<int, 4>{size, major, 9, 7}.data(), 16);
-    table.reserved2[0] = &table;
-    ChiNodeEntry(&table);
-    Note("%d bytes, version %d.%d, rest kept: %d, filled: %d", table.size, table.majorVersion,
-         table.minorVersion, table.reserved == 7 && table.reserved2[0] == &table,
-         std::memcmp(reinterpret_cast<char*>(&table) + 16,
-                     reinterpret_cast<const char*>(&node_) + 16, 72) == 0);
-  }
-  ChiQueryVendorTag query = {sizeof(query), 0, nullptr};
-  Note("tags: %d, null: %d", node_.pQueryVendorTag(&query), node_.pQueryVendorTag(nullptr));
-  const ChiVendorTagSectionData& section = *query.pVendorTagInfo->pSections;
-  Note("%d section %s: %d, %x", query.pVendorTagInfo->numSections, section.pSectionName,
-       section.firstVendorTag, section.visibility);
-  for (uint32_t i = 0; i < section.numTags; ++i) {
-    const ChiVendorTagData& tag = section.pTags[i];
-    Note("%s: type %d, count %d", tag.pTagName, static_cast<int>(tag.type), tag.count);
-  }
+  EnterWithOddTables();
   Tell("entry");
   ASSERT_FALSE(session_.Create(0, 1920, 1440));
   Tell("create");
-  Note("get-capabilities: %d", node_.pGetCapabilities(nullptr));
-  ChiNodeCreateInfo create = {79, 0, 0, 0, nullptr, nullptr, {}};
-  Note("create: %d", node_.pCreate(nullptr));
-  Note("create: %d, %d", node_.pCreate(&create), create.hNodeSession != nullptr);
-  TryBadRecords("destroy", node_.pDestroy, 16);
-  TryBadRecords("query-buffer-info", node_.pQueryBufferInfo, 48);
-  TryBadRecords("set-buffer-info", node_.pSetBufferInfo, 32);
-  ChiNodeSetBufferPropertiesInfo sizeless = {32, 0, session_.node(), nullptr, 0};
-  Note("set-buffer-info without a format: %d", node_.pSetBufferInfo(&sizeless));
-  TryBadRecords("process-request", node_.pProcessRequest, 88);
-  node_.pPostPipelineCreate(nullptr);
+  RefuseBadRecords();
   Tell("bad records");
   session_.PostPipelineCreate();
   Tell("post-pipeline-create");
-  const std::vector<int32_t> small = {800, 600, 1199, 999};
-  const std::vector<int32_t> two = {800, 600, 3199, 2999, 800, 600, 1199, 999};
-  const std::vector<int32_t> requests[] = {two, two, {}, small, small, small};
-  uint64_t frame = 4;
-  for (const std::vector<int32_t>& faces : requests) {
-    framework::HoldSignals(true);  // until the request has read the results
-    Send(frame, faces);
-    framework::HoldSignals(false);
-    Tell("request " + std::to_string(frame));
-    frame += 6;
-  }
-  framework::CameraBuffer camera(&frame_);
-  camera.handle()->format.format = 35;
-  ChiNodeBuffer* inputs[] = {nullptr, camera.handle(), camera.handle()};
-  ChiNodeProcessRequestInfo info = {88, 0, session_.node(), 34, 3, 0, inputs, nullptr, {}};
-  EXPECT_EQ(node_.pProcessRequest(&info), 0);
-  Tell("a request with a gap, and no output");
+  SendRequests();
+  SendRequestWithGap();
   Framework::Get().Tags().Clear();
   SendAgain(40);
   Tell("a result tag that is gone, and five faces without rectangles");
-  ASSERT_FALSE(session_.Destroy());
-  Tell("destroy");
-  ASSERT_FALSE(session_.Create(0, 1, 1));
-  ASSERT_FALSE(session_.Destroy());
-  Tell("a node without a pipeline");
-  zy_set_property("persist.vendor.camera.zynode_conf", "0xFFFFFB");
-  ASSERT_TRUE(session_.Create(4, 1, 1));
-  session_.PostPipelineCreate();
-  Tell("a node that may not run");
+  EndAndBeginLives();
   EXPECT_EQ(text_, kTranscript);
 }
 
