@@ -187,7 +187,10 @@ void FailingSetUp(Subject* subject) {
     fail(0);
     g_calls = 0;
     const auto end = std::chrono::steady_clock::now() + subject->Patience();
-    while (g_calls == 0 && std::chrono::steady_clock::now() < end) camera.SendSeries();
+    while (g_calls == 0 && std::chrono::steady_clock::now() < end) {
+      camera.SendSeries();
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
     Require(g_calls != 0, "after the model's recovery", "a call of it", "none");
   }
 }
