@@ -26,7 +26,7 @@ using Milliseconds = std::chrono::milliseconds;
 constexpr Milliseconds kTick{50};
 constexpr Milliseconds kAfterInterrupt{600};
 
-NodeWatchOptions g_options = {};  // constant while the node is watched
+NodeWatchOptions g_options = {};  // constant from the first watch on
 NodeEntry g_entry = nullptr;
 
 std::atomic<const char*> g_call{nullptr};  // in progress
@@ -193,11 +193,16 @@ void WatchedEntry(ChiNodeCallbacks* table) {
 }  // namespace
 
 NodeWatch::NodeWatch(const NodeWatchOptions& options) {
-  g_options = options;
+  g_has_ended = false;
+  g_call = nullptr;
   t_calls_node = true;
-  CatchCrashes(OnCrash, true);
-  std::atexit(OnExit);
-  StartTicks();
+  [[maybe_unused]] static const bool started = [&] {
+    g_options = options;
+    CatchCrashes(OnCrash, true);
+    std::atexit(OnExit);
+    StartTicks();
+    return true;
+  }();
 }
 
 NodeWatch::~NodeWatch() {

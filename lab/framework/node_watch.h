@@ -22,12 +22,12 @@ struct NodeWatchOptions {
   const std::atomic<bool>* is_interrupted;
 };
 
-// The process's only watch. A hang and an exit by the node end the process with status 1, an
-// interrupt with 130, a crash with its signal. Created and destroyed on the thread that calls the
-// node; the rest on any thread.
+// The process's only watch at a time. A hang and an exit by the node end the process with status 1,
+// an interrupt with 130, a crash with its signal. Created and destroyed on the thread that calls
+// the node; the rest on any thread.
 class NodeWatch {
  public:
-  // Starts to watch.
+  // Starts to watch. The options of a process's first watch hold for later ones.
   explicit NodeWatch(const NodeWatchOptions& options);
   // Lets the process exit from now on. The libraries' code at their unloading is still watched.
   ~NodeWatch();

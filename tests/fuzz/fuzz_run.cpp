@@ -58,9 +58,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, std::size_t size) {
   options.script = script.Path();
   options.jsonl = recording.Path();
   options.annotated = options.annotated_clip = options.trace = options.report = "/dev/null";
-  // The process's only watch; each would have a thread.
-  static const framework::NodeWatch watch(
-      {"fuzz_run", std::chrono::seconds(60), &common::g_interrupted});
+  const framework::NodeWatch watch({"fuzz_run", std::chrono::seconds(60), &common::g_interrupted});
   {
     record::RecordingFile file;
     if (file.Open(options.script)) return 0;
