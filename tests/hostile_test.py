@@ -75,18 +75,21 @@ def end_with(number, *options):
     started.unlink(missing_ok=True)
     run = subprocess.Popen([*camsim.command, "--annotated", "link.png", "--trace", "old.trace", "--report",
                             "old.html", "--jsonl", "lines", *options], stderr=subprocess.PIPE,
-                           stdout=subprocess.DEVNULL, stdin=subprocess.DEVNULL)
+                           stdout=subprocess.PIPE, stdin=subprocess.DEVNULL)
     while run.poll() is None and (not started.exists() or started.read_bytes().count(b"\n") < 2 and not options[0] == "--script"):
         time.sleep(0.01)
+    time.sleep(0.3 if options == BLOCKED else 0)
     run.send_signal(number)
     run.communicate(timeout=60)
     return run.returncode, [read(name) == b"old" for name in outputs]
 
 
 LONG = "--size", "64x48", "--requests", "100000000"
+BLOCKED = "--size", "640x480", "--annotated-clip", "-"  # a clip that nobody reads before the signal
 same("a killed run", (-signal.SIGKILL, [True] * 3), end_with(signal.SIGKILL, *LONG))
 write("long", line(recording=1, size=[64, 48]) + "".join(line(request=i, out={}) for i in range(1, 99999)))
-for number, options in (signal.SIGINT, LONG), (signal.SIGTERM, LONG), (signal.SIGINT, ("--replay", "long")):
+for number, options in [(signal.SIGINT, LONG), (signal.SIGTERM, LONG), (signal.SIGINT, ("--replay", "long")),
+                        (signal.SIGINT, BLOCKED)]:
     same("an ended run", (130, [False] * 3), end_with(number, *options))
     check(read("old.png").endswith(b"IEND\xaeB`\x82") and json.loads(read("old.trace")), "outputs are whole")
     same("the mode", 0o640, pathlib.Path("old.png").stat().st_mode & 0o777)

@@ -69,7 +69,7 @@ common::Failure Outputs::Open(Output* output) {
   }
   output->was_made = access(path.c_str(), F_OK) != 0;
   const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-  if (descriptor < 0) return common::SystemFailure(path);
+  if (descriptor < 0) return common::SystemFailure(path + ": cannot create");
   output->own = std::make_unique<common::OutputStream>(path, descriptor);
   output->to = output->own.get();
   return std::nullopt;

@@ -43,7 +43,9 @@ int Run::Go() {
     return Say(failure, common::kExitFailure);
   }
   // From here on only the run itself can fail, so outputs of an earlier run may be emptied.
-  if (common::Failure failure = outputs_.Open()) return Say(failure, common::kExitFailure);
+  if (common::Failure failure = outputs_.Open()) {
+    return common::Interrupted() ? common::kExitInterrupted : Say(failure, common::kExitFailure);
+  }
   Begin();
   if (common::Failure failure = PlayScript(1)) return Say(failure, common::kExitUnreadableInput);
   if (common::Failure failure = sender_.Start(buffer_)) return Say(failure, common::kExitFailure);

@@ -31,13 +31,19 @@ Failure OutputStream::Flush() {
 
 ssize_t OutputStream::Write(void* stream, const char* bytes, std::size_t count) {
   auto& self = *static_cast<OutputStream*>(stream);
-  std::size_t done = 0;
-  while (done < count && self.error_number_ == 0) {
-    const ssize_t written = write(self.descriptor_, bytes + done, count - done);
-    if (written < 0) self.error_number_ = errno;
-    if (written > 0) done += static_cast<std::size_t>(written);
+  if (self.error_number_ == 0) self.error_number_ = WriteAll(self.descriptor_, bytes, count);
+  return self.error_number_ == 0 ? static_cast<ssize_t>(count) : 0;
+}
+
+int WriteAll(int descriptor, const char* bytes, std::size_t count) {
+  while (count > 0) {
+    const ssize_t written = write(descriptor, bytes, count);
+    if (written < 0 && errno != EINTR) return errno;
+    if (written <= 0) continue;
+    bytes += written;
+    count -= static_cast<std::size_t>(written);
   }
-  return static_cast<ssize_t>(done);
+  return 0;
 }
 
 }  // namespace common

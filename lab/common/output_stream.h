@@ -33,6 +33,10 @@ class OutputStream {
   std::FILE* const file_;
 };
 
+// Writes all bytes to a descriptor, also when signals interrupt it. Returns 0 or the system's error
+// number.
+int WriteAll(int descriptor, const char* bytes, std::size_t count);
+
 }  // namespace common
 
 #endif  // ZY_COMMON_OUTPUT_STREAM_H_

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "common/interrupts.h"
+#include "common/output_stream.h"
 
 namespace record {
 namespace {
@@ -27,9 +28,9 @@ common::Failure Copy(int from, int* to) {
     const ssize_t got = read(from, bytes.data(), bytes.size());
     if (got == 0) return std::nullopt;
     if (got < 0) return common::SystemFailure("cannot read");
-    if (write(*to, bytes.data(), static_cast<std::size_t>(got)) != got) {
-      return common::SystemFailure("cannot copy to /tmp");
-    }
+    if (common::Interrupted()) return common::Fail("interrupted");
+    const int error = common::WriteAll(*to, bytes.data(), static_cast<std::size_t>(got));
+    if (error != 0) return common::SystemFailure("cannot copy to /tmp", error);
     copied += got;
   }
   return common::Fail("larger than the limit of " + std::to_string(kMaxCopied >> 20) + " MiB");
