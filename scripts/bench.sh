@@ -9,7 +9,9 @@ dev_bench() {
   esac
 }
 
-bench_host() {
+bench_host() { # part of a kernel's name
+  [ $# -eq 0 ] || cut -f 2 lab/bench/arm64_counts_clang.txt | grep -qF -e "$1" ||
+    fail 2 "bench: no kernel has a name with $1"
   need_build
   need clang libyuv-dev libopencv-core-dev libopencv-imgproc-dev
   build bench kernel_bench request_bench

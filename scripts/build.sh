@@ -22,6 +22,11 @@ numbers() {
   done
 }
 
+# Prints a path that is relative to the caller's folder as an absolute one. Only its last part may be missing.
+from_caller() { # path
+  (cd "$caller" && realpath -q -- "$1") || fail 2 "$command: there is no folder for $1"
+}
+
 as_root() {
   if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
 }
@@ -30,7 +35,7 @@ as_root() {
 apt_get() {
   local log=build/packages.log start=$SECONDS said=""
   mkdir -p build
-  until as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq "$@" >"$log" 2>&1; do
+  until as_root env LC_ALL=C DEBIAN_FRONTEND=noninteractive apt-get -qq "$@" >"$log" 2>&1; do
     if ! grep -q 'Could not get lock' "$log" || [ $((SECONDS - start)) -ge 60 ]; then
       grep '^E:' "$log" >&2 || tail -n 5 "$log" >&2
       fail 1 "apt-get $1 failed; the whole log is in $log"

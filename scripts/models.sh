@@ -11,9 +11,10 @@ need_models() {
 }
 
 dev_models() {
+  local from
   case "$#:${1:-}" in
     0:) check_models "$models_cache" 2>/dev/null || fetch_models || return 1 ;;
-    2:--from) check_models "$2" && copy_models "$2" || return 1 ;;
+    2:--from) from=$(from_caller "$2") && check_models "$from" && copy_models "$from" || return 1 ;;
     *) fail 2 "$models_usage" ;;
   esac
   build_models || return 1

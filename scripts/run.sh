@@ -50,8 +50,10 @@ dev_goldens() {
 
 dev_page() {
   at_most 1 "$@"
+  local picture=""
+  [ $# -eq 0 ] || picture=$(from_caller "$1")
   need_build
   need chromium fonts-dejavu-core
   build host camsim
-  tests/page_test.py . build/host/camsim chromium "$@"
+  tests/page_test.py . build/host/camsim chromium ${picture:+"$picture"}
 }
