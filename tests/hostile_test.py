@@ -105,6 +105,11 @@ done = camsim.run(0, "--node node.so --size 64x48 --trace t --report r --jsonl j
 check(r"Curr\xff\x1b[2Jde 0" in done.out and json.loads(read("t")), f"a tag's name: {done.out}")
 camsim.run(0, "--node node.so --annotated none --replay j")
 
+# A library that the run has loaded is no output.
+write("liblog.so", read(node.with_name("device") / "liblog.so"))
+for library, option in ("node.so", "--node node.so"), ("liblog.so", "--device ."):
+    camsim.bad(1, "--annotated none --size 64x48", option, "--jsonl", library, says="is also an input")
+
 # ---- Every recording of a run at no pace replays -------------------------------------------------------
 draw = random.Random(22)
 for _ in range(6):

@@ -28,7 +28,7 @@ int Say(const common::Failure& failure, int exit_code) {
 // Writes the page of two recordings, to a file that is neither of them.
 common::Failure WriteReport(const camsim::Options& options, const std::vector<std::string>& texts) {
   for (const std::string& path : options.compared) {
-    if (common::IsSameFile(path, options.report)) return common::Fail(path + ": is also the input");
+    if (common::IsSameFile(path, options.report)) return common::Fail(path + ": is also an input");
   }
   common::ReplacedFile file;
   if (common::Failure failure = file.Create(options.report)) return failure;

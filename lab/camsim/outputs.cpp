@@ -32,8 +32,9 @@ bool IsStandardOutput(const std::string& path) {
 
 }  // namespace
 
-Outputs::Outputs(const Options& options)
+Outputs::Outputs(const Options& options, const framework::Device& device)
     : options_(options),
+      device_(device),
       text_("standard output", STDOUT_FILENO),
       outputs_{{{options.jsonl, "the JSON lines", true},
                 {options.annotated_clip, "the clip", true},
@@ -76,12 +77,15 @@ common::Failure Outputs::Open(Output* output) {
 }
 
 common::Failure Outputs::CheckApart() const {
+  std::vector<std::string> inputs = {options_.source.input, options_.script, options_.replay,
+                                     options_.node};
+  for (const auto& library : device_.Libraries()) inputs.push_back(library.path);
   for (const Output& output : outputs_) {
     if (output.File() == nullptr) continue;
-    for (const std::string& input : {options_.source.input, options_.script, options_.replay}) {
+    for (const std::string& input : inputs) {
       if (output.to == &text_) continue;
       if (common::IsSameFile(output.path, input == "-" ? "/dev/stdin" : input)) {
-        return common::Fail(output.path + ": is also the input");
+        return common::Fail(output.path + ": is also an input");
       }
     }
     for (const Output& other : outputs_) {

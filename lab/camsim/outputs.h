@@ -11,6 +11,7 @@
 #include "common/failure.h"
 #include "common/output_stream.h"
 #include "common/replaced_file.h"
+#include "framework/device.h"
 #include "record/recording_file.h"
 #include "record/run_listener.h"
 
@@ -20,11 +21,12 @@ namespace camsim {
 // standard output, only the summary is printed, to standard error. One thread.
 class Outputs {
  public:
-  explicit Outputs(const Options& options);
+  // Both must outlive the outputs.
+  Outputs(const Options& options, const framework::Device& device);
 
-  // Opens every output before the run. Fails on one that cannot be written or is also another
-  // output or the input; no older file is lost. JSON lines and a clip grow in their files; the
-  // other files are replaced in Complete().
+  // Opens every output before the run. Fails on one that cannot be written, is also another output,
+  // or is an input or a loaded library; no older file is lost. JSON lines and a clip grow in their
+  // files; the other files are replaced in Complete().
   common::Failure Open();
 
   // Returns the stream for text; call after Open().
@@ -63,6 +65,7 @@ class Outputs {
   static bool AreSame(const Output& a, const Output& b);
 
   const Options& options_;
+  const framework::Device& device_;
   common::OutputStream text_;
   std::array<Output, kOutputs> outputs_;
 };

@@ -31,7 +31,7 @@ Run::Run(const Options& options, const record::RecordingFile& script)
       frames_(options),
       passes_(clock_, options.realtime, !options.report.empty()),
       sender_(options, clock_, passes_, &outcomes_),
-      outputs_(options),
+      outputs_(options, device_),
       comparison_({options.tolerance, options.differences}) {}
 
 int Run::Go() {
