@@ -45,6 +45,8 @@ void DisturbProcess() {
   if (Has("changes_environment")) setenv("ZY_DEFECT_SEEN", "yes", 1);
   if (Has("leaves_child") && fork() == 0) pause();
   if (Has("exits")) std::exit(0);
+  if (Has("exits_like_a_check")) _exit(87);
+  if (Has("kills_group")) kill(0, SIGTERM);
   if (Has("imitates")) (void)!write(1, "ok   all\n", 9);
 }
 
@@ -67,6 +69,7 @@ class Node {
 
   ~Node() {
     DisturbProcess();
+    if (Has("publishes_late")) Publish(last_);
     if (Has("leaks_memory")) g_lost = std::memset(std::malloc(65536), 1, 65536);
     if (Has("leaks_descriptor")) (void)!open("/dev/null", O_RDONLY);
     if (!thread_.joinable()) return;
@@ -154,7 +157,7 @@ class Node {
                                {sizeof(ChiTagData), 0, request, record, sizeof(record), {}},
                                {sizeof(ChiTagData), 0, request, &passes, 1, {}}};
     const uint32_t count = Has("undeclared_tag") ? 3 : Has("modest") ? 1 : 2;
-    ChiMetadataSet set = {sizeof(set), count, session_, ids, data};
+    ChiMetadataSet set = {sizeof(set), count, Has("wrong_session") ? this : session_, ids, data};
     if (g_interface.pSetMetadata(&set) != kChiSuccess && Has("insists"))
       g_interface.pSetMetadata(&set);
   }

@@ -113,6 +113,9 @@ same("pictures of each pass", [2] * passes, [len(images) for images in shapes])
 for natural, shown, _ in sum(shapes, []):
     check(abs(natural / shown - 1) < 0.01, f"a picture of ratio {natural} is shown with {shown}")
 same("scales of the pictures of each pass", [2] * passes, [round(seen[2] / frame[2], 1) for frame, seen in shapes])
+same("boxes beyond their pictures", 0, browser.ask("""[...document.querySelectorAll('article rect')].filter(box => {
+    const {x, y, width, height} = box.getBBox(), picture = box.ownerSVGElement.viewBox.baseVal;
+    return Math.min(x, y) < 0 || x + width > picture.width || y + height > picture.height; }).length"""))
 same("points of the plot", 4 * sum(why is None for record in records for why in record["why"]),
      browser.ask("[...document.querySelectorAll('.dots')].reduce((n, path) => n + path.getAttribute('d').split('M').length - 1, 0)"))
 same("markup in the page", "", browser.ask("[...document.querySelectorAll('main script, main img[onerror]')].join()"))
@@ -125,7 +128,8 @@ for key, request in dict(ArrowRight=53, ArrowLeft=52, PageDown=58, PageUp=52, Ho
     same(f"request after {key}", request, browser.selected())
 browser.ask("document.querySelector('article button').click()")
 same("the request of the newest pass", max(r["request"] for r in records if r["outcome"] == "taken"), browser.selected())
-check(records[browser.selected() - 1]["frame"]["digest"] in browser.text("#panel"), "the panel shows another request")
+for words in records[browser.selected() - 1]["frame"]["digest"], f"the frame of request {browser.selected()}":
+    check(words in browser.text("#panel"), f"the panel has no {words}")
 browser.open("run.html", 360, 800)
 same("width of a narrow page", 360, browser.ask("document.documentElement.scrollWidth"))
 
@@ -135,7 +139,8 @@ camsim.run(0, "--size 320x240 --requests 60 --annotated none --jsonl b.jsonl --r
 differing = camsim.run(4, "diff a.jsonl b.jsonl --differences 1000 --report two.html").out
 browser.open("two.html")
 rows = len({line.split(":")[0] for line in differing.splitlines() if line.startswith("request")})
-check(f" {rows} of 60 requests differ" in browser.text("#differences"), f"not {rows}: {browser.text('#differences')}")
+check(f" {rows} of 60 requests differ" in browser.text("#differences") and
+      re.search(r"faceScore\s+60\s+1\s+1\s+0", browser.text("#differences")), f"not {rows}: {browser.text('#differences')}")
 
 write("newer", '{"recording": 2}\n{"request": 1}\n')
 write("other", b"\x89PNG\n\0")

@@ -23,6 +23,7 @@ using Clock = std::chrono::steady_clock;
 
 [[noreturn]] void BeChild(const std::function<void()>& run, int output) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);  // it has no own time limit
+  setpgid(0, 0);                     // signals to its group end no other process
   dup2(output, STDOUT_FILENO);
   dup2(output, STDERR_FILENO);
   close(output);

@@ -72,7 +72,7 @@ std::map<std::string, std::string> SurveyProcess() {
     all["descriptor " + std::to_string(descriptor)] =
         "file " + std::to_string(file.st_dev) + ":" + std::to_string(file.st_ino);
   }
-  for (int signal = 1; signal < SIGRTMIN; ++signal) {
+  for (int signal = 1; signal <= SIGRTMAX; ++signal) {
     all[std::string("signal ") + strsignal(signal)] = TreatmentOf(signal);
   }
   all["working directory"] = std::filesystem::current_path();

@@ -4,9 +4,12 @@
 #include <dlfcn.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
+#include <set>
 #include <utility>
 
 namespace framework {
@@ -14,6 +17,11 @@ namespace {
 
 constexpr uint32_t kFirstSection = 0x80000000;
 constexpr uint32_t kSectionBlock = 0x10000;
+
+// Guards all sessions against calls of a node in other threads.
+std::mutex g_sessions_mutex;
+std::set<const void*> g_sessions;
+std::atomic<int> g_strays{0};
 
 // Adds the tags that other parts of the platform register.
 void AddPlatformTags(VendorTags* tags) {
@@ -212,9 +220,26 @@ CameraBuffer::CameraBuffer(media::Nv12Frame* frame)
               static_cast<uint32_t>(frame->stride),
               &image_} {}
 
+Session::Session() {
+  const std::lock_guard<std::mutex> lock(g_sessions_mutex);
+  g_sessions.insert(this);
+}
+
 Session::~Session() {
   if (node_ != nullptr) Destroy();
+  const std::lock_guard<std::mutex> lock(g_sessions_mutex);
+  g_sessions.erase(this);
 }
+
+// Returns null for a handle that is no session, and counts it. The caller holds the lock while it
+// uses a session.
+Session* Session::Find(ChiHandle handle) {
+  if (g_sessions.count(handle) != 0) return static_cast<Session*>(handle);
+  ++g_strays;
+  return nullptr;
+}
+
+int Session::StrayCalls() { return g_strays; }
 
 common::Failure Session::Create(uint32_t node_caps, uint32_t buffer_width, uint32_t buffer_height) {
   const ChiNodeCallbacks& callbacks = Framework::Get().Callbacks();
@@ -266,12 +291,18 @@ ChiResult Session::Process(uint64_t frame_number, LentFrame* frame, uint32_t buf
 }
 
 ChiResult Session::Process(ChiNodeProcessRequestInfo* info) {
+  std::unique_lock<std::mutex> lock(g_sessions_mutex);
   output_.Clear();
   lent_.clear();
   complaint_.clear();
   publications_ = 0;
   request_id_ = info->frameNum;
-  return Framework::Get().Callbacks().pProcessRequest(info);
+  is_in_request_ = true;
+  lock.unlock();
+  const ChiResult result = Framework::Get().Callbacks().pProcessRequest(info);
+  lock.lock();
+  is_in_request_ = false;
+  return result;
 }
 
 std::string Session::ChangedValue() {
@@ -300,7 +331,8 @@ common::Failure Session::Destroy() {
 }
 
 ChiResult Session::GetMetadata(ChiMetadataGet* get) {
-  auto* session = static_cast<Session*>(get->hChiSession);
+  const std::lock_guard<std::mutex> lock(g_sessions_mutex);
+  Session* const session = Find(get->hChiSession);
   get->pData = nullptr;
   get->count = 0;
   if (session == nullptr || get->type != ChiMetadataType::kInput ||
@@ -322,8 +354,11 @@ ChiResult Session::GetMetadata(ChiMetadataGet* get) {
 }
 
 ChiResult Session::SetMetadata(ChiMetadataSet* set) {
-  auto* session = static_cast<Session*>(set->hChiSession);
+  const std::lock_guard<std::mutex> lock(g_sessions_mutex);
+  Session* const session = Find(set->hChiSession);
   if (session == nullptr || set->size < sizeof(*set)) return kChiFailed;
+  if (!session->is_in_request_) ++g_strays;
+  if (!session->is_in_request_) return kChiFailed;
   ++session->publications_;
   if (session->options_.refuses_publications) return kChiFailed;
   for (uint32_t i = 0; i < set->tagCount; ++i) {

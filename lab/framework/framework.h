@@ -165,7 +165,7 @@ struct SessionOptions {
 // one session come from one thread at a time; several sessions may run in parallel.
 class Session {
  public:
-  Session() = default;
+  Session();
   // Destroys the node.
   ~Session();
   Session(const Session&) = delete;
@@ -196,11 +196,15 @@ class Session {
   int Publications() const { return publications_; }
   // Returns the error in what the node published, "" without one.
   const std::string& Complaint() const { return complaint_; }
+  // Returns the number of a node's calls, in any thread, with a handle that is no session, and of
+  // publications for a session without a request in progress.
+  static int StrayCalls();
   // Returns the options for the next requests.
   SessionOptions& Options() { return options_; }
 
  private:
   friend class Framework;
+  static Session* Find(ChiHandle handle);
   static ChiResult GetMetadata(ChiMetadataGet* get);
   static ChiResult SetMetadata(ChiMetadataSet* set);
   ChiResult Process(ChiNodeProcessRequestInfo* info);
@@ -208,6 +212,7 @@ class Session {
   std::string Take(uint32_t id, const ChiTagData& data);
 
   ChiHandle node_ = nullptr;
+  bool is_in_request_ = false;
   uint64_t request_id_ = 0;
   int publications_ = 0;
   std::string complaint_;

@@ -28,6 +28,7 @@ constexpr Milliseconds kAfterInterrupt{600};
 
 NodeWatchOptions g_options = {};  // constant from the first watch on
 NodeEntry g_entry = nullptr;
+pid_t g_process = 0;  // of the same
 
 std::atomic<const char*> g_call{nullptr};  // in progress
 std::atomic<uint64_t> g_calls{0};          // started
@@ -129,7 +130,8 @@ class Ticks {
     const Milliseconds limit = g_options.timeout + Milliseconds(g_model_delay_ms);
     if (g_options.timeout.count() == 0) return;
     if (call_time > limit) EndHang(call, " has not returned for ", limit);
-    if (pass_time > limit) EndHang("the worker's pass", " has not ended for ", limit);
+    // A pass may begin with the call that hangs, and a tick earlier.
+    if (pass_time > limit + kTick) EndHang("the worker's pass", " has not ended for ", limit);
   }
 
  private:
@@ -157,7 +159,10 @@ class InCall {
     ++g_calls;
     g_call = name;
   }
-  ~InCall() { g_call = nullptr; }
+  ~InCall() {
+    if (getpid() != g_process) _exit(common::kExitFailure);  // a child that the node forked
+    g_call = nullptr;
+  }
   InCall(const InCall&) = delete;
   InCall& operator=(const InCall&) = delete;
 };
@@ -198,6 +203,7 @@ NodeWatch::NodeWatch(const NodeWatchOptions& options) {
   t_calls_node = true;
   [[maybe_unused]] static const bool started = [&] {
     g_options = options;
+    g_process = getpid();
     CatchCrashes(OnCrash, true);
     std::atexit(OnExit);
     StartTicks();

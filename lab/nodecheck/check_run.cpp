@@ -80,7 +80,7 @@ std::string FaultOf(const common::ChildEnd& end, const Options& options) {
   if (WIFSIGNALED(end.status)) {
     return std::string("crashed (") + strsignal(WTERMSIG(end.status)) + ")" + during;
   }
-  if (WEXITSTATUS(end.status) != kFinalWord) {
+  if (WEXITSTATUS(end.status) != kFinalWord || report.verdict != Verdict::kOk) {
     return "ended the process with status " + std::to_string(WEXITSTATUS(end.status)) + during;
   }
   if (end.orphans != 0) return "left child processes behind: " + std::to_string(end.orphans);
