@@ -4,7 +4,6 @@
 #include <dlfcn.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
@@ -18,10 +17,17 @@ namespace {
 constexpr uint32_t kFirstSection = 0x80000000;
 constexpr uint32_t kSectionBlock = 0x10000;
 
-// Guards all sessions against calls of a node in other threads.
+// Guards what follows, and all sessions against calls of a node in other threads.
 std::mutex g_sessions_mutex;
 std::set<const void*> g_sessions;
-std::atomic<int> g_strays{0};
+int g_strays = 0;  // calls with a handle that is no session, publications between requests
+
+// Returns a complaint about strays, "" without any. The caller holds the lock.
+std::string ComplainOfStrays() {
+  if (g_strays == 0) return "";
+  return "expected calls for its session, publications until process-request returns, saw " +
+         std::to_string(g_strays) + " other";
+}
 
 // Adds the tags that other parts of the platform register.
 void AddPlatformTags(VendorTags* tags) {
@@ -239,8 +245,6 @@ Session* Session::Find(ChiHandle handle) {
   return nullptr;
 }
 
-int Session::StrayCalls() { return g_strays; }
-
 common::Failure Session::Create(uint32_t node_caps, uint32_t buffer_width, uint32_t buffer_height) {
   const ChiNodeCallbacks& callbacks = Framework::Get().Callbacks();
   ChiNodeCreateInfo create = {};
@@ -302,6 +306,7 @@ ChiResult Session::Process(ChiNodeProcessRequestInfo* info) {
   const ChiResult result = Framework::Get().Callbacks().pProcessRequest(info);
   lock.lock();
   is_in_request_ = false;
+  if (complaint_.empty()) complaint_ = ComplainOfStrays();
   return result;
 }
 
@@ -327,7 +332,11 @@ ResultRecord Session::Result() {
 common::Failure Session::Destroy() {
   ChiNodedestroyInfo destroy = {sizeof(destroy), 0, node_};
   node_ = nullptr;
-  return Check("destroy", Framework::Get().Callbacks().pDestroy(&destroy));
+  const ChiResult result = Framework::Get().Callbacks().pDestroy(&destroy);
+  if (common::Failure failure = Check("destroy", result)) return failure;
+  const std::lock_guard<std::mutex> lock(g_sessions_mutex);
+  const std::string complaint = ComplainOfStrays();
+  return complaint.empty() ? std::nullopt : common::Fail("destroy: " + complaint);
 }
 
 ChiResult Session::GetMetadata(ChiMetadataGet* get) {
@@ -371,8 +380,8 @@ ChiResult Session::SetMetadata(ChiMetadataSet* set) {
 // Accepts only known tags of the request with their declared count. Returns the complaint, or "" if
 // the tag is accepted.
 std::string Session::Take(uint32_t id, const ChiTagData& data) {
-  char name[16];
-  std::snprintf(name, sizeof(name), "tag 0x%08" PRIx32, id);
+  char name[32];
+  std::snprintf(name, sizeof(name), "published that tag 0x%08" PRIx32, id);
   const auto complain = [&](const std::string& about) { return name + (" " + about); };
   const VendorTags::Tag* const tag = Framework::Get().Tags().Find(id);
   if (tag == nullptr) return complain("is unknown");

@@ -188,17 +188,16 @@ class Session {
   Metadata& Output() { return output_; }
   // Returns the published result record; all zero without one.
   ResultRecord Result();
+  // Destroys the node. Fails also on calls with a wrong handle and publications between requests.
   common::Failure Destroy();
 
   ChiHandle node() const { return node_; }
 
   // Returns the number of publications for the last request.
   int Publications() const { return publications_; }
-  // Returns the error in what the node published, "" without one.
+  // Returns the first error in what the node published for the last request, or else that a node
+  // called with a handle that is no session or published between requests; "" without one.
   const std::string& Complaint() const { return complaint_; }
-  // Returns the number of a node's calls, in any thread, with a handle that is no session, and of
-  // publications for a session without a request in progress.
-  static int StrayCalls();
   // Returns the options for the next requests.
   SessionOptions& Options() { return options_; }
 

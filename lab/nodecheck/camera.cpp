@@ -3,16 +3,6 @@
 #include "nodecheck/nodecheck.h"
 
 namespace nodecheck {
-namespace {
-
-void RequireNoStrays(const std::string& call) {
-  const int strays = framework::Session::StrayCalls();
-  Require(strays == 0, call, "calls for its session, publications until process-request returns",
-          std::to_string(strays) + " other");
-}
-
-}  // namespace
-
 Camera::Camera(Subject* subject, uint32_t width, uint32_t height, bool starts_worker)
     : subject_(subject), frame_(width, height, width + width % 2) {
   subject->Node();
@@ -27,7 +17,6 @@ Camera::Camera(Subject* subject, uint32_t width, uint32_t height, bool starts_wo
 Camera::~Camera() {
   Doing("destroy");
   Require(session.Destroy());
-  RequireNoStrays("destroy");
 }
 
 framework::DeviceState Camera::Usual(uint32_t faces) {
@@ -50,11 +39,10 @@ void Camera::Send(uint64_t number, LentFrame* frame, uint32_t buffers, End end) 
 }
 
 void Camera::Judge(const std::string& request, ChiResult result, End end) {
+  if (!session.Complaint().empty()) Fail(request + ": " + session.Complaint());
   Require(result == kChiSuccess || end != End::kAnswer, request, "success", std::to_string(result));
-  RequireNoStrays(request);
   Require(session.Publications() <= 1, request, "at most one publication",
           std::to_string(session.Publications()));
-  if (!session.Complaint().empty()) Fail(request + ": published that " + session.Complaint());
   if (result != kChiSuccess || session.Options().refuses_publications) return;
   const framework::VendorTags& tags = framework::Framework::Get().Tags();
   const char* const seen =
