@@ -211,7 +211,7 @@ class NodeLife : public NodeTest {
     camera.handle()->format.format = 35;
     ChiNodeBuffer* inputs[] = {nullptr, camera.handle(), camera.handle()};
     ChiNodeProcessRequestInfo info = {88, 0, session_.node(), 34, 3, 0, inputs, nullptr, {}};
-    EXPECT_EQ(node_.pProcessRequest(&info), 0);
+    EXPECT_EQ(session_.Process(&info), 0);
     Tell("a request with a gap, and no output");
   }
 

@@ -184,6 +184,8 @@ class Session {
   // a tag's value or beside it; "" without any.
   ChiResult Process(uint64_t frame_number, LentFrame* frame, uint32_t buffers,
                     std::string* changed);
+  // Sends a request with the caller's record. Returns the node's answer.
+  ChiResult Process(ChiNodeProcessRequestInfo* info);
   // Returns the metadata that the node published for the last request.
   Metadata& Output() { return output_; }
   // Returns the published result record; all zero without one.
@@ -206,7 +208,6 @@ class Session {
   static Session* Find(ChiHandle handle);
   static ChiResult GetMetadata(ChiMetadataGet* get);
   static ChiResult SetMetadata(ChiMetadataSet* set);
-  ChiResult Process(ChiNodeProcessRequestInfo* info);
   std::string ChangedValue();
   std::string Take(uint32_t id, const ChiTagData& data);
 
