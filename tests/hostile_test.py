@@ -55,7 +55,8 @@ camsim.bad(2, "--annotated none", *["--face 1,2,3,4"] * 1001, says="--face")
 
 # ---- Outputs that cannot be written, and runs that end early --------------------------------------------
 write("script", line(request=1))
-camsim.bad(1, "--annotated none --size 64x48 --trace /dev/full", says="/dev/full: cannot write: No space left")
+done = camsim.bad(1, "--size 64x48 --trace /dev/full", says="/dev/full: cannot write: No space left")
+check("annotated picture" not in done.out, "a picture without a name is announced")
 for command in "diff script script", "--annotated none --size 64x48":
     full = subprocess.run([*camsim.command, *command.split()], stdout=open("/dev/full", "w"), stderr=subprocess.PIPE)
     same(command, (1, b"camsim: standard output: cannot write: No space left on device\n"),

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 
-#include "common/escape.h"
 #include "media/annotate.h"
 #include "media/y4m.h"
 
@@ -106,10 +105,7 @@ common::Failure AnnotatedPicture::OnRequest(const RequestRecord& request,
 }
 
 common::Failure AnnotatedPicture::Finish(const record::Summary&) {
-  common::Failure failure = media::WritePng(Annotate(picture_, request_, caption_), file_);
-  const std::string name = common::Escaped(path_);
-  if (!failure) std::fprintf(to_text_, "annotated picture: %s\n", name.c_str());
-  return failure;
+  return media::WritePng(Annotate(picture_, request_, caption_), file_);
 }
 
 common::Failure AnnotatedClip::OnRequest(const RequestRecord& request,

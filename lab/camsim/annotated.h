@@ -25,18 +25,16 @@ record::RequestRecord WithFigures(const record::RequestRecord& frame,
 // Writes the last frame that best shows the node's results.
 class AnnotatedPicture : public record::RunListener {
  public:
-  // Names `path` in a line to `to_text`; completing the file stays with its owner.
-  AnnotatedPicture(std::string path, std::string caption, common::ReplacedFile* file,
-                   std::FILE* to_text)
-      : path_(std::move(path)), caption_(std::move(caption)), file_(file), to_text_(to_text) {}
+  // Completing the file stays with its owner.
+  AnnotatedPicture(std::string caption, common::ReplacedFile* file)
+      : caption_(std::move(caption)), file_(file) {}
   common::Failure OnRequest(const record::RequestRecord& request,
                             const media::Nv12Frame& picture) override;
   common::Failure Finish(const record::Summary& summary) override;
 
  private:
-  const std::string path_, caption_;
+  const std::string caption_;
   common::ReplacedFile* const file_;
-  std::FILE* const to_text_;
   int rank_ = -1;
   record::RequestRecord request_;
   media::Nv12Frame picture_;

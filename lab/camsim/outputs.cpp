@@ -10,6 +10,7 @@
 #include "camsim/annotated.h"
 #include "camsim/page.h"
 #include "camsim/table.h"
+#include "common/escape.h"
 #include "record/json_lines.h"
 #include "record/replay_check.h"
 #include "record/trace.h"
@@ -126,7 +127,7 @@ std::vector<std::unique_ptr<record::RunListener>> Outputs::Listeners(
     add(std::make_unique<AnnotatedClip>(outputs_[kClip].path, caption, rate, file));
   }
   if (Output& picture = outputs_[kPicture]; picture.File() != nullptr) {
-    add(std::make_unique<AnnotatedPicture>(picture.path, caption, &picture.replaced, text));
+    add(std::make_unique<AnnotatedPicture>(caption, &picture.replaced));
   }
   return listeners;
 }
@@ -145,7 +146,10 @@ common::Failure Outputs::Complete() {
   for (Output& output : outputs_) {
     if (!failure && output.replaced.File() != nullptr) failure = output.replaced.Complete();
   }
-  return failure;
+  const Output& picture = outputs_[kPicture];
+  if (failure || picture.File() == nullptr) return failure;
+  std::fprintf(Text(), "annotated picture: %s\n", common::Escaped(picture.path).c_str());
+  return text_.Flush();
 }
 
 }  // namespace camsim

@@ -43,7 +43,8 @@ class Outputs {
 
   // Sends what waits. Fails if anything that was written has not arrived.
   common::Failure Flush();
-  // As Flush, and gives complete files their names. Called once, at the end of a run.
+  // As Flush, gives complete files their names, and prints the picture's. Called once, at the end
+  // of a run.
   common::Failure Complete();
 
  private:
