@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 # The packages that cpack makes of the components kits and tools; ./dev package calls it. Comes before
-# all other rules of installation, so that what is not built yet is said first.
+# all other rules of installation, so that a missing build is reported first.
 install(CODE "
   foreach(file camsim camkit nodecheck libzy_image.a libzy_sharpen.a)
     if(NOT EXISTS ${CMAKE_BINARY_DIR}/\${file})

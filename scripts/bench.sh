@@ -32,7 +32,7 @@ bench_arm64() {
     bench_arm64_with arm64-gcc lab/bench/arm64_counts_gcc.txt "$@"
 }
 
-bench_arm64_with() { # preset, committed counts, what to do with them
+bench_arm64_with() { # preset, committed counts, --check or --update
   build "$1" zyselftest kernel_bench request_bench insncount_selftest || return
   lab/bench/count_arm64.sh "build/$1" build/arm64_peers "${@:2}"
 }

@@ -145,7 +145,7 @@ run(0, "--input raw.nv12 --size 64x48")
 for name, content in (("cut.png", scene[:2000]), ("cut.y4m", clip[:5000]), ("empty.y4m", head), ("empty", b"")):
     write(name, content)
     bad(3, "--input", name)
-# A crop sends what a file of that part would, and a replay crops as well.
+# A crop sends the same pixels as a file of that part, and a replay crops as well.
 pixels = bytes(i * 7 % 251 for i in range(96 * 64 * 3 // 2))
 part = b"".join(pixels[y * 96 + 16:y * 96 + 64] for y in (*range(8, 40), *range(64 + 4, 64 + 20)))
 write("whole.nv12", pixels)

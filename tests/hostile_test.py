@@ -30,7 +30,7 @@ def numbered(count, **more):
     return {**{f"k{i}": 1 for i in range(count)}, **more}
 
 
-# ---- Each file, the command, its status and what it says ------------------------------------------------
+# ---- Each file, the command, its status and its message ------------------------------------------------
 SCRIPT = "--annotated none --requests 8 --size 64x48 --script"
 for content, command, status, says in [
         (b'{"recording":' + b"[" * 400000 + b"\n", SCRIPT, 3, "line 1: is nested deeper than 8 levels"),

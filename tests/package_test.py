@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-# Packs the kits and the tools, and uses both with nothing but what was unpacked: builds and runs another
-# program with the kits, and does what docs/own_node.md says with the tools.
+# Packs the kits and the tools, and uses both with the unpacked files alone: builds and runs another
+# program with the kits, and runs the commands of docs/own_node.md with the tools.
 # usage: package_test.py BUILD_DIRECTORY [EMULATOR...]
 import os
 import pathlib
@@ -18,7 +18,7 @@ cmake = Program("cmake")
 
 source = pathlib.Path(cache["CMAKE_HOME_DIRECTORY"])
 target, sanitizers = (cache.get(name) for name in ("CMAKE_CXX_COMPILER_TARGET", "ZY_SANITIZE"))
-is_host = not emulator and not sanitizers  # what packages are made of
+is_host = not emulator and not sanitizers  # packages come from this build
 
 # ---- The packages, or the same files without them ------------------------------------------------------
 if is_host:

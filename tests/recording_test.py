@@ -58,7 +58,7 @@ run(0, "--upright --orientation 90 --size 319x240 --requests 12 --jsonl run.json
 same("replay of turned frames", "0 differences", first_line(run(0, "--replay run.jsonl --jsonl again.jsonl")))
 same("recording of the replay", requests("run.jsonl"), requests("again.jsonl"))
 check(run(4, "--replay run.jsonl --no-upright").out.startswith("12 requests with other pixels"),
-      "what is recorded are not the pixels sent")
+      "the recorded pixels are not those sent")
 
 # ---- Differences ---------------------------------------------------------------------------------------
 golden = golden_folder / "switches.jsonl"

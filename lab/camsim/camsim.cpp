@@ -36,7 +36,7 @@ common::Failure WriteReport(const camsim::Options& options, const std::vector<st
   return file.Complete();
 }
 
-// Opens a recording or a script. Returns what the program ends with when it cannot be used.
+// Opens a recording or a script. Returns the exit code when it cannot be used.
 int Open(const std::string& path, record::RecordingFile* file) {
   const common::Failure failure = file->Open(path);
   if (common::Interrupted()) return common::kExitInterrupted;

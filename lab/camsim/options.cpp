@@ -95,9 +95,8 @@ void AddInput(common::Command* command, Options* options, Size* size) {
       .Excludes(given);
   AddParsed(command, "--crop X,Y,W,H|auto", ParseCrop, options,
             "send this part of each frame, as a camera that zooms; auto follows --faces auto");
-  command->AddFlag(
-      "--upright,!--no-upright", &options->upright,
-      "turn each frame into what a sensor at --orientation delivers (on with --faces)");
+  command->AddFlag("--upright,!--no-upright", &options->upright,
+                   "turn each frame as a sensor at --orientation delivers it (on with --faces)");
 }
 
 void AddDeviceState(common::Command* command, Options* options) {
@@ -137,7 +136,8 @@ void AddRun(common::Command* command, Options* options) {
                "number of model set-ups that fail first (0); -1 fails all");
   command
       ->Add("--timeout", &options->timeout_s,
-            "seconds after which a call of the node, or a worker's pass, hangs (10); 0 for none")
+            "seconds after which a call of the node, or a worker's pass, counts as hanging (10); 0 "
+            "for none")
       .Within(0, 1'000'000);
   command->AddFlag(
       "--realtime", &options->realtime,
@@ -150,7 +150,8 @@ void AddRun(common::Command* command, Options* options) {
   command->AddFlag("--all", &options->all, "print every request, not only those handed over");
   AddPath(command, "--jsonl FILE|-", &options->jsonl,
           "JSON lines: a header and one for each request; - is standard output");
-  command->AddFlag("--passes", &options->passes, "the worker's passes among the JSON lines");
+  command->AddFlag("--passes", &options->passes,
+                   "add a line for each pass of the worker to the JSON lines");
   AddPath(command, "--annotated FILE|none", &options->annotated,
           "PNG of the last frame with figures (camsim.png); none writes no picture", PngOrNone);
   AddPath(command, "--annotated-clip FILE|-", &options->annotated_clip,

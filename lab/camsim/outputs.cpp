@@ -52,7 +52,7 @@ common::Failure Outputs::Open() {
   for (const Output& output : outputs_) {
     if (failure && output.was_made) unlink(output.path.c_str());
     if (failure || output.own == nullptr) continue;
-    // Fails for what is no regular file, which holds nothing.
+    // Fails for a device or a pipe, which holds nothing.
     [[maybe_unused]] const int status = truncate(output.path.c_str(), 0);
   }
   return failure;

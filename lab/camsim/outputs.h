@@ -41,7 +41,7 @@ class Outputs {
                                                               const record::RecordingFile& recorded,
                                                               record::Comparison* comparison);
 
-  // Sends what waits. Fails if anything that was written has not arrived.
+  // Flushes all streams. Fails if written bytes have not arrived.
   common::Failure Flush();
   // As Flush, gives complete files their names, and prints the picture's. Called once, at the end
   // of a run.
@@ -55,7 +55,7 @@ class Outputs {
     bool grows;  // else it is replaced
     common::ReplacedFile replaced = {};
     std::unique_ptr<common::OutputStream> own = nullptr;
-    common::OutputStream* to = nullptr;  // of what grows: `own`, or that of standard output
+    common::OutputStream* to = nullptr;  // of a growing file: `own`, or that of standard output
     bool was_made = false;               // there was no file of this name
 
     // Returns null before Open.

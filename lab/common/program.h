@@ -21,7 +21,7 @@ enum ExitCode {
   kExitInterrupted = 130,
 };
 
-// Returns the folder of this program's file; empty if the system does not tell it.
+// Returns the folder of this program's file; empty if the system does not report it.
 std::filesystem::path ProgramFolder();
 
 // Opens /dev/null in the wrong direction for standard streams that the caller closed. So no later

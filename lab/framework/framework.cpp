@@ -17,7 +17,7 @@ namespace {
 constexpr uint32_t kFirstSection = 0x80000000;
 constexpr uint32_t kSectionBlock = 0x10000;
 
-// Guards what follows, and all sessions against calls of a node in other threads.
+// Guards the next two variables, and all sessions against calls of a node in other threads.
 std::mutex g_sessions_mutex;
 std::set<const void*> g_sessions;
 int g_strays = 0;  // calls with a handle that is no session, publications between requests

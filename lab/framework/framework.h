@@ -70,7 +70,7 @@ class VendorTags {
   // Returns the identifier of a tag, of the section's first one for an empty name; 0 when it is
   // unknown.
   uint32_t Id(const std::string& section, const std::string& name) const;
-  // Says which tag has no identifier of its own, no known type or no count; "" for none.
+  // Names a tag without an identifier of its own, a known type or a count; "" for none.
   std::string Fault() const;
   // Returns null when the identifier is unknown.
   const Tag* Find(uint32_t id) const;
@@ -127,8 +127,8 @@ class Framework {
   VendorTags tags_;
 };
 
-// Sets what no sensible request carries: tags present or not, faces in or out of the frame, any
-// number of words. In half of the requests the node is the main camera's.
+// Sets random metadata, also invalid: tags present or not, faces in or out of the frame, any number
+// of words. In half of the requests the node is the main camera's.
 void SetRandomMetadata(std::mt19937* random, Metadata* metadata);
 
 // The value of the result tag, as the camera application reads it.
@@ -155,7 +155,7 @@ class CameraBuffer {
   ChiNodeBuffer buffer_;
 };
 
-// How a session differs from a usual one.
+// The differences of a session from a usual one.
 struct SessionOptions {
   bool refuses_publications = false;     // fails the node's publications, whatever they contain
   std::optional<Margin> margin_of_tags;  // lends tag values in memory with this margin
@@ -197,8 +197,8 @@ class Session {
 
   // Returns the number of publications for the last request.
   int Publications() const { return publications_; }
-  // Returns the first error in what the node published for the last request, or else that a node
-  // called with a handle that is no session or published between requests; "" without one.
+  // Returns the first error of the node's publications for the last request. Without one, reports a
+  // node's call with a handle that is no session, or a publication between requests; "" if none.
   const std::string& Complaint() const { return complaint_; }
   // Returns the options for the next requests.
   SessionOptions& Options() { return options_; }

@@ -103,7 +103,7 @@ Result RunCheck(const Options& options, const Check& check) {
   const auto begin = std::chrono::steady_clock::now();
   const Report& report = *new (g_report) Report();
   const auto end = common::RunInChild(run, report.progress, options.timeout_s, PrintNewRows);
-  if (!end) return {&check, Verdict::kFailed, "there is no process for it", "", "", 0};
+  if (!end) return {&check, Verdict::kFailed, "cannot create a process for it", "", "", 0};
   const std::string fault = FaultOf(*end, options);
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - begin;
   return {&check,

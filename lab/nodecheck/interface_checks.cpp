@@ -40,7 +40,7 @@ void RefusedTables(Subject* subject) {
   for (const uint32_t major : {1u, 0xffffffffu}) CallEntry(subject, kSize, major, 0);
 }
 const Check kRefusedTables("entry.refused",
-                           "A smaller table, or another major version, is left alone.",
+                           "A smaller table, or another major version, stays unchanged.",
                            RefusedTables, {&kLoading});
 
 void LongTable(Subject* subject) {
@@ -76,7 +76,7 @@ void ExpectRefusal(const std::string& call, ChiResult (*callback)(Record*), uint
   Doing(what);
   const ChiResult result = callback(reinterpret_cast<Record*>(record.data()));
   Require(result != kChiSuccess, what, "an error", "success");
-  Require(!record.FirstChange(), what, "the record as it was", "it changed");
+  Require(!record.FirstChange(), what, "an unchanged record", "a change");
 }
 
 void NullRecords(Subject* subject) {
@@ -101,7 +101,7 @@ void NullSessions(Subject* subject) {
                            });
 }
 const Check kSession("records.session",
-                     "Records without a session get an error and stay as they are.", NullSessions,
+                     "Records without a session get an error and stay unchanged.", NullSessions,
                      {&kEntryCallbacks});
 
 void ShortRecords(Subject* subject) {
@@ -115,7 +115,7 @@ void ShortRecords(Subject* subject) {
                            });
   camera.Send(1);
 }
-const Check kShort("records.short", "Records below their size get an error and stay as they are.",
+const Check kShort("records.short", "Records below their size get an error and stay unchanged.",
                    ShortRecords);
 
 // ---- Vendor tags and publications ---------------------------------------------------------------
@@ -136,7 +136,7 @@ void Published(Subject* subject) {
     camera.Send(number, number >= 12 ? End::kAnswer : End::kAny);
   }
 }
-const Check kPublished("tags.published", "With any number of faces, tags are as they are declared.",
+const Check kPublished("tags.published", "With any number of faces, tags match their declarations.",
                        Published);
 
 void NoMetadata(Subject* subject) {
@@ -153,8 +153,8 @@ void Refused(Subject* subject) {
   camera.session.Options().refuses_publications = false;
   camera.Send(13);
 }
-const Check kRefusedTags("tags.refused",
-                         "A framework that refuses what is published is asked once.", Refused);
+const Check kRefusedTags("tags.refused", "The node does not repeat a publication that was refused.",
+                         Refused);
 
 // Values adjoin an inaccessible page at one end; the margin at the other end is compared.
 void Values(Subject* subject) {
@@ -170,7 +170,7 @@ void Values(Subject* subject) {
 
 const Check kEntryCallbacks("entry.callbacks", "Every callback is filled, and the node starts.",
                             [](Subject* subject) { subject->Node(); }, {&kLoading});
-const Check kTagsValues("tags.values", "Values are read within their bounds, and stay as they are.",
+const Check kTagsValues("tags.values", "Values are read within their bounds and stay unchanged.",
                         Values);
 
 }  // namespace nodecheck

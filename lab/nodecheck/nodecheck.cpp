@@ -95,7 +95,7 @@ std::vector<const Check*> Choose(const Options& options) {
 int Main(const Options& options) {
   const std::vector<const Check*> chosen = Choose(options);
   if (chosen.empty()) {
-    return Say(options.here.empty() ? "no check's name holds " + options.filter
+    return Say(options.here.empty() ? "no check's name contains " + options.filter
                                     : "no check is called " + options.here,
                common::kExitUsage);
   }

@@ -10,16 +10,17 @@ namespace nodecheck {
 namespace {
 
 constexpr char kAbout[] =
-    "nodecheck tests a camera node: it plays the camera framework in all the ways in which one\n"
-    "may, and prints a line for each check. Each check is a process of its own, so that a node\n"
-    "that crashes or hangs is a result and not the end.";
+    "nodecheck tests a camera node. It plays the camera framework, with usual and with malformed\n"
+    "requests, and prints a line for each check. Each check runs in a process of its own, so a\n"
+    "node that crashes or hangs does not end nodecheck.";
 
 constexpr char kExample[] =
     "Examples:\n"
     "  nodecheck other.so --filter life. --limit 8\n"
     "  nodecheck other.so --soak 1000000 --lives 1000\n"
     "  gdb --args nodecheck other.so --here requests.sizes\n"
-    "Exit status: 0 no check failed, 1 one did or could not be run, 2 usage.";
+    "Exit status: 0 all checks ok or skipped; 1 a check failed or did not run, or the node cannot\n"
+    "be loaded; 2 usage.";
 
 }  // namespace
 
@@ -33,27 +34,30 @@ bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
       .Repeats();
   line.AddFlag("--list", &options->list, "print the purpose of each check, and run none");
   const auto filter =
-      line.Add("--filter TEXT", &options->filter, "take checks whose names hold TEXT");
+      line.Add("--filter TEXT", &options->filter, "run the checks whose names contain TEXT");
   const auto here =
-      line.Add("--here CHECK", &options->here, "run a check in this process").Excludes(filter);
-  const auto soak =
-      line.Add("--soak REQUESTS", &options->soak, "instead, send REQUESTS to node after node")
-          .Within(kOne, kMost)
-          .Excludes(filter)
-          .Excludes(here);
-  line.Add("--lives M", &options->lives, "of how many nodes, at least 10 (REQUESTS / 1000)")
+      line.Add("--here CHECK", &options->here, "run a check in this process, for a debugger")
+          .Excludes(filter);
+  const auto soak = line.Add("--soak REQUESTS", &options->soak,
+                             "send REQUESTS to one node after another, without other checks")
+                        .Within(kOne, kMost)
+                        .Excludes(filter)
+                        .Excludes(here);
+  line.Add("--lives M", &options->lives,
+           "number of nodes in the soak, at least 10 (REQUESTS / 1000)")
       .Within(kOne, kMost)
       .Needs(soak);
-  line.Add("--junit FILE", &options->junit, "write the results to FILE as JUnit does")
+  line.Add("--junit FILE", &options->junit, "write the results to FILE in JUnit's format")
       .Checks(common::NotEmpty)
       .Excludes(here);
   line.Add("--limit", &options->limit_ms,
            "longest time of a process-request in ms (16; 1000 under sanitizers and emulators)")
       .Within(1, 60'000);
   line.Add("--timeout", &options->timeout_s,
-           "seconds without progress after which a check counts as hanging (60; 300)")
+           "seconds without progress after which a check counts as hanging (60; 300 under "
+           "sanitizers and emulators)")
       .Within(1, 3600);
-  line.Add("--seed", &options->seed, "of what is random (1)");
+  line.Add("--seed", &options->seed, "seed of the random requests (1)");
   if (!line.Parse(argc, argv, exit_code)) return false;
   if (nodes.size() != 1 && !(options->list && nodes.empty())) {
     const char* const hint = options->soak != 0 ? "; --lives M gives the soak's lives" : "";

@@ -137,7 +137,7 @@ void RandomMetadata(Subject* subject) {
     subject->AwaitWorkers();
   }
 }
-const Check kRandom("requests.random", "1,000 requests with random metadata; --seed has others.",
+const Check kRandom("requests.random", "1,000 requests with random metadata; --seed varies them.",
                     RandomMetadata, {&kRequestsSizes, &kTagsValues});
 
 // ---- Slow and failing models; all checks need the controls of the fakes -------------------------

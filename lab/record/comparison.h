@@ -27,7 +27,7 @@ struct Returned {
   int64_t number = 0;
   std::string digest;  // of the pixels sent; empty if unknown
   std::vector<NamedValues> values;
-  // The input, as far as it is known; faces in picture pixels.
+  // The known parts of the input; faces in picture pixels.
   StateChange in;
   std::optional<std::vector<common::Rect>> faces;
 };
@@ -36,8 +36,8 @@ Returned ReturnedWith(const RequestRecord& request);
 struct ComparisonOptions {
   double tolerance = 0;                 // two figures are equal up to this difference
   std::size_t limit = 20;               // number of differences listed
-  std::string other_name = "recorded";  // what the lines call the other run's values
-  std::string run = "the run", other = "the recording";  // what they call both
+  std::string other_name = "recorded";  // label of the other run's values
+  std::string run = "the run", other = "the recording";  // labels of both
 };
 
 // The differences of two runs in their results.
@@ -47,7 +47,7 @@ class Comparison {
 
   // Compares a request of this run with the same one of the other run; null where one lacks it.
   void Add(const Returned* run, const Returned* other);
-  // Compares what is known of both before their requests: node and device.
+  // Compares the headers of both: node and device.
   void AddHeaders(const RunHeader& run, const RunHeader& other);
   // Adds an event before a request of this run, or of the other one.
   void AddEvent(bool is_other, int64_t request, const Event& event);

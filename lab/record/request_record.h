@@ -110,7 +110,7 @@ struct RunHeader {
   double fps = 0;                    // the rate asked for
   std::string models;                // real or fake; empty in a script
   std::string command;               // as for a shell
-  std::optional<common::Rect> crop;  // what was sent; nothing for whole frames
+  std::optional<common::Rect> crop;  // the part sent; nothing for whole frames
 };
 
 struct Summary {

@@ -6,7 +6,6 @@
 // Smooths `map`, `height` rows of `width` bytes without gaps, in place with the 3x3 binomial kernel
 // (1 2 1; 2 4 2; 1 2 1) / 16, rounded down. Every result is computed from the original map.
 //
-//
 // Writes rows 2 to height - 3, columns 2 to width - 3; a border of two samples keeps its values.
 // Reads only the bytes of the map. A map of fewer than 5 rows or columns stays unchanged.
 //

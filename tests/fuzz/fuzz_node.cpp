@@ -162,7 +162,7 @@ class Play {
     if (seen_ != expected_) {
       std::fprintf(stderr, "expected:\n%sseen:\n%s", expected_.c_str(), seen_.c_str());
     }
-    fuzz::Require(seen_ == expected_, "the library does what the model does");
+    fuzz::Require(seen_ == expected_, "the library agrees with the model");
     seen_.clear();
     expected_.clear();
   }

@@ -60,10 +60,10 @@ static void ReadRecording(fuzz::Script& script) {
     state.face_rectangles = *request->in.face_rectangles;
     SetInput(state, &metadata);
     Require(framework::ReadInput(metadata).face_rectangles == state.face_rectangles,
-            "what was set is read");
+            "values that were set are read");
   }
   record::Comparison comparison({});
-  Require(!CompareRecordings(file, file, &comparison), "what was checked is read");
+  Require(!CompareRecordings(file, file, &comparison), "a checked recording can be read");
   Require(comparison.Count() == 0, "a recording is as itself");
 }
 

@@ -65,7 +65,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, std::size_t size) {
     if (camsim::Run(options, file).Go() != common::kExitOk) return 0;
   }
   record::RecordingFile recorded;
-  fuzz::Require(!recorded.Open(recording.Path()), "what is written is read");
+  fuzz::Require(!recorded.Open(recording.Path()), "a written recording can be read");
   options = MakeOptions(flags);
   options.replay = recording.Path();
   fuzz::Require(camsim::Run(options, recorded).Go() == common::kExitOk, "a replay is the same");

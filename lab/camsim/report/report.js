@@ -35,7 +35,7 @@ const CAVEATS = {fake: 'The figures are those of fake models and say nothing abo
 const SLOTS = [0, 1, 2], SHOWN_PASSES = 12, LEFT = 46, RIGHT = 14, TOP = 22, FRAME_HEIGHT = 22, FIGURE_HEIGHT = 72;
 
 let run, other, shown;                    // the recordings, and the text of the first
-let width, bottom, view, curves, blocks;  // the plot as it is drawn: size, range, scales, passes by request
+let width, bottom, view, curves, blocks;  // the plot as drawn: size, range, scales, passes by request
 let selected = 0, pinned = false;
 
 // ---- Text and shapes ----------------------------------------------------------------------------
@@ -510,7 +510,7 @@ function passesHtml() {
 }
 
 // ---- Two runs -----------------------------------------------------------------------------------
-// Collects what differs between the runs, by kind: how often, and the greatest or else the first difference.
+// Collects the differences between the runs, by kind: how often, and the greatest or else the first difference.
 function compare() {
   const inputs = new Map(), results = new Map(), requests = new Set();
   const note = (groups, i, what, first, second) => {
@@ -639,7 +639,7 @@ function showRuns(first, second) {
   select(Math.max(0, run.outcome.lastIndexOf(TAKEN)));
 }
 
-// Shows one recording or two, given as texts. A message says what cannot be shown, and the page stays as it was.
+// Shows one recording or two, given as texts. For texts that cannot be shown, a message names the reason and the page stays unchanged.
 function open(name, texts) {
   const runs = texts.filter(text => text !== undefined).map(parse), problem = runs.map(problemOf).find(Boolean);
   const broken = runs.reduce((sum, run) => sum + run.broken, 0);
