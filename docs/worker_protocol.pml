@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 /*
  * The hand-over of frames between the request threads and the worker thread of ZYPreview
- * (analysis/zy_preview.cpp, analysis/analysis_loop.cpp), reduced to what can go wrong between them.
+ * (analysis/zy_preview.cpp, analysis/analysis_loop.cpp), reduced to the steps that concern both.
  *
  * Modelled: request threads offer any number of frames (ProcessBuffer); the worker thread waits
  * for a frame, runs a pass and publishes (AnalyzeCurrentFrame); when all request threads have
@@ -30,7 +30,7 @@
  *   spin -a -DREQUEST_THREADS=2 worker_protocol.pml
  *   gcc -DSAFETY -DNOCLAIM -DBFS -DNOREDUCE -o pan pan.c && ./pan    all but worker_ends
  *   gcc -DNOREDUCE -o pan pan.c && ./pan -a                          worker_ends
- *   spin -t -p -g -DREQUEST_THREADS=2 worker_protocol.pml            replays what pan found
+ *   spin -t -p -g -DREQUEST_THREADS=2 worker_protocol.pml            replays pan's finding
  *
  * Left out: memory order (all threads see each step at once; in the code the release store and
  * acquire load of mIsAnalyzing carry the pixels over), the content of pixels and results, the model

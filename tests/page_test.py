@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""A browser shows the page of a run with the recorded values, reacts to a pointer and to keys, and logs no message.
+"""A browser shows the recorded values on the page of a run, takes pointer and keys, and logs no message.
 
 usage: page_test.py SOURCE_DIRECTORY CAMSIM CHROMIUM [PICTURE]   (a picture of the page's head, for docs/)
 """

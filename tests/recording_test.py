@@ -101,7 +101,7 @@ bad_line(f"line 2: device.model_delay_ms: {plain}/libQVFD_AgeGender.so: has no z
 bad(3, "missing: cannot open: No such file or directory", "--replay missing")
 camsim.run(2, "--script bad --replay bad")
 
-# ---- What the command line changes ---------------------------------------------------------------------
+# ---- Changes by the command line -----------------------------------------------------------------------
 def changed(file, status, *options):
     """What a replay of a file, or its script, says first, and the settings and faces of its last request."""
     done = run(status, file, *options, "--jsonl run.jsonl")

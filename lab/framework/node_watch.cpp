@@ -54,7 +54,7 @@ void Report(const char* before, const char* call, const char* after = "") {
   char line[512];
   std::snprintf(line, sizeof(line), "%s%s: %s%s%s%s\n", start, g_options.program, before, call,
                 request, after);
-  (void)!write(STDERR_FILENO, line, std::strlen(line));  // nobody would read the error
+  (void)!write(STDERR_FILENO, line, std::strlen(line));  // an error has no reader
 }
 
 // ---- Crashes and exits --------------------------------------------------------------------------

@@ -639,7 +639,8 @@ function showRuns(first, second) {
   select(Math.max(0, run.outcome.lastIndexOf(TAKEN)));
 }
 
-// Shows one recording or two, given as texts. For texts that cannot be shown, a message names the reason and the page stays unchanged.
+// Shows one recording or two, given as texts. For texts that cannot be shown, a message names the reason and the page
+// stays unchanged.
 function open(name, texts) {
   const runs = texts.filter(text => text !== undefined).map(parse), problem = runs.map(problemOf).find(Boolean);
   const broken = runs.reduce((sum, run) => sum + run.broken, 0);
