@@ -12,6 +12,7 @@ namespace {
 
 using framework::kSlots;
 using framework::Outcome;
+using framework::Why;
 using record::RequestRecord;
 
 constexpr std::size_t kColumns = 80;
@@ -127,10 +128,11 @@ common::Failure Table::Finish(const record::Summary& summary) {
 void Table::PrintNotHandedOver(const record::Summary& summary) const {
   const int64_t count = summary.sent - summary.HandedOver() - summary.unknown;
   if (!has_rows_ || options_.all || count == 0) return;
-  const std::string why = last_.WhyText(0);
-  const bool says_why = summary.HandedOver() == 0 && why != NameOf(framework::Why::kNotHandedOver);
+  const framework::SlotWhy why = last_.why ? (*last_.why)[0] : framework::SlotWhy();
+  const Why main = why.score == Why::kOff ? why.estimates : why.score;
+  const bool says_why = summary.HandedOver() == 0 && main != Why::kNotHandedOver;
   std::fprintf(to_, "requests that were not handed over: %" PRId64 " (%s--all prints them)\n",
-               count, says_why ? (why + "; ").c_str() : "");
+               count, says_why ? (TextOf(why) + "; ").c_str() : "");
 }
 
 }  // namespace camsim
