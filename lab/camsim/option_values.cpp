@@ -39,10 +39,6 @@ std::string Hexadecimal(const std::string& text) {
   return is_one ? "" : text + " is no hexadecimal number of up to 8 digits";
 }
 
-std::string NamedFile(const std::string& path) {
-  return path == "-" ? "is not written to standard output; name a file" : common::NotEmpty(path);
-}
-
 std::string PngOrNone(const std::string& path) {
   return path == kNoPicture ? "" : common::PngName(path);
 }

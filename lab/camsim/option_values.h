@@ -19,8 +19,7 @@ std::string PlainNumber(const std::string& text);
 std::string QuarterTurn(const std::string& text);
 // Accepts up to 8 hexadecimal digits, with or without 0x.
 std::string Hexadecimal(const std::string& text);
-// Accept the name of a file that is not standard output; OrNone also accepts kNoPicture.
-std::string NamedFile(const std::string& path);
+// Accepts a name for a PNG, and kNoPicture.
 std::string PngOrNone(const std::string& path);
 
 // Parses a usable size such as 1280x720.

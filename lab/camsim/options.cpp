@@ -185,8 +185,10 @@ void AddRecordings(common::Command* command, Options* options) {
               "send the requests of a recording (--jsonl), and compare the results")
           .Excludes(script);
   for (common::CommandOption& option : AddComparison(command, options)) option.Needs(replay);
-  AddPath(command, "--trace FILE", &options->trace, "trace events, for a trace viewer", NamedFile);
-  AddPath(command, "--report FILE", &options->report, "the run as a page of HTML", NamedFile);
+  AddPath(command, "--trace FILE", &options->trace, "trace events, for a trace viewer",
+          common::NamedFile);
+  AddPath(command, "--report FILE", &options->report, "the run as a page of HTML",
+          common::NamedFile);
 }
 
 void AddDiff(common::Command* command, Options* options) {
@@ -196,7 +198,7 @@ void AddDiff(common::Command* command, Options* options) {
       .Takes(2, 2);
   AddComparison(&diff, options);
   AddPath(&diff, "--report FILE", &options->report,
-          "both, as a page of HTML that shows the differences", NamedFile);
+          "both, as a page of HTML that shows the differences", common::NamedFile);
 }
 
 }  // namespace

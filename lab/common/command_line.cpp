@@ -131,10 +131,13 @@ bool CommandLine::Parse(int argc, char** argv, int* exit_code) {
 
 std::string NotEmpty(const std::string& text) { return text.empty() ? "must not be empty" : ""; }
 
+std::string NamedFile(const std::string& path) {
+  return path == "-" ? "is not written to standard output; name a file" : NotEmpty(path);
+}
+
 std::string PngName(const std::string& path) {
-  if (path == "-") return "is not written to standard output; name a file";
   std::string ending = std::filesystem::path(path).extension();
-  if (ending.empty()) return NotEmpty(path);
+  if (ending.empty()) return NamedFile(path);
   for (char& c : ending) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   return ending == ".png" ? "" : path + " must end in .png, because the picture is a PNG";
 }

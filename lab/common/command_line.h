@@ -90,7 +90,10 @@ class CommandLine : public Command {
 // Refuses an empty file name, such as from an unset shell variable.
 std::string NotEmpty(const std::string& text);
 
-// Accepts a name for a PNG: one that ends in .png or has no extension.
+// Accepts the name of a file that is not standard output.
+std::string NamedFile(const std::string& path);
+
+// Accepts such a name for a PNG: one that ends in .png or has no extension.
 std::string PngName(const std::string& path);
 
 }  // namespace common
