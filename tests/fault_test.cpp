@@ -156,11 +156,11 @@ class FaultTest : public DeviceTest {
     return true;
   }
 
-  // Sends every sixth request, so that each frame is handed over, and waits for its pass.
+  // Sends requests whose frames are offered, and waits for the pass of each.
   void Send(framework::Session& session, media::Nv12Frame& frame, int count) {
     for (int i = 0; i < count; ++i) {
       framework::CameraBuffer buffer(&frame);
-      ASSERT_FALSE(session.Process(frame_number_ += 6, &buffer, &buffer));
+      ASSERT_FALSE(session.Process(frame_number_ += framework::kOfferPeriod, &buffer, &buffer));
       ASSERT_NE(session.Output().Find(result_tag_), nullptr);
       AwaitPass();
     }

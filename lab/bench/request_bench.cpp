@@ -18,6 +18,7 @@
 #include "bench/marks.h"
 #include "device/control.h"
 #include "framework/device_state.h"
+#include "framework/own_node.h"
 #include "framework/worker_watch.h"
 #include "image/zy_copy_buffer.h"
 #include "media/nv12.h"
@@ -159,7 +160,7 @@ class Stream {
   Measure SendNext(Kind kind) {
     do {
       ++frame_number_;
-    } while (((frame_number_ + 2) % 6 == 0) != (kind != kOffCadence));
+    } while (framework::IsOffered(frame_number_) != (kind != kOffCadence));
     framework::CameraBuffer input(&frame_);
     framework::CameraBuffer output(&frame_);
     g_kind = is_warm_ ? kind : kLeadUp;

@@ -29,6 +29,10 @@ inline constexpr float kNoFaceProp = 0.7f;
 
 // ---- Outcome of a frame -------------------------------------------------------------------------
 
+// The node offers the frame of one request in six to its worker: 4, 10, 16 and so on.
+inline constexpr uint64_t kOfferPeriod = 6;
+constexpr bool IsOffered(uint64_t frame_number) { return (frame_number + 2) % kOfferPeriod == 0; }
+
 enum class Outcome { kNotOffered, kSkipped, kDropped, kTaken, kUnknown };
 inline constexpr const char* kOutcomeNames[] = {"not offered", "skipped", "dropped", "taken", "?"};
 inline const char* NameOf(Outcome outcome) { return kOutcomeNames[static_cast<int>(outcome)]; }
