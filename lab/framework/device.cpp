@@ -92,7 +92,7 @@ std::string BuildIdOf(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   bytes.resize(static_cast<std::size_t>(file.gcount()));
-  const std::string note("\4\0\0\0\24\0\0\0\3\0\0\0GNU", 16);
+  const std::string note("\4\0\0\0\24\0\0\0\3\0\0\0GNU\0", 16);
   const std::size_t at = bytes.find(note);
   std::string text;
   if (at == bytes.npos || bytes.size() - at < note.size() + 20) return text;

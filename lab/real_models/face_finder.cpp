@@ -31,9 +31,10 @@ void DecodeLayer(const AnchorLayer& layer, const float* scores, const float* val
     FoundFace face;
     face.score = 1.0f / (1.0f + std::exp(-scores[i]));
     if (!(face.score >= threshold)) continue;
-    const cv::Point2f cell(static_cast<float>(i / layer.anchors % layer.cells),
-                           static_cast<float>(i / layer.anchors / layer.cells));
-    const cv::Point2f anchor = (cell + cv::Point2f(0.5f, 0.5f)) * pitch;
+    const int cell = i / layer.anchors;
+    const int row = cell / layer.cells;
+    const cv::Point2f corner(static_cast<float>(cell % layer.cells), static_cast<float>(row));
+    const cv::Point2f anchor = (corner + cv::Point2f(0.5f, 0.5f)) * pitch;
     const cv::Point2f half = cv::Point2f(values[2], values[3]) / 2;
     const cv::Point2f centre = anchor + cv::Point2f(values[0], values[1]);
     face.box = {centre - half, centre + half};
