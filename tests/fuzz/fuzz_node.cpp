@@ -325,7 +325,7 @@ class Play {
     if (script_.OneIn(32)) handles[0] = nullptr;
     cameras_[0].ChangePixels();
     const auto list = [&](Memory& memory, uint32_t count) {
-      auto** place = memory.Put(handles, sizeof(ChiNodeBuffer*) * std::min(count, 12u));
+      auto** place = memory.Put(handles, sizeof(void*) * std::min(count, 12u));
       if (count == 0) place = reinterpret_cast<ChiNodeBuffer**>(1);
       return script_.OneIn(32) ? nullptr : place;
     };
