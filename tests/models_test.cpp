@@ -89,9 +89,9 @@ TEST(AgeGenderNet, MatchesPlainLoops) {
   SeededNet plain;
   real_models::AgeGenderNet net;
   ASSERT_EQ(net.Load(plain.Manifest(), plain.bytes), "");
-  for (const auto& [seed, age, male] : {std::tuple(1, -0.453799397, 0.478811085),
-                                        {2, -0.45447576, 0.48083064},
-                                        {3, -0.450961143, 0.480186462}}) {
+  for (const auto& [seed, age, male] : {std::tuple(1u, -0.453799397, 0.478811085),
+                                        {2u, -0.45447576, 0.48083064},
+                                        {3u, -0.450961143, 0.480186462}}) {
     const real_models::AgeAndGender seen =
         net.Run(RandomPicture(real_models::kAgeGenderInput, real_models::kAgeGenderInput, seed));
     EXPECT_NEAR(seen.age, age, 1e-5);
