@@ -68,7 +68,7 @@ const char* PlaceOfThread() {
 
 // Prints the crash. The signal then ends the process: a fault recurs when its instruction runs
 // again, so a core file shows the original state; any other signal is sent again.
-void OnCrash(int signal, siginfo_t* info, void*) {
+void PrintCrash(int signal, siginfo_t* info, void*) {
   const char* const name = sigdescr_np(signal);
   char before[64];
   std::snprintf(before, sizeof(before), "%s in ", name != nullptr ? name : "crashed");
@@ -204,7 +204,7 @@ NodeWatch::NodeWatch(const NodeWatchOptions& options) {
   [[maybe_unused]] static const bool started = [&] {
     g_options = options;
     g_process = getpid();
-    CatchCrashes(OnCrash, true);
+    CatchCrashes(PrintCrash, true);
     std::atexit(OnExit);
     StartTicks();
     return true;

@@ -65,9 +65,10 @@ void Sizes(Subject* subject) {
   }
 }
 
-void Kept(Subject* subject) { SendShapes(subject, Margin::kFiller, true); }
-const Check kKept("requests.kept", "The input, its padding and the request's record stay the same.",
-                  Kept);
+void KeptRecords(Subject* subject) { SendShapes(subject, Margin::kFiller, true); }
+const Check kKeptRecords("requests.kept",
+                         "The input, its padding and the request's record stay the same.",
+                         KeptRecords);
 
 // Uses each frame once: its planes become inaccessible afterwards.
 void Returned(Subject* subject) {
