@@ -12,6 +12,7 @@
 #include "camsim/run.h"
 #include "common/interrupts.h"
 #include "common/program.h"
+#include "device/control.h"
 #include "framework/node_watch.h"
 #include "record/recording_file.h"
 #include "tests/fuzz/script.h"
@@ -26,6 +27,13 @@ struct MemoryFile {
 
   const int descriptor;
 };
+
+// Runs camsim on a device without settings of an earlier run: all runs of a process share it.
+int RunCamsim(const camsim::Options& options, const record::RecordingFile& script) {
+  device::ClearProperties();
+  zy_fail_age_gender_inits(0);
+  return camsim::Run(options, script).Go();
+}
 
 camsim::Options MakeOptions(uint8_t flags) {
   const std::string folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
@@ -62,12 +70,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, std::size_t size) {
   {
     record::RecordingFile file;
     if (file.Open(options.script)) return 0;
-    if (camsim::Run(options, file).Go() != common::kExitOk) return 0;
+    if (RunCamsim(options, file) != common::kExitOk) return 0;
   }
   record::RecordingFile recorded;
   fuzz::Require(!recorded.Open(recording.Path()), "a written recording can be read");
   options = MakeOptions(flags);
   options.replay = recording.Path();
-  fuzz::Require(camsim::Run(options, recorded).Go() == common::kExitOk, "a replay is the same");
+  fuzz::Require(RunCamsim(options, recorded) == common::kExitOk, "a replay is the same");
   return 0;
 }
