@@ -217,8 +217,8 @@ common::Failure SideBySide(const BeforeAndAfter& pictures, const std::string& na
   const common::Rect right_box = media::LabelBox(right_x, 0, right, scale);
   const int width = right_x + std::max(after.width, right_box.w);
   const int height = left_box.h + std::max(before.height, after.height);
-  if (!common::IsUsableSize(width, height)) {
-    return common::FailAbout("--compare", common::UnusableSize(width, height));
+  if (common::Failure failure = common::CheckSize(width, height)) {
+    return common::FailAbout("--compare", failure);
   }
   *both = media::MakePicture(width, height);
   constexpr media::Colour kText = {230, 230, 230};

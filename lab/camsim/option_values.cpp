@@ -48,8 +48,8 @@ std::string ParseSize(const std::string& text, Size* size) {
   if (std::sscanf(text.c_str(), "%6dx%6d%c", &size->width, &size->height, &rest) != 2) {
     return text + " is not a size such as 1280x720";
   }
-  const common::Failure unusable = common::UnusableSize(size->width, size->height);
-  return common::IsUsableSize(size->width, size->height) ? "" : unusable->message;
+  const common::Failure failure = common::CheckSize(size->width, size->height);
+  return failure ? failure->message : "";
 }
 
 std::string ParseFace(const std::string& text, std::vector<common::Rect>* faces) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "common/failure.h"
@@ -38,19 +39,17 @@ struct Size {
 inline constexpr int kMaxSide = 16384;
 inline constexpr int64_t kMaxPixels = int64_t{1} << 27;
 
-// Returns whether the lab accepts pictures of this size: 1..kMaxSide in either direction and at
-// most kMaxPixels. Checked before allocating for a size from a file or an option.
-constexpr bool IsUsableSize(int64_t width, int64_t height) {
-  return width >= 1 && height >= 1 && width <= kMaxSide && height <= kMaxSide &&
-         width * height <= kMaxPixels;
-}
-
 // Formats a size: "1280x720".
 inline std::string SizeText(int64_t width, int64_t height) {
   return std::to_string(width) + "x" + std::to_string(height);
 }
 
-inline Failure UnusableSize(int64_t width, int64_t height) {
+// Fails unless the lab accepts pictures of this size: 1..kMaxSide in either direction and at most
+// kMaxPixels. Checked before allocating for a size from a file or an option.
+inline Failure CheckSize(int64_t width, int64_t height) {
+  const bool has_usable_sides =
+      width >= 1 && height >= 1 && width <= kMaxSide && height <= kMaxSide;
+  if (has_usable_sides && width * height <= kMaxPixels) return std::nullopt;
   return Fail("size " + SizeText(width, height) + " is outside the limits: 1 to " +
               std::to_string(kMaxSide) + " a side and at most " + std::to_string(kMaxPixels >> 20) +
               " Mi pixels");

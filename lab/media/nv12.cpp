@@ -107,7 +107,7 @@ void LimitRange(Nv12Frame* frame) {
 }  // namespace
 
 common::Failure CheckFrameShape(int width, int height, int stride) {
-  if (!common::IsUsableSize(width, height)) return common::UnusableSize(width, height);
+  if (common::Failure failure = common::CheckSize(width, height)) return failure;
   if (stride != 0 && (stride < 2 * common::HalfUp(width) || stride > kMaxStride)) {
     return common::FailUsage("stride " + std::to_string(stride) + " does not suit width " +
                              std::to_string(width));

@@ -67,8 +67,7 @@ common::Failure DecodePng(const uint8_t* bytes, std::size_t size, Picture* pictu
   constexpr const char* kDoing = "damaged PNG";
   PngImage image;
   if (png_image_begin_read_from_memory(&image, bytes, size) == 0) return image.Failed(kDoing);
-  if (!common::IsUsableSize(image.width, image.height))
-    return common::UnusableSize(image.width, image.height);
+  if (common::Failure failure = common::CheckSize(image.width, image.height)) return failure;
   if (!HasEveryPngChunk(bytes, size) ||
       !CanHoldPixels(size, kPngPixelsPerByte, int64_t{image.width} * int64_t{image.height})) {
     return common::Fail("damaged PNG: the file is cut short");
@@ -101,7 +100,9 @@ common::Failure DecodeJpeg(const uint8_t* bytes, std::size_t size, Picture* pict
   }
   // The decoder reports 0x0 for a file that ends before its frame header.
   const bool has_size = width != 0 && height != 0;
-  if (has_size && !common::IsUsableSize(width, height)) return common::UnusableSize(width, height);
+  common::Failure failure;
+  if (has_size) failure = common::CheckSize(width, height);
+  if (failure) return failure;
   if (!has_size || !CanHoldPixels(size, kJpegPixelsPerByte, int64_t{width} * height)) {
     return common::Fail("damaged JPEG: the file is cut short");
   }

@@ -115,8 +115,7 @@ common::Failure ReadY4mHeader(ByteReader& reader, Y4mHeader* header) {
     }
   }
   if (!tags.width || !tags.height) return common::Fail("Y4M header: width or height is missing");
-  if (!common::IsUsableSize(*tags.width, *tags.height))
-    return common::UnusableSize(*tags.width, *tags.height);
+  if (common::Failure failure = common::CheckSize(*tags.width, *tags.height)) return failure;
   *header = {*tags.width, *tags.height, tags.layout.value_or(ChromaLayout::k420), tags.range,
              tags.rate};
   return std::nullopt;
