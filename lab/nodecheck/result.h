@@ -32,7 +32,8 @@ Result RunCheck(const Options& options, const Check& check);
 void PrintResult(const Result& result);
 // Prints the counts. Returns whether all checks ran and none failed.
 bool PrintSummary(const std::vector<Result>& results);
-// Writes the results in JUnit's format: checks that did not run count as errors.
+// Writes the results in JUnit's format, which CI systems read, and replaces an older file when
+// complete. Checks that did not run count as errors.
 common::Failure WriteJunit(const std::string& path, const std::vector<Result>& results);
 
 }  // namespace nodecheck

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "common/child_process.h"
+#include "nodecheck/child_process.h"
 
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,7 +14,7 @@
 #include <new>
 #include <thread>
 
-namespace common {
+namespace nodecheck {
 namespace {
 
 constexpr off_t kMostOutput = 1 << 20;
@@ -115,4 +114,4 @@ void* MapShared(std::size_t size) {
   return shared;
 }
 
-}  // namespace common
+}  // namespace nodecheck
