@@ -47,7 +47,7 @@ int Run::Go() {
     return common::Interrupted() ? common::kExitInterrupted : Say(failure, common::kExitFailure);
   }
   Begin();
-  if (common::Failure failure = PlayScript(1)) return Say(failure, common::kExitUnreadableInput);
+  if (const int exit_code = PlayScript(1)) return exit_code;
   if (common::Failure failure = sender_.Start(buffer_)) return Say(failure, common::kExitFailure);
   const int exit_code = SendRequests();
   if (common::Failure failure = StopPipeline()) return Say(failure, common::kExitFailure);
@@ -124,17 +124,20 @@ void Run::Begin() {
 
 // ---- Scripts ------------------------------------------------------------------------------------
 
-common::Failure Run::PlayScript(int64_t number) {
+int Run::PlayScript(int64_t number) {
   for (std::optional<record::Step> step;;) {
     common::Failure failure = script_.Next(&step, number);
-    if (failure || !step) return failure;
+    if (failure) return Say(failure, common::kExitUnreadableInput);
+    if (!step) return common::kExitOk;
+    int exit_code = common::kExitUnreadableInput;
     if (const auto* request = std::get_if<record::RequestStep>(&step->what)) {
       input_.Change(*request);
       if (request->frame_index) failure = frames_.GoTo(*request->frame_index);
     } else {
       failure = Apply(std::get<record::Event>(step->what));
+      exit_code = common::kExitFailure;  // of the node or the device
     }
-    if (failure) return recording_.FailAt(step->line, failure);
+    if (failure) return Say(recording_.FailAt(step->line, failure), exit_code);
   }
 }
 
@@ -154,17 +157,17 @@ int Run::SendRequests() {
   requests_ = options_.requests != 0 ? options_.requests : recording_.LastRequest();
   if (requests_ == 0 && frames_.Source().IsEndless()) requests_ = kDefaultRequests;
   while (!common::Interrupted() && (requests_ == 0 || summary_.sent < requests_)) {
+    if (const int exit_code = PlayScript(summary_.sent + 1)) return exit_code;
     bool at_end = false;
-    common::Failure failure = PlayScript(summary_.sent + 1);
-    if (!failure) failure = frames_.Next(&at_end);
-    if (failure) return Say(failure, common::kExitUnreadableInput);
+    if (common::Failure failure = frames_.Next(&at_end)) {
+      return Say(failure, common::kExitUnreadableInput);
+    }
     if (at_end && options_.requests != 0) {
       progress_.Print("camsim: the input ends after " + std::to_string(summary_.sent) +
                       (summary_.sent == 1 ? " frame" : " frames"));
     }
     if (at_end) break;
-    failure = SendRequest();
-    if (failure) return Say(failure, common::kExitFailure);
+    if (common::Failure failure = SendRequest()) return Say(failure, common::kExitFailure);
   }
   if (common::Interrupted()) return common::kExitInterrupted;
   if (summary_.sent != 0) return common::kExitOk;

@@ -40,8 +40,8 @@ class Run {
   common::Failure TryScript() const;
   void Begin();
 
-  // Executes the script up to the request of this number.
-  common::Failure PlayScript(int64_t number);
+  // Executes the script up to the request of this number. Returns the exit code.
+  int PlayScript(int64_t number);
   common::Failure Apply(record::Event event);
 
   int SendRequests();

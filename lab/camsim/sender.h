@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -49,10 +50,11 @@ class Sender {
   Sender(const Options& options, const Clock& clock, const PassWatch& passes,
          framework::OutcomeWatch* outcomes);
 
-  // Starts a pipeline with buffers of this size, and ends it.
+  // Starts a pipeline with buffers of this size.
   common::Failure Start(Size buffer);
   bool HasStarted() const { return session_.node() != nullptr; }
-  common::Failure Stop() { return session_.Destroy(); }
+  // Ends the pipeline, if there is one.
+  common::Failure Stop() { return HasStarted() ? session_.Destroy() : std::nullopt; }
 
   // Waits until the next request is due.
   void AwaitTurn();
