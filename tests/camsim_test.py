@@ -267,6 +267,10 @@ broken([1], 1, "never_rests", rests.replace("1 s", "2 s"), "--timeout 1 --model-
 broken([130], 6, "hangs_in_request", "interrupted in process-request of request 7", "--timeout 0 --size 64x64",
        term=True)
 broken([1], 20, "exits", "the node ended the process in destroy after request 20", "--size 64x64")
+write("restart", '{"request":2}\n{"pipeline":"restart"}\n{"request":4}\n')
+for options, says, sent in ("--script restart", "line 2: destroy: ", 3), ("", "destroy: ", 4):
+    done = bad(1, "--requests 4 --size 64x64 --node", other_node, options, says=says, ZY_DEFECT="publishes_late")
+    expect(f"^{sent} requests sent(.*\n)*annotated picture", done.out)
 # A sanitizer catches a crash by itself.
 broken([-signal.SIGSEGV, 1, 66], 6, "crashes_in_request", "Segmentation fault in process-request of request 7",
        "--size 64x64")

@@ -49,8 +49,8 @@ int Run::Go() {
   Begin();
   if (const int exit_code = PlayScript(1)) return exit_code;
   if (common::Failure failure = sender_.Start(buffer_)) return Say(failure, common::kExitFailure);
-  const int exit_code = SendRequests();
-  if (common::Failure failure = StopPipeline()) return Say(failure, common::kExitFailure);
+  int exit_code = SendRequests();
+  if (common::Failure failure = StopPipeline()) exit_code = Say(failure, common::kExitFailure);
   const common::Failure failure = Finish();
   // The run already printed its own failure.
   if (failure && exit_code != common::kExitFailure) return Say(failure, common::kExitFailure);
