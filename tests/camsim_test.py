@@ -183,6 +183,9 @@ bad(1, "--jsonl missing/out.jsonl")
 bad(1, picture="missing/out.png")
 bad(1, "--jsonl both.png", picture="both.png")
 check(not os.path.exists("both.png"), "a refused picture is left behind")
+os.symlink("nowhere", "link.png")
+bad(1, "--jsonl link.png", picture="link.png")
+check(os.path.islink("link.png"), "a refused output deletes a link")
 write("kept.png", scene)
 for source in "kept.png", "-", "./elsewhere/../kept.png":
     for options, picture in (("--jsonl kept.png", "annotated.png"), ("", "kept.png"),

@@ -69,8 +69,10 @@ common::Failure Outputs::Open(Output* output) {
     output->to = &text_;
     return std::nullopt;
   }
-  output->was_made = access(path.c_str(), F_OK) != 0;
-  const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_CLOEXEC;
+  int descriptor = open(path.c_str(), kFlags | O_EXCL, 0666);
+  output->was_made = descriptor >= 0;
+  if (!output->was_made) descriptor = open(path.c_str(), kFlags, 0666);
   if (descriptor < 0) return common::SystemFailure(path + ": cannot create");
   output->own = std::make_unique<common::OutputStream>(path, descriptor);
   output->to = output->own.get();
