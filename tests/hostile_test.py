@@ -62,6 +62,8 @@ for command in "diff script script", "--annotated none --size 64x48":
     same(command, (1, b"camsim: standard output: cannot write: No space left on device\n"),
          (full.returncode, full.stderr))
 
+camsim.bad(1, "diff script script --report /dev/stdout", says="is standard output")
+
 outputs = ["old.png", "old.trace", "old.html"]
 started = pathlib.Path("lines")
 

@@ -25,8 +25,11 @@ int Say(const common::Failure& failure, int exit_code) {
   return exit_code;
 }
 
-// Writes the page of two recordings, to a file that is neither of them.
+// Writes the page of two recordings, to a file that is neither of them nor standard output.
 common::Failure WriteReport(const camsim::Options& options, const std::vector<std::string>& texts) {
+  if (common::IsStandardOutput(options.report)) {
+    return common::Fail(options.report + ": is standard output");
+  }
   for (const std::string& path : options.compared) {
     if (common::IsSameFile(path, options.report)) return common::Fail(path + ": is also an input");
   }

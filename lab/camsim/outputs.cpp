@@ -2,7 +2,6 @@
 #include "camsim/outputs.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <utility>
@@ -21,15 +20,6 @@ namespace {
 // Describes the figures of fakes and of real networks.
 constexpr char kFakeCaption[] = "figures of fake models,\nno estimates of a person";
 constexpr char kRealCaption[] = "estimates by a small network,\nno basis for decisions";
-
-// Returns whether a file is standard output, under any name: text must not share a file with other
-// output. Devices that accept everything are allowed.
-bool IsStandardOutput(const std::string& path) {
-  struct stat file = {}, out = {};
-  if (stat(path.c_str(), &file) != 0 || fstat(STDOUT_FILENO, &out) != 0) return false;
-  const bool may_be = !S_ISCHR(out.st_mode) || isatty(STDOUT_FILENO) != 0;
-  return may_be && file.st_dev == out.st_dev && file.st_ino == out.st_ino;
-}
 
 }  // namespace
 
@@ -60,7 +50,7 @@ common::Failure Outputs::Open() {
 
 common::Failure Outputs::Open(Output* output) {
   const std::string& path = output->path;
-  const bool is_text = path == "-" || IsStandardOutput(path);
+  const bool is_text = path == "-" || common::IsStandardOutput(path);
   if (!output->grows) {
     return is_text ? common::Fail(path + ": is standard output") : output->replaced.Create(path);
   }

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "common/output_stream.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <new>
 #include <utility>
 
@@ -33,6 +33,13 @@ ssize_t OutputStream::Write(void* stream, const char* bytes, std::size_t count) 
   auto& self = *static_cast<OutputStream*>(stream);
   if (self.error_number_ == 0) self.error_number_ = WriteAll(self.descriptor_, bytes, count);
   return self.error_number_ == 0 ? static_cast<ssize_t>(count) : 0;
+}
+
+bool IsStandardOutput(const std::string& path) {
+  struct stat file = {}, out = {};
+  if (stat(path.c_str(), &file) != 0 || fstat(STDOUT_FILENO, &out) != 0) return false;
+  const bool may_be = !S_ISCHR(out.st_mode) || isatty(STDOUT_FILENO) != 0;
+  return may_be && file.st_dev == out.st_dev && file.st_ino == out.st_ino;
 }
 
 int WriteAll(int descriptor, const char* bytes, std::size_t count) {

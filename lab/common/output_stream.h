@@ -33,6 +33,10 @@ class OutputStream {
   std::FILE* const file_;
 };
 
+// Returns whether a file is standard output, under any name: text must not share a file with other
+// output. Devices that accept everything are allowed.
+bool IsStandardOutput(const std::string& path);
+
 // Writes all bytes to a descriptor, also when signals interrupt it. Returns 0 or the system's error
 // number.
 int WriteAll(int descriptor, const char* bytes, std::size_t count);
