@@ -5,6 +5,7 @@
 import os
 import pathlib
 import re
+import subprocess
 
 from programs import Program, arguments, check, finish, read, same, size_of, write, write_png
 
@@ -100,6 +101,10 @@ for size in "40x30", "30x40", "40x30", "30x40":
     os.rename("turned.png", "before.png")
     run_to(size, "rotate --degrees 90 before.png turned.png")
 check(read("turned.png") == first, "four quarter turns change the colours")
+
+# Messages for a closed stream do not go to the picture.
+subprocess.run([*camkit.command, "sharpen", "edge.png", "closed.png"], preexec_fn=lambda: os.close(2))
+check(read("closed.png") == read("sharpen.png"), "the time went into the picture")
 
 # ---- Bad input -----------------------------------------------------------------------------------------
 write_png("tiny.png", 2, 2, lambda x, y: 90)

@@ -98,7 +98,6 @@ int Play(camsim::Options options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  common::KeepStandardStreamsApart();
   camsim::Options options;
   int exit_code = common::kExitOk;
   if (!camsim::ParseOptions(argc, argv, &options, &exit_code)) return exit_code;

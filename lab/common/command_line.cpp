@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "common/command_line.h"
 
+#include <fcntl.h>
+
 #include <CLI/CLI.hpp>
 #include <cctype>
 #include <cstdio>
@@ -13,6 +15,16 @@
 
 namespace common {
 namespace {
+
+// Opens /dev/null in the wrong direction for standard streams that the caller closed. So no later
+// file takes their number, and their use still fails.
+void KeepStandardStreamsApart() {
+  for (int stream = 0; stream <= 2; ++stream) {
+    if (fcntl(stream, F_GETFD) != -1) continue;
+    // open() returns the lowest free number, which is this one.
+    if (open("/dev/null", stream == 0 ? O_WRONLY : O_RDONLY) != stream) return;
+  }
+}
 
 // Shows the value in the help as the name does.
 CommandOption WithValue(const std::string& name, CLI::Option* option) {
@@ -112,6 +124,7 @@ CommandLine::CommandLine(const std::string& program, const std::string& about,
 CommandLine::~CommandLine() = default;
 
 bool CommandLine::Parse(int argc, char** argv, int* exit_code) {
+  KeepStandardStreamsApart();
   app_->set_version_flag("--version", app_->get_name() + " " + kVersion);
   try {
     app_->parse(argc, argv);

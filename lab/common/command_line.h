@@ -81,6 +81,7 @@ class CommandLine : public Command {
 
   // Parses the command line. Returns true to go on. Otherwise it has printed help, version or a
   // one-line error that begins with the program's name, and `exit_code` is the program's exit code.
+  // No file that the program opens afterwards becomes a standard stream that the caller closed.
   bool Parse(int argc, char** argv, int* exit_code);
 
  private:

@@ -24,10 +24,6 @@ enum ExitCode {
 // Returns the folder of this program's file; empty if the system does not report it.
 std::filesystem::path ProgramFolder();
 
-// Opens /dev/null in the wrong direction for standard streams that the caller closed. So no later
-// file takes their number, and their use still fails.
-void KeepStandardStreamsApart();
-
 // Runs a program that returns an exit code; without memory it prints a line and fails.
 template <typename Program>
 int RunWithinMemory(const char* name, Program program) {

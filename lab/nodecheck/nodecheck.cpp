@@ -149,7 +149,6 @@ const Check kLoading("loading", "", [](Subject* subject) { subject->Entry(); }, 
 }  // namespace nodecheck
 
 int main(int argc, char** argv) {
-  common::KeepStandardStreamsApart();
   nodecheck::Options options;
   int exit_code = common::kExitOk;
   if (!nodecheck::ParseOptions(argc, argv, &options, &exit_code)) return exit_code;
