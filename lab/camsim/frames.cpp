@@ -63,14 +63,30 @@ common::Rect ChooseCrop(std::vector<common::Rect> faces, Size picture) {
   return whole;
 }
 
+common::Failure Frames::OpenFinder() {
+  if (!options_.found_faces && !options_.real_models) return std::nullopt;
+  const std::string& folder = options_.real_device;
+  void* const library = dlopen((folder + "/libzy_networks.so").c_str(), RTLD_NOW);
+  if (library == nullptr) return NoNetworks(dlerror());
+  const auto open =
+      reinterpret_cast<decltype(&zy_open_face_finder)>(dlsym(library, "zy_open_face_finder"));
+  find_ = reinterpret_cast<decltype(&zy_find_faces)>(dlsym(library, "zy_find_faces"));
+  if (open == nullptr || find_ == nullptr) return NoNetworks(folder + ": has no face detector");
+  const char* const error = open();
+  return error != nullptr ? NoNetworks(error) : std::nullopt;
+}
+
 common::Failure Frames::Open() {
   if (common::Failure failure = media::OpenFrameSource(options_.source, &source_)) {
     return failure;
   }
   crop_ = options_.crop;
   if (options_.chooses_crop) {
-    if (common::Failure failure = ReadFirst()) return failure;
-    crop_ = ChooseCrop(Faces(), {source_->Width(), source_->Height()});
+    // The first frame is searched before it is sent, and an input may not go back.
+    bool at_end = false;
+    if (common::Failure failure = source_->Next(&picture_, &at_end)) return failure;
+    has_first_ = !at_end;
+    if (has_first_) crop_ = ChooseCrop(Faces(), {source_->Width(), source_->Height()});
     has_searched_ = false;
   }
   const Size size = PictureSize();
@@ -86,29 +102,6 @@ common::Failure Frames::Open() {
                              " picture");
   }
   return std::nullopt;
-}
-
-// The first frame is searched before it is sent, and an input may not go back.
-common::Failure Frames::ReadFirst() {
-  bool at_end = false;
-  common::Failure failure = OpenFinder();
-  if (!failure) failure = source_->Next(&picture_, &at_end);
-  if (!failure && at_end) failure = common::Fail("has no frames");
-  has_first_ = true;
-  return failure;
-}
-
-common::Failure Frames::OpenFinder() {
-  if (find_ != nullptr || (!options_.found_faces && !options_.real_models)) return std::nullopt;
-  const std::string& folder = options_.real_device;
-  void* const library = dlopen((folder + "/libzy_networks.so").c_str(), RTLD_NOW);
-  if (library == nullptr) return NoNetworks(dlerror());
-  const auto open =
-      reinterpret_cast<decltype(&zy_open_face_finder)>(dlsym(library, "zy_open_face_finder"));
-  find_ = reinterpret_cast<decltype(&zy_find_faces)>(dlsym(library, "zy_find_faces"));
-  if (open == nullptr || find_ == nullptr) return NoNetworks(folder + ": has no face detector");
-  const char* const error = open();
-  return error != nullptr ? NoNetworks(error) : std::nullopt;
 }
 
 Size Frames::SentSize(int orientation) const {

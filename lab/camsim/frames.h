@@ -28,11 +28,11 @@ class Frames {
  public:
   explicit Frames(const Options& options) : options_(options) {}
 
-  // Opens the input, and the face detector if the crop depends on it. Fails (usage) if a crop or a
-  // face of the options lies outside.
-  common::Failure Open();
   // Opens the face detector if the options ask for it. Fails unless every network is usable.
   common::Failure OpenFinder();
+  // Opens the input; the crop may depend on the detector. Fails (usage) if a crop or a face of the
+  // options lies outside.
+  common::Failure Open();
 
   const media::FrameSource& Source() const { return *source_; }
   // Returns the size of a picture; SentSize returns that of the frame as sent.
@@ -62,7 +62,6 @@ class Frames {
  private:
   // Returns the orientation to which frames are turned; 270, as they are, unless they are upright.
   int TurnOf(int orientation) const { return options_.IsUpright() ? orientation : 270; }
-  common::Failure ReadFirst();
   std::vector<common::Rect> SourceFaces() const;
 
   const Options& options_;

@@ -35,8 +35,8 @@ Run::Run(const Options& options, const record::RecordingFile& script)
       comparison_({options.tolerance, options.differences}) {}
 
 int Run::Go() {
-  if (common::Failure failure = OpenInput()) return Say(failure, common::kExitUnreadableInput);
   if (common::Failure failure = frames_.OpenFinder()) return Say(failure, common::kExitFailure);
+  if (common::Failure failure = OpenInput()) return Say(failure, common::kExitUnreadableInput);
   if (common::Failure failure = OpenDevice()) return Say(failure, common::kExitFailure);
   if (common::Failure failure = TryScript()) return Say(failure, common::kExitUnreadableInput);
   if (common::Failure failure = framework::NodeWatch::Load(options_.node)) {
