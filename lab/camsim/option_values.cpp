@@ -39,8 +39,9 @@ std::string Hexadecimal(const std::string& text) {
   return is_one ? "" : text + " is no hexadecimal number of up to 8 digits";
 }
 
-std::string PngOrNone(const std::string& path) {
-  return path == kNoPicture ? "" : common::PngName(path);
+std::string ParsePicture(const std::string& text, std::string* path) {
+  *path = text == "none" ? "" : text;
+  return text == "none" ? "" : common::PngName(text);
 }
 
 std::string ParseSize(const std::string& text, Size* size) {

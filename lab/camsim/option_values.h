@@ -19,9 +19,9 @@ std::string PlainNumber(const std::string& text);
 std::string QuarterTurn(const std::string& text);
 // Accepts up to 8 hexadecimal digits, with or without 0x.
 std::string Hexadecimal(const std::string& text);
-// Accepts a name for a PNG, and kNoPicture.
-std::string PngOrNone(const std::string& path);
 
+// Parses a name for a PNG; "none" becomes the empty name.
+std::string ParsePicture(const std::string& text, std::string* path);
 // Parses a usable size such as 1280x720.
 std::string ParseSize(const std::string& text, Size* size);
 // Parses a rectangle such as 420,180,300,300 and adds it.
@@ -30,7 +30,7 @@ std::string ParseFace(const std::string& text, std::vector<common::Rect>* faces)
 std::string ParseCrop(const std::string& text, Options* options);
 // Parses "auto", with a score after a colon, above 0 and at most 1.
 std::string ParseFoundFaces(const std::string& text, std::optional<float>* found_faces);
-// Parses "real" or "fake".
+// Parses "real" or "fake", also by its older name "stand-in".
 std::string ParseModels(const std::string& text, bool* real_models);
 // Parses "error", "info" or "none".
 std::string ParseLogLevel(const std::string& text, LogLevel* level);

@@ -152,8 +152,8 @@ void AddRun(common::Command* command, Options* options) {
           "JSON lines: a header and one for each request; - is standard output");
   command->AddFlag("--passes", &options->passes,
                    "add a line for each pass of the worker to the JSON lines");
-  AddPath(command, "--annotated FILE|none", &options->annotated,
-          "PNG of the last frame with figures (camsim.png); none writes no picture", PngOrNone);
+  AddParsed(command, "--annotated FILE|none", ParsePicture, &options->annotated,
+            "PNG of the last frame with figures (camsim.png); none writes no picture");
   AddPath(command, "--annotated-clip FILE|-", &options->annotated_clip,
           "Y4M of all frames, with their faces and the figures published last");
   AddParsed(command, "--log LEVEL", ParseLogLevel, &options->log,

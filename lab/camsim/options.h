@@ -15,9 +15,6 @@ namespace camsim {
 
 using common::Size;
 
-// Replaces a picture's name: no picture.
-inline constexpr char kNoPicture[] = "none";
-
 enum class LogLevel { kNone, kError, kInfo };
 
 // The parsed command line of camsim.
@@ -51,7 +48,7 @@ struct Options {
   double fps = 30.0;
   std::string jsonl;                     // a path, "-" or empty
   bool passes = false;                   // add the passes to the JSON lines
-  std::string annotated = "camsim.png";  // a path or kNoPicture
+  std::string annotated = "camsim.png";  // a path or empty
   std::string annotated_clip;            // a path, "-" or empty
   bool all = false;                      // a row for every request
   std::string script;                    // a path, "-" or empty

@@ -29,7 +29,7 @@ Outputs::Outputs(const Options& options, const framework::Device& device)
       text_("standard output", STDOUT_FILENO),
       outputs_{{{options.jsonl, "the JSON lines", true},
                 {options.annotated_clip, "the clip", true},
-                {options.annotated == kNoPicture ? "" : options.annotated, "the picture", false},
+                {options.annotated, "the picture", false},
                 {options.trace, "the trace", false},
                 {options.report, "the report", false}}} {}
 

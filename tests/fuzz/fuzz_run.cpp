@@ -45,7 +45,7 @@ camsim::Options MakeOptions(uint8_t flags) {
   options.upright = flags & 1;
   options.requests = 16;
   options.differences = 0;
-  options.annotated = camsim::kNoPicture;
+  options.annotated.clear();
   return options;
 }
 
