@@ -158,8 +158,10 @@ class Node {
                                {sizeof(ChiTagData), 0, request, &passes, 1, {}}};
     const uint32_t count = Has("undeclared_tag") ? 3 : Has("modest") ? 1 : 2;
     ChiMetadataSet set = {sizeof(set), count, Has("wrong_session") ? this : session_, ids, data};
-    if (g_interface.pSetMetadata(&set) != kChiSuccess && Has("insists"))
-      g_interface.pSetMetadata(&set);
+    const bool insists = Has("insists") || Has("undeclared_tag");
+    if (g_interface.pSetMetadata(&set) == kChiSuccess || !insists) return;
+    set.tagCount = 2;
+    g_interface.pSetMetadata(&set);
   }
 
   void Work() {

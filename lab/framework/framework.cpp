@@ -371,8 +371,10 @@ ChiResult Session::SetMetadata(ChiMetadataSet* set) {
   ++session->publications_;
   if (session->options_.refuses_publications) return kChiFailed;
   for (uint32_t i = 0; i < set->tagCount; ++i) {
-    session->complaint_ = session->Take(set->pTagList[i], set->pTagData[i]);
-    if (!session->complaint_.empty()) return kChiFailed;
+    const std::string complaint = session->Take(set->pTagList[i], set->pTagData[i]);
+    if (complaint.empty()) continue;
+    if (session->complaint_.empty()) session->complaint_ = complaint;
+    return kChiFailed;
   }
   return kChiSuccess;
 }
