@@ -212,6 +212,8 @@ class NodeLife : public NodeTest {
     ChiNodeBuffer* inputs[] = {nullptr, camera.handle(), camera.handle()};
     ChiNodeProcessRequestInfo info = {88, 0, session_.node(), 34, 3, 0, inputs, nullptr, {}};
     EXPECT_EQ(session_.Process(&info), 0);
+    ChiMetadataGet late = {48, 0x08110006, ChiMetadataType::kInput, 0, &session_, 34, {}, 0};
+    EXPECT_NE(Framework::Interface().pGetMetadata(&late), kChiSuccess);
     Tell("a request with a gap, and no output");
   }
 

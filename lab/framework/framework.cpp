@@ -17,7 +17,8 @@ namespace {
 constexpr uint32_t kFirstSection = 0x80000000;
 constexpr uint32_t kSectionBlock = 0x10000;
 
-// Guards the next two variables, and all sessions against calls of a node in other threads.
+// Guards the next two variables. In a session it guards the state of the running request, which the
+// node's calls use; outside a request they are refused, and the session belongs to its caller.
 std::mutex g_sessions_mutex;
 std::set<const void*> g_sessions;
 int g_strays = 0;  // calls with a handle that is no session, publications between requests
@@ -344,7 +345,7 @@ ChiResult Session::GetMetadata(ChiMetadataGet* get) {
   Session* const session = Find(get->hChiSession);
   get->pData = nullptr;
   get->count = 0;
-  if (session == nullptr || get->type != ChiMetadataType::kInput ||
+  if (session == nullptr || !session->is_in_request_ || get->type != ChiMetadataType::kInput ||
       get->requestId != session->request_id_) {
     return kChiFailed;
   }

@@ -110,7 +110,11 @@ struct ChiMetadataGet {
   std::size_t count;
 };
 
-// The functions that the framework offers to a node.
+// The functions that the framework offers to a node. The node copies this record during
+// set-node-interface and may look up tags with pGetVendorTagBase from then on. It calls
+// pGetMetadata and pSetMetadata during process-request only, on the thread of that call, with its
+// own session and that request's number. A value's `pData` is the framework's: the node does not
+// change it, nor use it after process-request. pSetMetadata copies the values to publish.
 struct ChiNodeInterface {
   uint32_t size;
   uint32_t majorVersion;
@@ -225,6 +229,13 @@ static_assert(sizeof(ChiNodeProcessRequestInfo) == 88 &&
               offsetof(ChiNodeProcessRequestInfo, phInputBuffer) == 32 &&
               offsetof(ChiNodeProcessRequestInfo, phOutputBuffer) == 40);
 
+// The functions of a node library, which ChiNodeEntry fills in. First, in any order:
+// pSetNodeInterface passes the framework's functions, pGetCapabilities asks for capabilities, and
+// pQueryVendorTag for the library's constant tags. Then for each node, in this order: pCreate makes
+// it and returns its hNodeSession; pQueryBufferInfo and pSetBufferInfo agree on its buffers;
+// pPostPipelineCreate starts its threads; pProcessRequest handles one frame, whose planes the node
+// may not touch afterwards; pDestroy ends the threads and frees the node. Calls for one node never
+// overlap; those for several nodes may.
 struct ChiNodeCallbacks {
   uint32_t size;
   uint32_t majorVersion;
