@@ -96,7 +96,9 @@ def behaving_nodes(count):
             (lambda: expect(0, without_models, BROKEN, defect='modest'),),
             (expect, 0, '^ +20000 .*\nok   soak', NODE, '--soak', '20000', '--lives', '50'),
             (expect, 0, '^ +20000 .*\nok   soak', BROKEN, '--soak', '20000', '--lives', '50'),
-            (expect, 0, r'\Aok   life.at_once\n\Z', NODE, '--here', 'life.at_once')]
+            (expect, 0, r'\Aok   life.at_once\n\Z', NODE, '--here', 'life.at_once'),
+            (Program('env', '--ignore-signal=CHLD', *COMMAND).run, 0, NODE, '--here', 'entry.null'),
+            (Program('sh', '-c', 'exec "$@" >/dev/full', 'sh', *COMMAND).run, 1, NODE, '--here', 'entry.null')]
 
 
 def failing_nodes(count):

@@ -41,7 +41,7 @@ const Check* g_check_here = nullptr;  // the check that runs in the first proces
   g_report->verdict = verdict;
   if (g_check_here == nullptr) _exit(0);
   PrintResult({g_check_here, verdict, note, "", "", 0});
-  _exit(verdict == Verdict::kFailed ? common::kExitFailure : common::kExitOk);
+  _exit(EndOutput(verdict == Verdict::kFailed ? common::kExitFailure : common::kExitOk));
 }
 
 void Run(const Options& options, const Check& check) {
@@ -119,7 +119,7 @@ void RunHere(const Options& options, const Check& check) {
   Note("");
   Run(options, check);
   PrintResult({&check, Verdict::kOk, g_report->note, "", "", 0});
-  std::exit(common::kExitOk);
+  std::exit(EndOutput(common::kExitOk));
 }
 
 Expectations& Expected() { return *g_expected; }

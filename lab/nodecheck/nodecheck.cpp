@@ -25,11 +25,6 @@ int Say(const std::string& message, int exit_code) {
   return exit_code;
 }
 
-int EndOutput(int exit_code) {
-  if (std::fflush(stdout) == 0) return exit_code;
-  return Say("standard output: write failed", common::kExitFailure);
-}
-
 // Runs checks, each after those that it needs, and prints the chosen ones.
 class Runner {
  public:

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <sstream>
 
+#include "common/program.h"
 #include "common/replaced_file.h"
 #include "nodecheck/result.h"
 
@@ -69,6 +70,12 @@ bool PrintSummary(const std::vector<Result>& results) {
               results.size(), Count(results, Verdict::kOk), failed,
               Count(results, Verdict::kSkipped), not_run);
   return failed + not_run == 0;
+}
+
+int EndOutput(int exit_code) {
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return exit_code;
+  std::fputs("nodecheck: standard output: write failed\n", stderr);
+  return common::kExitFailure;
 }
 
 common::Failure WriteJunit(const std::string& path, const std::vector<Result>& results) {
