@@ -86,6 +86,7 @@ std::optional<ChildEnd> RunInChild(const std::function<void()>& run,
                                    const std::atomic<uint64_t>& progress, int seconds,
                                    const std::function<void()>& meanwhile) {
   std::fflush(stdout);
+  signal(SIGCHLD, SIG_DFL);  // a caller may ignore it, and then no child can be waited for
   prctl(PR_SET_CHILD_SUBREAPER, 1);
   const int output = memfd_create("output", MFD_CLOEXEC);
   if (output < 0) return std::nullopt;
