@@ -447,12 +447,12 @@ TEST(Y4mWriter, RoundTrips) {
   for (const auto& [width, height] : {std::pair(6, 4), {7, 5}, {1, 1}}) {
     std::FILE* const file = std::tmpfile();
     ASSERT_NE(file, nullptr);
-    ASSERT_FALSE(WriteY4mHeader(width, height, "30000:1001", file));
+    WriteY4mHeader(width, height, "30000:1001", file);
     std::vector<Nv12Frame> frames(3);
     for (Nv12Frame& frame : frames) {
       ASSERT_FALSE(PictureToNv12(GroundPicture(width, height), 64, &frame));
       frame.Luma()[0] = static_cast<uint8_t>(&frame - frames.data());
-      ASSERT_FALSE(WriteY4mFrame(frame, file));
+      WriteY4mFrame(frame, file);
     }
     std::rewind(file);
     std::unique_ptr<FrameSource> source;

@@ -161,7 +161,7 @@ TEST(Clip, FiguresFollowTheirFaces) {
 // Two requests without figures look alike: nothing counts their age.
 TEST(Clip, HasNoAgeOfFiguresBeforeTheFirst) {
   std::FILE* const file = std::tmpfile();
-  camsim::AnnotatedClip clip("", "", "30:1", file);
+  camsim::AnnotatedClip clip("", "30:1", file);
   record::RequestRecord request;
   request.why.emplace().fill({framework::Why::kNoFace, framework::Why::kNoFace});
   for (request.number = 1; request.number <= 2; ++request.number) {

@@ -117,15 +117,12 @@ common::Failure AnnotatedClip::OnRequest(const RequestRecord& request,
     const int64_t age = request.number - published_.number;
     caption += "\nfigures " + std::to_string(age) + (age == 1 ? " frame old" : " frames old");
   }
-  common::Failure failure;
-  if (!has_header_) failure = media::WriteY4mHeader(picture.width, picture.height, rate_, to_);
+  if (!has_header_) media::WriteY4mHeader(picture.width, picture.height, rate_, to_);
   has_header_ = true;
-  if (!failure) {
-    failure = media::PictureToNv12(Annotate(picture, WithFigures(request, published_), caption), 0,
-                                   &frame_);
-  }
-  if (!failure) failure = media::WriteY4mFrame(frame_, to_);
-  return failure ? common::FailAbout(path_, failure) : failure;
+  const media::Picture annotated = Annotate(picture, WithFigures(request, published_), caption);
+  common::Failure failure = media::PictureToNv12(annotated, 0, &frame_);
+  if (!failure) media::WriteY4mFrame(frame_, to_);
+  return failure;
 }
 
 }  // namespace camsim

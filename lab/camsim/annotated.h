@@ -43,14 +43,14 @@ class AnnotatedPicture : public record::RunListener {
 // Writes all frames with the figures published last and their age in frames.
 class AnnotatedClip : public record::RunListener {
  public:
-  // Takes `rate` like media::WriteY4mHeader.
-  AnnotatedClip(std::string path, std::string caption, std::string rate, std::FILE* to)
-      : path_(std::move(path)), caption_(std::move(caption)), rate_(std::move(rate)), to_(to) {}
+  // Takes `rate` like media::WriteY4mHeader. Errors of the stream stay with its owner.
+  AnnotatedClip(std::string caption, std::string rate, std::FILE* to)
+      : caption_(std::move(caption)), rate_(std::move(rate)), to_(to) {}
   common::Failure OnRequest(const record::RequestRecord& request,
                             const media::Nv12Frame& picture) override;
 
  private:
-  const std::string path_, caption_, rate_;
+  const std::string caption_, rate_;
   std::FILE* const to_;
   record::RequestRecord published_;  // the latest request with figures
   bool has_figures_ = false;

@@ -116,7 +116,7 @@ std::vector<std::unique_ptr<record::RunListener>> Outputs::Listeners(
   // A replay prints differences instead of rows.
   add(std::make_unique<Table>(options_, text != stderr && !is_replay, text));
   if (std::FILE* const file = outputs_[kClip].File()) {
-    add(std::make_unique<AnnotatedClip>(outputs_[kClip].path, caption, rate, file));
+    add(std::make_unique<AnnotatedClip>(caption, rate, file));
   }
   if (Output& picture = outputs_[kPicture]; picture.File() != nullptr) {
     add(std::make_unique<AnnotatedPicture>(caption, &picture.replaced));

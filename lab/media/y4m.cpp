@@ -2,7 +2,6 @@
 #include "media/y4m.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
 #include <optional>
 #include <string_view>
@@ -94,11 +93,6 @@ bool TakeTag(std::string_view tag, Tags* tags) {
   }
 }
 
-common::Failure Check(std::FILE* to) {
-  if (std::ferror(to) == 0) return std::nullopt;
-  return errno != 0 ? common::SystemFailure("cannot write") : common::Fail("cannot write");
-}
-
 }  // namespace
 
 common::Failure ReadY4mHeader(ByteReader& reader, Y4mHeader* header) {
@@ -129,13 +123,12 @@ common::Failure ReadY4mFrameHeader(ByteReader& reader, const std::string& frame)
   return std::nullopt;
 }
 
-common::Failure WriteY4mHeader(int width, int height, const std::string& rate, std::FILE* to) {
+void WriteY4mHeader(int width, int height, const std::string& rate, std::FILE* to) {
   std::fprintf(to, "YUV4MPEG2 W%d H%d F%s Ip A1:1 C420jpeg XCOLORRANGE=LIMITED\n", width, height,
                rate.c_str());
-  return Check(to);
 }
 
-common::Failure WriteY4mFrame(const Nv12Frame& frame, std::FILE* to) {
+void WriteY4mFrame(const Nv12Frame& frame, std::FILE* to) {
   std::fputs("FRAME\n", to);
   for (int y = 0; y < frame.height; ++y) {
     std::fwrite(frame.Luma() + std::ptrdiff_t{y} * frame.stride, 1,
@@ -149,7 +142,6 @@ common::Failure WriteY4mFrame(const Nv12Frame& frame, std::FILE* to) {
       std::fwrite(row.data(), 1, row.size(), to);
     }
   }
-  return Check(to);
 }
 
 }  // namespace media

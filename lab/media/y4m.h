@@ -36,11 +36,11 @@ common::Failure ReadY4mHeader(ByteReader& reader, Y4mHeader* header);
 common::Failure ReadY4mFrameHeader(ByteReader& reader, const std::string& frame);
 
 // Writes the header of a stream of frames of this size. `rate` is frames per second as a ratio,
-// "30:1". Fails when the stream accepts no more, like WriteY4mFrame.
-common::Failure WriteY4mHeader(int width, int height, const std::string& rate, std::FILE* to);
+// "30:1". The stream keeps its errors for its owner, here and in WriteY4mFrame.
+void WriteY4mHeader(int width, int height, const std::string& rate, std::FILE* to);
 
 // Writes a frame of the header's size.
-common::Failure WriteY4mFrame(const Nv12Frame& frame, std::FILE* to);
+void WriteY4mFrame(const Nv12Frame& frame, std::FILE* to);
 
 }  // namespace media
 
