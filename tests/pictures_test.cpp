@@ -16,7 +16,7 @@
 #include "common/digest.h"
 #include "media/annotate.h"
 #include "media/frame_source.h"
-#include "media/jpeg_header.h"
+#include "media/picture.h"
 #include "media/scene.h"
 #include "media/y4m.h"
 #include "platform/age_gender_model.h"

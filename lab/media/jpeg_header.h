@@ -5,8 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "media/picture.h"
-
 namespace media {
 
 // Facts from a JPEG's header that its decoder does not report.
@@ -19,9 +17,6 @@ struct JpegHeader {
 
 // Reads the segments of a JPEG file up to its pixels, within bounds for any input. Any thread.
 JpegHeader ReadJpegHeader(const uint8_t* bytes, std::size_t size);
-
-// Returns a picture with Exif orientation 1 to 8 turned upright. Any thread.
-Picture TurnUpright(Picture stored, int orientation);
 
 }  // namespace media
 

@@ -135,6 +135,27 @@ Picture MakePicture(int width, int height) {
   return picture;
 }
 
+// Applies 2 (mirrored left to right), 3 (rotated by 180 degrees), 4 (mirrored top to bottom), or 5
+// to 8 (the same after columns and rows are exchanged).
+Picture TurnUpright(Picture stored, int orientation) {
+  if (orientation <= 1 || orientation > 8) return stored;
+  const bool swaps = orientation >= 5;
+  const bool from_right = orientation == 2 || orientation == 3 || orientation >= 7;
+  const bool from_below =
+      orientation == 3 || orientation == 4 || orientation == 6 || orientation == 7;
+  Picture upright =
+      swaps ? MakePicture(stored.height, stored.width) : MakePicture(stored.width, stored.height);
+  for (int y = 0; y < upright.height; ++y) {
+    for (int x = 0; x < upright.width; ++x) {
+      const int column = swaps ? y : x, row = swaps ? x : y;
+      const uint8_t* from = stored.Pixel(from_right ? stored.width - 1 - column : column,
+                                         from_below ? stored.height - 1 - row : row);
+      std::copy_n(from, 3, upright.Pixel(x, y));
+    }
+  }
+  return upright;
+}
+
 common::Failure DecodePicture(const uint8_t* bytes, std::size_t size, Picture* picture) {
   if (size == 0) return common::Fail("the file is empty");
   const PictureFormat format = DetectPictureFormat(bytes, size);

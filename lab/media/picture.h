@@ -44,6 +44,9 @@ PictureFormat DetectPictureFormat(const uint8_t* bytes, std::size_t size);
 // Returns a black picture of a usable size (common/geometry.h).
 Picture MakePicture(int width, int height);
 
+// Returns a picture with Exif orientation 1 to 8 turned upright. Any thread.
+Picture TurnUpright(Picture stored, int orientation);
+
 // Decodes a whole PNG or JPEG file held in memory. PNGs of every kind become 8-bit sRGB, with
 // transparent parts over black; JPEGs are turned upright by their Exif orientation. Fails on cut or
 // damaged data, even where a decoder would fill in the rest, and on JPEGs with arithmetic coding or
