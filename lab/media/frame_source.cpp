@@ -36,7 +36,7 @@ class SceneSource final : public FrameSource {
  public:
   explicit SceneSource(const FrameSourceOptions& options)
       : FrameSource(options.width, options.height, true),
-        scene_(options.width, options.height, options.stride, options.scene_faces) {}
+        scene_(options.width, options.height, options.stride, kMaxSceneFaces) {}
   common::Failure Next(Nv12Frame* frame, bool* at_end) override {
     *at_end = false;
     faces_ = scene_.Draw(index_++, frame);
@@ -153,9 +153,6 @@ common::Failure OpenScene(FrameSourceOptions options, std::unique_ptr<FrameSourc
   if (options.width < kMinSceneSide || options.height < kMinSceneSide) {
     return common::FailUsage("built-in scene: has at least " + std::to_string(kMinSceneSide) +
                              " pixels a side");
-  }
-  if (options.scene_faces < 1 || options.scene_faces > kMaxSceneFaces) {
-    return common::Fail("built-in scene: has 1 to 3 faces");
   }
   *source = std::make_unique<SceneSource>(options);
   return std::nullopt;

@@ -62,14 +62,12 @@ struct FrameSourceOptions {
   int height = 0;
   // Row pitch of the frames in bytes; 0 for DefaultStride.
   int stride = 0;
-  // Faces in the scene, 1..kMaxSceneFaces.
-  int scene_faces = 3;
 };
 
 // Opens the source that the options name. A file's first bytes give its format: PNG and JPEG
 // pictures repeat without end, Y4M gives its frames. With a size given, bytes of no known format
-// are dense NV12 frames (DenseNv12Size bytes each). Sizes, strides, headers and pictures are
-// checked here, frames of streams as they arrive. Every message begins with the input's name.
+// are NV12 frames without padding. Sizes, strides, headers and pictures are checked here, frames of
+// streams as they arrive. Every message begins with the input's name.
 common::Failure OpenFrameSource(const FrameSourceOptions& options,
                                 std::unique_ptr<FrameSource>* source);
 
