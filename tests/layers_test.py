@@ -26,7 +26,6 @@ FOLDERS = {
 # Additional includes of single files: the vector header, our node, JSON for the networks' manifest, digests.
 FILES = {
     "src/base/neon.h": "<simde <arm_neon.h",
-    "lab/framework/own_node.h": "node/log_lines.h",
     "lab/framework/own_node.cpp": "node/log_lines.h",
     "lab/framework/crash_report.cpp": "<cxxabi.h <execinfo.h <ucontext.h",
     "lab/real_models/age_gender_net.cpp": "<nlohmann",

@@ -207,7 +207,7 @@ Failure OpenBytes(const Bytes& bytes, const FrameSourceOptions& options,
 }
 
 FrameSourceOptions Options(int width, int height, int stride) {
-  return {"in", width, height, stride, 1};
+  return {"in", width, height, stride};
 }
 
 TEST(Y4m, EveryLayoutMatchesAFrameComputedByHand) {

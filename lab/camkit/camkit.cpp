@@ -2,7 +2,6 @@
 // camkit: runs the image and sharpening kits on a picture.
 #include <cstdio>
 #include <string>
-#include <utility>
 
 #include "camkit/operations.h"
 #include "camkit/options.h"

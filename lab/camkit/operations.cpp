@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <string>
-#include <utility>
 
 #include "camkit/planes.h"
 #include "common/geometry.h"

@@ -32,7 +32,6 @@ std::mutex g_table_mutex;  // for changes of the table
 std::mutex g_hold_mutex;
 std::atomic<bool> g_holding{false};  // changed under g_hold_mutex
 
-std::atomic<uint64_t> g_waits{0};
 std::atomic<uint64_t> g_signals{0};
 std::atomic<uint64_t> g_passes{0};
 
@@ -64,7 +63,6 @@ Watched* Replace(const pthread_cond_t* from, pthread_cond_t* to, int64_t doubted
 }
 
 void NoteWait(pthread_cond_t* condition) {
-  ++g_waits;
   t_has_waited = true;
   Watched* watched = Find(condition);
   if (watched == nullptr) watched = Replace(nullptr, condition);
@@ -161,7 +159,7 @@ void WakeWorkersSpuriously() {
   }
 }
 
-WorkerCounts CountWorkers() { return {g_waits, g_signals, g_passes}; }
+WorkerCounts CountWorkers() { return {g_signals, g_passes}; }
 
 }  // namespace framework
 

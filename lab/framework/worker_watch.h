@@ -29,7 +29,6 @@ void WakeWorkersSpuriously();
 
 // Counts of the workers since the program began.
 struct WorkerCounts {
-  uint64_t waits = 0;    // that began
   uint64_t signals = 0;  // to watched condition variables, including broadcasts and held ones
   uint64_t passes = 0;   // signals that a worker has handled: it waits again
 };

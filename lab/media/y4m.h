@@ -3,7 +3,6 @@
 #define ZY_MEDIA_Y4M_H_
 
 #include <cstddef>
-#include <cstdint>
 #include <cstdio>
 #include <string>
 

@@ -2,6 +2,7 @@
 // Turns the bytes of a script into the calls of a hostile framework: two nodes behind ChiNodeEntry
 // receive records, buffers and metadata of all shapes, in memory of exactly the promised size. The
 // model predicts everything that leaves the library.
+#include <array>
 #include <mutex>
 
 #include "framework/guarded_bytes.h"

@@ -4,7 +4,6 @@
 #define ZY_TESTS_FUZZ_SCRIPT_H_
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
