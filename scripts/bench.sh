@@ -33,6 +33,8 @@ bench_arm64() {
 }
 
 bench_arm64_with() { # preset, committed counts, --check or --update
-  build "$1" zyselftest kernel_bench request_bench insncount_selftest || return
+  local kernels=kernel_bench # with the peers
+  [ $# -eq 2 ] || kernels=zyselftest
+  build "$1" "$kernels" request_bench insncount_selftest || return
   lab/bench/count_arm64.sh "build/$1" build/arm64_peers "${@:2}"
 }
