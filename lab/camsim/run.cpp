@@ -32,7 +32,8 @@ Run::Run(const Options& options, const record::RecordingFile& script)
       passes_(clock_, options.realtime, !options.report.empty()),
       sender_(options, clock_, passes_, &outcomes_),
       outputs_(options, device_),
-      comparison_({options.tolerance, options.differences}) {}
+      comparison_({options.tolerance, options.differences}),
+      passes_before_(framework::CountWorkers().passes) {}
 
 int Run::Go() {
   if (common::Failure failure = frames_.OpenFinder()) return Say(failure, common::kExitFailure);
@@ -223,7 +224,7 @@ common::Failure Run::Report(const record::RequestRecord& request, std::vector<in
 
 common::Failure Run::StopPipeline() {
   common::Failure failure = sender_.Stop();
-  NotePass(framework::CountWorkers().passes > passes_seen_);
+  NotePass(CountPasses() > passes_seen_);
   passes_.EndPipeline();
   return failure;
 }
@@ -235,10 +236,12 @@ void Run::NotePass(bool has_ended) {
   for (const auto& listener : listeners_) listener->OnPass(*pass);
 }
 
+uint64_t Run::CountPasses() const { return framework::CountWorkers().passes - passes_before_; }
+
 common::Failure Run::Finish() {
   progress_.End();
   if (summary_.sent == 0) return std::nullopt;
-  summary_.analysed = framework::CountWorkers().passes;
+  summary_.analysed = CountPasses();
   summary_.pace = sender_.Pacing();
   for (const auto& listener : listeners_) {
     if (common::Failure failure = listener->Finish(summary_)) return failure;

@@ -51,6 +51,7 @@ class Run {
   common::Failure StopPipeline();
   // Reports the pass over the last taken frame when it has ended, once.
   void NotePass(bool has_ended);
+  uint64_t CountPasses() const;
   common::Failure Finish();
 
   const Options& options_;
@@ -70,6 +71,7 @@ class Run {
   std::vector<std::unique_ptr<record::RunListener>> listeners_;
   Size buffer_;  // negotiated size
   record::Summary summary_;
+  const uint64_t passes_before_;  // of earlier runs of the process
   uint64_t passes_seen_ = 0;
   int64_t requests_ = 0;  // number to send; 0: until the input ends
 };
