@@ -28,12 +28,13 @@ constexpr Milliseconds kAfterInterrupt{600};
 
 NodeWatchOptions g_options = {};  // constant from the first watch on
 NodeEntry g_entry = nullptr;
-pid_t g_process = 0;  // of the same
+pid_t g_process = 0;  // that runs the watch; a child has another
 
-std::atomic<const char*> g_call{nullptr};  // in progress
-std::atomic<uint64_t> g_calls{0};          // started
-std::atomic<uint64_t> g_model_calls{0};    // ended
-std::atomic<uint64_t> g_request{0};        // the latest
+std::atomic<const char*> g_call{nullptr};          // in progress
+std::atomic<const char*> g_request_call{nullptr};  // process-request, once called
+std::atomic<uint64_t> g_calls{0};                  // started
+std::atomic<uint64_t> g_model_calls{0};            // ended
+std::atomic<uint64_t> g_request{0};                // the latest
 std::atomic<int64_t> g_model_delay_ms{0};
 std::atomic<bool> g_has_ended{false};
 static_assert(std::atomic<const char*>::is_always_lock_free &&
@@ -46,7 +47,7 @@ thread_local bool t_calls_node = false;
 void Report(const char* before, const char* call, const char* after = "") {
   char request[40] = "";
   if (const uint64_t number = g_request; number != 0) {
-    const char* const relation = std::strcmp(call, "process-request") == 0 ? "of" : "after";
+    const char* const relation = call == g_request_call ? "of" : "after";
     std::snprintf(request, sizeof(request), " %s request %" PRIu64, relation, number);
   }
   // On a terminal it replaces a line of progress.
@@ -167,7 +168,10 @@ class InCall {
   InCall& operator=(const InCall&) = delete;
 };
 
-void NoteRequest(ChiNodeProcessRequestInfo* info) { g_request = info->frameNum; }
+void NoteRequest(ChiNodeProcessRequestInfo* info) {
+  g_request = info->frameNum;
+  g_request_call = g_call.load();
+}
 template <typename Argument>
 void NoteRequest(Argument) {}
 
