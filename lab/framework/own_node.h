@@ -101,7 +101,9 @@ using Reasons = std::array<SlotWhy, kSlots>;
 
 // The sender's knowledge of a request.
 struct SentRequest {
-  const DeviceState& device;               // the current state
+  // The current state, in which camera_role, gender_and_age, score and orientation are set.
+  const DeviceState& device;
+
   common::Size size;                       // of the frame
   const std::vector<common::Rect>& faces;  // in its pixels
   bool follows_a_pass;                     // a pass had ended before the request was sent
