@@ -94,7 +94,7 @@ def behaving_nodes(count):
             (expect, 0, 'skip models.slow: libQVFD_AgeGender.so has no zy_', NODE, '--device', PLAIN,
              '--filter', 'models.'),
             (lambda: expect(0, without_models, BROKEN, defect='modest'),),
-            (expect, 0, '^ +20000 .*\nok   soak', NODE, '--soak', '20000', '--lives', '50'),
+            (expect, 0, r'^ +requests .*\n(.*\n){9} +20000 .*\nok   soak', NODE, '--soak', '20000', '--lives', '55'),
             (expect, 0, '^ +20000 .*\nok   soak', BROKEN, '--soak', '20000', '--lives', '50'),
             (expect, 0, r'\Aok   life.at_once\n\Z', NODE, '--here', 'life.at_once'),
             (Program('env', '--ignore-signal=CHLD', *COMMAND).run, 0, NODE, '--here', 'entry.null'),

@@ -137,15 +137,15 @@ framework::OutcomeCounts LiveAlone(Subject* subject, uint64_t requests, bool is_
   camera.session.Options().margin_of_tags =
       std::nullopt;  // it would take longer than everything else
   t_life = {};
-  for (uint32_t i = 0; i < requests; ++i) {
-    const uint32_t scene = i / 64;
+  for (uint64_t i = 0; i < requests; ++i) {
+    const auto scene = static_cast<uint32_t>(i / 64);
     framework::DeviceState tags = camera.Usual(scene % 4);
     tags.gender_and_age = scene % 3 != 0;
     tags.score = scene % 3 != 1;
     tags.orientation = static_cast<int32_t>(scene % 4 * 90);
     camera.Set(tags);
     const uint64_t offered = t_life.offered;
-    camera.Send(4 + uint64_t{i} * (is_hurried ? 6 : 1), &frames[scene / 4 % 2], 1,
+    camera.Send(4 + i * (is_hurried ? 6 : 1), &frames[scene / 4 % 2], 1,
                 scene % 4 != 0 ? End::kAnswerOrError : End::kAny);
     const auto faces = static_cast<uint32_t>(camera.session.Result().face_count);
     Require(t_life.offered == offered || faces == scene % 4, "a record",
@@ -204,7 +204,7 @@ void Soak(Subject* subject) {
   for (uint64_t life = 0; life < lives; ++life) {
     const uint64_t sent = (life + 1) * requests / lives;
     all += Live(subject, life, sent - life * requests / lives);
-    if ((life + 1) % (lives / 10) == 0) Print(sent, all, leftovers.Check());
+    if ((life + 1) * 10 / lives != life * 10 / lives) Print(sent, all, leftovers.Check());
   }
   RequireTurns(*subject);
   if (all.offered == 0) Note("the node logs no outcomes of frames");

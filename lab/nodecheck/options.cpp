@@ -38,13 +38,15 @@ bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
   const auto here =
       line.Add("--here CHECK", &options->here, "run a check in this process, for a debugger")
           .Excludes(filter);
-  const auto soak = line.Add("--soak REQUESTS", &options->soak,
-                             "send REQUESTS to one node after another, without other checks")
-                        .Within(kOne, kMost)
-                        .Excludes(filter)
-                        .Excludes(here);
+  const auto soak =
+      line.Add("--soak REQUESTS", &options->soak,
+               "send REQUESTS in many lives of nodes, without other checks; in every third "
+               "life two nodes run in parallel")
+          .Within(kOne, kMost)
+          .Excludes(filter)
+          .Excludes(here);
   line.Add("--lives M", &options->lives,
-           "number of nodes in the soak, at least 10 (REQUESTS / 1000)")
+           "number of lives in the soak, at least 10 (REQUESTS / 1000)")
       .Within(kOne, kMost)
       .Needs(soak);
   line.Add("--junit FILE", &options->junit, "write the results to FILE in JUnit's format")
