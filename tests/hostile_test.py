@@ -44,6 +44,8 @@ for content, command, status, says in [
         (line(request=1, **{"in": {"faces": [FAR], "brodax.sensorSize.size": [1, 1]}}), SCRIPT, 0, ""),
         (line(request=1, **{"in": {"android.statistics.faceRectangles": FAR}}), "--upright " + SCRIPT, 0, ""),
         (line(request=1, frame={"index": 2**53 + 1}), SCRIPT, 3, "must be 0..9007199254740992"),
+        (line(device={"failing_inits": 2**64 - 1}), SCRIPT, 3, "must be -1..2147483647"),
+        (line(request=1, out={"a": [2**63]}), "diff bad", 3, "out.a: must be a tag's value"),
         (line(request=1, **{"\x1b[2J\x7f": 1}), SCRIPT, 3, r"\x1b[2J\x7f: is unknown"),
         (b"YUV4MPEG2 W64 H48 Q\x1b\xff\n", "--annotated none --input", 3, r"tag 'Q\x1b\xff'"),
 ]:

@@ -57,16 +57,22 @@ common::Failure Wrong(const std::string& key, const std::string& what) {
   return common::Fail((key.empty() ? "" : key + ": ") + what);
 }
 
+bool IsInt64(const Json& value) {
+  return value.is_number_integer() &&
+         (!value.is_number_unsigned() || value.get<uint64_t>() <= INT64_MAX);
+}
+
 bool IsInteger(const Json& value, const std::string& range) {
   long long lowest = 0, highest = 0;
   if (std::sscanf(range.c_str(), "%lld..%lld", &lowest, &highest) != 2) return false;
-  if (!value.is_number_integer() || value > highest) return false;
-  return value.get<int64_t>() >= lowest;
+  return IsInt64(value) && value.get<int64_t>() >= lowest && value.get<int64_t>() <= highest;
 }
 
 // Returns whether a tag may have the value: a number, a text, or a list of them.
 bool IsTagValue(const Json& value) {
-  const auto is_plain = [](const Json& v) { return v.is_number() || v.is_string(); };
+  const auto is_plain = [](const Json& v) {
+    return IsInt64(v) || v.is_number_float() || v.is_string();
+  };
   return is_plain(value) || (value.is_array() && std::all_of(value.begin(), value.end(), is_plain));
 }
 
