@@ -14,6 +14,7 @@ from programs import Program, arguments, check, finish, read, same, write
 
 camsim = Program(*arguments)
 FACE = [1, 2, 3, 4]
+CALL = dict(model="", slot=0, face=FACE, answer=dict(age=1, prop=1, gender=1), at_us=1, took_us=1)
 FAR = [-2**31, -2**31, 2**31 - 1, 2**31 - 1]
 
 
@@ -35,8 +36,9 @@ SCRIPT = "--annotated none --requests 8 --size 64x48 --script"
 for content, command, status, says in [
         (b'{"recording":' + b"[" * 400000 + b"\n", SCRIPT, 3, "line 1: is nested deeper than 8 levels"),
         (b'{"recording":' + b"[" * 400000 + b"\n", "diff bad", 3, "line 1: is nested deeper"),
-        (line(**numbered(60000)), SCRIPT, 3, "line 1: has more than 1000 keys"),
-        (line(request=1, out=numbered(40000)), "diff bad", 3, "line 1: has more than 1000 keys"),
+        (line(**numbered(60000)), SCRIPT, 3, "line 1: has more than 10000 keys"),
+        (line(request=1, out=numbered(40000)), "diff bad", 3, "line 1: has more than 10000 keys"),
+        (line(**{"pass": {"calls": [CALL] * 1000}}), "diff bad", 0, ""),
         (line(request=1, out={"a": [1] * 200000}), "diff bad", 0, ""),
         (line(request=1) + line(request=2, **{"in": {"faces": [FACE] * 1001}}), SCRIPT, 3,
          "line 2: in.faces: must be a list of 0..1000"),

@@ -212,14 +212,18 @@ RunHeader HeaderOf(const Json& json) {
   return header;
 }
 
-// Parses a text, with the limits of a line for depth and number of keys.
+// Parses a text, with the limits of a line for depth and number of keys. A pass with the most calls
+// has about 9,000 keys.
 common::Failure ParseJson(std::string_view text, Json* json) {
-  constexpr int kMaxDepth = 8, kMaxKeys = 1000;
+  constexpr int kMaxDepth = 8, kMaxKeys = 10'000;
   int keys = 0;
   const auto check = [&keys](int depth, Json::parse_event_t event, const Json&) {
-    if (depth > kMaxDepth) throw common::Fail("is nested deeper than 8 levels");
+    const auto fail = [](const std::string& beyond, int limit, const char* unit) {
+      throw common::Fail(beyond + std::to_string(limit) + unit);
+    };
+    if (depth > kMaxDepth) fail("is nested deeper than ", kMaxDepth, " levels");
     keys += event == Json::parse_event_t::key;
-    if (keys > kMaxKeys) throw common::Fail("has more than 1000 keys");
+    if (keys > kMaxKeys) fail("has more than ", kMaxKeys, " keys");
     return true;
   };
   try {
