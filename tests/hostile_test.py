@@ -40,6 +40,8 @@ for content, command, status, says in [
         (line(request=1, out=numbered(40000)), "diff bad", 3, "line 1: has more than 10000 keys"),
         (line(**{"pass": {"calls": [CALL] * 1000}}), "diff bad", 0, ""),
         (line(request=1, out={"a": [1] * 200000}), "diff bad", 0, ""),
+        *((line(recording=1, size=[64, 48], stride=64, crop=crop) + line(request=1), "--annotated none --replay", 3,
+           "line 1: crop: must be empty, or x, y") for crop in ([1, 0, 63, 48], [0, 1, 16, 16], [0, 0, 16])),
         (line(request=1) + line(request=2, **{"in": {"faces": [FACE] * 1001}}), SCRIPT, 3,
          "line 2: in.faces: must be a list of 0..1000"),
         (line(request=1, **{"in": {"faces": [FACE] * 1000}}), SCRIPT, 0, ""),

@@ -126,7 +126,12 @@ common::Failure CheckLine(const Json& json, bool is_first) {
                              std::to_string(kRecordingVersion));
     }
   }
-  return Check("", json, Form()[kind]);
+  if (common::Failure failure = Check("", json, Form()[kind])) return failure;
+  const Json crop = json.value("crop", Json::array());  // only a header may have one
+  const bool is_crop = crop.empty() || (crop.size() == 4 && crop[0].get<int>() % 2 == 0 &&
+                                        crop[1].get<int>() % 2 == 0);
+  if (is_crop) return std::nullopt;
+  return Wrong("crop", "must be empty, or x, y, width and height with even x and y");
 }
 
 // ---- The content of a checked line --------------------------------------------------------------
@@ -198,7 +203,7 @@ void Read(const Json& json, T* to) {
 void Read(const Json& json, std::optional<bool>* to) { *to = json.get<bool>(); }
 void Read(const Json& json, common::Size* to) { *to = {json[0], json[1]}; }
 void Read(const Json& json, std::optional<common::Rect>* to) {
-  if (json.size() == 4) *to = RectOf(json);
+  if (!json.empty()) *to = RectOf(json);
 }
 void Read(const Json& json, std::vector<std::pair<std::string, std::string>>* to) {
   for (const auto& [name, text] : json.items()) to->emplace_back(name, text);
