@@ -158,6 +158,16 @@ TEST(Recording, ReadsFacesAndRawRectangles) {
   EXPECT_TRUE(none.in.face_rectangles && !*none.in.face_rectangles);
 }
 
+TEST(Published, HasNoRecordWithoutItsTag) {
+  framework::VendorTags& tags = framework::Framework::Get().Tags();
+  tags.Add({"brodax", "faceAnalyzeResult.result", ChiTagType::kByte, 1});
+  framework::Metadata metadata;
+  metadata.Set(tags.Id("brodax", ""), "\7", 1, 1);
+  const std::vector<NamedValues> values = ReadOutput(metadata).values;
+  ASSERT_EQ(values.size(), 1u);
+  EXPECT_EQ(values[0].values, std::vector<Value>{int64_t{7}});
+}
+
 TEST(Comparison, ListsDifferencesAndCountsTheRest) {
   const std::string run =
       "{\"recording\":1,\"build_id\":\"a1\",\"device\":{\"log.so\":\"log.so\",\"m.so\":\"x/"

@@ -55,17 +55,18 @@ Value ValueOf(float figure) {
 
 Published ReadOutput(const Metadata& metadata) {
   const framework::VendorTags& tags = framework::Framework::Get().Tags();
+  const uint32_t result = tags.Id("brodax.faceAnalyzeResult", "result");
   Published published;
   std::vector<NamedValues> record;
   for (const Metadata::Value& value : metadata.Values()) {
     const framework::VendorTags::Tag* const known = tags.Find(value.tag);
     if (!value.present || known == nullptr) continue;
-    const std::string name = common::Escaped(known->FullName());  // a recording holds text
-    if (name == "brodax.faceAnalyzeResult.result") {
+    if (value.tag == result) {
       published.result = ElementAt<framework::ResultRecord>(value.bytes.data(), 0);
       record = FieldsOf(published.result);
       continue;
     }
+    const std::string name = common::Escaped(known->FullName());  // a recording holds text
     NamedValues& tag = published.values.emplace_back(NamedValues{name, known->count != 1, {}});
     for (std::size_t i = 0; i < value.count; ++i) {
       tag.values.push_back(Element(known->type, value.bytes.data(), i));
