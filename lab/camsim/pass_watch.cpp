@@ -79,10 +79,4 @@ std::optional<PassRecord> PassWatch::TakeEnded() {
   return pass;
 }
 
-Span EvenTime(int64_t request, double fps) {
-  const double period = 1e6 / fps;
-  return {static_cast<int64_t>(static_cast<double>(request - 1) * period),
-          static_cast<int64_t>(period / 5)};
-}
-
 }  // namespace camsim

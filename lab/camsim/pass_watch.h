@@ -32,7 +32,7 @@ class Clock {
 // that report them. Request thread, except for OnCall.
 class PassWatch {
  public:
-  // Unless `is_timed`, passes lie between two requests at EvenTime.
+  // Unless `is_timed`, passes get synthetic times between two requests.
   PassWatch(const Clock& clock, bool is_timed, bool keeps_pictures)
       : clock_(clock), is_timed_(is_timed), keeps_pictures_(keeps_pictures) {}
 
@@ -64,9 +64,6 @@ class PassWatch {
   std::vector<record::ModelCall> calls_;
   media::Picture seen_;
 };
-
-// Returns the synthetic time of a request for runs that are not paced.
-record::Span EvenTime(int64_t request, double fps);
 
 }  // namespace camsim
 

@@ -16,6 +16,13 @@ namespace {
 // A pass that never ends ends the program.
 constexpr std::chrono::hours kEver{24 * 365};
 
+// Returns the synthetic time of a request for runs that are not paced.
+record::Span EvenTime(int64_t request, double fps) {
+  const double period = 1e6 / fps;
+  return {static_cast<int64_t>(static_cast<double>(request - 1) * period),
+          static_cast<int64_t>(period / 5)};
+}
+
 }  // namespace
 
 Pace::Pace(double requests_a_second)

@@ -51,6 +51,20 @@ std::string OwnTagsLine(const std::vector<record::NamedValues>& values) {
   return tags.empty() ? "" : "the node's own tags: " + common::Escaped(tags.substr(2)) + "\n";
 }
 
+// Formats the summary, without the pace, as one line.
+std::string SummaryLine(const record::Summary& summary) {
+  const auto count = [](auto number, const char* text) { return std::to_string(number) + text; };
+  std::string line = count(summary.sent, " requests sent, ");
+  if (summary.unknown != 0) {
+    line += count(summary.taken, " seen taken; the node does not log the others; ");
+  } else {
+    line += count(summary.HandedOver(), " handed over: ") + count(summary.taken, " taken, ") +
+            count(summary.dropped, " dropped, ") +
+            count(summary.skipped, " skipped by the worker's pacing; ");
+  }
+  return line + count(summary.analysed, " analysed");
+}
+
 }  // namespace
 
 void Table::Begin(const record::RunHeader&) {
@@ -114,12 +128,12 @@ std::string Table::FacesLine() const {
   if (has_analysed_ || options_.source.input.empty()) return "";
   if (largest_.w == 0) return "no faces: give --face X,Y,W,H or --faces auto\n";
   return "largest face " + std::to_string(largest_.w) + " pixels wide, analysed above " +
-         std::to_string(shorter_side_ / 6) + ": try --crop auto\n";
+         std::to_string(shorter_side_ / framework::kFaceDivisor) + ": try --crop auto\n";
 }
 
 common::Failure Table::Finish(const record::Summary& summary) {
   PrintNotHandedOver(summary);
-  std::fprintf(to_, "%s%s\n%s", FacesLine().c_str(), LineOf(summary).c_str(),
+  std::fprintf(to_, "%s%s\n%s", FacesLine().c_str(), SummaryLine(summary).c_str(),
                OwnTagsLine(last_.out.values).c_str());
   if (!summary.pace.empty()) std::fprintf(to_, "%s\n", summary.pace.c_str());
   return std::nullopt;

@@ -52,7 +52,7 @@ class Command {
   explicit Command(CLI::App* app) : app_(app) {}
 
   using Value = std::variant<std::string*, int*, std::optional<int>*, uint32_t*, uint64_t*, double*,
-                             std::vector<std::string>*, std::vector<uint64_t>*>;
+                             std::vector<std::string>*>;
 
   // Adds an option that sets a value, which must outlive the parsing.
   CommandOption Add(const std::string& name, Value value, const std::string& about);

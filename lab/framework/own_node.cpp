@@ -102,7 +102,7 @@ std::string TextOf(SlotWhy why) {
 
 bool IsAnalysed(const common::Rect& face, common::Size frame, int32_t orientation) {
   const bool lies = orientation != 90 && orientation != 270;
-  return (lies ? face.h : face.w) > std::min(frame.width, frame.height) / 6;
+  return (lies ? face.h : face.w) > std::min(frame.width, frame.height) / kFaceDivisor;
 }
 
 std::vector<int> AnalysedSlots(const SentRequest& request) {

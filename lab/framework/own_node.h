@@ -109,8 +109,10 @@ struct SentRequest {
   bool follows_a_pass;                     // a pass had ended before the request was sent
 };
 
-// Returns whether the node analyses a face: in the upright picture it is wider than a sixth of the
-// frame's shorter side.
+// A face that is no wider than the frame's shorter side divided by this is too small.
+inline constexpr int kFaceDivisor = 6;
+
+// Returns whether the node analyses a face by its width in the upright picture.
 bool IsAnalysed(const common::Rect& face, common::Size frame, int32_t orientation);
 
 // Returns the slots whose faces a pass over this request's frame analyses.

@@ -132,20 +132,6 @@ struct Summary {
   }
 };
 
-// Formats the summary, without the pace, as one line.
-inline std::string LineOf(const Summary& summary) {
-  const auto count = [](auto number, const char* text) { return std::to_string(number) + text; };
-  std::string line = count(summary.sent, " requests sent, ");
-  if (summary.unknown != 0) {
-    line += count(summary.taken, " seen taken; the node does not log the others; ");
-  } else {
-    line += count(summary.HandedOver(), " handed over: ") + count(summary.taken, " taken, ") +
-            count(summary.dropped, " dropped, ") +
-            count(summary.skipped, " skipped by the worker's pacing; ");
-  }
-  return line + count(summary.analysed, " analysed");
-}
-
 }  // namespace record
 
 #endif  // ZY_RECORD_REQUEST_RECORD_H_
