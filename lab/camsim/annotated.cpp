@@ -2,6 +2,7 @@
 #include "camsim/annotated.h"
 
 #include <algorithm>
+#include <vector>
 
 #include "media/annotate.h"
 #include "media/y4m.h"

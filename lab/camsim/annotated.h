@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "common/geometry.h"
 #include "common/replaced_file.h"

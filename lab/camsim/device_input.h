@@ -2,7 +2,6 @@
 #ifndef ZY_CAMSIM_DEVICE_INPUT_H_
 #define ZY_CAMSIM_DEVICE_INPUT_H_
 
-#include <cstdint>
 #include <optional>
 #include <vector>
 

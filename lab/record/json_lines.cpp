@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "record/json_lines.h"
 
+#include <utility>
+#include <vector>
+
 #include "record/json.h"
 #include "record/recording.h"
 

@@ -5,8 +5,6 @@
 
 #include <cstdio>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include "record/run_listener.h"
 

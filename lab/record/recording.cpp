@@ -3,8 +3,10 @@
 
 #include <algorithm>
 #include <array>
+#include <string>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include "record/json.h"
 #include "record/json_lines.h"

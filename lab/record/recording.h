@@ -8,13 +8,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-#include <string>
 #include <string_view>
 #include <variant>
-#include <vector>
 
 #include "common/failure.h"
-#include "common/geometry.h"
 #include "record/comparison.h"
 #include "record/request_record.h"
 
