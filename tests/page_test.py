@@ -142,6 +142,15 @@ rows = len({line.split(":")[0] for line in differing.splitlines() if line.starts
 check(f" {rows} of 60 requests differ" in browser.text("#differences") and
       re.search(r"faceScore\s+60\s+1\s+1\s+0", browser.text("#differences")), f"not {rows}: {browser.text('#differences')}")
 
+write("near.jsonl", re.sub(rb'"age":\[([\d.]+)', lambda m: b'"age":[%.3f' % (float(m[1]) + .05), read("a.jsonl")))
+for tolerance, status, words in (0.01, 4, " 60 of 60 "), (0.1, 0, " 0 of 60 requests differ, figures by more than 0.1"):
+    camsim.run(status, f"diff a.jsonl near.jsonl --tolerance {tolerance} --report near.html")
+    browser.open("near.html")
+    check(words in browser.text("#differences"), f"tolerance {tolerance}: {browser.text('#differences')}")
+camsim.run(0, "--realtime --size 64x64 --requests 1 --annotated none --report one.html")
+browser.call("Page.navigate", url=pathlib.Path("one.html").absolute().as_uri())
+browser.wait("document.querySelector('#pace').innerText.includes('30 requests a second asked, 30.0 reached')")
+
 write("newer", '{"recording": 2}\n{"request": 1}\n')
 write("other", b"\x89PNG\n\0")
 write("cut", read("a.jsonl")[:-9])

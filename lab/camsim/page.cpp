@@ -60,25 +60,29 @@ std::vector<uint8_t> Compress(const std::string& text) {
   return bytes;
 }
 
-std::string DataBlock(const char* id, const std::string& lines) {
+// `attributes` is HTML.
+std::string DataBlock(const std::string& attributes, const std::string& lines) {
   const bool is_large = lines.size() > kMaxPlainText;
-  return std::string("<script id=\"") + id + "\" type=\"application/" +
-         (is_large ? "zlib" : "x-ndjson") + "\">" +
-         (is_large ? Base64(Compress(lines)) : Escape(lines)) + "</script>\n";
+  return "<script " + attributes + " type=\"application/" + (is_large ? "zlib" : "x-ndjson") +
+         "\">" + (is_large ? Base64(Compress(lines)) : Escape(lines)) + "</script>\n";
 }
 
 }  // namespace
 
-void WritePage(const std::vector<std::string>& recordings, const std::string& pictures,
-               std::FILE* to) {
-  constexpr const char* kIds[] = {"recording", "recording2"};
+void WritePage(const std::vector<std::string>& recordings, double tolerance,
+               const std::string& pictures, std::FILE* to) {
+  const std::string attributes[] = {
+      "id=\"recording\"",
+      "id=\"recording2\" data-tolerance=\"" + record::TextOf(record::Value(tolerance)) + "\""};
   const std::string_view html = kHtml;
   const std::size_t style = html.find(kStyleLink), script = html.find(kScriptLink);
   const auto write = [to](std::string_view text) { std::fwrite(text.data(), 1, text.size(), to); };
   write(html.substr(0, style));
   write(std::string("<style>\n") + kStyle + "</style>");
   write(html.substr(style + kStyleLink.size(), script - style - kStyleLink.size()));
-  for (std::size_t i = 0; i < recordings.size(); ++i) write(DataBlock(kIds[i], recordings[i]));
+  for (std::size_t i = 0; i < recordings.size(); ++i) {
+    write(DataBlock(attributes[i], recordings[i]));
+  }
   write("<template id=\"pictures\">\n" + pictures + "</template>\n");
   write(std::string("<script>\n") + kScript + "</script>");
   write(html.substr(script + kScriptLink.size()));
@@ -111,7 +115,7 @@ common::Failure Page::Finish(const record::Summary&) {
     pictures += Image(kept.request, kept.frame, 1, "the frame") +
                 Image(kept.request, kept.seen, 2, "what the models saw");
   }
-  WritePage({lines_}, pictures, to_);
+  WritePage({lines_}, 0, pictures, to_);
   return std::nullopt;
 }
 

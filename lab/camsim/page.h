@@ -17,10 +17,10 @@
 
 namespace camsim {
 
-// Writes the page of one recording, or of two to compare, each as text. `pictures` is HTML. The
-// owner of the file checks for write errors.
-void WritePage(const std::vector<std::string>& recordings, const std::string& pictures,
-               std::FILE* to);
+// Writes the page of one recording, or of two to compare, each as text. Figures of both are equal
+// up to `tolerance`. `pictures` is HTML. The owner of the file checks for write errors.
+void WritePage(const std::vector<std::string>& recordings, double tolerance,
+               const std::string& pictures, std::FILE* to);
 
 // Collects a run's lines and the pictures of its latest passes, and writes the page at the end. Of
 // a run whose recording is longer than kMaxText it keeps the latest requests.

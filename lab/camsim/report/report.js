@@ -180,7 +180,7 @@ function paceHtml() {
   const took = Float64Array.from(run.took).sort(), at = percent => time(took[~~((run.length - 1) * percent / 100)]);
   const rate = +run.head.fps || Math.round((run.length - 1) * 1e6 / (run.at.at(-1) - run.at[0])), period = 1e6 / rate;
   const due = run.at.reduce((least, us, i) => Math.min(least, us - i * period), Infinity);
-  const reached = (run.length - 1) * 1e6 / (run.at.at(-1) - due);
+  const reached = run.at.at(-1) > due ? (run.length - 1) * 1e6 / (run.at.at(-1) - due) : rate;
   run.late = run.at.map((us, i) => us - due > (i + .5) * period);
   return `${run.head.fps ? '' : 'about '}${rate} requests a second asked, ${reached.toFixed(1)} reached, ` +
     `${count(run.late.filter(Boolean).length)} ${abbr('late', 'sent more than half a period after their time')}; a ` +
@@ -510,11 +510,20 @@ function passesHtml() {
 }
 
 // ---- Two runs -----------------------------------------------------------------------------------
+// Returns whether camsim considers two values equal: floats up to the tolerance, others exactly. Floats are the
+// figures, and other numbers with a fraction.
+function areEqual(a, b, isFigure) {
+  if (Array.isArray(a) && a.length === b?.length) return a.every((value, k) => areEqual(value, b[k], isFigure));
+  const areNumbers = typeof a === 'number' && typeof b === 'number';
+  if (!areNumbers || !isFigure && Number.isInteger(a) && Number.isInteger(b)) return show(a) === show(b);
+  return Math.fround(a) === Math.fround(b) || Math.abs(a - b) <= other.tolerance;
+}
+
 // Collects the differences between the runs, by kind: how often, and the greatest or else the first difference.
 function compare() {
   const inputs = new Map(), results = new Map(), requests = new Set();
-  const note = (groups, i, what, first, second) => {
-    if (show(first) === show(second)) return;
+  const note = (groups, i, what, first, second, isFigure = false) => {
+    if (areEqual(first, second, isFigure)) return;
     const by = typeof first === 'number' && typeof second === 'number' ? Math.abs(first - second) : 0;
     const group = groups.get(what) ?? groups.set(what, {n: 0, by: -1}).get(what);
     group.n++;
@@ -532,7 +541,7 @@ function compare() {
     for (const name of new Set(Object.keys({...a.out, ...b.out}))) {
       const [x, y] = [a.out?.[name], b.out?.[name]], isFigure = FIGURES.some(({key}) => key === name);
       if (!isFigure) note(results, i, base(name), x, y);
-      else for (const slot of SLOTS) note(results, i, `slot ${slot}: ${name}`, x?.[slot], y?.[slot]);
+      else for (const slot of SLOTS) note(results, i, `slot ${slot}: ${name}`, x?.[slot], y?.[slot], isFigure);
     }
     for (const slot of SLOTS) note(results, i, `slot ${slot}: reason`, a.why?.[slot], b.why?.[slot]);
   });
@@ -545,7 +554,8 @@ function differencesHtml({inputs, results, differs}) {
   const rows = (kind, groups) => [...groups].map(([what, {n, i, first, second}]) =>
     [kind + esc(what), count(n), link(run.number[i]), esc(show(first)), esc(show(second))]);
   return `<h2>What differs in the second run</h2><p>The answers to ${count(differs.length)} of ${count(run.length)} ` +
-    `requests differ${inputs.size ? ', with other inputs' : ''}; the second run has ${count(other.length)}.</p>` +
+    `requests differ${other.tolerance ? `, figures by more than ${other.tolerance}` : ''}` +
+    `${inputs.size ? ', with other inputs' : ''}; the second run has ${count(other.length)}.</p>` +
     table(['what', 'requests', 'greatest, or first, in', 'first run', 'second run'], [
       ...keys.map(key => [`header: ${esc(key)}`, '', '', esc(show(a[key])), esc(show(b[key]))]),
       ...rows('input: ', inputs), ...rows('', results)]);
@@ -640,8 +650,8 @@ function showRuns(first, second) {
 }
 
 // Shows one recording or two, given as texts. For texts that cannot be shown, a message names the reason and the page
-// stays unchanged.
-function open(name, texts) {
+// stays unchanged. Figures of two recordings are equal up to the tolerance.
+function open(name, texts, tolerance = 0) {
   const runs = texts.filter(text => text !== undefined).map(parse), problem = runs.map(problemOf).find(Boolean);
   const broken = runs.reduce((sum, run) => sum + run.broken, 0);
   $('problem').textContent = problem ? `${name} cannot be shown. ${problem}` :
@@ -649,6 +659,7 @@ function open(name, texts) {
   if (problem) return;
   if (texts[0] !== shown) $('pictures')?.remove();
   shown = texts[0];
+  if (runs[1]) runs[1].tolerance = tolerance;
   showRuns(...runs);
 }
 
@@ -656,7 +667,8 @@ async function begin() {
   let isSecond = false;
   shown = await embedded('recording');
   listen($('plot'));
-  if (shown !== undefined) open('the recording', [shown, await embedded('recording2')]);
+  const tolerance = Number($('recording2')?.dataset.tolerance ?? 0);
+  if (shown !== undefined) open('the recording', [shown, await embedded('recording2')], tolerance);
   for (const id of ['open', 'compare']) {
     $(id).addEventListener('click', () => { isSecond = id === 'compare'; $('file').click(); });
   }
