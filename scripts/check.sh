@@ -94,15 +94,19 @@ check_protocol() { scripts/check_worker_protocol.sh; }
 check_android_libraries() { python3 -B tests/android_libraries_test.py . build/host; }
 check_page() { tests/page_test.py . build/host/camsim chromium; }
 
-# Every file that is compiled. The analyzer, which follows every path, leaves out the tests, whose macros have
-# many, and the library of the command lines.
+# Every file that is compiled, and those of a folder together. The analyzer follows calls in the folders that
+# everything builds on, stays within a function in the others, and leaves out the tests, whose macros have
+# many paths.
 check_tidy() {
-  local compiled unanalysed tidy=(xargs -P "$jobs" -n 2 clang-tidy -p build/clang --quiet)
+  local compiled tidy=(xargs -P "$jobs" -n 1 clang-tidy -p build/clang --quiet)
+  local deep='^(build/clang/)?(src|lab/(common|device|framework|media))/'
+  local unity=(--checks=-bugprone-suspicious-include --extra-arg=-Xclang --extra-arg=-analyzer-opt-analyze-headers)
+  local shallow=(--extra-arg=-Xclang --extra-arg=-analyzer-config --extra-arg=-Xclang --extra-arg=mode=shallow)
   cmake --preset clang -DZY_MODELS=ON
-  compiled=$(grep -oE '"file": "[^"]*"' build/clang/compile_commands.json | cut -d'"' -f4 | grep -v /build/ | sort -u)
-  unanalysed=$(grep /tests/ <<<"$compiled" && grep -lE '#include (<CLI/|"common/command_line.h")' $compiled)
-  grep -vxF "$unanalysed" <<<"$compiled" | "${tidy[@]}"
-  "${tidy[@]}" --checks='-clang-analyzer-*' <<<"$unanalysed"
+  compiled=$(grep -oE '"file": "[^"]*"' build/clang/compile_commands.json | cut -d'"' -f4 | sed "s|^$PWD/||" | sort -u)
+  grep -E "$deep" <<<"$compiled" | "${tidy[@]}" "${unity[@]}"
+  grep -vE "$deep|^tests/" <<<"$compiled" | "${tidy[@]}" "${unity[@]}" "${shallow[@]}"
+  grep '^tests/' <<<"$compiled" | "${tidy[@]}" --checks='-clang-analyzer-*'
 }
 
 # Suppresses right shifts of negative values, which every compiler of this project floors and the
