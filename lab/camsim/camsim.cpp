@@ -35,7 +35,7 @@ common::Failure WriteReport(const camsim::Options& options, const std::vector<st
   }
   common::ReplacedFile file;
   if (common::Failure failure = file.Create(options.report)) return failure;
-  camsim::WritePage(texts, options.tolerance, "", file.File());
+  camsim::WriteComparison(texts[0], texts[1], options.tolerance, file.File());
   return file.Complete();
 }
 

@@ -67,25 +67,28 @@ std::string DataBlock(const std::string& attributes, const std::string& lines) {
          "\">" + (is_large ? Base64(Compress(lines)) : Escape(lines)) + "</script>\n";
 }
 
-}  // namespace
-
-void WritePage(const std::vector<std::string>& recordings, double tolerance,
-               const std::string& pictures, std::FILE* to) {
-  const std::string attributes[] = {
-      "id=\"recording\"",
-      "id=\"recording2\" data-tolerance=\"" + record::TextOf(record::Value(tolerance)) + "\""};
+// Writes the page with these blocks of data. `pictures` is HTML.
+void WritePage(const std::string& data, const std::string& pictures, std::FILE* to) {
   const std::string_view html = kHtml;
   const std::size_t style = html.find(kStyleLink), script = html.find(kScriptLink);
   const auto write = [to](std::string_view text) { std::fwrite(text.data(), 1, text.size(), to); };
   write(html.substr(0, style));
   write(std::string("<style>\n") + kStyle + "</style>");
   write(html.substr(style + kStyleLink.size(), script - style - kStyleLink.size()));
-  for (std::size_t i = 0; i < recordings.size(); ++i) {
-    write(DataBlock(attributes[i], recordings[i]));
-  }
+  write(data);
   write("<template id=\"pictures\">\n" + pictures + "</template>\n");
   write(std::string("<script>\n") + kScript + "</script>");
   write(html.substr(script + kScriptLink.size()));
+}
+
+}  // namespace
+
+void WriteComparison(const std::string& first, const std::string& second, double tolerance,
+                     std::FILE* to) {
+  const std::string up_to = record::TextOf(record::Value(tolerance));
+  WritePage(DataBlock("id=\"recording\"", first) +
+                DataBlock("id=\"recording2\" data-tolerance=\"" + up_to + "\"", second),
+            "", to);
 }
 
 void Page::Begin(const record::RunHeader& header) {
@@ -115,7 +118,7 @@ common::Failure Page::Finish(const record::Summary&) {
     pictures += Image(kept.request, kept.frame, 1, "the frame") +
                 Image(kept.request, kept.seen, 2, "what the models saw");
   }
-  WritePage({lines_}, 0, pictures, to_);
+  WritePage(DataBlock("id=\"recording\"", lines_), pictures, to_);
   return std::nullopt;
 }
 

@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <deque>
 #include <string>
-#include <vector>
 
 #include "media/picture.h"
 #include "record/json_lines.h"
@@ -17,10 +16,10 @@
 
 namespace camsim {
 
-// Writes the page of one recording, or of two to compare, each as text. Figures of both are equal
-// up to `tolerance`. `pictures` is HTML. The owner of the file checks for write errors.
-void WritePage(const std::vector<std::string>& recordings, double tolerance,
-               const std::string& pictures, std::FILE* to);
+// Writes the page of two recordings to compare, each as text. Figures are equal up to `tolerance`.
+// The owner of the file checks for write errors.
+void WriteComparison(const std::string& first, const std::string& second, double tolerance,
+                     std::FILE* to);
 
 // Collects a run's lines and the pictures of its latest passes, and writes the page at the end. Of
 // a run whose recording is longer than kMaxText it keeps the latest requests.
