@@ -94,9 +94,9 @@ check_protocol() { scripts/check_worker_protocol.sh; }
 check_android_libraries() { python3 -B tests/android_libraries_test.py . build/host; }
 check_page() { tests/page_test.py . build/host/camsim chromium; }
 
-# Every file that is compiled, and those of a folder together. The analyzer follows calls in the folders that
-# everything builds on, stays within a function in the others, and leaves out the tests, whose macros have
-# many paths.
+# Every file that is compiled, and those of a folder together. The analyzer follows all calls in the folders
+# that everything builds on, only those of tiny functions in the others ("shallow"), and leaves out the tests,
+# whose macros have many paths.
 check_tidy() {
   local compiled tidy=(xargs -P "$jobs" -n 1 clang-tidy -p build/clang --quiet)
   local deep='^(build/clang/)?(src|lab/(common|device|framework|media))/'
