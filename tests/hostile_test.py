@@ -36,8 +36,8 @@ SCRIPT = "--annotated none --requests 8 --size 64x48 --script"
 for content, command, status, says in [
         (b'{"recording":' + b"[" * 400000 + b"\n", SCRIPT, 3, "line 1: is nested deeper than 8 levels"),
         (b'{"recording":' + b"[" * 400000 + b"\n", "diff bad", 3, "line 1: is nested deeper"),
-        (line(**numbered(60000)), SCRIPT, 3, "line 1: has more than 10000 keys"),
-        (line(request=1, out=numbered(40000)), "diff bad", 3, "line 1: has more than 10000 keys"),
+        (line(**numbered(60000)), SCRIPT, 3, "line 1: has an object of more than 1000 keys"),
+        (line(request=1, out=numbered(40000)), "diff bad", 3, "line 1: has an object of more than 1000 keys"),
         (line(**{"pass": {"calls": [CALL] * 1000}}), "diff bad", 0, ""),
         (line(request=1, out={"a": [1] * 200000}), "diff bad", 0, ""),
         *((line(recording=1, size=[64, 48], stride=64, crop=crop) + line(request=1), "--annotated none --replay", 3,

@@ -219,18 +219,19 @@ RunHeader HeaderOf(const Json& json) {
   return header;
 }
 
-// Parses a text, with the limits of a line for depth and number of keys. A pass with the most calls
-// has about 9,000 keys.
+// Parses a text, with the limits of a line for depth and for keys of an object, which the library
+// searches one by one.
 common::Failure ParseJson(std::string_view text, Json* json) {
-  constexpr int kMaxDepth = 8, kMaxKeys = 10'000;
-  int keys = 0;
+  constexpr int kMaxDepth = 8, kMaxKeys = 1000;
+  int keys[kMaxDepth + 2] = {};  // of the open object at each depth
   const auto check = [&keys](int depth, Json::parse_event_t event, const Json&) {
-    const auto fail = [](const std::string& beyond, int limit, const char* unit) {
-      throw common::Fail(beyond + std::to_string(limit) + unit);
-    };
-    if (depth > kMaxDepth) fail("is nested deeper than ", kMaxDepth, " levels");
-    keys += event == Json::parse_event_t::key;
-    if (keys > kMaxKeys) fail("has more than ", kMaxKeys, " keys");
+    if (depth > kMaxDepth) {
+      throw common::Fail("is nested deeper than " + std::to_string(kMaxDepth) + " levels");
+    }
+    if (event == Json::parse_event_t::object_start) keys[depth + 1] = 0;
+    if (event == Json::parse_event_t::key && ++keys[depth] > kMaxKeys) {
+      throw common::Fail("has an object of more than " + std::to_string(kMaxKeys) + " keys");
+    }
     return true;
   };
   try {
