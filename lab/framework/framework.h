@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,13 @@ class Metadata {
   Value* Find(uint32_t tag);
   // Returns the tags in the order in which they were first set, absent ones included.
   const std::vector<Value>& Values() const { return values_; }
+
+  // Sets a tag of 32-bit elements.
+  template <typename T>
+  void SetWords(uint32_t tag, const std::vector<T>& words) {
+    static_assert(sizeof(T) == sizeof(uint32_t));
+    Set(tag, words.data(), words.size() * sizeof(T), words.size());
+  }
 
  private:
   std::vector<Value> values_;
@@ -118,6 +126,10 @@ class Framework {
   ChiNodeCallbacks callbacks_ = {};
   VendorTags tags_;
 };
+
+// Sets random metadata, also invalid: tags present or not, faces in or out of the frame, any number
+// of words. In half of the requests the node is the main camera's.
+void SetRandomMetadata(std::mt19937* random, Metadata* metadata);
 
 // The value of the result tag, as the camera application reads it.
 struct ResultRecord {

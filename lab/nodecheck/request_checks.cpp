@@ -123,37 +123,6 @@ const Check kFrameNumbers("requests.frame_numbers",
                           "Frame numbers from 0, backwards, over the end, and again.",
                           FrameNumbers);
 
-// Sets random metadata, also invalid: tags present or not, faces in or out of the frame, any number
-// of words. In half of the requests the node is the main camera's.
-void SetRandomMetadata(std::mt19937* random, framework::Metadata* metadata) {
-  const framework::VendorTags& tags = framework::Framework::Get().Tags();
-  const auto draw = [random](std::size_t below) {
-    return static_cast<uint32_t>((*random)() % below);
-  };
-  // Any bits at times, else small ones.
-  const auto draw_words = [&](std::size_t count, uint32_t below) {
-    const bool is_wild = draw(4) == 0;
-    std::vector<uint32_t> words(count);
-    for (uint32_t& word : words) word = is_wild ? draw(UINT64_C(1) << 32) : draw(below);
-    return words;
-  };
-  const auto set_words = [metadata](uint32_t tag, const std::vector<uint32_t>& words) {
-    metadata->Set(tag, words.data(), words.size() * sizeof(words[0]), words.size());
-  };
-  metadata->Clear();
-  for (const auto& [id, tag] : tags.All()) {
-    const std::size_t bytes = tag.ElementBytes() * tag.count;
-    const std::vector<uint32_t> words = draw_words(bytes / 4 + 1, 3);
-    if (draw(8) != 0) metadata->Set(id, words.data(), bytes, tag.count);
-  }
-  if (draw(2) == 0) {
-    set_words(tags.Id("com.qti.chi.multicamerainfo", "MultiCameraIdRole"), {0, 1, draw(9)});
-    set_words(tags.Id("brodax.sensorSize", "size"), {4000, 3000});
-  }
-  const std::size_t words = draw(8) == 0 ? draw(1200) : draw(5) * 4;
-  if (draw(8) != 0) set_words(kChiFaceRectanglesTag, draw_words(words, 8000));
-}
-
 void RandomMetadata(Subject* subject) {
   std::mt19937 random(subject->options.seed);
   Camera camera(subject, 640, 480);
@@ -163,7 +132,7 @@ void RandomMetadata(Subject* subject) {
     LentFrame frame(width, static_cast<uint32_t>(1 + random() % 300), width + width % 2, margin);
     camera.session.Options().margin_of_tags = margin;
     for (int i = 0; i < 25; ++i, ++number) {
-      SetRandomMetadata(&random, &camera.session.Input());
+      framework::SetRandomMetadata(&random, &camera.session.Input());
       camera.Send(number, &frame, 1, End::kAny);
     }
     subject->AwaitWorkers();
