@@ -10,9 +10,9 @@
 #include <mutex>
 #include <new>
 
+#include "common/child_process.h"
 #include "common/program.h"
 #include "framework/crash_report.h"
-#include "nodecheck/child_process.h"
 #include "nodecheck/result.h"
 
 namespace nodecheck {
@@ -70,7 +70,7 @@ std::string FirstImitation(const std::string& output) {
 }
 
 // Returns the fault in a child's end, which its check cannot see; "" for none.
-std::string FaultOf(const ChildEnd& end, const Options& options) {
+std::string FaultOf(const common::ChildEnd& end, const Options& options) {
   const Report& report = *g_report;
   const std::string during = std::string(" during ") + report.doing;
   const std::string imitation = FirstImitation(end.output);
@@ -90,8 +90,8 @@ std::string FaultOf(const ChildEnd& end, const Options& options) {
 }  // namespace
 
 void PrepareRuns() {
-  g_report = new (MapShared(sizeof(Report))) Report();
-  g_expected = new (MapShared(sizeof(Expectations))) Expectations();
+  g_report = new (common::MapShared(sizeof(Report))) Report();
+  g_expected = new (common::MapShared(sizeof(Expectations))) Expectations();
 }
 
 Result RunCheck(const Options& options, const Check& check) {
@@ -102,7 +102,7 @@ Result RunCheck(const Options& options, const Check& check) {
   };
   const auto begin = std::chrono::steady_clock::now();
   const Report& report = *new (g_report) Report();
-  const auto end = RunInChild(run, report.progress, options.timeout_s, PrintNewRows);
+  const auto end = common::RunInChild(run, report.progress, options.timeout_s, PrintNewRows);
   if (!end) return {&check, Verdict::kFailed, "cannot create a process for it", "", "", 0};
   const std::string fault = FaultOf(*end, options);
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - begin;

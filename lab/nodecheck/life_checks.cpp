@@ -9,12 +9,12 @@
 #include <thread>
 #include <utility>
 
+#include "common/process_state.h"
 #include "device/control.h"
 #include "framework/log_watch.h"
 #include "framework/own_node.h"
 #include "framework/worker_watch.h"
 #include "nodecheck/nodecheck.h"
-#include "nodecheck/process_state.h"
 
 namespace nodecheck {
 namespace {
@@ -23,18 +23,18 @@ namespace {
 class Leftovers {
  public:
   explicit Leftovers(const Subject& subject)
-      : patience_(subject.Patience()), threads_(CountThreads()) {}
+      : patience_(subject.Patience()), threads_(common::CountThreads()) {}
 
-  Footprint Check() {
-    const Footprint now = MeasureFootprint(threads_, patience_);
+  common::Footprint Check() {
+    const common::Footprint now = common::MeasureFootprint(threads_, patience_);
     if (warm_.threads == 0) warm_ = now;
     Require("threads between two lives", threads_, now.threads);
     // From its first report on, even a suppressed one, a sanitizer keeps a pair of pipes to the
     // program that names its frames.
-    const int64_t pipes = IsSlowMachine() ? 2 : 0;
+    const int64_t pipes = common::IsSlowMachine() ? 2 : 0;
     Require("open descriptors between two lives", warm_.descriptors + pipes, now.descriptors);
     const int64_t most_kib = warm_.resident_kib + 1024;
-    if (!IsSlowMachine()) Require("KiB of resident memory", most_kib, now.resident_kib);
+    if (!common::IsSlowMachine()) Require("KiB of resident memory", most_kib, now.resident_kib);
     return now;
   }
 
@@ -45,7 +45,7 @@ class Leftovers {
 
   const std::chrono::milliseconds patience_;
   const int64_t threads_;
-  Footprint warm_ = {};  // the first time
+  common::Footprint warm_ = {};  // the first time
 };
 
 // Fails on overlapping calls of a model: the libraries are not thread-safe.
@@ -109,7 +109,7 @@ void ManyLives(Subject* subject) {
     Camera(subject, 160, 120).SendUntilWoken();
     if (life == 20 || life == 200) leftovers.Check();
   }
-  if (IsSlowMachine()) Note("resident memory means little here");
+  if (common::IsSlowMachine()) Note("resident memory means little here");
 }
 const Check kMany("life.many", "200 lives leave no thread, descriptor or memory behind.",
                   ManyLives);
@@ -117,9 +117,9 @@ const Check kMany("life.many", "200 lives leave no thread, descriptor or memory 
 void Kept(Subject* subject) {
   int pipes[2] = {};  // which a node might close as its own
   Require(pipe(pipes) == 0, "pipe", "two descriptors", "none");
-  const auto before = SurveyProcess();
+  const auto before = common::SurveyProcess();
   Camera(subject, 320, 240).SendSeries();
-  const std::string difference = FirstDifference(before, SurveyProcess());
+  const std::string difference = common::FirstDifference(before, common::SurveyProcess());
   if (!difference.empty()) Fail(difference);
 }
 const Check kKept("process.kept",
@@ -178,7 +178,7 @@ framework::OutcomeCounts Live(Subject* subject, uint64_t life, uint64_t requests
   return counts;
 }
 
-void Print(uint64_t requests, const framework::OutcomeCounts& all, const Footprint& now) {
+void Print(uint64_t requests, const framework::OutcomeCounts& all, const common::Footprint& now) {
   char row[128];
   std::snprintf(row, sizeof(row),
                 "%10" PRIu64 " %9" PRIu64 " %9" PRIu64 " %9" PRIu64 " %9" PRIu64 " %9" PRIu64

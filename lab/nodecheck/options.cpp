@@ -2,9 +2,9 @@
 #include <cstdio>
 
 #include "common/command_line.h"
+#include "common/process_state.h"
 #include "common/program.h"
 #include "nodecheck/nodecheck.h"
-#include "nodecheck/process_state.h"
 
 namespace nodecheck {
 namespace {
@@ -68,8 +68,8 @@ bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
     return false;
   }
   if (!nodes.empty()) options->node = nodes[0];
-  if (options->limit_ms == 0) options->limit_ms = IsSlowMachine() ? 1000 : 16;
-  if (options->timeout_s == 0) options->timeout_s = IsSlowMachine() ? 300 : 60;
+  if (options->limit_ms == 0) options->limit_ms = common::IsSlowMachine() ? 1000 : 16;
+  if (options->timeout_s == 0) options->timeout_s = common::IsSlowMachine() ? 300 : 60;
   return true;
 }
 

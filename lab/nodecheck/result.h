@@ -35,8 +35,7 @@ bool PrintSummary(const std::vector<Result>& results);
 // Flushes standard output. Returns the exit code, or prints a line and returns that of a failure
 // when any of the output could not be written.
 int EndOutput(int exit_code);
-// Writes the results in JUnit's format, which CI systems read, and replaces an older file when
-// complete. Checks that did not run count as errors.
+// Writes the results in JUnit's format: checks that did not run count as errors.
 common::Failure WriteJunit(const std::string& path, const std::vector<Result>& results);
 
 }  // namespace nodecheck

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // The state of this process, for a comparison with an earlier one.
-#ifndef ZY_NODECHECK_PROCESS_STATE_H_
-#define ZY_NODECHECK_PROCESS_STATE_H_
+#ifndef ZY_COMMON_PROCESS_STATE_H_
+#define ZY_COMMON_PROCESS_STATE_H_
 
 #include <chrono>
 #include <cstdint>
 #include <map>
 #include <string>
 
-namespace nodecheck {
+namespace common {
 
 // Returns whether times and resident memory mean little here: under a sanitizer or an emulator.
 bool IsSlowMachine();
@@ -29,6 +29,6 @@ std::map<std::string, std::string> SurveyProcess();
 std::string FirstDifference(const std::map<std::string, std::string>& before,
                             const std::map<std::string, std::string>& after);
 
-}  // namespace nodecheck
+}  // namespace common
 
-#endif  // ZY_NODECHECK_PROCESS_STATE_H_
+#endif  // ZY_COMMON_PROCESS_STATE_H_

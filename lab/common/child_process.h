@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Runs a function in its own process, so that its crash, end or hang is a result.
-#ifndef ZY_NODECHECK_CHILD_PROCESS_H_
-#define ZY_NODECHECK_CHILD_PROCESS_H_
+#ifndef ZY_COMMON_CHILD_PROCESS_H_
+#define ZY_COMMON_CHILD_PROCESS_H_
 
 #include <sys/types.h>
 
@@ -11,7 +11,7 @@
 #include <optional>
 #include <string>
 
-namespace nodecheck {
+namespace common {
 
 struct ChildEnd {
   int status = 0;  // from waitpid
@@ -31,6 +31,6 @@ std::optional<ChildEnd> RunInChild(const std::function<void()>& run,
 // Maps memory shared with children, initially zero. Throws std::bad_alloc.
 void* MapShared(std::size_t size);
 
-}  // namespace nodecheck
+}  // namespace common
 
-#endif  // ZY_NODECHECK_CHILD_PROCESS_H_
+#endif  // ZY_COMMON_CHILD_PROCESS_H_

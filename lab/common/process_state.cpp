@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "nodecheck/process_state.h"
+#include "common/process_state.h"
 
 #include <signal.h>
 #include <sys/stat.h>
@@ -15,7 +15,7 @@
 #define __has_feature(x) 0
 #endif
 
-namespace nodecheck {
+namespace common {
 namespace {
 
 constexpr bool kIsSanitized = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
@@ -97,4 +97,4 @@ std::string FirstDifference(const std::map<std::string, std::string>& before,
   return "";
 }
 
-}  // namespace nodecheck
+}  // namespace common

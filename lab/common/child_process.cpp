@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "nodecheck/child_process.h"
+#include "common/child_process.h"
 
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,7 +15,7 @@
 #include <new>
 #include <thread>
 
-namespace nodecheck {
+namespace common {
 namespace {
 
 constexpr off_t kMostOutput = 1 << 20;
@@ -115,4 +116,4 @@ void* MapShared(std::size_t size) {
   return shared;
 }
 
-}  // namespace nodecheck
+}  // namespace common
