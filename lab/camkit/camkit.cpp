@@ -5,7 +5,6 @@
 
 #include "camkit/operations.h"
 #include "camkit/options.h"
-#include "common/escape.h"
 #include "common/failure.h"
 #include "common/program.h"
 #include "common/replaced_file.h"
@@ -13,11 +12,6 @@
 
 namespace camkit {
 namespace {
-
-int Say(const common::Failure& failure, int exit_code) {
-  std::fprintf(stderr, "camkit: %s\n", common::Escaped(failure->message).c_str());
-  return exit_code;
-}
 
 common::Failure KeepInputs(const Options& options) {
   for (const std::string& input : {options.input, options.mask}) {
@@ -36,7 +30,7 @@ common::Failure Read(const Options& options, media::Picture* input, media::Pictu
 int Run(const Options& options) {
   media::Picture input, mask;
   if (common::Failure failure = Read(options, &input, &mask)) {
-    return Say(failure, common::kExitUnreadableInput);
+    return common::Say("camkit", failure->message, common::kExitUnreadableInput);
   }
   BeforeAndAfter result;
   common::ReplacedFile output;
@@ -49,7 +43,7 @@ int Run(const Options& options) {
   if (!failure && options.compare) failure = SideBySide(result, options.name, &both);
   if (!failure) failure = media::WritePng(options.compare ? both : result.after, &output);
   if (!failure) failure = output.Complete();
-  if (failure) return Say(failure, common::kExitFailure);
+  if (failure) return common::Say("camkit", failure->message, common::kExitFailure);
   // Standard output may carry the picture.
   std::fprintf(stderr, "%s: %dx%d in %.3f ms\n", options.name.c_str(), input.width, input.height,
                result.milliseconds);

@@ -21,8 +21,7 @@
 namespace {
 
 int Say(const common::Failure& failure, int exit_code) {
-  std::fprintf(stderr, "camsim: %s\n", common::Escaped(failure->message).c_str());
-  return exit_code;
+  return common::Say("camsim", failure->message, exit_code);
 }
 
 // Writes the page of two recordings, to a file that is neither of them nor standard output.

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <new>
+#include <string>
 
 namespace common {
 
@@ -23,6 +24,13 @@ enum ExitCode {
 
 // Returns the folder of this program's file; empty if the system does not report it.
 std::filesystem::path ProgramFolder();
+
+// Prints a message, escaped, on standard error. Returns the exit code.
+int Say(const char* program, const std::string& message, int exit_code);
+
+// Flushes standard output. Returns the exit code, or prints a line and returns that of a failure if
+// any of the output was lost.
+int EndOutput(const char* program, int exit_code);
 
 // Runs a program that returns an exit code; without memory it prints a line and fails.
 template <typename Program>

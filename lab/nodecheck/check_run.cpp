@@ -41,7 +41,8 @@ const Check* g_check_here = nullptr;  // the check that runs in the first proces
   g_report->verdict = verdict;
   if (g_check_here == nullptr) _exit(0);
   PrintResult({g_check_here, verdict, note, "", "", 0});
-  _exit(EndOutput(verdict == Verdict::kFailed ? common::kExitFailure : common::kExitOk));
+  _exit(common::EndOutput(kProgram,
+                          verdict == Verdict::kFailed ? common::kExitFailure : common::kExitOk));
 }
 
 void Run(const Options& options, const Check& check) {
@@ -119,7 +120,7 @@ void RunHere(const Options& options, const Check& check) {
   Note("");
   Run(options, check);
   PrintResult({&check, Verdict::kOk, g_report->note, "", "", 0});
-  std::exit(EndOutput(common::kExitOk));
+  std::exit(common::EndOutput(kProgram, common::kExitOk));
 }
 
 Expectations& Expected() { return *g_expected; }

@@ -7,7 +7,6 @@
 #include <map>
 #include <utility>
 
-#include "common/escape.h"
 #include "common/program.h"
 #include "framework/worker_watch.h"
 #include "nodecheck/result.h"
@@ -18,11 +17,6 @@ namespace {
 std::map<std::string, const Check*>& Registered() {
   static std::map<std::string, const Check*> checks;
   return checks;
-}
-
-int Say(const std::string& message, int exit_code) {
-  std::fprintf(stderr, "nodecheck: %s\n", common::Escaped(message).c_str());
-  return exit_code;
 }
 
 // Runs checks, each after those that it needs, and prints the chosen ones.
@@ -54,9 +48,9 @@ class Runner {
     const bool is_good = PrintSummary(results_);
     if (!options_.junit.empty()) {
       const common::Failure failure = WriteJunit(options_.junit, results_);
-      if (failure) return Say(failure->message, common::kExitFailure);
+      if (failure) return common::Say(kProgram, failure->message, common::kExitFailure);
     }
-    return EndOutput(is_good ? common::kExitOk : common::kExitFailure);
+    return common::EndOutput(kProgram, is_good ? common::kExitOk : common::kExitFailure);
   }
 
  private:
@@ -72,7 +66,7 @@ class Runner {
 
 int List(const std::vector<const Check*>& checks) {
   for (const Check* check : checks) std::printf("%-22s %s\n", check->name, check->about);
-  return EndOutput(common::kExitOk);
+  return common::EndOutput(kProgram, common::kExitOk);
 }
 
 std::vector<const Check*> Choose(const Options& options) {
@@ -90,16 +84,17 @@ std::vector<const Check*> Choose(const Options& options) {
 int Main(const Options& options) {
   const std::vector<const Check*> chosen = Choose(options);
   if (chosen.empty()) {
-    return Say(options.here.empty() ? "no check's name contains " + options.filter
-                                    : "no check is called " + options.here,
-               common::kExitUsage);
+    return common::Say(kProgram,
+                       options.here.empty() ? "no check's name contains " + options.filter
+                                            : "no check is called " + options.here,
+                       common::kExitUsage);
   }
   if (options.list) return List(chosen);
   PrepareRuns();
   Runner runner(options, chosen);
   std::string missing = runner.RunNeeded({&kLoading});
   if (missing.empty() && !options.here.empty()) missing = runner.RunNeeded(chosen[0]->needs);
-  if (!missing.empty()) return Say(missing, common::kExitFailure);
+  if (!missing.empty()) return common::Say(kProgram, missing, common::kExitFailure);
   if (!options.here.empty()) RunHere(options, *chosen[0]);
   for (const Check* check : chosen) runner.Run(*check);
   return runner.Finish();
@@ -147,5 +142,5 @@ int main(int argc, char** argv) {
   nodecheck::Options options;
   int exit_code = common::kExitOk;
   if (!nodecheck::ParseOptions(argc, argv, &options, &exit_code)) return exit_code;
-  return common::RunWithinMemory("nodecheck", [&] { return nodecheck::Main(options); });
+  return common::RunWithinMemory(nodecheck::kProgram, [&] { return nodecheck::Main(options); });
 }

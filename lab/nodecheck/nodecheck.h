@@ -13,6 +13,8 @@
 
 namespace nodecheck {
 
+inline constexpr char kProgram[] = "nodecheck";
+
 // The parsed command line of nodecheck.
 struct Options {
   std::string node;

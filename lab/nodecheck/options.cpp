@@ -27,7 +27,7 @@ constexpr char kExample[] =
 bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
   constexpr uint64_t kOne = 1, kMost = uint64_t{1} << 40;
   std::vector<std::string> nodes;
-  common::CommandLine line("nodecheck", kAbout, kExample);
+  common::CommandLine line(kProgram, kAbout, kExample);
   line.Add("node NODE.so", &nodes, "the node library");
   line.Add("--device DIR", &options->devices,
            "a folder with libraries of the device, before the fakes; may be repeated")
@@ -38,15 +38,12 @@ bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
   const auto here =
       line.Add("--here CHECK", &options->here, "run a check in this process, for a debugger")
           .Excludes(filter);
-  const auto soak =
-      line.Add("--soak REQUESTS", &options->soak,
-               "send REQUESTS in many lives of nodes, without other checks; in every third "
-               "life two nodes run in parallel")
-          .Within(kOne, kMost)
-          .Excludes(filter)
-          .Excludes(here);
-  line.Add("--lives M", &options->lives,
-           "number of lives in the soak, at least 10 (REQUESTS / 1000)")
+  const auto soak = line.Add("--soak REQUESTS", &options->soak,
+                             "send REQUESTS in many lives, partly of two nodes, and run no checks")
+                        .Within(kOne, kMost)
+                        .Excludes(filter)
+                        .Excludes(here);
+  line.Add("--lives M", &options->lives, "lives in the soak, at least 10 (REQUESTS / 1000)")
       .Within(kOne, kMost)
       .Needs(soak);
   line.Add("--junit FILE", &options->junit, "write the results to FILE in JUnit's format")

@@ -32,9 +32,6 @@ Result RunCheck(const Options& options, const Check& check);
 void PrintResult(const Result& result);
 // Prints the counts. Returns whether all checks ran and none failed.
 bool PrintSummary(const std::vector<Result>& results);
-// Flushes standard output. Returns the exit code, or prints a line and returns that of a failure
-// when any of the output could not be written.
-int EndOutput(int exit_code);
 // Writes the results in JUnit's format: checks that did not run count as errors.
 common::Failure WriteJunit(const std::string& path, const std::vector<Result>& results);
 

@@ -4,22 +4,23 @@
 #include <sstream>
 
 #include "common/junit.h"
-#include "common/program.h"
 #include "nodecheck/result.h"
 
 namespace nodecheck {
 namespace {
 
+using common::JunitElement;
+
 struct Words {
   const char* line;
-  common::JunitElement junit;
+  JunitElement junit;
 };
 // By verdict.
-constexpr Words kWords[] = {{"", common::JunitElement::kNone},
-                            {"ok", common::JunitElement::kNone},
-                            {"FAIL", common::JunitElement::kFailure},
-                            {"skip", common::JunitElement::kSkipped},
-                            {"not run", common::JunitElement::kError}};
+constexpr Words kWords[] = {{"", JunitElement::kNone},
+                            {"ok", JunitElement::kNone},
+                            {"FAIL", JunitElement::kFailure},
+                            {"skip", JunitElement::kSkipped},
+                            {"not run", JunitElement::kError}};
 
 const Words& WordsOf(Verdict verdict) { return kWords[static_cast<int>(verdict)]; }
 
@@ -47,19 +48,13 @@ bool PrintSummary(const std::vector<Result>& results) {
   return count[Verdict::kFailed] + count[Verdict::kNotRun] == 0;
 }
 
-int EndOutput(int exit_code) {
-  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return exit_code;
-  std::fputs("nodecheck: standard output: write failed\n", stderr);
-  return common::kExitFailure;
-}
-
 common::Failure WriteJunit(const std::string& path, const std::vector<Result>& results) {
   std::vector<common::JunitCase> cases;
   for (const Result& result : results) {
     cases.push_back({result.check->name, WordsOf(result.verdict).junit, result.note,
                      result.frames + result.output, result.seconds});
   }
-  return common::WriteJunit(path, "nodecheck", cases);
+  return common::WriteJunit(path, kProgram, cases);
 }
 
 }  // namespace nodecheck
