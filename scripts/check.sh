@@ -96,17 +96,17 @@ check_page() { tests/page_test.py . build/host/camsim chromium; }
 
 # Every file that is compiled, and those of a folder together. The analyzer follows all calls in the folders
 # that everything builds on, only those of tiny functions in the others ("shallow"), and leaves out the tests,
-# whose macros have many paths.
+# whose macros have many paths, and the library of the command lines.
 check_tidy() {
   local compiled tidy=(xargs -P "$jobs" -n 1 clang-tidy -p build/clang --quiet)
-  local deep='^(build/clang/)?(src|lab/(common|device|framework|media))/'
+  local none='^(tests/|lab/common/command_line)' deep='^(build/clang/)?(src|lab/(common|device|framework|media))/'
   local unity=(--checks=-bugprone-suspicious-include --extra-arg=-Xclang --extra-arg=-analyzer-opt-analyze-headers)
   local shallow=(--extra-arg=-Xclang --extra-arg=-analyzer-config --extra-arg=-Xclang --extra-arg=mode=shallow)
   cmake --preset clang -DZY_MODELS=ON
   compiled=$(grep -oE '"file": "[^"]*"' build/clang/compile_commands.json | cut -d'"' -f4 | sed "s|^$PWD/||" | sort -u)
-  grep -E "$deep" <<<"$compiled" | "${tidy[@]}" "${unity[@]}"
-  grep -vE "$deep|^tests/" <<<"$compiled" | "${tidy[@]}" "${unity[@]}" "${shallow[@]}"
-  grep '^tests/' <<<"$compiled" | "${tidy[@]}" --checks='-clang-analyzer-*'
+  grep -vE "$none" <<<"$compiled" | grep -E "$deep" | "${tidy[@]}" "${unity[@]}"
+  grep -vE "$none|$deep" <<<"$compiled" | "${tidy[@]}" "${unity[@]}" "${shallow[@]}"
+  grep -E "$none" <<<"$compiled" | "${tidy[@]}" --checks='-clang-analyzer-*'
 }
 
 # Suppresses right shifts of negative values, which every compiler of this project floors and the
