@@ -39,6 +39,7 @@ camsim::Options MakeOptions(uint8_t flags) {
   const std::string folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
   camsim::Options options;
   options.node = folder + "/com.qti.node.brodaxgenderage.so";
+  fuzz::Require(std::filesystem::exists(options.node), "the node is built");
   options.devices = {folder + "/device"};
   options.source.width = 64 + (flags >> 1 & 1);
   options.source.height = 48 + (flags >> 2 & 1);
