@@ -105,6 +105,8 @@ check(read("turned.png") == first, "four quarter turns change the colours")
 # Messages for a closed stream do not go to the picture.
 subprocess.run([*camkit.command, "sharpen", "edge.png", "closed.png"], preexec_fn=lambda: os.close(2))
 check(read("closed.png") == read("sharpen.png"), "the time went into the picture")
+lost = subprocess.run([*camkit.command, "sharpen", "edge.png", "/dev/stdout"], preexec_fn=lambda: os.close(1))
+same("exit status with a closed output", 1, lost.returncode)
 
 # ---- Bad input -----------------------------------------------------------------------------------------
 write_png("tiny.png", 2, 2, lambda x, y: 90)

@@ -48,6 +48,7 @@ for content, command, status, says in [
         (line(request=1, **{"in": {"faces": [FAR], "brodax.sensorSize.size": [1, 1]}}), SCRIPT, 0, ""),
         (line(request=1, **{"in": {"android.statistics.faceRectangles": FAR}}), "--upright " + SCRIPT, 0, ""),
         (line(request=1, frame={"index": 2**53 + 1}), SCRIPT, 3, "must be 0..9007199254740992"),
+        (b'{"request":1}\0 and more\n', SCRIPT, 3, "line 1: contains a NUL byte"),
         (line(device={"failing_inits": 2**64 - 1}), SCRIPT, 3, "must be -1..2147483647"),
         (line(request=1, out={"a": [2**63]}), "diff bad", 3, "out.a: must be a tag's value"),
         (line(request=1, **{"\x1b[2J\x7f": 1}), SCRIPT, 3, r"\x1b[2J\x7f: is unknown"),
@@ -69,6 +70,11 @@ for command in "diff script script", "--annotated none --size 64x48":
          (full.returncode, full.stderr))
 
 camsim.bad(1, "diff script script --report /dev/stdout", says="is standard output")
+write("piped", line(request=1))
+camsim.bad(1, "diff - script --report piped", stdin=pathlib.Path("piped"), says="is also an input")
+camsim.bad(1, "--size 64x48 --trace /dev/full --report kept.html", says="/dev/full: cannot write")
+check(pathlib.Path("kept.html").exists(), "a lost output takes another one with it")
+camsim.bad(2, "diff script script --tolerance", "9" * 400, says="is not a plain number")
 
 outputs = ["old.png", "old.trace", "old.html"]
 started = pathlib.Path("lines")

@@ -15,7 +15,7 @@ namespace {
 
 common::Failure KeepInputs(const Options& options) {
   for (const std::string& input : {options.input, options.mask}) {
-    if (!common::IsSameFile(options.output, input == "-" ? "/dev/stdin" : input)) continue;
+    if (!common::IsInput(options.output, input)) continue;
     return common::Fail(options.output + ": is also an input");
   }
   return std::nullopt;

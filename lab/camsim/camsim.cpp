@@ -30,7 +30,7 @@ common::Failure WriteReport(const camsim::Options& options, const std::vector<st
     return common::Fail(options.report + ": is standard output");
   }
   for (const std::string& path : options.compared) {
-    if (common::IsSameFile(path, options.report)) return common::Fail(path + ": is also an input");
+    if (common::IsInput(options.report, path)) return common::Fail(path + ": is also an input");
   }
   common::ReplacedFile file;
   if (common::Failure failure = file.Create(options.report)) return failure;

@@ -22,9 +22,9 @@ std::string ParseRect(const std::string& text, common::Rect* rect) {
 }  // namespace
 
 std::string PlainNumber(const std::string& text) {
-  return text.find_first_not_of("0123456789.") == std::string::npos
-             ? ""
-             : text + " is not a plain number such as 0.5";
+  constexpr std::size_t kMostDigits = 30;
+  const bool is_plain = text.find_first_not_of("0123456789.") == std::string::npos;
+  return is_plain && text.size() <= kMostDigits ? "" : text + " is not a plain number such as 0.5";
 }
 
 std::string QuarterTurn(const std::string& text) {

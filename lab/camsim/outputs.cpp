@@ -77,7 +77,7 @@ common::Failure Outputs::CheckApart() const {
     if (output.File() == nullptr) continue;
     for (const std::string& input : inputs) {
       if (output.to == &text_) continue;
-      if (common::IsSameFile(output.path, input == "-" ? "/dev/stdin" : input)) {
+      if (common::IsInput(output.path, input)) {
         return common::Fail(output.path + ": is also an input");
       }
     }
@@ -136,7 +136,9 @@ common::Failure Outputs::Flush() {
 common::Failure Outputs::Complete() {
   common::Failure failure = Flush();
   for (Output& output : outputs_) {
-    if (!failure && output.replaced.File() != nullptr) failure = output.replaced.Complete();
+    if (output.replaced.File() == nullptr) continue;
+    const common::Failure lost = output.replaced.Complete();
+    if (!failure) failure = lost;
   }
   const Output& picture = outputs_[kPicture];
   if (failure || picture.File() == nullptr) return failure;

@@ -50,11 +50,12 @@ int Run::Go() {
   Begin();
   if (const int exit_code = PlayScript(1)) return exit_code;
   if (common::Failure failure = sender_.Start(buffer_)) return Say(failure, common::kExitFailure);
-  int exit_code = SendRequests();
+  const int sent = SendRequests();
+  int exit_code = sent;
   if (common::Failure failure = StopPipeline()) exit_code = Say(failure, common::kExitFailure);
+  // SendRequests() already printed the failure of an output.
   const common::Failure failure = Finish();
-  // The run already printed its own failure.
-  if (failure && exit_code != common::kExitFailure) return Say(failure, common::kExitFailure);
+  if (failure && sent != common::kExitFailure) return Say(failure, common::kExitFailure);
   const bool differs = exit_code == common::kExitOk && comparison_.Count() != 0;
   return differs ? common::kExitDifferences : exit_code;
 }

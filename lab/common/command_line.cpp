@@ -16,13 +16,13 @@
 namespace common {
 namespace {
 
-// Opens /dev/null in the wrong direction for standard streams that the caller closed. So no later
-// file takes their number, and their use still fails.
+// Opens a folder for standard streams that the caller closed. So no later file takes their number,
+// and their use still fails, also by the name of a device.
 void KeepStandardStreamsApart() {
   for (int stream = 0; stream <= 2; ++stream) {
     if (fcntl(stream, F_GETFD) != -1) continue;
     // open() returns the lowest free number, which is this one.
-    if (open("/dev/null", stream == 0 ? O_WRONLY : O_RDONLY) != stream) return;
+    if (open("/", O_PATH) != stream) return;
   }
 }
 

@@ -94,4 +94,8 @@ bool IsSameFile(const std::string& a, const std::string& b) {
   return fs::is_regular_file(a, none) && fs::equivalent(a, b, none);
 }
 
+bool IsInput(const std::string& output, const std::string& input) {
+  return IsSameFile(output, input == "-" ? "/dev/stdin" : input);
+}
+
 }  // namespace common

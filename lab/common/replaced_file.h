@@ -53,6 +53,8 @@ class ReplacedFile {
 
 // Returns whether both are the same regular file, whatever their names.
 bool IsSameFile(const std::string& a, const std::string& b);
+// Returns whether an output would replace the file of an input; the input "-" is standard input.
+bool IsInput(const std::string& output, const std::string& input);
 
 }  // namespace common
 

@@ -222,6 +222,8 @@ RunHeader HeaderOf(const Json& json) {
 // Parses a text, with the limits of a line for depth and for keys of an object, which the library
 // searches one by one.
 common::Failure ParseJson(std::string_view text, Json* json) {
+  // The library would take it for the end.
+  if (text.find('\0') != text.npos) return common::Fail("contains a NUL byte");
   constexpr int kMaxDepth = 8, kMaxKeys = 1000;
   int keys[kMaxDepth + 2] = {};  // of the open object at each depth
   const auto check = [&keys](int depth, Json::parse_event_t event, const Json&) {

@@ -511,7 +511,7 @@ function passesHtml() {
 
 // ---- Two runs -----------------------------------------------------------------------------------
 // Returns whether camsim considers two values equal: floats up to the tolerance, others exactly. Floats are the
-// figures, and other numbers with a fraction.
+// figures, and other numbers with a fraction: JSON does not tell 1.0 from 1.
 function areEqual(a, b, isFigure) {
   if (Array.isArray(a) && a.length === b?.length) return a.every((value, k) => areEqual(value, b[k], isFigure));
   const areNumbers = typeof a === 'number' && typeof b === 'number';
