@@ -94,19 +94,18 @@ check_protocol() { scripts/check_worker_protocol.sh; }
 check_android_libraries() { python3 -B tests/android_libraries_test.py . build/host; }
 check_page() { tests/page_test.py . build/host/camsim chromium; }
 
-# Every file that is compiled, and those of a folder together. The analyzer follows all calls in the folders
-# that everything builds on, only those of tiny functions in the others ("shallow"), and leaves out the tests,
-# whose macros have many paths, and the library of the command lines.
+# Every file that is compiled, and those of a folder together. The analyzer, which follows every path, runs over
+# what ships and the folders that everything builds on. It takes the files of a folder for headers.
 check_tidy() {
-  local compiled tidy=(xargs -P "$jobs" -n 1 clang-tidy -p build/clang --quiet)
-  local none='^(tests/|lab/common/command_line)' deep='^(build/clang/)?(src|lab/(common|device|framework|media))/'
-  local unity=(--checks=-bugprone-suspicious-include --extra-arg=-Xclang --extra-arg=-analyzer-opt-analyze-headers)
-  local shallow=(--extra-arg=-Xclang --extra-arg=-analyzer-config --extra-arg=-Xclang --extra-arg=mode=shallow)
+  local compiled single='^(src|lab/(device|framework))/' folder='^build/clang/lab/(common|framework|media)/'
+  local tidy=(xargs -P "$jobs" -n 1 clang-tidy -p build/clang --quiet)
   cmake --preset clang -DZY_MODELS=ON
   compiled=$(grep -oE '"file": "[^"]*"' build/clang/compile_commands.json | cut -d'"' -f4 | sed "s|^$PWD/||" | sort -u)
-  grep -vE "$none" <<<"$compiled" | grep -E "$deep" | "${tidy[@]}" "${unity[@]}"
-  grep -vE "$none|$deep" <<<"$compiled" | "${tidy[@]}" "${unity[@]}" "${shallow[@]}"
-  grep -E "$none" <<<"$compiled" | "${tidy[@]}" --checks='-clang-analyzer-*'
+  grep -E "$single" <<<"$compiled" | "${tidy[@]}"
+  grep -E "$folder" <<<"$compiled" | "${tidy[@]}" --checks=-bugprone-suspicious-include \
+    --extra-arg=-Xclang --extra-arg=-analyzer-opt-analyze-headers
+  grep -vE "$single|$folder" <<<"$compiled" |
+    "${tidy[@]}" --checks='-clang-analyzer-*,-bugprone-suspicious-include'
 }
 
 # Suppresses right shifts of negative values, which every compiler of this project floors and the
