@@ -95,7 +95,7 @@ check_android_libraries() { python3 -B tests/android_libraries_test.py . build/h
 check_page() { tests/page_test.py . build/host/camsim chromium; }
 
 # Every file that is compiled, and those of a folder together. The analyzer, which follows every path, runs over
-# what ships and the folders that everything builds on. It takes the files of a folder for headers.
+# what ships and the folders that everything builds on. To it, the files of such a folder are headers.
 check_tidy() {
   local compiled single='^(src|lab/(device|framework))/' folder='^build/clang/lab/(common|framework|media)/'
   local tidy=(xargs -P "$jobs" -n 1 clang-tidy -p build/clang --quiet)
