@@ -53,7 +53,7 @@ int CallOrFail(int error, int (*function)(Arguments...), std::decay_t<Arguments>
 
 }  // namespace
 
-// The linker gives these names (--wrap). NOLINTBEGIN(bugprone-reserved-identifier)
+// The linker gives these names (--wrap). NOLINTBEGIN(clang-diagnostic-reserved-identifier)
 extern "C" {
 
 // operator new(size_t, nothrow)
@@ -116,7 +116,7 @@ int __wrap_pthread_join(pthread_t thread, void** result) {
 }
 
 }  // extern "C"
-// NOLINTEND(bugprone-reserved-identifier)
+// NOLINTEND(clang-diagnostic-reserved-identifier)
 
 namespace {
 

@@ -23,7 +23,7 @@ int clock_readings = 0;
 
 }  // namespace
 
-// NOLINTNEXTLINE(bugprone-reserved-identifier): the linker gives the name (--wrap)
+// NOLINTNEXTLINE(clang-diagnostic-reserved-identifier): the linker gives the name (--wrap)
 extern "C" int __wrap_gettimeofday(timeval* now, void*) {
   ++clock_readings;
   *now = {2, 500};

@@ -15,7 +15,7 @@ class FaceGradeInterface;
 namespace android {
 
 // A face in full-frame pixels.
-struct _FaceLocation {  // NOLINT(bugprone-reserved-identifier): the name is shared with the node
+struct _FaceLocation {  // NOLINT(clang-diagnostic-reserved-identifier): shared with the node
   int32_t x;
   int32_t y;
   int32_t w;

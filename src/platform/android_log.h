@@ -7,7 +7,7 @@ inline constexpr int kLogInfo = 4;
 inline constexpr int kLogError = 6;
 
 // Writes one printf-style line at `priority` under `tag`, which may be null. Any thread.
-// NOLINTNEXTLINE(bugprone-reserved-identifier): the name is the device's
+// NOLINTNEXTLINE(clang-diagnostic-reserved-identifier): the name is the device's
 extern "C" int __android_log_print(int priority, const char* tag, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
 
