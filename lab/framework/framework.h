@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <map>
 #include <optional>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -126,10 +125,6 @@ class Framework {
   ChiNodeCallbacks callbacks_ = {};
   VendorTags tags_;
 };
-
-// Sets random metadata, also invalid: tags present or not, faces in or out of the frame, any number
-// of words. In half of the requests the node is the main camera's.
-void SetRandomMetadata(std::mt19937* random, Metadata* metadata);
 
 // The value of the result tag, as the camera application reads it.
 struct ResultRecord {

@@ -9,10 +9,10 @@
 #include <iterator>
 #include <limits>
 #include <map>
-#include <random>
 #include <thread>
 
 #include "device/control.h"
+#include "framework/random_metadata.h"
 #include "nodecheck/nodecheck.h"
 
 namespace nodecheck {
