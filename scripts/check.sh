@@ -2,8 +2,8 @@
 # Part of ./dev: the checks of a submission. Two lanes of steps run in parallel: one keeps the
 # processors busy, the other mostly waits. A lane continues after a failed step.
 
-busy_steps=(format asan_build tsan_build arm64_build cppcheck tidy faces)
-test_steps=(protocol android_libraries page asan_tests tsan_tests arm64_tests counts)
+busy_steps=(format asan_build tsan_build arm64_build cppcheck tidy)
+test_steps=(protocol android_libraries page faces asan_tests tsan_tests arm64_tests counts)
 check_logs=build/check
 
 dev_check() {
@@ -101,7 +101,7 @@ check_tidy() {
   local compiled single='^(src|lab/(device|framework))/' folder='^build/clang/lab/(common|framework|media)/'
   local tidy=(xargs -P "$jobs" -n 1 clang-tidy -p build/clang --quiet
     --extra-arg=-Xclang --extra-arg=-analyzer-config --extra-arg=-Xclang --extra-arg=c++-stdlib-inlining=false)
-  cmake --preset clang -DZY_MODELS=ON
+  cmake --preset clang -DZY_MODELS=ON -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON
   compiled=$(grep -oE '"file": "[^"]*"' build/clang/compile_commands.json | cut -d'"' -f4 | sed "s|^$PWD/||" | sort -u)
   grep -E "$single" <<<"$compiled" | "${tidy[@]}"
   grep -E "$folder" <<<"$compiled" | "${tidy[@]}" --checks=-bugprone-suspicious-include \
