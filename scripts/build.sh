@@ -74,14 +74,15 @@ need_arm64() {
     libstdc++6:arm64 libgtest-dev:arm64 libpng-dev:arm64 libturbojpeg0-dev:arm64
 }
 
-# Configures a preset and builds the given targets or the preset's; a terminal shows the progress.
+# Configures a preset and builds the given targets or the preset's; a terminal shows the progress. Another build of
+# the preset is waited for.
 build() { # preset, targets
   local preset=$1 log=build/$1/build.log targets=()
   [ $# -eq 1 ] || targets=(--target "${@:2}")
   mkdir -p "build/$preset"
   [ -t 2 ] || echo "building preset $preset; the log is $log" >&2
-  if ! { cmake --preset "$preset" && cmake --build --preset "$preset" -j "$jobs" "${targets[@]}"; } 2>&1 |
-    tee "$log" | show_counter "$preset"; then
+  if ! { flock 9 && cmake --preset "$preset" && cmake --build --preset "$preset" -j "$jobs" "${targets[@]}"; } 2>&1 \
+    9>"build/$preset/lock" | tee "$log" | show_counter "$preset"; then
     tail -n 60 "$log" >&2
     echo "dev: building preset $preset failed; the whole log is in $log" >&2
     return 1

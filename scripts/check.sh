@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-# Part of ./dev: the checks of a submission. Two lanes of steps run in parallel: one keeps the
-# processors busy, the other mostly waits. A lane continues after a failed step.
+# Part of ./dev: the checks of a submission. Two lanes of steps run in parallel: one builds and analyses,
+# the other tests and builds little. A lane continues after a failed step.
 
 busy_steps=(format asan_build tsan_build arm64_build cppcheck tidy)
 test_steps=(protocol android_libraries page faces asan_tests tsan_tests arm64_tests counts)
@@ -15,7 +15,7 @@ dev_check() {
   rm -rf "$check_logs"
   mkdir -p "$check_logs"
   build host camsim nodecheck || return 1
-  trap 'trap - INT; kill 0; exit 130' INT
+  trap 'trap "" INT TERM; kill 0; exit 130' INT TERM
   check_lane "${busy_steps[@]}" &
   check_lane "${test_steps[@]}"
   wait
@@ -95,19 +95,20 @@ check_android_libraries() { python3 -B tests/android_libraries_test.py . build/h
 check_page() { tests/page_test.py . build/host/camsim chromium; }
 
 # Every file that is compiled, and those of a folder together. The analyzer, which follows every path, runs over
-# what ships and the folders that everything builds on. To it, the files of such a folder are headers. Its budget
-# for a function goes to the function's own paths, not to those of the standard library.
+# what ships, the folders that everything builds on, and the readers of recordings. To it, the files of such a
+# folder are headers. Without the precompiled header, a test that includes too little is found.
 check_tidy() {
   local compiled single='^(src|lab/(device|framework))/' folder='^build/clang/lab/(common|framework|media)/'
-  local tidy=(xargs -P "$jobs" -n 1 clang-tidy -p build/clang --quiet
-    --extra-arg=-Xclang --extra-arg=-analyzer-config --extra-arg=-Xclang --extra-arg=c++-stdlib-inlining=false)
+  local tidy=(xargs -P "$jobs" -n 1 clang-tidy --quiet)
   cmake --preset clang -DZY_MODELS=ON -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON
   compiled=$(grep -oE '"file": "[^"]*"' build/clang/compile_commands.json | cut -d'"' -f4 | sed "s|^$PWD/||" | sort -u)
-  grep -E "$single" <<<"$compiled" | "${tidy[@]}"
-  grep -E "$folder" <<<"$compiled" | "${tidy[@]}" --checks=-bugprone-suspicious-include \
+  grep -E "$single" <<<"$compiled" | "${tidy[@]}" -p build/clang
+  grep -E "$folder" <<<"$compiled" | "${tidy[@]}" -p build/clang --checks=-bugprone-suspicious-include \
     --extra-arg=-Xclang --extra-arg=-analyzer-opt-analyze-headers
+  printf 'lab/record/%s.cpp\n' recording comparison |
+    xargs -P "$jobs" -I{} clang-tidy --quiet {} -- -std=c++17 -Isrc -Ilab -Ibuild/clang/lab/record/text
   grep -vE "$single|$folder" <<<"$compiled" |
-    "${tidy[@]}" --checks='-clang-analyzer-*,-bugprone-suspicious-include'
+    "${tidy[@]}" -p build/clang --checks='-clang-analyzer-*,-bugprone-suspicious-include'
 }
 
 # Suppresses right shifts of negative values, which every compiler of this project floors and the

@@ -39,6 +39,7 @@ inline void Release(void (*real)(void*), void* block) {
 
 }  // namespace testing_support
 
+// The linker gives these names (--wrap). NOLINTBEGIN(clang-diagnostic-reserved-identifier)
 extern "C" {
 
 void* __real_malloc(std::size_t bytes);
@@ -55,5 +56,6 @@ void* __wrap__Znam(std::size_t bytes) {
 void __wrap__ZdaPv(void* block) { testing_support::Release(__real__ZdaPv, block); }
 
 }  // extern "C"
+// NOLINTEND(clang-diagnostic-reserved-identifier)
 
 #endif  // ZY_TESTS_ALLOCATIONS_H_
