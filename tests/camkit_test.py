@@ -25,7 +25,7 @@ def run_to(size, command):
 
 @functools.cache
 def encoded(picture):
-    """Returns camkit's own encoding of a picture, turned, so that equal pixels are equal bytes."""
+    """Returns a picture, rotated, in the encoding of camkit, where equal pixels are equal bytes."""
     write("given.png", picture)
     camkit.run(0, "rotate --degrees 180 given.png encoded.png")
     return read("encoded.png")
@@ -49,6 +49,7 @@ for name, (left, right) in edges.items():
     write_png(f"{name}.png", 48, 32, lambda x, y: left if x < 24 else right)
 write_png("wide.png", 160, 20, lambda x, y: x)
 write_png("white_half.png", 24, 16, lambda x, y: 255)
+write_png("black_half.png", 24, 16, lambda x, y: 0)
 write_png("colours.png", 40, 30, lambda x, y: (60 + 3 * x, 200 - 2 * y, 100 + x + y))
 write_png("gray.png", 40, 30,
           lambda x, y: .299 * (60 + 3 * x) + .587 * (200 - 2 * y) + .114 * (100 + x + y))
@@ -70,7 +71,8 @@ for operation in "sharpen", "smooth":
 
 for mask in "white.png", "white_half.png", "right.png --threshold 90":
     makes("sharpen-skin.png", "48x32", f"sharpen-skin --mask {mask} edge.png")
-makes("edge.png", "48x32", "sharpen-skin --mask black.png edge.png")
+for mask in "black.png", "black_half.png":
+    makes("edge.png", "48x32", f"sharpen-skin --mask {mask} edge.png")
 run_to("48x32", "sharpen-skin --mask right.png edge.png marked.png")
 check(not is_same("marked.png", "edge.png"), "half a mask does nothing")
 check(not is_same("marked.png", "sharpen-skin.png"), "half a mask does all")
@@ -81,12 +83,12 @@ run_to("24x16", "smooth --skin face.png map.png")
 # ---- Sizes ---------------------------------------------------------------------------------------------
 # The kit drops columns beyond the last block, and no row drifts.
 write_png("stripes.png", 45, 37, lambda x, y: 80 if x < 24 else 180)
-write_png("flag.png", 64, 32, lambda x, y: (180, 60, 40) if x < 32 else (40, 60, 200))
+write_png("flag.png", 64, 32, lambda x, y: (180, 60, 40) if (x < 32) == (y < 16) else (40, 60, 200))
 for operation, factor in ("half", 2), ("quarter", 4), ("eighth", 8):
     write_png("expected.png", 45 // factor, 37 // factor, lambda x, y: 80 if x < 24 // factor else 180)
     makes("expected.png", f"{45 // factor}x{37 // factor}", f"{operation} stripes.png")
     write_png("expected.png", 64 // factor, 32 // factor,
-              lambda x, y: (180, 60, 40) if x < 32 // factor else (40, 60, 200))
+              lambda x, y: (180, 60, 40) if (x < 32 // factor) == (y < 16 // factor) else (40, 60, 200))
     makes("expected.png", f"{64 // factor}x{32 // factor}", f"{operation} flag.png")
 
 
