@@ -74,8 +74,8 @@ need_arm64() {
     libstdc++6:arm64 libgtest-dev:arm64 libpng-dev:arm64 libturbojpeg0-dev:arm64
 }
 
-# Configures a preset and builds the given targets or the preset's; a terminal shows the progress. Another build of
-# the preset is waited for.
+# Configures a preset and builds the given targets or the preset's; a terminal shows the progress. A build
+# waits for another one of its preset.
 build() { # preset, targets
   local preset=$1 log=build/$1/build.log targets=()
   [ $# -eq 1 ] || targets=(--target "${@:2}")

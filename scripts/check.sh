@@ -95,8 +95,8 @@ check_android_libraries() { python3 -B tests/android_libraries_test.py . build/h
 check_page() { tests/page_test.py . build/host/camsim chromium; }
 
 # Every file that is compiled, and those of a folder together. The analyzer, which follows every path, runs over
-# what ships, the folders that everything builds on, and the readers of recordings. To it, the files of such a
-# folder are headers. Without the precompiled header, a test that includes too little is found.
+# what ships, the folders that everything builds on, and the readers of recordings. To it, the files of a folder
+# are headers. Without the precompiled header, the compiler finds a test that includes too little.
 check_tidy() {
   local compiled single='^(src|lab/(device|framework))/' folder='^build/clang/lab/(common|framework|media)/'
   local tidy=(xargs -P "$jobs" -n 1 clang-tidy --quiet)
