@@ -1,19 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 // The only file that chooses a vector header: Arm's own on Arm, SIMDe elsewhere. So the same
-// kernels run under x86 sanitizers and debuggers. Without either, ZY_HAVE_NEON is 0 and only scalar
-// rows run.
+// kernels run under x86 sanitizers and debuggers. Without either, only scalar rows run.
 #ifndef ZY_BASE_NEON_H_
 #define ZY_BASE_NEON_H_
 
+#include "base/kernel_variant.h"
+
 #if defined(__ARM_NEON) && defined(__aarch64__)
 #include <arm_neon.h>
-#define ZY_HAVE_NEON 1
-#elif __has_include(<simde/arm/neon.h>)
+#elif ZY_HAVE_NEON
 #define SIMDE_ENABLE_NATIVE_ALIASES
 #include <simde/arm/neon.h>
-#define ZY_HAVE_NEON 1
-#else
-#define ZY_HAVE_NEON 0
 #endif
 
 #if ZY_HAVE_NEON
