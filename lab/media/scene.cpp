@@ -32,6 +32,7 @@ constexpr Person kPeople[kMaxSceneFaces] = {
 
 // In the order of PaintOf.
 enum class Paint { kSkin, kHair, kLips, kShirt, kEyeWhite, kIris, kPupil, kShade };
+constexpr std::size_t kPaints = 8;
 
 struct Feature {
   int centre_x, centre_y, width, height;  // in hundredths of the face's width and height
@@ -172,6 +173,22 @@ Codes CodesOf(const Gradient& gradient) {
   return codes;
 }
 
+using Palette = std::array<Codes, kPaints>;
+
+// Returns everybody's codes. Computing them for each ellipse would take longer than filling it.
+const std::array<Palette, kMaxSceneFaces>& Palettes() {
+  static const auto kPalettes = [] {
+    std::array<Palette, kMaxSceneFaces> palettes;
+    for (std::size_t i = 0; i < palettes.size(); ++i) {
+      for (std::size_t paint = 0; paint < kPaints; ++paint) {
+        palettes[i][paint] = CodesOf(PaintOf(kPeople[i], static_cast<Paint>(paint)));
+      }
+    }
+    return palettes;
+  }();
+  return kPalettes;
+}
+
 }  // namespace
 
 std::vector<common::Rect> SceneFaces(int width, int height, int faces, int64_t index) {
@@ -192,7 +209,7 @@ std::vector<common::Rect> Scene::Draw(int64_t index, Nv12Frame* frame) const {
   std::vector<common::Rect> rects = SceneFaces(frame->width, frame->height, faces_, index);
   for (const Feature& feature : kFeatures) {
     for (std::size_t i = 0; i < rects.size(); ++i) {
-      const Codes codes = CodesOf(PaintOf(kPeople[i], feature.paint));
+      const Codes& codes = Palettes()[i][static_cast<std::size_t>(feature.paint)];
       const common::Rect box = BoxOf(feature, rects[i]);
       FillEllipse(box, codes.luma, 1, *frame, frame->Luma());
       FillEllipse(box, codes.chroma, 2, *frame, frame->Chroma());
