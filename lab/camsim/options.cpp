@@ -6,6 +6,7 @@
 #include <cctype>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <utility>
 
 #include "camsim/option_values.h"
@@ -38,10 +39,10 @@ constexpr char kExample[] =
 // Returns the node library that was built or installed with this program.
 std::string NodeOfProgram() {
   constexpr char kName[] = "com.qti.node.brodaxgenderage.so";
-  const std::filesystem::path folder = common::ProgramFolder();
+  const std::string folder = common::ProgramFolder();
   std::error_code none;
-  const bool is_built = std::filesystem::exists(folder / kName, none);
-  return is_built ? folder / kName : folder / ZY_INSTALLED_NODE_FOLDER / kName;
+  const bool is_built = std::filesystem::exists(folder + kName, none);
+  return folder + (is_built ? "" : ZY_INSTALLED_NODE_FOLDER) + kName;
 }
 
 // Returns the command line with a shell's quotes.
@@ -206,7 +207,7 @@ void AddDiff(common::Command* command, Options* options) {
 bool ParseOptions(int argc, char** argv, Options* options, int* exit_code) {
   options->command = CommandOf(argc, argv);
   options->node = NodeOfProgram();
-  options->real_device = common::ProgramFolder() / "device-real";
+  options->real_device = common::ProgramFolder() + "device-real";
   Size size;
   common::CommandLine line("camsim", kAbout, kExample);
   AddInput(&line, options, &size);

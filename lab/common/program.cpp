@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "common/program.h"
 
+#include <filesystem>
+
 #include "common/escape.h"
 
 namespace common {
 
-std::filesystem::path ProgramFolder() {
+std::string ProgramFolder() {
   std::error_code none;
-  return std::filesystem::read_symlink("/proc/self/exe", none).parent_path();
+  return std::filesystem::read_symlink("/proc/self/exe", none).parent_path() / "";
 }
 
 int Say(const char* program, const std::string& message, int exit_code) {

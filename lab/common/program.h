@@ -4,7 +4,6 @@
 #define ZY_COMMON_PROGRAM_H_
 
 #include <cstdio>
-#include <filesystem>
 #include <new>
 #include <string>
 
@@ -22,8 +21,9 @@ enum ExitCode {
   kExitInterrupted = 130,
 };
 
-// Returns the folder of this program's file; empty if the system does not report it.
-std::filesystem::path ProgramFolder();
+// Returns the folder of this program's file, with a slash at the end; empty if the system does not
+// report it.
+std::string ProgramFolder();
 
 // Prints a message, escaped, on standard error. Returns the exit code.
 int Say(const char* program, const std::string& message, int exit_code);

@@ -5,6 +5,7 @@
 #include <link.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
