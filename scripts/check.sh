@@ -105,8 +105,8 @@ check_tidy() {
   grep -E "$single" <<<"$compiled" | "${tidy[@]}" -p build/clang
   grep -E "$folder" <<<"$compiled" | "${tidy[@]}" -p build/clang --checks=-bugprone-suspicious-include \
     --extra-arg=-Xclang --extra-arg=-analyzer-opt-analyze-headers
-  printf 'lab/record/%s.cpp\n' recording comparison |
-    xargs -P "$jobs" -I{} clang-tidy --quiet {} -- -std=c++17 -Isrc -Ilab -Ibuild/clang/lab/record/text
+  printf 'lab/record/%s.cpp\n' recording comparison | xargs -P "$jobs" -I{} \
+    clang-tidy --quiet --checks='-bugprone-*' {} -- -std=c++17 -Isrc -Ilab -Ibuild/clang/lab/record/text
   grep -vE "$single|$folder" <<<"$compiled" |
     "${tidy[@]}" -p build/clang --checks='-clang-analyzer-*,-bugprone-suspicious-include'
 }
