@@ -32,7 +32,7 @@ constexpr Person kPeople[kMaxSceneFaces] = {
 
 // In the order of PaintOf.
 enum class Paint { kSkin, kHair, kLips, kShirt, kEyeWhite, kIris, kPupil, kShade };
-constexpr std::size_t kPaints = 8;
+constexpr std::size_t kPaints = static_cast<std::size_t>(Paint::kShade) + 1;
 
 struct Feature {
   int centre_x, centre_y, width, height;  // in hundredths of the face's width and height

@@ -2,7 +2,7 @@
 #ifndef ZY_BASE_KERNEL_VARIANT_H_
 #define ZY_BASE_KERNEL_VARIANT_H_
 
-// Whether base/neon.h has a vector header to choose.
+// Whether base/neon.h finds a vector header.
 #if (defined(__ARM_NEON) && defined(__aarch64__)) || __has_include(<simde/arm/neon.h>)
 #define ZY_HAVE_NEON 1
 #else
