@@ -99,16 +99,16 @@ check_page() { tests/page_test.py . build/host/camsim chromium; }
 # are headers. Without the precompiled header, the compiler finds a test that includes too little.
 check_tidy() {
   local compiled single='^(src|lab/(device|framework))/' folder='^build/clang/lab/(common|framework|media)/'
-  local tidy=(xargs -P "$jobs" -n 1 clang-tidy --quiet)
   cmake --preset clang -DZY_MODELS=ON -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON
   compiled=$(grep -oE '"file": "[^"]*"' build/clang/compile_commands.json | cut -d'"' -f4 | sed "s|^$PWD/||" | sort -u)
-  grep -E "$single" <<<"$compiled" | "${tidy[@]}" -p build/clang
-  grep -E "$folder" <<<"$compiled" | "${tidy[@]}" -p build/clang --checks=-bugprone-suspicious-include \
-    --extra-arg=-Xclang --extra-arg=-analyzer-opt-analyze-headers
-  printf 'lab/record/%s.cpp\n' recording comparison | xargs -P "$jobs" -I{} \
-    clang-tidy --quiet --checks='-bugprone-*' {} -- -std=c++17 -Isrc -Ilab -Ibuild/clang/lab/record/text
-  grep -vE "$single|$folder" <<<"$compiled" |
-    "${tidy[@]}" -p build/clang --checks='-clang-analyzer-*,-bugprone-suspicious-include'
+  local all=--checks=-bugprone-suspicious-include in_headers='--extra-arg=-Xclang --extra-arg=-analyzer-opt-analyze-headers'
+  { # a line of arguments for each run, the longest runs first
+    grep -E "$folder" <<<"$compiled" | sed "s/\$/ $all $in_headers/"
+    grep -vE "$single|$folder" <<<"$compiled" | sed "s/\$/ $all,-clang-analyzer-*/"
+    printf 'lab/record/%s.cpp --checks=-bugprone-* -- -std=c++17 -Isrc -Ilab -Ibuild/clang/lab/record/text\n' \
+      recording comparison
+    grep -E "$single" <<<"$compiled"
+  } | xargs -P "$jobs" -L 1 clang-tidy --quiet -p build/clang
 }
 
 # Suppresses right shifts of negative values, which every compiler of this project floors and the
