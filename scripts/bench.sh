@@ -2,9 +2,9 @@
 # Part of ./dev: times on this machine, and counts of Arm instructions.
 
 dev_bench() {
-  case "$*" in
-    --arm64 | "--arm64 --check" | "--arm64 --update") bench_arm64 "${@:2}" ;;
-    -*) fail 2 "usage: ./dev bench [NAME], or ./dev bench --arm64 [--check | --update]" ;;
+  case "$# $*" in
+    "1 --arm64" | "2 --arm64 --check" | "2 --arm64 --update") bench_arm64 "${@:2}" ;;
+    *" -"*) fail 2 "usage: ./dev bench [NAME], or ./dev bench --arm64 [--check | --update]" ;;
     *) at_most 1 "$@" && bench_host "$@" ;;
   esac
 }

@@ -14,11 +14,11 @@ at_most() { # number, the arguments
   [ $(($# - 1)) -le "$1" ] || fail 2 "$command: does not take ${*:$(($1 + 2))} (see ./dev help)"
 }
 
-# Refuses arguments that are not whole numbers, which would otherwise count as 0.
+# Refuses arguments that are not whole numbers from 1. Bash would take others as 0, in octal, or wrap them round.
 numbers() {
   local argument
   for argument in "$@"; do
-    [[ $argument =~ ^[0-9]+$ ]] || fail 2 "$command: $argument is no number"
+    [[ $argument =~ ^[1-9][0-9]{0,8}$ ]] || fail 2 "$command: $argument is not a number from 1 to 999999999"
   done
 }
 
