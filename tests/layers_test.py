@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-# Checks the layers: each folder includes only the folders and libraries of its row.
+# Checks the layers: each folder includes only the folders and libraries of its row, and no .cpp file.
 # usage: layers_test.py SOURCE_DIRECTORY
 import pathlib
 import re
@@ -47,8 +47,10 @@ for folder, allowed in FOLDERS.items():
         for number, line in enumerate(file.read_text().splitlines(), 1):
             include = re.match(r"\s*#\s*include\s*(?:\"(.*)\"|(<.*)>)", line)
             header = include and (include[1] or include[2])
-            if header and not SYSTEM.match(header) and (header in OWN and folder != f"lab/{header.split('/')[0]}" or not any(
-                    header == item or header.startswith(item + "/") for item in permitted)):
+            if not header or SYSTEM.match(header):
+                continue
+            is_private = header.endswith(".cpp") or header in OWN and folder != f"lab/{header.split('/')[0]}"
+            if is_private or not any(header == item or header.startswith(item + "/") for item in permitted):
                 failures.append(f"{name}:{number}: {header} is not for this file")
 
 print(*(f"FAIL {failure}" for failure in failures), sep="\n", end="\n" if failures else "")
