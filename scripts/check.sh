@@ -96,18 +96,19 @@ check_page() { tests/page_test.py . build/host/camsim chromium; }
 
 # Every file that is compiled, and those of a folder together. The analyzer, which follows every path, runs over
 # what ships, the folders that everything builds on, and the readers of recordings. To it, the files of a folder
-# are headers. Without the precompiled header, the compiler finds a test that includes too little.
+# are headers. The readers' other checks run with their folder. Without the precompiled header, the compiler finds a
+# test that includes too little.
 check_tidy() {
   local compiled single='^(src|lab/(device|framework))/' folder='^build/clang/lab/(common|framework|media)/'
   cmake --preset clang -DZY_MODELS=ON -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON
   compiled=$(grep -oE '"file": "[^"]*"' build/clang/compile_commands.json | cut -d'"' -f4 | sed "s|^$PWD/||" | sort -u)
-  local all=--checks=-bugprone-suspicious-include in_headers='--extra-arg=-Xclang --extra-arg=-analyzer-opt-analyze-headers'
-  { # a line of arguments for each run, the longest runs first
-    grep -E "$folder" <<<"$compiled" | sed "s/\$/ $all $in_headers/"
-    grep -vE "$single|$folder" <<<"$compiled" | sed "s/\$/ $all,-clang-analyzer-*/"
+  local no_includes=--checks=-bugprone-suspicious-include in_headers='--extra-arg=-Xclang --extra-arg=-analyzer-opt-analyze-headers'
+  { # a line of arguments for each run, runs of the analyzer first
+    grep -E "$folder" <<<"$compiled" | sed "s/\$/ $no_includes $in_headers/"
     printf 'lab/record/%s.cpp --checks=-bugprone-* -- -std=c++17 -Isrc -Ilab -Ibuild/clang/lab/record/text\n' \
       recording comparison
     grep -E "$single" <<<"$compiled"
+    grep -vE "$single|$folder" <<<"$compiled" | sed "s/\$/ $no_includes,-clang-analyzer-*/"
   } | xargs -P "$jobs" -L 1 clang-tidy --quiet -p build/clang
 }
 

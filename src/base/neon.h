@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The only file that chooses a vector header: Arm's own on Arm, SIMDe elsewhere. So the same
+// The only file that includes a vector header: Arm's own on Arm, SIMDe elsewhere. So the same
 // kernels run under x86 sanitizers and debuggers. Without either, only scalar rows run.
 #ifndef ZY_BASE_NEON_H_
 #define ZY_BASE_NEON_H_
