@@ -15,10 +15,11 @@ at_most() { # number, the arguments
 }
 
 # Refuses arguments that are not whole numbers from 1. Bash would take others as 0, in octal, or wrap them round.
-numbers() {
+numbers() { # largest number, the arguments
   local argument
-  for argument in "$@"; do
-    [[ $argument =~ ^[1-9][0-9]{0,8}$ ]] || fail 2 "$command: $argument is not a number from 1 to 999999999"
+  for argument in "${@:2}"; do
+    [[ $argument =~ ^[1-9][0-9]{0,14}$ && $argument -le $1 ]] ||
+      fail 2 "$command: $argument is not a number from 1 to $1"
   done
 }
 

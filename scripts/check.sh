@@ -102,7 +102,8 @@ check_tidy() {
   local compiled single='^(src|lab/(device|framework))/' folder='^build/clang/lab/(common|framework|media)/'
   cmake --preset clang -DZY_MODELS=ON -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON
   compiled=$(grep -oE '"file": "[^"]*"' build/clang/compile_commands.json | cut -d'"' -f4 | sed "s|^$PWD/||" | sort -u)
-  local no_includes=--checks=-bugprone-suspicious-include in_headers='--extra-arg=-Xclang --extra-arg=-analyzer-opt-analyze-headers'
+  local no_includes=--checks=-bugprone-suspicious-include
+  local in_headers='--extra-arg=-Xclang --extra-arg=-analyzer-opt-analyze-headers'
   { # a line of arguments for each run, runs of the analyzer first
     grep -E "$folder" <<<"$compiled" | sed "s/\$/ $no_includes $in_headers/"
     printf 'lab/record/%s.cpp --checks=-bugprone-* -- -std=c++17 -Isrc -Ilab -Ibuild/clang/lab/record/text\n' \

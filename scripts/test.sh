@@ -70,7 +70,7 @@ dev_arm64() {
 # Starts from the committed corpus; stores new inputs beside the findings.
 dev_fuzz() {
   at_most 1 "$@"
-  numbers "$@"
+  numbers 1000000000 "$@"
   local seconds=${1:-60} failed=0
   need_build
   need clang libclang-rt-14-dev
@@ -93,7 +93,7 @@ fuzz_one() { # target, seconds, options
 
 dev_soak() {
   at_most 2 "$@"
-  numbers "$@"
+  numbers 1000000000000 "$@"
   need_build
   build host nodecheck
   build/host/nodecheck "$node_of_host" --soak "${1:-10000000}" --lives "${2:-10000}"
@@ -101,7 +101,7 @@ dev_soak() {
 
 dev_races() {
   at_most 1 "$@"
-  numbers "$@"
+  numbers 500000000 "$@"
   local rounds=${1:-500}
   need_build
   need clang libclang-rt-14-dev

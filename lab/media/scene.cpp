@@ -175,8 +175,8 @@ Codes CodesOf(const Gradient& gradient) {
 
 using Palette = std::array<Codes, kPaints>;
 
-// Returns everybody's codes. Computing them for each ellipse would take longer than filling a small
-// one.
+// Returns the codes of each person's paints. Computing them for each ellipse would take longer than
+// filling a small one.
 const std::array<Palette, kMaxSceneFaces>& Palettes() {
   static const auto kPalettes = [] {
     std::array<Palette, kMaxSceneFaces> palettes;
